@@ -1,0 +1,27 @@
+# What every target of the project is built with.
+add_library(project_options INTERFACE)
+target_compile_options(project_options INTERFACE
+    -Wall -Wextra -Werror -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+    # Logs and exceptions name source files below the project, never a path of the build machine.
+    -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+target_include_directories(project_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
+
+if(WIN32)
+    target_compile_definitions(project_options INTERFACE
+        UNICODE _UNICODE WINVER=0x0601 _WIN32_WINNT=0x0601 _WIN32_MSI=500 NOMINMAX
+        WIN32_LEAN_AND_MEAN)
+    # The C++ run-time is linked in: the DLL ships alone.
+    target_link_options(project_options INTERFACE -static)
+else()
+    # Every simulated process loads a library of its own: no symbol may be shared between two.
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        target_compile_options(project_options INTERFACE -fno-gnu-unique)
+    endif()
+    target_include_directories(project_options SYSTEM BEFORE INTERFACE
+        ${PROJECT_SOURCE_DIR}/platform/simulated/include)
+    if(NORV_SANITIZERS)
+        target_compile_options(project_options INTERFACE
+            -fsanitize=${NORV_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+        target_link_options(project_options INTERFACE -fsanitize=${NORV_SANITIZERS})
+    endif()
+endif()

@@ -1,0 +1,87 @@
+#include <windows.h>
+
+#include "simulated/machine/Calls.h"
+#include "simulated/machine/Machine.h"
+
+namespace simulated {
+
+void Calls::failCall(std::uint64_t n, std::optional<std::uint32_t> status) {
+    plans_.push_back({"", n, false, false, status});
+}
+
+void Calls::failCall(std::string_view function, std::uint64_t n,
+                     std::optional<std::uint32_t> status) {
+    plans_.push_back({std::string(function), n, false, false, status});
+}
+
+void Calls::failAll(std::string_view function, std::optional<std::uint32_t> status) {
+    plans_.push_back({std::string(function), 0, true, false, status});
+}
+
+void Calls::stopAtCall(std::uint64_t n) { plans_.push_back({"", n, false, true, std::nullopt}); }
+
+void Calls::clearPlans() {
+    plans_.clear();
+    stopped_ = false;
+    faultedFunction_.clear();
+}
+
+std::uint64_t Calls::count() const {
+    std::uint64_t sum = 0;
+    for (const auto& [function, count] : counts_) {
+        sum += count;
+    }
+    return sum;
+}
+
+std::uint64_t Calls::count(std::string_view function) const {
+    const auto found = counts_.find(function);
+    return found == counts_.end() ? 0 : found->second;
+}
+
+std::map<std::string, std::uint64_t> Calls::byName() const {
+    return {counts_.begin(), counts_.end()};
+}
+
+void Calls::clearJournal() {
+    counts_.clear();
+    order_.clear();
+}
+
+Calls::Outcome Calls::enter(const char* function) {
+    if (stopped_) {
+        return {true, std::nullopt};
+    }
+    const auto counted = counts_.find(std::string_view(function));
+    if (counted == counts_.end()) {
+        counts_.emplace(function, 1);
+    } else {
+        ++counted->second;
+    }
+    if (keepOrder_) {
+        order_.emplace_back(function);
+    }
+    Outcome outcome;
+    for (auto plan = plans_.begin(); plan != plans_.end();) {
+        const bool concerned = plan->function.empty() || plan->function == function;
+        if (!concerned || (!plan->every && --plan->after > 0)) {
+            ++plan;
+            continue;
+        }
+        outcome = {true, plan->status};
+        faultedFunction_ = function;
+        stopped_ = stopped_ || plan->stop;
+        plan = plan->every ? plan + 1 : plans_.erase(plan);
+    }
+    return outcome;
+}
+
+Call::Call(const char* function)
+    : lock_(Machine::current().calls.mutex_), outcome_(Machine::current().calls.enter(function)) {}
+
+int failWith(std::uint32_t status) {
+    SetLastError(status);
+    return FALSE;
+}
+
+}  // namespace simulated

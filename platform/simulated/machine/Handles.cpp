@@ -1,0 +1,53 @@
+#include <windows.h>
+
+#include "simulated/machine/Handles.h"
+#include "simulated/machine/Machine.h"
+
+namespace simulated {
+
+HANDLE Handles::add(std::shared_ptr<HandleObject> object) {
+    const std::uintptr_t value = next_;
+    next_ += 4;
+    open_.emplace(value, std::move(object));
+    return reinterpret_cast<HANDLE>(value);
+}
+
+bool Handles::close(const void* handle) {
+    return open_.erase(reinterpret_cast<std::uintptr_t>(handle)) != 0;
+}
+
+void Handles::closeAll() { open_.clear(); }
+
+std::vector<std::string> Handles::open() const {
+    std::vector<std::string> descriptions;
+    for (const auto& [value, object] : open_) {
+        descriptions.push_back(object->description());
+    }
+    return descriptions;
+}
+
+}  // namespace simulated
+
+using namespace simulated;
+
+namespace {
+
+thread_local DWORD lastError = 0;
+
+}  // namespace
+
+extern "C" {
+
+DWORD WINAPI GetLastError() { return lastError; }
+
+void WINAPI SetLastError(DWORD status) { lastError = status; }
+
+BOOL WINAPI CloseHandle(HANDLE handle) {
+    Call call("CloseHandle");
+    if (call.fails()) {
+        return failWith(call.status(ERROR_INVALID_HANDLE));
+    }
+    return Machine::current().handles.close(handle) ? TRUE : failWith(ERROR_INVALID_HANDLE);
+}
+
+}  // extern "C"

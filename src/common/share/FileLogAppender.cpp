@@ -1,0 +1,78 @@
+#include <fcntl.h>
+#include <io.h>
+#include <share.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <vector>
+
+#include "common/share/Logger.h"
+#include "common/share/tstrings.h"
+
+namespace {
+
+constexpr const TCHAR* kDefaultName = _T("tolmark.log");
+constexpr std::int64_t kSizeLimit = 10485760;
+constexpr int kOpenTries = 10;
+
+/// The temporary directory of the account, without trailing separators.
+tstring temporaryDirectory() {
+    std::vector<TCHAR> buffer(MAX_PATH + 1);
+    DWORD length = GetTempPathW(static_cast<DWORD>(buffer.size()), buffer.data());
+    if (length > buffer.size()) {
+        buffer.resize(length);
+        length = GetTempPathW(static_cast<DWORD>(buffer.size()), buffer.data());
+    }
+    tstring directory(buffer.data(), length < buffer.size() ? length : 0);
+    directory.erase(directory.find_last_not_of(_T("\\/")) + 1);
+    return directory;
+}
+
+/// Opens the log for appending in text mode, which writes a line feed as CR LF. No second writer is
+/// let in; where one holds the file, waits for it a little. -1 when it never let go.
+int openLog(const tstring& path) {
+    for (int i = 0; i < kOpenTries; ++i) {
+        int file = -1;
+        if (_wsopen_s(&file, path.c_str(), _O_WRONLY | _O_APPEND | _O_CREAT, _SH_DENYWR,
+                      _S_IREAD | _S_IWRITE) == 0) {
+            return file;
+        }
+        if (i + 1 < kOpenTries) {
+            Sleep(1);
+        }
+    }
+    return -1;
+}
+
+}  // namespace
+
+FileLogAppender::FileLogAppender(const tstring& fileName) : sizeLimit_(kSizeLimit) {
+    const auto separator = fileName.find_last_of(_T("\\/"));
+    const tstring base = separator == tstring::npos ? fileName : fileName.substr(separator + 1);
+    path_ = temporaryDirectory() + _T("\\") + (fileName.empty() ? kDefaultName : base);
+}
+
+void FileLogAppender::append(const LogEvent& event) {
+    const SYSTEMTIME& time = event.timestamp;
+    std::string text;
+    try {
+        text = tstrings::toUtf8(tstrings::unsafe_format(
+            _T("[%04u/%02u/%02u %02u:%02u:%02u.%03u, %s (PID: %u, TID: %u), %s:%u (%s)]\n\t%s: %s\n"),
+            time.wYear, time.wMonth, time.wDay, time.wHour, time.wMinute, time.wSecond,
+            time.wMilliseconds, event.processName.c_str(), event.processId, event.threadId,
+            event.file.c_str(), event.line, event.function.c_str(), event.levelName.c_str(),
+            event.message.c_str()));
+    } catch (...) {
+        return;  // as lost as a record whose file can't be opened
+    }
+    const int file = openLog(path_);
+    if (file == -1) {
+        return;
+    }
+    struct _stati64 facts = {};
+    if (_fstati64(file, &facts) == 0 && facts.st_size >= sizeLimit_) {
+        _chsize_s(file, 0);
+    }
+    _write(file, text.data(), static_cast<unsigned int>(text.size()));
+    _close(file);
+}
