@@ -1,0 +1,23 @@
+// The actions that the library exports to the Windows Installer, by name and with one form: the
+// session handle goes in, the action's status comes out. docs/package-author.md tells what each
+// reads, sets and returns.
+#pragma once
+
+#include <windows.h>
+#include <msi.h>
+
+extern "C" {
+
+UINT __stdcall MSIValidateInstallDir(MSIHANDLE session) noexcept;
+UINT __stdcall MSIIsLocalSystemSupported(MSIHANDLE session) noexcept;
+UINT __stdcall MSISetImpersonate(MSIHANDLE session) noexcept;
+UINT __stdcall MSIRemoveFoldersOnReboot(MSIHANDLE session) noexcept;
+UINT __stdcall MSILoadMsiPropertiesFromConfig(MSIHANDLE session) noexcept;
+UINT __stdcall SetLatestQvr(MSIHANDLE session) noexcept;
+UINT __stdcall DisableVomlitExe(MSIHANDLE session) noexcept;
+UINT __stdcall RestoreVomlitExe(MSIHANDLE session) noexcept;
+UINT __stdcall DisableAUUninstall(MSIHANDLE session) noexcept;
+UINT __stdcall checkIfReservedLocationOccupied(MSIHANDLE session) noexcept;
+UINT __stdcall checkIfInstallDirReserved(MSIHANDLE session) noexcept;
+
+}  // extern "C"
