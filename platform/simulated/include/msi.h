@@ -1,0 +1,76 @@
+// Windows Installer: handles, products, settings of the process.
+#pragma once
+
+#include <windef.h>
+
+using MSIHANDLE = std::uint32_t;
+
+enum INSTALLMESSAGE {
+    INSTALLMESSAGE_FATALEXIT = 0x00000000,
+    INSTALLMESSAGE_ERROR = 0x01000000,
+    INSTALLMESSAGE_WARNING = 0x02000000,
+    INSTALLMESSAGE_USER = 0x03000000,
+    INSTALLMESSAGE_INFO = 0x04000000,
+    INSTALLMESSAGE_ACTIONSTART = 0x08000000,
+    INSTALLMESSAGE_ACTIONDATA = 0x09000000,
+    INSTALLMESSAGE_PROGRESS = 0x0A000000,
+};
+
+enum INSTALLUILEVEL {
+    INSTALLUILEVEL_NOCHANGE = 0,
+    INSTALLUILEVEL_DEFAULT = 1,
+    INSTALLUILEVEL_NONE = 2,
+    INSTALLUILEVEL_BASIC = 3,
+    INSTALLUILEVEL_REDUCED = 4,
+    INSTALLUILEVEL_FULL = 5,
+    INSTALLUILEVEL_HIDECANCEL = 0x20,
+    INSTALLUILEVEL_PROGRESSONLY = 0x40,
+    INSTALLUILEVEL_ENDDIALOG = 0x80,
+};
+
+enum INSTALLSTATE {
+    INSTALLSTATE_UNKNOWN = -1,
+    INSTALLSTATE_ADVERTISED = 1,
+    INSTALLSTATE_ABSENT = 2,
+    INSTALLSTATE_LOCAL = 3,
+    INSTALLSTATE_SOURCE = 4,
+    INSTALLSTATE_DEFAULT = 5,
+};
+
+enum INSTALLLEVEL {
+    INSTALLLEVEL_DEFAULT = 0,
+    INSTALLLEVEL_MINIMUM = 1,
+    INSTALLLEVEL_MAXIMUM = 0xffff,
+};
+
+enum INSTALLLOGMODE {
+    INSTALLLOGMODE_INFO = 1 << (INSTALLMESSAGE_INFO >> 24),
+    INSTALLLOGMODE_VERBOSE = 1 << 12,
+};
+
+using INSTALLUI_HANDLERW = int(WINAPI*)(LPVOID context, UINT messageType, LPCWSTR message);
+
+#define INSTALLPROPERTY_INSTALLLOCATION u"InstallLocation"
+#define INSTALLPROPERTY_INSTALLEDPRODUCTNAME u"InstalledProductName"
+#define INSTALLPROPERTY_LOCALPACKAGE u"LocalPackage"
+#define INSTALLPROPERTY_PRODUCTICON u"ProductIcon"
+#define INSTALLPROPERTY_PRODUCTNAME u"ProductName"
+#define INSTALLPROPERTY_VERSIONSTRING u"VersionString"
+
+extern "C" {
+
+UINT WINAPI MsiCloseHandle(MSIHANDLE handle);
+
+UINT WINAPI MsiEnumProductsW(DWORD index, LPWSTR productCode);
+UINT WINAPI MsiEnumRelatedProductsW(LPCWSTR upgradeCode, DWORD reserved, DWORD index,
+                                    LPWSTR productCode);
+UINT WINAPI MsiGetProductInfoW(LPCWSTR productCode, LPCWSTR attribute, LPWSTR value, DWORD* count);
+UINT WINAPI MsiConfigureProductExW(LPCWSTR productCode, int level, INSTALLSTATE state,
+                                   LPCWSTR commandLine);
+
+INSTALLUILEVEL WINAPI MsiSetInternalUI(INSTALLUILEVEL level, HWND* window);
+INSTALLUI_HANDLERW WINAPI MsiSetExternalUIW(INSTALLUI_HANDLERW handler, DWORD filter,
+                                            LPVOID context);
+UINT WINAPI MsiEnableLogW(DWORD mode, LPCWSTR file, DWORD attributes);
+
+}  // extern "C"

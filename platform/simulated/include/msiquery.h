@@ -1,0 +1,51 @@
+// Windows Installer: sessions, databases, views, records.
+#pragma once
+
+#include <msi.h>
+
+#define MSIDBOPEN_READONLY (static_cast<LPCWSTR>(nullptr))
+
+#define MSI_NULL_INTEGER 0x80000000
+
+enum MSIRUNMODE {
+    MSIRUNMODE_ADMIN = 0,
+    MSIRUNMODE_ADVERTISE = 1,
+    MSIRUNMODE_MAINTENANCE = 2,
+    MSIRUNMODE_ROLLBACKENABLED = 3,
+    MSIRUNMODE_LOGENABLED = 4,
+    MSIRUNMODE_OPERATIONS = 5,
+    MSIRUNMODE_REBOOTATEND = 6,
+    MSIRUNMODE_REBOOTNOW = 7,
+    MSIRUNMODE_CABINET = 8,
+    MSIRUNMODE_SOURCESHORTNAMES = 9,
+    MSIRUNMODE_TARGETSHORTNAMES = 10,
+    MSIRUNMODE_RESERVED11 = 11,
+    MSIRUNMODE_WINDOWS9X = 12,
+    MSIRUNMODE_ZAWENABLED = 13,
+    MSIRUNMODE_RESERVED14 = 14,
+    MSIRUNMODE_RESERVED15 = 15,
+    MSIRUNMODE_SCHEDULED = 16,
+    MSIRUNMODE_ROLLBACK = 17,
+    MSIRUNMODE_COMMIT = 18,
+};
+
+extern "C" {
+
+UINT WINAPI MsiGetPropertyW(MSIHANDLE session, LPCWSTR name, LPWSTR value, DWORD* count);
+UINT WINAPI MsiSetPropertyW(MSIHANDLE session, LPCWSTR name, LPCWSTR value);
+BOOL WINAPI MsiGetMode(MSIHANDLE session, MSIRUNMODE mode);
+int WINAPI MsiProcessMessage(MSIHANDLE session, INSTALLMESSAGE type, MSIHANDLE record);
+MSIHANDLE WINAPI MsiGetActiveDatabase(MSIHANDLE session);
+
+UINT WINAPI MsiOpenDatabaseW(LPCWSTR path, LPCWSTR persist, MSIHANDLE* database);
+UINT WINAPI MsiDatabaseOpenViewW(MSIHANDLE database, LPCWSTR query, MSIHANDLE* view);
+UINT WINAPI MsiViewExecute(MSIHANDLE view, MSIHANDLE parameters);
+UINT WINAPI MsiViewFetch(MSIHANDLE view, MSIHANDLE* record);
+UINT WINAPI MsiViewClose(MSIHANDLE view);
+
+MSIHANDLE WINAPI MsiCreateRecord(UINT fieldCount);
+UINT WINAPI MsiRecordGetFieldCount(MSIHANDLE record);
+UINT WINAPI MsiRecordSetStringW(MSIHANDLE record, UINT field, LPCWSTR value);
+UINT WINAPI MsiRecordGetStringW(MSIHANDLE record, UINT field, LPWSTR value, DWORD* count);
+
+}  // extern "C"

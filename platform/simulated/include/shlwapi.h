@@ -1,0 +1,10 @@
+// The shell's light-weight helpers.
+#pragma once
+
+#include <windef.h>
+
+extern "C" {
+
+BOOL WINAPI PathIsURLW(LPCWSTR path);
+
+}  // extern "C"
