@@ -1,0 +1,41 @@
+// What the machine's products will be when the operation is over: the input of every manager.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "windows/common/NorvEnvironment.h"
+
+/// What happens to the changed product. The numbers are those of the package's tables.
+enum class UpdateAction : std::int32_t { None = 0, Install = 1, Remove = 2 };
+
+/// Read-only for the managers, and valid only during their calls.
+struct UpdateContext {
+    std::span<const InstalledNorv> all;  ///< QVR and QVK; other types are left out
+    std::span<const InstalledNorv> qvr32;
+    std::span<const InstalledNorv> qvr64;
+    std::span<const InstalledNorv> qvk32;
+    std::span<const InstalledNorv> qvk64;
+    InstalledNorvSelection selection;  ///< the latest product of each class
+    UpdateAction action = UpdateAction::None;
+    bool latestChanged = false;  ///< the operation changes which product is the latest QVR
+};
+
+/// Owns the list behind a context.
+class UpdatePlan {
+public:
+    /// `detected` are the products as the installer lists them now; `product` is what `action`
+    /// concerns and is recognised by its product code alone. Throws std::invalid_argument when a
+    /// list holds an empty product code, or one twice.
+    UpdatePlan(std::span<const InstalledNorv> detected, const InstalledNorv& product,
+               UpdateAction action);
+    UpdatePlan(const UpdatePlan&) = delete;
+    UpdatePlan& operator=(const UpdatePlan&) = delete;
+
+    const UpdateContext& context() const { return context_; }
+
+private:
+    std::vector<InstalledNorv> products_;
+    UpdateContext context_;
+};
