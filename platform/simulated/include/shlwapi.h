@@ -5,6 +5,7 @@
 
 extern "C" {
 
+BOOL WINAPI PathIsDirectoryEmptyW(LPCWSTR path);
 BOOL WINAPI PathIsURLW(LPCWSTR path);
 
 }  // extern "C"

@@ -8,6 +8,8 @@
 #include <tchar.h>
 #include <winbase.h>
 #include <fileapi.h>
+#include <ioapiset.h>
+#include <winver.h>
 #include <winnls.h>
 #include <winreg.h>
 #include <winnt.h>

@@ -1,0 +1,21 @@
+// The host's header, and the wide functions of Windows' C run-time beside it. The FILE that they
+// give belongs to the host, so fread, fwrite, feof, ferror, fflush, fseek and fclose are the host's;
+// what it reads and writes is a file of the simulated machine.
+#pragma once
+
+#include_next <stdio.h>
+
+#ifdef __cplusplus
+
+extern "C" {
+
+/// Modes "r", "w", "a", each also with "+"; behind them "b" or "t". Text mode turns a written line
+/// feed into CR LF and a read CR LF into a line feed. No share mode keeps anyone out.
+FILE* _wfopen(const char16_t* path, const char16_t* mode);
+
+/// Closes `stream` whatever comes of it.
+FILE* _wfreopen(const char16_t* path, const char16_t* mode, FILE* stream);
+
+}  // extern "C"
+
+#endif
