@@ -1,0 +1,31 @@
+// The auto-updater: a product of its own, with its own package and executables in a fixed folder.
+#pragma once
+
+#include <cstdint>
+
+#include "common/share/Version.h"
+#include "common/share/tstring.h"
+
+namespace au {
+
+using Version = VersionDetails::Base<5, VersionDetails::Parser, 4>;
+
+/// The updater's product code, in registry form.
+inline constexpr const TCHAR* kProductCode = _T("{4A03706F-666A-4037-7777-5F2748764D10}");
+
+/// The path of the updater's registration tool, whether it is there or not. Throws ComError.
+tstring registrationToolPath();
+
+struct InstalledState {
+    static constexpr std::int32_t kNotInstalled = 0;  ///< or not readable
+    static constexpr std::int32_t kComplete = 1;
+    static constexpr std::int32_t kIncomplete = 2;    ///< at least one executable is missing
+
+    /// The state of this machine. Doesn't throw: every failure is logged.
+    static InstalledState detect();
+
+    Version version;  ///< all 0 when none is known
+    std::int32_t state = kNotInstalled;
+};
+
+}  // namespace au

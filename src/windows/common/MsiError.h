@@ -1,0 +1,29 @@
+// Exceptions for failed calls of the Windows Installer.
+#pragma once
+
+#include <windows.h>
+
+#include <stdexcept>
+
+#include "common/share/tstring.h"
+
+namespace msi {
+
+/// A failed call. `what()` is the text, the status and the installer's own words for it.
+class Error : public std::runtime_error {
+public:
+    Error(const tstring& text, UINT status);
+
+    UINT status() const noexcept { return status_; }
+
+private:
+    UINT status_;
+};
+
+/// A fetch that found no row. Its status is ERROR_NO_MORE_ITEMS.
+class NoMoreItemsError : public Error {
+public:
+    explicit NoMoreItemsError(const tstring& text);
+};
+
+}  // namespace msi
