@@ -6,7 +6,8 @@
 
 class NorvPathManager : public NorvSetupManager::Callback {
 public:
-    /// Sets the shims up, leaves them alone or removes them, by what the installer's list holds now.
+    /// Sets the shims up, leaves them alone or removes them, by what the installer's list holds
+    /// now.
     void handle(const UpdateContext& context, const InstallConfigData& config,
                 const InstalledNorv* changed) override;
 };

@@ -19,8 +19,8 @@ public:
     UpdateAction action = UpdateAction::None;
 
     /// Runs every manager. `products` is what detection found. A manager that fails is a log record
-    /// and no more; what it changed stays. False when the update itself failed, which is logged too:
-    /// then, with a list that can't be right, no manager has run.
+    /// and no more; what it changed stays. False when the update itself failed, which is logged
+    /// too: then, with a list that can't be right, no manager has run.
     bool update(const InstallConfigData& config, const std::vector<InstalledNorv>& products) const;
 };
 
