@@ -1,14 +1,120 @@
-// Kernel services that are no files: errors, handles.
+// Kernel services that take no path: errors, handles, memory, environment, directories, modules,
+// resources, messages, time, locks and shared memory.
 #pragma once
 
+#include <cstdarg>
+
 #include <windef.h>
+#include <minwinbase.h>
+#include <winnt.h>
+#include <securitybaseapi.h>
 
 #define INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(static_cast<LONG_PTR>(-1)))
+
+#define LMEM_FIXED 0x0000
+#define LMEM_ZEROINIT 0x0040
+#define LPTR (LMEM_FIXED | LMEM_ZEROINIT)
+
+#define GET_MODULE_HANDLE_EX_FLAG_PIN 0x1
+#define GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT 0x2
+#define GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS 0x4
+#define LOAD_LIBRARY_AS_DATAFILE 0x2
+
+#define FORMAT_MESSAGE_ALLOCATE_BUFFER 0x0100
+#define FORMAT_MESSAGE_IGNORE_INSERTS 0x0200
+#define FORMAT_MESSAGE_FROM_HMODULE 0x0800
+#define FORMAT_MESSAGE_FROM_SYSTEM 0x1000
+#define FORMAT_MESSAGE_MAX_WIDTH_MASK 0x00ff
+
+#define FILE_MAP_COPY SECTION_QUERY
+#define FILE_MAP_WRITE SECTION_MAP_WRITE
+#define FILE_MAP_READ SECTION_MAP_READ
+#define FILE_MAP_ALL_ACCESS SECTION_ALL_ACCESS
+
+/// A recursive lock. Its fields belong to the functions below.
+struct CRITICAL_SECTION {
+    void* lock;
+};
+using LPCRITICAL_SECTION = CRITICAL_SECTION*;
+
+struct SYSTEM_INFO {
+    union {
+        DWORD dwOemId;
+        struct {
+            WORD wProcessorArchitecture;
+            WORD wReserved;
+        };
+    };
+    DWORD dwPageSize;
+    LPVOID lpMinimumApplicationAddress;
+    LPVOID lpMaximumApplicationAddress;
+    DWORD_PTR dwActiveProcessorMask;
+    DWORD dwNumberOfProcessors;
+    DWORD dwProcessorType;
+    DWORD dwAllocationGranularity;
+    WORD wProcessorLevel;
+    WORD wProcessorRevision;
+};
+using LPSYSTEM_INFO = SYSTEM_INFO*;
 
 extern "C" {
 
 DWORD WINAPI GetLastError();
 void WINAPI SetLastError(DWORD status);
 BOOL WINAPI CloseHandle(HANDLE handle);
+
+HLOCAL WINAPI LocalAlloc(UINT flags, SIZE_T size);
+/// Null is skipped; gives null.
+HLOCAL WINAPI LocalFree(HLOCAL memory);
+
+DWORD WINAPI GetEnvironmentVariableW(LPCWSTR name, LPWSTR buffer, DWORD size);
+/// A null value removes the variable.
+BOOL WINAPI SetEnvironmentVariableW(LPCWSTR name, LPCWSTR value);
+DWORD WINAPI GetTempPathW(DWORD size, LPWSTR buffer);
+UINT WINAPI GetSystemDirectoryW(LPWSTR buffer, UINT size);
+UINT WINAPI GetSystemWow64DirectoryW(LPWSTR buffer, UINT size);
+UINT WINAPI GetWindowsDirectoryW(LPWSTR buffer, UINT size);
+
+void WINAPI GetNativeSystemInfo(LPSYSTEM_INFO info);
+BOOL WINAPI GetVersionExW(LPOSVERSIONINFOW version);
+BOOL WINAPI IsWow64Process(HANDLE process, PBOOL wow64);
+HANDLE WINAPI GetCurrentProcess();
+DWORD WINAPI GetCurrentProcessId();
+DWORD WINAPI GetCurrentThreadId();
+void WINAPI GetLocalTime(SYSTEMTIME* time);
+DWORD WINAPI GetTickCount();
+void WINAPI Sleep(DWORD milliseconds);
+
+HMODULE WINAPI LoadLibraryW(LPCWSTR path);
+HMODULE WINAPI LoadLibraryExW(LPCWSTR path, HANDLE reserved, DWORD flags);
+BOOL WINAPI FreeLibrary(HMODULE module);
+HMODULE WINAPI GetModuleHandleW(LPCWSTR name);
+BOOL WINAPI GetModuleHandleExW(DWORD flags, LPCWSTR nameOrAddress, HMODULE* module);
+DWORD WINAPI GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);
+FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name);
+
+HRSRC WINAPI FindResourceW(HMODULE module, LPCWSTR name, LPCWSTR type);
+HGLOBAL WINAPI LoadResource(HMODULE module, HRSRC resource);
+LPVOID WINAPI LockResource(HGLOBAL data);
+DWORD WINAPI SizeofResource(HMODULE module, HRSRC resource);
+
+DWORD WINAPI FormatMessageW(DWORD flags, LPCVOID source, DWORD messageId, DWORD languageId,
+                            LPWSTR buffer, DWORD size, std::va_list* arguments);
+
+void WINAPI InitializeCriticalSection(LPCRITICAL_SECTION section);
+BOOL WINAPI InitializeCriticalSectionAndSpinCount(LPCRITICAL_SECTION section, DWORD spinCount);
+void WINAPI EnterCriticalSection(LPCRITICAL_SECTION section);
+void WINAPI LeaveCriticalSection(LPCRITICAL_SECTION section);
+void WINAPI DeleteCriticalSection(LPCRITICAL_SECTION section);
+
+HANDLE WINAPI CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection,
+                                 DWORD sizeHigh, DWORD sizeLow, LPCSTR name);
+HANDLE WINAPI CreateFileMappingW(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection,
+                                 DWORD sizeHigh, DWORD sizeLow, LPCWSTR name);
+HANDLE WINAPI OpenFileMappingA(DWORD access, BOOL inherit, LPCSTR name);
+LPVOID WINAPI MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow,
+                            SIZE_T size);
+BOOL WINAPI FlushViewOfFile(LPCVOID address, SIZE_T size);
+BOOL WINAPI UnmapViewOfFile(LPCVOID address);
 
 }  // extern "C"
