@@ -1,0 +1,110 @@
+// The registry of a simulated machine, as tests arrange and read it.
+//
+// Keys are kept as Windows keeps them: one tree a root, in which the 32-bit view of a 64-bit system
+// is the subtree "Wow6432Node" of each redirected key. RegistryViews.h tells which keys those are.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "simulated/machine/Names.h"
+
+namespace simulated {
+
+/// The two views of a 64-bit Windows. On a 32-bit one both are the same.
+enum class View { Bits32, Bits64 };
+
+struct RegistryValue {
+    std::u16string name;  ///< empty for the default value
+    std::uint32_t type;
+    std::vector<std::uint8_t> data;
+};
+
+/// A key with its values in the order of their making and its subkeys in that of their names.
+struct RegistryKey {
+    std::u16string name;
+    RegistryKey* parent = nullptr;
+    bool deleted = false;  ///< stays behind open handles
+    bool readDenied = false;
+    bool writeDenied = false;
+    std::vector<RegistryValue> values;
+    NameMap<std::shared_ptr<RegistryKey>> subkeys;
+
+    /// From the root: "HKLM\Software\Wow6432Node\X".
+    std::u16string path() const;
+    RegistryValue* findValue(std::u16string_view wanted);
+    RegistryKey* findSubkey(std::u16string_view wanted) const;
+    /// Whether this key or one above it is closed to writing, or to reading.
+    bool deniesWrite() const;
+    bool deniesRead() const;
+};
+
+/// Paths start with a root: "HKLM\Software\X"; roots are HKLM, HKCU, HKU and HKCR. What tests do here
+/// passes no gate and heeds no denial.
+class RegistryStore {
+public:
+    /// A registry with the keys that every Windows has; `is64Bit` tells of the machine's Facts.
+    explicit RegistryStore(const bool& is64BitSystem);
+    ~RegistryStore();
+
+    /// Creates a key with those above it.
+    void createKey(View view, std::u16string_view key);
+    bool hasKey(View view, std::u16string_view key) const;
+    /// Deletes a key with everything below it; false if there is none.
+    bool deleteKey(View view, std::u16string_view key);
+    /// The names of the direct subkeys, in order.
+    std::vector<std::u16string> subkeys(View view, std::u16string_view key) const;
+    /// The names of the values, in the order of their making.
+    std::vector<std::u16string> valueNames(View view, std::u16string_view key) const;
+
+    /// These create the key where it is missing. The default value's name is empty.
+    void setString(View view, std::u16string_view key, std::u16string_view name,
+                   std::u16string_view text);
+    void setExpandString(View view, std::u16string_view key, std::u16string_view name,
+                         std::u16string_view text);
+    void setNumber(View view, std::u16string_view key, std::u16string_view name,
+                   std::uint32_t number);
+    void setValue(View view, std::u16string_view key, std::u16string_view name, std::uint32_t type,
+                  std::vector<std::uint8_t> data);
+
+    /// The text of a REG_SZ or REG_EXPAND_SZ value without its NUL; none for other types.
+    std::optional<std::u16string> getString(View view, std::u16string_view key,
+                                            std::u16string_view name) const;
+    std::optional<RegistryValue> getValue(View view, std::u16string_view key,
+                                          std::u16string_view name) const;
+    bool deleteValue(View view, std::u16string_view key, std::u16string_view name);
+
+    /// Closes a key and everything below it to writing or reading, with status 5.
+    void denyWrite(View view, std::u16string_view key, bool deny = true);
+    void denyRead(View view, std::u16string_view key, bool deny = true);
+
+    /// Takes the subtrees of the 32-bit view away, as a 32-bit Windows has none.
+    void dropWow64Keys();
+
+    /// Each key and value as a line: "registry HKLM\Software\X [name] REG_SZ "text"".
+    void describe(std::vector<std::string>& facts) const;
+
+    // For the functions that serve the process.
+
+    /// A root by its name, or null.
+    std::shared_ptr<RegistryKey> root(std::u16string_view name) const;
+    /// The key that a path below `from` names in a view, or null.
+    std::shared_ptr<RegistryKey> find(View view, const std::shared_ptr<RegistryKey>& from,
+                                      std::u16string_view path) const;
+    bool is64BitSystem() const { return is64BitSystem_; }
+
+private:
+    std::shared_ptr<RegistryKey> findFull(View view, std::u16string_view path) const;
+    std::shared_ptr<RegistryKey> makeFull(View view, std::u16string_view path);
+
+    const bool& is64BitSystem_;
+    std::map<std::u16string, std::shared_ptr<RegistryKey>> roots_;
+};
+
+}  // namespace simulated

@@ -1,0 +1,57 @@
+// Named blocks of memory that processes share.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <windef.h>
+
+namespace simulated {
+
+/// A block; it lives as long as a mapping, a view or another process holds it.
+struct SharedBlock {
+    std::string name;  ///< empty for a nameless one
+    std::vector<std::uint8_t> bytes;
+};
+
+class SharedMemory {
+public:
+    using Observer =
+        std::function<void(const std::string& name, const std::vector<std::uint8_t>& bytes)>;
+
+    /// Makes another process open the block, which creates it zeroed where it is missing, and keep it
+    /// until `releaseByOther` or a restart.
+    void holdByOther(const std::string& name, std::size_t size = 8);
+    void releaseByOther(const std::string& name);
+
+    /// The bytes of a block, if somebody holds it; `write` is what another process would do.
+    std::optional<std::vector<std::uint8_t>> content(const std::string& name) const;
+    void write(const std::string& name, const std::vector<std::uint8_t>& bytes);
+
+    /// Called at each FlushViewOfFile: what another process could see at that moment.
+    void observeFlushes(Observer observer) { observer_ = std::move(observer); }
+
+    // For the functions that serve the process.
+
+    std::shared_ptr<SharedBlock> find(const std::string& name) const;
+    std::shared_ptr<SharedBlock> create(const std::string& name, std::size_t size);
+    /// The handles of the views at an address, the latest last.
+    std::map<const void*, std::vector<HANDLE>>& views() { return views_; }
+    void flushed(const SharedBlock& block) const;
+    void endProcess() { views_.clear(); }
+    void restart();
+
+private:
+    std::map<std::string, std::weak_ptr<SharedBlock>> blocks_;
+    std::map<std::string, std::shared_ptr<SharedBlock>> others_;
+    std::map<const void*, std::vector<HANDLE>> views_;
+    Observer observer_;
+};
+
+}  // namespace simulated
