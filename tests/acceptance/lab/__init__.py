@@ -1,0 +1,1 @@
+"""What acceptance tests and scripts/run share: packages, a Wine prefix, its registry."""

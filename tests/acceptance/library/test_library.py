@@ -1,0 +1,68 @@
+"""What the built file says of itself: exports, imports, machine, version, size, symbols."""
+
+import subprocess
+
+import pytest
+
+ACTIONS = {
+    "MSIValidateInstallDir", "MSIIsLocalSystemSupported", "MSISetImpersonate", "MSIRemoveFoldersOnReboot",
+    "MSILoadMsiPropertiesFromConfig", "SetLatestQvr", "DisableVomlitExe", "RestoreVomlitExe",
+    "DisableAUUninstall", "checkIfReservedLocationOccupied", "checkIfInstallDirReserved",
+}
+ZIP = {
+    "ZIP_Open", "ZIP_Close", "ZIP_FindEntry", "ZIP_GetNextEntry", "ZIP_ReadEntry", "ZIP_InflateFully",
+    "ZIP_GZip_InitParams", "ZIP_GZip_Fully",
+}
+# Windows' own, on every version that the library runs on.
+WINDOWS = {
+    "advapi32.dll", "kernel32.dll", "msi.dll", "msvcrt.dll", "ole32.dll", "oleaut32.dll", "shell32.dll",
+    "shlwapi.dll", "user32.dll", "version.dll",
+}
+
+
+@pytest.fixture(scope="module")
+def headers(library, bits):
+    tool = {64: "x86_64", 32: "i686"}[bits] + "-w64-mingw32-objdump"
+    return subprocess.run([tool, "-p", library], check=True, capture_output=True, text=True).stdout
+
+
+def test_exports_are_the_undecorated_names_and_no_other(headers):
+    table = headers[headers.index("[Ordinal/Name Pointer] Table"):]
+    names = set()
+    for line in table.splitlines()[1:]:
+        if "[" not in line:
+            break
+        names.add(line.split()[-1])
+    assert names == ACTIONS | ZIP
+
+
+def test_imports_come_from_windows_alone(headers):
+    imported = {line.split()[-1].lower() for line in headers.splitlines() if "DLL Name:" in line}
+    assert imported and imported <= WINDOWS
+
+
+def test_machine_type(headers, bits):
+    assert {64: "pei-x86-64", 32: "pei-i386"}[bits] in headers
+
+
+def test_version_resource_says_21_0_12_1(library):
+    data = library.read_bytes()
+    signature = data.index(bytes.fromhex("bd04effe"))
+    low_words = [int.from_bytes(data[signature + 8 + i:signature + 12 + i], "little") for i in (0, 4)]
+    assert low_words == [21 << 16 | 0, 12 << 16 | 1]
+    assert "21.0.12.1".encode("utf-16-le") in data
+
+
+def test_it_is_small_stripped_and_its_symbols_lie_beside_it(library, headers, bits):
+    assert library.stat().st_size <= 640 * 1024
+    tool = {64: "x86_64", 32: "i686"}[bits] + "-w64-mingw32-"
+    symbols = subprocess.run([tool + "nm", library], capture_output=True, text=True, check=False)
+    assert "no symbols" in symbols.stderr
+    beside = subprocess.run([tool + "nm", f"{library}.debug"], capture_output=True, text=True, check=True)
+    assert "SetLatestQvr" in beside.stdout
+
+
+def test_no_path_of_the_build_machine_is_inside(library):
+    data = library.read_bytes()
+    root = str(library.resolve().parents[2]).encode()
+    assert root not in data and root.decode().encode("utf-16-le") not in data
