@@ -9,7 +9,14 @@
 #include <vector>
 
 #include "simulated/machine/Calls.h"
+#include "simulated/machine/Crt.h"
+#include "simulated/machine/Facts.h"
 #include "simulated/machine/Handles.h"
+#include "simulated/machine/Modules.h"
+#include "simulated/machine/RegistryStore.h"
+#include "simulated/machine/Security.h"
+#include "simulated/machine/SharedMemory.h"
+#include "simulated/machine/Volumes.h"
 
 namespace simulated {
 
@@ -23,7 +30,17 @@ public:
     Machine& operator=(const Machine&) = delete;
 
     Calls calls;
+    Facts facts;
+    RegistryStore registry{facts.is64BitSystem};
+    Security security;
+    Modules modules;
+    SharedMemory sharedMemory;
+    Volumes volumes;
+    CrtFiles crt;
     Handles handles;
+
+    /// Makes it a 32-bit Windows with a 32-bit process, before anything is put on it.
+    void become32Bit();
 
     /// Ends the simulated process: its handles, locks and views go, what is on the disk and in the
     /// registry stays. The machine is ready for the next process, also after a planned stop.
