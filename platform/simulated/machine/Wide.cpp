@@ -1,0 +1,129 @@
+#include "simulated/machine/Wide.h"
+
+#include <algorithm>
+
+namespace simulated {
+
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+bool isHighSurrogate(char32_t unit) {
+    return unit >= 0xD800 && unit <= 0xDBFF;
+}
+bool isLowSurrogate(char32_t unit) {
+    return unit >= 0xDC00 && unit <= 0xDFFF;
+}
+
+void appendUtf8(std::string& text, char32_t c) {
+    if (c < 0x80) {
+        text += static_cast<char>(c);
+        return;
+    }
+    if (c < 0x800) {
+        text += static_cast<char>(0xC0 | (c >> 6));
+    } else {
+        if (c < 0x10000) {
+            text += static_cast<char>(0xE0 | (c >> 12));
+        } else {
+            text += static_cast<char>(0xF0 | (c >> 18));
+            text += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+        }
+        text += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    }
+    text += static_cast<char>(0x80 | (c & 0x3F));
+}
+
+void appendUtf16(std::u16string& text, char32_t c) {
+    if (c < 0x10000) {
+        text += static_cast<char16_t>(c);
+        return;
+    }
+    text += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
+    text += static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+}
+
+/// Reads one character and moves behind it; U+FFFD, and one byte on, if there is none.
+char32_t nextCharacter(std::string_view utf8, std::size_t& at) {
+    const auto byteAt = [&](std::size_t i) {
+        return i < utf8.size() ? static_cast<unsigned char>(utf8[i]) : 0u;
+    };
+    const char32_t first = byteAt(at);
+    if (first < 0x80) {
+        ++at;
+        return first;
+    }
+    const std::size_t length = first >= 0xF5   ? 0
+                               : first >= 0xF0 ? 4
+                               : first >= 0xE0 ? 3
+                               : first >= 0xC2 ? 2
+                                               : 0;
+    char32_t c = length == 0 ? 0 : first & (0xFFu >> (length + 1));
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((byteAt(at + i) & 0xC0) != 0x80) {
+            ++at;
+            return kReplacement;
+        }
+        c = (c << 6) | (byteAt(at + i) & 0x3F);
+    }
+    const char32_t least = length == 4 ? 0x10000 : length == 3 ? 0x800 : 0x80;
+    if (c < least || c > 0x10FFFF || isHighSurrogate(c) || isLowSurrogate(c)) {
+        ++at;
+        return kReplacement;
+    }
+    at += length;
+    return c;
+}
+
+}  // namespace
+
+std::string toUtf8(std::u16string_view text) {
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char32_t c = text[i];
+        if (isHighSurrogate(c) && i + 1 < text.size() && isLowSurrogate(text[i + 1])) {
+            c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00u);
+        } else if (isHighSurrogate(c) || isLowSurrogate(c)) {
+            c = kReplacement;
+        }
+        appendUtf8(result, c);
+    }
+    return result;
+}
+
+std::u16string fromUtf8(std::string_view utf8) {
+    std::u16string result;
+    for (std::size_t at = 0; at < utf8.size();) {
+        appendUtf16(result, nextCharacter(utf8, at));
+    }
+    return result;
+}
+
+char16_t upperCase(char16_t unit) {
+    const auto within = [unit](char16_t first, char16_t last) {
+        return unit >= first && unit <= last;
+    };
+    if (within(u'a', u'z') || (within(0x00E0, 0x00FE) && unit != 0x00F7) ||
+        (within(0x03B1, 0x03C9) && unit != 0x03C2) || within(0x0430, 0x044F)) {
+        return static_cast<char16_t>(unit - 0x20);
+    }
+    if (within(0x0450, 0x045F)) {
+        return static_cast<char16_t>(unit - 0x50);
+    }
+    return unit;
+}
+
+std::u16string upperCase(std::u16string_view text) {
+    std::u16string result(text);
+    std::transform(result.begin(), result.end(), result.begin(),
+                   [](char16_t unit) { return upperCase(unit); });
+    return result;
+}
+
+bool sameText(std::u16string_view a, std::u16string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char16_t left, char16_t right) {
+        return upperCase(left) == upperCase(right);
+    });
+}
+
+}  // namespace simulated

@@ -1,0 +1,24 @@
+// Small help with wide text for the machine's own use. The conversions that the library calls, with
+// their code pages and flags, are Windows functions and stand elsewhere.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace simulated {
+
+/// UTF-16 to UTF-8; an unpaired surrogate becomes U+FFFD.
+std::string toUtf8(std::u16string_view text);
+
+/// UTF-8 to UTF-16; a byte that is part of no character becomes U+FFFD.
+std::u16string fromUtf8(std::string_view utf8);
+
+/// Upper-cases as the names of files, keys and codes are compared: letter by letter, for the
+/// alphabets whose capitals lie at a fixed distance (Latin, Greek, Cyrillic).
+char16_t upperCase(char16_t unit);
+std::u16string upperCase(std::u16string_view text);
+
+/// Equality without case.
+bool sameText(std::u16string_view a, std::u16string_view b);
+
+}  // namespace simulated
