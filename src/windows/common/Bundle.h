@@ -40,7 +40,7 @@ tstring getVersionKeyPath(const Bundle& bundle);
 tstring getFamilySubkeyPath(const Bundle& bundle);
 
 /// HKLM32 or HKLM64. Throws for bits other than 32 and 64.
-Registry& getRootKey(const Bundle& bundle);
+const Registry& getRootKey(const Bundle& bundle);
 
 /// The directory of the runtime below the home directory: "qvr" for a QVK up to 1.8, else empty.
 /// Throws for a type other than QVR and QVK.

@@ -81,7 +81,6 @@ public:
 
 private:
     tstring query_;
-    const Database* database_;
     AutoHandle<MSIHANDLE, closeDatabaseView> handle_;
 };
 

@@ -1,0 +1,192 @@
+#include "windows/common/MsiDb.h"
+
+#include "common/share/LogException.h"
+#include "common/share/PmtError.h"
+#include "common/share/Text.h"
+#include "windows/common/MsiError.h"
+#include "windows/common/MsiRead.h"
+#include "windows/common/MsiUtils.h"
+
+namespace msi {
+
+namespace {
+
+constexpr const TCHAR* kActiveDatabaseName = _T("*CA*");
+
+MSIHANDLE openDatabase(const tstring& path) {
+    MSIHANDLE database = 0;
+    const UINT status = MsiOpenDatabaseW(path.c_str(), MSIDBOPEN_READONLY, &database);
+    if (status != ERROR_SUCCESS) {
+        throw PmtError<Error>(
+            Error(Text() << _T("MsiOpenDatabase(") << path << _T(", MSIDBOPEN_READONLY) failed"),
+                  status),
+            SourceLocation::here("msi::`anonymous-namespace'::openDatabase"));
+    }
+    return database;
+}
+
+MSIHANDLE openDatabase(MSIHANDLE session) {
+    const MSIHANDLE database = MsiGetActiveDatabase(session);
+    if (database == 0) {
+        // The call has no status of its own.
+        throw PmtError<Error>(
+            Error(_T("MsiGetActiveDatabase() failed"), ERROR_FUNCTION_FAILED),
+            SourceLocation::here("msi::`anonymous-namespace'::openDatabase"));
+    }
+    return database;
+}
+
+/// Handles are closed by destructors, which let nothing out: not even a record that can't be
+/// written.
+void logFailedClose(const TCHAR* function, const TCHAR* call, MSIHANDLE handle,
+                    UINT status) noexcept {
+    try {
+        LOG_WARNING(function, Text() << call << _T("(") << handle << _T(") failed with error=")
+                                     << status);
+    } catch (...) {
+    }
+}
+
+}  // namespace
+
+void closeMSIHANDLE(MSIHANDLE handle) noexcept {
+    if (handle == 0) {
+        return;
+    }
+    const UINT status = MsiCloseHandle(handle);
+    if (status != ERROR_SUCCESS) {
+        logFailedClose(_T("msi::closeMSIHANDLE"), _T("MsiCloseHandle"), handle, status);
+    }
+}
+
+void closeDatabaseView(MSIHANDLE handle) noexcept {
+    if (handle == 0) {
+        return;
+    }
+    const UINT status = MsiViewClose(handle);
+    if (status != ERROR_SUCCESS) {
+        logFailedClose(_T("msi::closeDatabaseView"), _T("MsiViewClose"), handle, status);
+        return;
+    }
+    closeMSIHANDLE(handle);
+}
+
+DatabaseRecord::DatabaseRecord(UINT fieldCount) : handle_(MsiCreateRecord(fieldCount)) {
+    if (!handle_) {
+        throw PmtError<Error>(
+            Error(Text() << _T("MsiCreateRecord(") << fieldCount << _T(") failed"),
+                  ERROR_FUNCTION_FAILED),
+            SourceLocation::here("msi::DatabaseRecord::DatabaseRecord"));
+    }
+}
+
+DatabaseRecord DatabaseRecord::fromHandle(MSIHANDLE handle) {
+    DatabaseRecord record;
+    record.handle_.reset(handle);
+    return record;
+}
+
+UINT DatabaseRecord::getFieldCount() const {
+    const UINT count = MsiRecordGetFieldCount(get());
+    // A bad handle gives -1.
+    if (static_cast<int>(count) < 1) {
+        throw PmtError<Error>(
+            Error(_T("MsiRecordGetFieldCount() failed"), ERROR_FUNCTION_FAILED),
+            SourceLocation::here("msi::DatabaseRecord::getFieldCount"));
+    }
+    return count;
+}
+
+void DatabaseRecord::setString(UINT field, const tstring& value) {
+    const UINT status = MsiRecordSetStringW(get(), field, value.c_str());
+    if (status != ERROR_SUCCESS) {
+        throw PmtError<Error>(Error(Text() << _T("MsiRecordSetString(") << field << _T(", ")
+                                           << value << _T(") failed"),
+                                    status),
+                              SourceLocation::here("msi::DatabaseRecord::setString"));
+    }
+}
+
+tstring DatabaseRecord::getString() const {
+    constexpr UINT kField = 1;
+    return readText(_T("MsiRecordGetString"), get(), kField, [&](LPWSTR value, DWORD* count) {
+        return MsiRecordGetStringW(get(), kField, value, count);
+    });
+}
+
+Database::Database(const Guid& productCode)
+    : name_(getProductInfo(productCode, INSTALLPROPERTY_LOCALPACKAGE)),
+      handle_(openDatabase(name_)) {}
+
+Database::Database(MSIHANDLE session)
+    : name_(kActiveDatabaseName), handle_(openDatabase(session)) {}
+
+tstring Database::getProperty(const tstring& name) const {
+    const tstring query = Text() << _T("SELECT Value FROM Property WHERE Property = '") << name
+                                 << _T("'");
+    DatabaseView view(*this, query);
+    const DatabaseRecord record = view.fetch();
+    if (record.getFieldCount() != 1) {
+        throw PmtError<Error>(
+            Error(Text() << _T("record.getFieldCount(") << name_ << _T(", ") << query
+                         << _T(") returned unexpected value"),
+                  ERROR_SUCCESS),
+            SourceLocation::here("msi::Database::getProperty"));
+    }
+    return record.getString();
+}
+
+tstring Database::tryGetProperty(const tstring& name) const {
+    try {
+        return getProperty(name);
+    } catch (const NoMoreItemsError&) {
+        // A package need not have the property.
+    } catch (const std::exception& e) {
+        logException(SourceLocation::here("msi::Database::getProperty"), e);
+    } catch (...) {
+        logUnknownException(SourceLocation::here("msi::Database::getProperty"));
+    }
+    return tstring();
+}
+
+DatabaseView::DatabaseView(const Database& database, const tstring& query,
+                           const DatabaseRecord& parameters)
+    : query_(query) {
+    const auto check = [&](const TCHAR* call, UINT status, int line = __builtin_LINE()) {
+        if (status != ERROR_SUCCESS) {
+            throw PmtError<Error>(
+                Error(Text() << call << _T("(") << query << _T(") failed"), status),
+                SourceLocation::here("msi::DatabaseView::DatabaseView", __FILE__, line));
+        }
+    };
+    MSIHANDLE view = 0;
+    check(_T("MsiDatabaseOpenView"), MsiDatabaseOpenViewW(database.get(), query.c_str(), &view));
+    handle_.reset(view);
+    check(_T("MsiViewExecute"), MsiViewExecute(view, parameters.get()));
+}
+
+DatabaseRecord DatabaseView::tryFetch() {
+    MSIHANDLE record = 0;
+    const UINT status = MsiViewFetch(handle_.get(), &record);
+    if (status == ERROR_NO_MORE_ITEMS) {
+        return DatabaseRecord();
+    }
+    if (status != ERROR_SUCCESS) {
+        throw PmtError<Error>(
+            Error(Text() << _T("MsiViewFetch(") << query_ << _T(") failed"), status),
+            SourceLocation::here("msi::DatabaseView::tryFetch"));
+    }
+    return DatabaseRecord::fromHandle(record);
+}
+
+DatabaseRecord DatabaseView::fetch() {
+    DatabaseRecord record = tryFetch();
+    if (!record) {
+        throw PmtError<NoMoreItemsError>(
+            NoMoreItemsError(Text() << _T("No more items in [") << query_ << _T("] query")),
+            SourceLocation::here("msi::DatabaseView::fetch"));
+    }
+    return record;
+}
+
+}  // namespace msi

@@ -1,0 +1,68 @@
+#include "windows/common/MsiError.h"
+
+#include <string>
+
+#include "common/share/LogException.h"
+#include "common/share/Logger.h"
+#include "common/share/PmtError.h"
+#include "common/share/Text.h"
+#include "common/share/tstrings.h"
+#include "common/windows/WinAutoHandle.h"
+#include "common/windows/WinErrorHandling.h"
+#include "windows/common/Paths.h"
+#include "windows/common/Resources.h"
+#include "windows/common/SysInfo.h"
+
+namespace msi {
+
+namespace {
+
+void freeLibrary(HMODULE module) noexcept { FreeLibrary(module); }
+
+using LoadedLibrary = AutoHandle<HMODULE, freeLibrary>;
+
+/// The installer's texts, which its library keeps under the low half of the status.
+tstring descriptionIn(HMODULE library, UINT status) {
+    try {
+        return Resource(status & 0xFFFF, library).toString();
+    } catch (const std::exception&) {
+        return _T("No description");
+    }
+}
+
+/// "(<description>)", or nothing if the installer's texts can't be reached.
+tstring describe(UINT status) {
+    const tstring path = FileUtils::combinePath(SysInfo::getSystemDir(), _T("msimsg.dll"));
+    const LoadedLibrary library(
+        LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
+    if (!library) {
+        const tstring reason = describeSystemError(GetLastError(), nullptr);
+        const Text call = Text() << _T("LoadLibraryExW(") << path << _T(")");
+        LOG_ERROR(_T("msi::`anonymous-namespace'::describe"),
+                  tstrings::unsafe_format(_T("%s failed with %s"), call.str().c_str(),
+                                          reason.c_str()));
+        return tstring();
+    }
+    return Text() << _T("(") << descriptionIn(library.get(), status) << _T(")");
+}
+
+std::string composeError(const tstring& text, UINT status) {
+    Text detail;
+    detail << _T("MSI error [") << status << _T("]");
+    try {
+        detail << describe(status);
+    } catch (const std::exception& e) {
+        // The status is what counts: it must reach its handler whether or not it can be described.
+        logException(SourceLocation::here("msi::`anonymous-namespace'::composeError"), e);
+    }
+    return joinErrorMessage(tstrings::toUtf8(text), detail.utf8());
+}
+
+}  // namespace
+
+Error::Error(const tstring& text, UINT status)
+    : std::runtime_error(composeError(text, status)), status_(status) {}
+
+NoMoreItemsError::NoMoreItemsError(const tstring& text) : Error(text, ERROR_NO_MORE_ITEMS) {}
+
+}  // namespace msi

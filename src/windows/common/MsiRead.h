@@ -1,0 +1,39 @@
+// Reading a text of unknown length from the Windows Installer.
+#pragma once
+
+#include <windows.h>
+
+#include <algorithm>
+
+#include "common/share/PmtError.h"
+#include "common/share/Text.h"
+#include "common/share/tstring.h"
+#include "windows/common/MsiError.h"
+
+namespace msi {
+
+/// What one of the installer's reading functions gives. `read` passes a buffer and its size in
+/// characters on to the function `name`, whose first two arguments are told in case it fails. Throws
+/// msi::Error.
+template <class First, class Second, class Read>
+tstring readText(const TCHAR* name, const First& first, const Second& second, Read read) {
+    constexpr std::size_t kFirstSize = 20;
+    tstring buffer(kFirstSize, _T('\0'));
+    for (;;) {
+        auto count = static_cast<DWORD>(buffer.size());
+        const UINT status = read(buffer.data(), &count);
+        if (status == ERROR_SUCCESS) {
+            buffer.resize(std::min<std::size_t>(count, buffer.size()));
+            return buffer;
+        }
+        if (status != ERROR_MORE_DATA) {
+            throw PmtError<Error>(
+                Error(Text() << name << _T("(") << first << _T(", ") << second << _T(") failed"),
+                      status),
+                SourceLocation::here("msi::`anonymous-namespace'::getProperty"));
+        }
+        buffer.assign(buffer.size() * 2, _T('\0'));
+    }
+}
+
+}  // namespace msi
