@@ -6,12 +6,19 @@
 #include "windows/common/NorvEnvironment.h"
 #include "windows/installerdll/RegInstallShare.h"
 
+namespace {
+
+constexpr std::uint32_t kQvrAndQvk = NorvEnvironment::kDetectQvr | NorvEnvironment::kDetectQvk |
+                                     NorvEnvironment::kDetect32Bit |
+                                     NorvEnvironment::kDetect64Bit;
+
+}  // namespace
+
 UINT updateProduct(MSIHANDLE session) {
     const tstring arguments = msi::getProperty(session, _T("CustomActionData"));
     InstallConfigData config;
     config.LoadConfigSettings(arguments);
-    // QVR and QVK of both architectures.
-    const auto products = NorvEnvironment::detect(0x33);
+    const auto products = NorvEnvironment::detect(kQvrAndQvk);
     const Guid productCode(config.productCode());
     const InstalledNorv product = NorvEnvironment::getByProductCode(products, productCode);
     InstallNorv(products, product, config);
