@@ -1,0 +1,245 @@
+#include "zip/Entries.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "zip/CentralDirectory.h"
+#include "zip/File.h"
+#include "zip/Format.h"
+#include "zip/Lock.h"
+#include "zip/Memory.h"
+
+namespace nz {
+namespace {
+
+constexpr std::int64_t kFirstGuess = 160;
+constexpr std::int64_t kSequentialSize = 8192;
+
+/// The central header at a position, whole; at least `guess` bytes are read if the file has them.
+/// Null on failure.
+Buffer<char> readHeader(const nzfile* zip, std::int64_t position, std::int64_t guess) {
+    const std::int64_t available = zip->len - position;
+    const std::int64_t length = std::min(guess, available);
+    if (length < kCentralHeaderSize) {
+        return nullptr;
+    }
+    Buffer<char> header = allocate<char>(static_cast<std::uint64_t>(length));
+    if (header == nullptr || !readAt(zip->zfd, position, header.get(), length)) {
+        return nullptr;
+    }
+    const std::int64_t whole = centralLength(header.get());
+    if (whole <= length) {
+        return header;
+    }
+    if (whole > available) {
+        return nullptr;
+    }
+    Buffer<char> grown = allocate<char>(static_cast<std::uint64_t>(whole));
+    if (grown == nullptr) {
+        return nullptr;
+    }
+    std::memcpy(grown.get(), header.get(), static_cast<std::size_t>(length));
+    return readAt(zip->zfd, position + length, grown.get() + length, whole - length)
+               ? std::move(grown)
+               : nullptr;
+}
+
+/// The header out of the sequential buffer, which is read anew if it doesn't hold all of it.
+const char* sequentialHeader(nzfile* zip, std::int64_t position) {
+    if (zip->cencacheData != nullptr && position >= zip->cencachePos) {
+        const std::int64_t skipped = position - zip->cencachePos;
+        const std::int64_t held = std::min(kSequentialSize, zip->len - zip->cencachePos) - skipped;
+        const char* const header = zip->cencacheData + skipped;
+        if (held >= kCentralHeaderSize && held >= centralLength(header)) {
+            return header;
+        }
+    }
+    Buffer<char> read = readHeader(zip, position, kSequentialSize);
+    if (read == nullptr) {
+        return nullptr;
+    }
+    std::free(zip->cencacheData);
+    zip->cencacheData = read.release();
+    zip->cencachePos = position;
+    return zip->cencacheData;
+}
+
+/// A NUL-terminated copy behind `front` free bytes.
+char* copyBytes(const char* bytes, std::uint32_t length, std::uint32_t front = 0) {
+    char* const copy = allocate<char>(std::uint64_t{front} + length + 1).release();
+    if (copy != nullptr) {
+        std::memcpy(copy + front, bytes, length);
+        copy[front + length] = '\0';
+    }
+    return copy;
+}
+
+/// The values of a header that may have moved into the extra field.
+struct Wide {
+    std::int64_t size;
+    std::int64_t compressedSize;
+    std::int64_t localOffset;
+};
+
+/// Takes the values from the ZIP64 record that don't fit the header's fields.
+void applyZip64Record(Wide* values, const char* extra, std::uint32_t length) {
+    std::int64_t* const fields[] = {&values->size, &values->compressedSize, &values->localOffset};
+    if (std::none_of(std::begin(fields), std::end(fields),
+                     [](const std::int64_t* field) { return *field == kZip64Field; })) {
+        return;
+    }
+    std::uint32_t at = 0;
+    while (at + 4 < length) {
+        const std::uint32_t tag = get16(extra + at);
+        std::uint32_t room = std::min(get16(extra + at + 2), length - at - 4);
+        at += 4;
+        if (tag != kZip64Tag) {
+            at += room;
+            continue;
+        }
+        for (std::int64_t* field : fields) {
+            if (*field != kZip64Field) {
+                continue;
+            }
+            if (room < 8) {
+                break;
+            }
+            *field = get64(extra + at);
+            at += 8;
+            room -= 8;
+        }
+        return;
+    }
+}
+
+bool isNamed(const nzentry* entry, const char* name, std::size_t length) {
+    return static_cast<std::size_t>(entry->nlen) == length &&
+           std::memcmp(entry->name, name, length) == 0;
+}
+
+}  // namespace
+
+nzentry* newEntry(nzfile* zip, const nzcell& cell, Access access) {
+    Buffer<char> own;
+    const char* header = nullptr;
+    if (access == Access::Random) {
+        own = readHeader(zip, cell.cenpos, kFirstGuess);
+        header = own.get();
+    } else {
+        header = sequentialHeader(zip, cell.cenpos);
+    }
+    auto* const entry = static_cast<nzentry*>(std::calloc(1, sizeof(nzentry)));
+    if (header == nullptr || entry == nullptr) {
+        destroyEntry(entry);
+        return nullptr;
+    }
+    const std::uint32_t nameLength = centralNameLength(header);
+    const std::uint32_t extraLength = centralExtraLength(header);
+    const std::uint32_t commentLength = centralCommentLength(header);
+    const char* const name = header + kCentralHeaderSize;
+    const char* const extra = name + nameLength;
+    const char* const comment = extra + extraLength;
+
+    Wide values = {centralSize(header), centralCompressedSize(header), centralLocalOffset(header)};
+    applyZip64Record(&values, extra, extraLength);
+    entry->time = centralTime(header);
+    entry->size = values.size;
+    entry->csize = centralMethod(header) == kMethodDeflated ? values.compressedSize : 0;
+    entry->crc = centralCrc(header);
+    // An offset of 64 bits may be any: the sum wraps, and reading there fails.
+    entry->pos = static_cast<std::int64_t>(0 - (static_cast<std::uint64_t>(values.localOffset) +
+                                                static_cast<std::uint64_t>(zip->locpos)));
+    entry->flag = static_cast<std::int32_t>(centralFlags(header));
+
+    entry->name = copyBytes(name, nameLength);
+    entry->nlen = static_cast<std::int32_t>(nameLength);
+    bool complete = entry->name != nullptr;
+    if (complete && extraLength > 0) {
+        entry->extra = copyBytes(extra, extraLength, 2);
+        complete = entry->extra != nullptr;
+        if (complete) {
+            entry->extra[0] = static_cast<char>(extraLength & 0xff);
+            entry->extra[1] = static_cast<char>(extraLength >> 8);
+        }
+    }
+    if (complete && commentLength > 0) {
+        entry->comment = copyBytes(comment, commentLength);
+        complete = entry->comment != nullptr;
+    }
+    if (!complete) {
+        destroyEntry(entry);
+        return nullptr;
+    }
+    return entry;
+}
+
+void destroyEntry(nzentry* entry) {
+    if (entry != nullptr) {
+        std::free(entry->name);
+        std::free(entry->extra);
+        std::free(entry->comment);
+        std::free(entry);
+    }
+}
+
+nzentry* findEntry(nzfile* zip, const char* name) {
+    const std::size_t length = std::strlen(name);
+    const std::uint32_t hash = hashName(name, length);
+
+    Locked locked(zip->lock);
+    if (zip->total == 0) {
+        return nullptr;
+    }
+    if (zip->cache != nullptr && isNamed(zip->cache, name, length)) {
+        return std::exchange(zip->cache, nullptr);
+    }
+    std::int32_t index = zip->table[hash % static_cast<std::uint32_t>(zip->tablelen)];
+    while (index != -1) {
+        const nzcell& cell = zip->entries[index];
+        index = cell.next;
+        if (cell.hash != hash) {
+            continue;
+        }
+        nzentry* const entry = newEntry(zip, cell, Access::Random);
+        if (entry == nullptr) {
+            continue;
+        }
+        if (isNamed(entry, name, length)) {
+            return entry;
+        }
+        locked.leave();
+        freeEntry(zip, entry);
+        locked.enter();
+    }
+    return nullptr;
+}
+
+void freeEntry(nzfile* zip, nzentry* entry) {
+    nzentry* former;
+    {
+        const Locked locked(zip->lock);
+        former = std::exchange(zip->cache, entry);
+    }
+    destroyEntry(former);
+}
+
+}  // namespace nz
+
+nzentry* ZIP_FindEntry(nzfile* zip, const char* name, std::int32_t* size,
+                       std::int32_t* nameLength) {
+    nzentry* const entry = nz::findEntry(zip, name);
+    if (entry != nullptr) {
+        *size = static_cast<std::int32_t>(entry->size);
+        *nameLength = entry->nlen;
+    }
+    return entry;
+}
+
+nzentry* ZIP_GetNextEntry(nzfile* zip, std::int32_t index) {
+    const nz::Locked locked(zip->lock);
+    if (index < 0 || index >= zip->total) {
+        return nullptr;
+    }
+    return nz::newEntry(zip, zip->entries[index], nz::Access::Sequential);
+}
