@@ -1,0 +1,102 @@
+#include "windows/installerdll/UpdateContext.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+/// As strict as a list of the machine's products has to be: any product, each of them once.
+void verify(InstalledNorvRange products) {
+    NorvEnvironment::InstalledNorvsVerifier verifier;
+    verifier.checkHomeDirs = false;
+    verifier(products);
+}
+
+std::vector<InstalledNorv> withProduct(InstalledNorvRange products, const InstalledNorv& product) {
+    std::vector<InstalledNorv> result(products.begin(), products.end());
+    const bool isListed = std::ranges::any_of(result, [&](const InstalledNorv& listed) {
+        return listed.productCode == product.productCode;
+    });
+    if (!isListed) {
+        result.push_back(product);
+    }
+    return result;
+}
+
+std::vector<InstalledNorv> withoutProduct(InstalledNorvRange products,
+                                          const InstalledNorv& product) {
+    std::vector<InstalledNorv> result(products.begin(), products.end());
+    std::erase_if(result, [&](const InstalledNorv& listed) {
+        return listed.productCode == product.productCode;
+    });
+    return result;
+}
+
+std::vector<InstalledNorv> apply(UpdateAction action, InstalledNorvRange products,
+                                 const InstalledNorv& product) {
+    switch (action) {
+        case UpdateAction::Install:
+            return withProduct(products, product);
+        case UpdateAction::Remove:
+            return withoutProduct(products, product);
+        default:
+            return {products.begin(), products.end()};
+    }
+}
+
+UpdateAction opposite(UpdateAction action) {
+    return action == UpdateAction::Install ? UpdateAction::Remove : UpdateAction::Install;
+}
+
+bool isManaged(const InstalledNorv& product) {
+    return product.type == Bundle::kQvr || product.type == Bundle::kQvk;
+}
+
+/// The order of the classes in the managers' list.
+std::pair<std::int32_t, std::uint32_t> classOf(const InstalledNorv& product) {
+    return {product.type, product.bits};
+}
+
+InstalledNorvRange classRange(InstalledNorvRange ordered, std::int32_t type, std::uint32_t bits) {
+    const auto range = std::ranges::equal_range(ordered, std::pair(type, bits), {}, classOf);
+    return {range.begin(), range.end()};
+}
+
+/// The code of the latest QVR; all zero when there is none.
+Guid latestQvr(const InstalledNorvSelection& selection) {
+    using namespace NorvEnvironment;
+    const InstalledNorv* latest =
+        pickPreferred(keepLatest(selectByType(selection, Bundle::kQvr)), Bundle::kQvr, 64);
+    return latest != nullptr ? latest->productCode : Guid();
+}
+
+/// Compares the latest QVR with the one of the list as it is without the change.
+bool changesLatestQvr(const InstalledNorvSelection& selection, InstalledNorvRange detected,
+                      const InstalledNorv& product, UpdateAction action) {
+    const std::vector<InstalledNorv> before = apply(opposite(action), detected, product);
+    verify(before);
+    return !(latestQvr(selection) == latestQvr(NorvEnvironment::makeSelection(before)));
+}
+
+}  // namespace
+
+UpdatePlan::UpdatePlan(InstalledNorvRange detected, const InstalledNorv& product,
+                       UpdateAction action) {
+    verify(detected);
+    products_ = apply(action, detected, product);
+    verify(products_);
+
+    std::erase_if(products_, [](const InstalledNorv& listed) { return !isManaged(listed); });
+    std::ranges::stable_sort(products_, {}, classOf);
+    context_.all = products_;
+    context_.qvr32 = classRange(products_, Bundle::kQvr, 32);
+    context_.qvr64 = classRange(products_, Bundle::kQvr, 64);
+    context_.qvk32 = classRange(products_, Bundle::kQvk, 32);
+    context_.qvk64 = classRange(products_, Bundle::kQvk, 64);
+    context_.selection = NorvEnvironment::makeSelection(products_);
+
+    context_.action = action;
+    if (action != UpdateAction::None) {
+        context_.latestChanged = changesLatestQvr(context_.selection, detected, product, action);
+    }
+}
