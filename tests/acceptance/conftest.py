@@ -1,6 +1,7 @@
 """What every tier of this folder is given."""
 
 import shutil
+import subprocess
 from pathlib import Path
 
 import pytest
@@ -57,3 +58,35 @@ def machine(prefix):
 @pytest.fixture(scope="session")
 def builder(work, library, tools, bits):
     return Builder(work / "packages", library, tools / "tool.exe", bits)
+
+
+@pytest.fixture(scope="session")
+def display():
+    """A display of our own for message boxes; its name."""
+    for number in range(71, 99):
+        server = subprocess.Popen(["Xvfb", f":{number}", "-screen", "0", "1024x768x24", "-nolisten", "tcp"],
+                                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        try:
+            server.wait(timeout=2)
+        except subprocess.TimeoutExpired:
+            yield f":{number}"
+            server.terminate()
+            server.wait()
+            return
+    pytest.fail("no display could be opened")
+
+
+@pytest.fixture(scope="session")
+def plain_package(builder):
+    """A package without actions of its own, whose session a test calls the exports in."""
+    return builder.package(name="Norv session")
+
+
+@pytest.fixture
+def session(machine, plain_package, library, tools):
+    """Runs steps of callaction in an installer session and gives the lines that they print."""
+    def run(*steps, package=plain_package):
+        finished = machine.run(tools / "callaction.exe", machine.windows_path(library),
+                               machine.windows_path(package), *steps)
+        return finished.output.splitlines()
+    return run

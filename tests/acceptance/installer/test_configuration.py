@@ -1,41 +1,8 @@
 """MSILoadMsiPropertiesFromConfig in a real session: properties, statuses, and the box that is shown."""
 
-import subprocess
-
 import pytest
 
 BAD_STATUS = 61015
-
-
-@pytest.fixture(scope="module")
-def package(builder):
-    return builder.package(name="Norv session")
-
-
-@pytest.fixture(scope="session")
-def display():
-    """A display of our own for the message boxes; its name."""
-    for number in range(71, 99):
-        server = subprocess.Popen(["Xvfb", f":{number}", "-screen", "0", "1024x768x24", "-nolisten", "tcp"],
-                                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        try:
-            server.wait(timeout=2)
-        except subprocess.TimeoutExpired:
-            yield f":{number}"
-            server.terminate()
-            server.wait()
-            return
-    pytest.fail("no display could be opened")
-
-
-@pytest.fixture
-def session(machine, package, library, tools):
-    """Runs steps in a session and gives the lines that they print."""
-    def run(*steps):
-        finished = machine.run(tools / "callaction.exe", machine.windows_path(library),
-                               machine.windows_path(package), *steps)
-        return finished.output.splitlines()
-    return run
 
 
 def load(line):

@@ -67,6 +67,7 @@ class Builder:
         self.stub = Path(stub)
         # The installer of a 32-bit package is the one that loads a 32-bit library.
         self.library_bits = library_bits
+        self.upgrade_codes = {}  # by package
         self._count = 0
 
     def product(self, product, update=None):
@@ -91,13 +92,15 @@ class Builder:
         return self.package(name="Norv update", deferred=[("SetLatestQvr", arguments, "PublishProduct")])
 
     def package(self, name="Norv helper", product_code=None, upgrade_code="", bits=None, home="",
-                files=None, values=(), properties=None, deferred=(), immediate=(), tables=""):
+                files=None, values=(), properties=None, deferred=(), immediate=(), standard=(), tables=""):
         """Builds one package.
 
         files      path below `home` -> file of this machine
         values     (key, name, value) written under HKLM
         deferred   (export, CustomActionData, action behind which it stands)
         immediate  (export, action behind which it stands), in order
+        standard   (standard action of the installer, its number in the sequence)
+        tables     more elements of the package's source
         """
         self._count += 1
         bits = bits or self.library_bits
@@ -105,6 +108,8 @@ class Builder:
         components = []
         directories = self._directories(home, files or {}, values, bits, product_code, components)
         actions, sequence = self._actions(deferred, immediate)
+        sequence += "".join(f'<{action} Sequence="{number}"/>' for action, number in standard)
+        upgrade_code = upgrade_code or _guid("upgrade", self._count)
         if home:
             sequence += f'<Custom Action="SetLocation" Sequence="{BEHIND_COSTS + 1}"/>'
         property_elements = "".join(
@@ -112,7 +117,7 @@ class Builder:
         source = f"""<?xml version="1.0" encoding="utf-8"?>
 <Wix xmlns="http://schemas.microsoft.com/wix/2006/wi">
  <Product Id={quoteattr(product_code)} Name={quoteattr(name)} Language="1033" Version="1.0.0"
-          Manufacturer="Dovrin, Inc." UpgradeCode={quoteattr(upgrade_code or _guid("upgrade", self._count))}>
+          Manufacturer="Dovrin, Inc." UpgradeCode={quoteattr(upgrade_code)}>
   <Package InstallerVersion="200" Compressed="yes" InstallScope="perMachine"/>
   <Media Id="1" Cabinet="files.cab" EmbedCab="yes"/>
   {property_elements}
@@ -130,6 +135,7 @@ class Builder:
         package = path.with_suffix(".msi")
         subprocess.run(["wixl", "--arch", "x64" if bits == 64 else "x86", "-o", package.name, path.name],
                        check=True, stdout=subprocess.DEVNULL, cwd=self.directory)
+        self.upgrade_codes[package] = upgrade_code
         return package
 
     def _local(self, source):
