@@ -1,0 +1,155 @@
+#include "windows/common/unzip/unzip.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <new>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "common/share/PmtError.h"
+#include "common/share/Text.h"
+#include "common/share/tstrings.h"
+#include "zip/Entries.h"
+#include "zip/zip.h"
+
+namespace {
+
+/// An entry found in an archive; goes back to the library unless the library has taken it.
+class ZipFileEntry {
+public:
+    ZipFileEntry(nzfile* zip, const std::string& name)
+        : zip_(zip), entry_(nz::findEntry(zip, name.c_str())) {
+        if (entry_ == nullptr) {
+            entry_ = nz::findEntry(zip, (name + '/').c_str());
+        }
+        if (entry_ == nullptr) {
+            throw PmtError<std::runtime_error>(
+                std::runtime_error((Text() << _T("ZIP_FindEntry(") << zip->name << _T(", ") << name
+                                           << _T(") failed"))
+                                       .utf8()),
+                SourceLocation::here("`anonymous-namespace'::ZipFileEntry::ZipFileEntry"));
+        }
+    }
+
+    ~ZipFileEntry() {
+        if (entry_ != nullptr) {
+            nz::freeEntry(zip_, entry_);
+        }
+    }
+
+    ZipFileEntry(const ZipFileEntry&) = delete;
+    ZipFileEntry& operator=(const ZipFileEntry&) = delete;
+
+    nzentry* get() const { return entry_; }
+    void forget() { entry_ = nullptr; }
+
+private:
+    nzfile* zip_;
+    nzentry* entry_;
+};
+
+/// The most bytes that the archive can hold for an entry, whatever size it claims. Stored bytes lie
+/// in the file; deflated ones make at most 258 bytes out of two bits.
+std::uint64_t mostBytes(const nzfile* zip, const nzentry* entry) {
+    constexpr std::uint64_t kMostFromOneByte = 258 * 4;
+    const auto inFile = static_cast<std::uint64_t>(zip->len);
+    if (entry->csize == 0) {
+        return inFile;
+    }
+    return std::min(static_cast<std::uint64_t>(entry->csize), inFile) * kMostFromOneByte;
+}
+
+class extractEntryInMemory {
+public:
+    /// Makes room for the name, its NUL, and the data. A size that the entry can't reach gets no
+    /// memory: its reading fails before the end of the room.
+    extractEntryInMemory(nzfile* zip, const nzentry* entry)
+        : zip_(zip), dataOffset_(static_cast<std::size_t>(entry->nlen) + 1) {
+        const std::uint64_t room =
+            std::min(static_cast<std::uint64_t>(entry->size), mostBytes(zip, entry));
+        if (room > buffer_.max_size() - dataOffset_) {
+            throw std::bad_alloc();
+        }
+        buffer_.resize(dataOffset_ + static_cast<std::size_t>(room));
+    }
+
+    std::string operator()(ZipFileEntry& entry) {
+        const auto size = static_cast<std::size_t>(entry.get()->size);
+        if (ZIP_ReadEntry(zip_, entry.get(), buffer_.data() + dataOffset_, buffer_.data()) == 0) {
+            throw PmtError<std::runtime_error>(
+                std::runtime_error((Text() << _T("ZIP_ReadEntry(") << zip_->name << _T(", ")
+                                           << entry.get()->name << _T(") failed"))
+                                       .utf8()),
+                SourceLocation::here("`anonymous-namespace'::extractEntryInMemory::operator ()"));
+        }
+        entry.forget();
+        return std::string(buffer_.data() + dataOffset_, size);
+    }
+
+private:
+    nzfile* zip_;
+    std::size_t dataOffset_;
+    std::vector<char> buffer_;
+};
+
+}  // namespace
+
+ZipFile::ZipFile(const tstring& path) : zip_(nullptr), owned_(false) {
+    char* message = nullptr;
+    zip_ = ZIP_Open(tstrings::toUtf8(path).c_str(), &message);
+    if (zip_ == nullptr) {
+        throw PmtError<std::runtime_error>(
+            std::runtime_error((Text() << _T("ZIP_Open(") << path << _T(") failed. Error: ")
+                                       << (message == nullptr ? "unknown" : message))
+                                   .utf8()),
+            SourceLocation::here("ZipFile::ZipFile"));
+    }
+    owned_ = true;
+}
+
+ZipFile::~ZipFile() {
+    if (owned_) {
+        ZIP_Close(zip_);
+    }
+}
+
+ZipFile::ZipFile(ZipFile&& other) noexcept
+    : zip_(other.zip_), owned_(std::exchange(other.owned_, false)) {}
+
+ZipFile& ZipFile::operator=(ZipFile&& other) noexcept {
+    if (this != &other) {
+        if (owned_) {
+            ZIP_Close(zip_);
+        }
+        zip_ = other.zip_;
+        owned_ = std::exchange(other.owned_, false);
+    }
+    return *this;
+}
+
+std::string ZipFile::extractEntryAsUtf8String(const tstring& entryName) const {
+    const auto fail = [](const Text& text, const SourceLocation& where) {
+        throw PmtError<std::runtime_error>(std::runtime_error(text.utf8()), where);
+    };
+    static constexpr char kFunction[] = "ZipFile::extractEntryAsUtf8String";
+
+    ZipFileEntry found(zip_, tstrings::toUtf8(entryName));
+    const nzentry* const entry = found.get();
+    if (static_cast<std::uint64_t>(entry->size) > UINT32_MAX) {
+        fail(Text() << _T("Zip entry ") << entryName << _T(" from ") << zip_->name
+                    << _T(" archive is too large to be extracted into memory"),
+             SourceLocation::here(kFunction));
+    }
+    if (entry->nlen == 0) {
+        fail(Text() << _T("Unexpected empty name of zip entry ") << entryName << _T(" from ")
+                    << zip_->name << _T(" archive"),
+             SourceLocation::here(kFunction));
+    }
+    if (entry->size == 0 && entry->name[entry->nlen - 1] == '/') {
+        fail(Text() << _T("Zip entry ") << entryName << _T(" from ") << zip_->name
+                    << _T(" archive is a directory and can't be extracted into memory"),
+             SourceLocation::here(kFunction));
+    }
+    return extractEntryInMemory(zip_, entry)(found);
+}
