@@ -1,0 +1,41 @@
+// Collects the rules of a validator. A key ends up with one rule.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "settings/share/ConfigValidator.h"
+#include "settings/share/settings.h"
+
+namespace settings_impl {
+
+/// One accepted text, owned.
+struct ListedValue {
+    std::string text;
+    std::int32_t value;
+    std::uint32_t flags;
+};
+
+class ConfigValidatorBuilder {
+public:
+    /// The key's value is of the type. A directory rule of the key stays and wins.
+    void addTypedKey(const std::string& key, ValueType type);
+    /// The key's value is an absolute path, or any text when relative ones are allowed.
+    void addDirnameKey(const std::string& key, bool allowRelative);
+    /// The key's value is one of a list, to which these are added. An entry with a text of the list
+    /// replaces that entry's value and flags.
+    void addFixedValues(const std::string& key, const std::vector<ListedValue>& values);
+    void allowUnknownKeys(bool allow) { allowUnknownKeys_ = allow; }
+
+    /// The validator doesn't depend on the builder.
+    ConfigValidator buildValidator() const;
+
+private:
+    std::map<std::string, ValueType> types_;
+    std::map<std::string, bool> dirnames_;
+    std::map<std::string, std::vector<ListedValue>> fixedValues_;
+    bool allowUnknownKeys_ = false;
+};
+
+}  // namespace settings_impl

@@ -1,0 +1,192 @@
+#include "settings/share/FileName.h"
+
+#include <direct.h>
+#include <errno.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+#include <string_view>
+
+#include "settings/share/Bytes.h"
+#include "settings/share/SettingsException.h"
+
+namespace settings_impl {
+
+namespace {
+
+constexpr std::size_t kPathLimit = 260;
+constexpr std::string_view kSeparators = "\\/";
+
+/// Names of devices; Windows finds the device in any folder. See "Naming Files, Paths, and
+/// Namespaces" of Microsoft's documentation.
+constexpr std::array<std::string_view, 22> kReservedNames = {
+    "CON",  "PRN",  "AUX",  "NUL",  "COM1", "COM2", "COM3", "COM4", "COM5", "COM6", "COM7",
+    "COM8", "COM9", "LPT1", "LPT2", "LPT3", "LPT4", "LPT5", "LPT6", "LPT7", "LPT8", "LPT9"};
+
+constexpr std::string_view kIllegalCharacters = "<>:\"|?*/\\";
+
+bool isReserved(const std::string& piece) {
+    return std::find(kReservedNames.begin(), kReservedNames.end(), piece) != kReservedNames.end();
+}
+
+bool isIllegal(char byte) {
+    return static_cast<unsigned char>(byte) < 32 ||
+           kIllegalCharacters.find(byte) != std::string_view::npos;
+}
+
+bool isDrive(const std::string& piece) {
+    const auto isLetter = [](char byte) {
+        return (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z');
+    };
+    return piece.size() == 2 && piece[1] == ':' && isLetter(piece[0]);
+}
+
+/// The pieces between separators; the one behind a final separator is not made.
+std::vector<std::string> cut(const std::string& text) {
+    std::vector<std::string> pieces;
+    std::size_t begin = 0;
+    while (begin < text.size()) {
+        const std::size_t end = std::min(text.find_first_of(kSeparators, begin), text.size());
+        pieces.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return pieces;
+}
+
+std::string join(const std::vector<std::string>& pieces) {
+    std::string text = pieces.front();
+    for (auto piece = pieces.begin() + 1; piece != pieces.end(); ++piece) {
+        text += '/';
+        text += *piece;
+    }
+    return text;
+}
+
+std::vector<std::string> currentDirectory() {
+    TCHAR buffer[kPathLimit];
+    if (!_wgetcwd(buffer, static_cast<int>(kPathLimit))) {
+        throw settings::Exception(settings::kFailure);
+    }
+    std::vector<std::string> pieces;
+    if (!splitPath(toUtf8(buffer), pieces)) {
+        throw settings::Exception(settings::kFailure);
+    }
+    return pieces;
+}
+
+/// Lets each ".." take away the piece before it.
+void resolveParents(std::vector<std::string>& pieces) {
+    for (auto parent = std::find(pieces.begin(), pieces.end(), ".."); parent != pieces.end();
+         parent = std::find(pieces.begin(), pieces.end(), "..")) {
+        if (parent == pieces.begin()) {
+            throw settings::Exception(settings::kPathRefused);
+        }
+        pieces.erase(parent - 1, parent + 1);
+    }
+}
+
+}  // namespace
+
+WideText toWide(const std::string& text) {
+    if (text.empty()) {
+        return {};
+    }
+    const int length = static_cast<int>(text.size());
+    const int needed =
+        MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(), length, nullptr, 0);
+    WideText wide(static_cast<std::size_t>(std::max(needed, 0)), TCHAR());
+    if (needed <= 0 || MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(), length,
+                                           wide.data(), needed) != needed) {
+        throw settings::Exception(settings::kFailure);
+    }
+    return wide;
+}
+
+std::string toUtf8(const WideText& text) {
+    if (text.empty()) {
+        return {};
+    }
+    const int length = static_cast<int>(text.size());
+    const int needed =
+        WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+    std::string narrow(static_cast<std::size_t>(std::max(needed, 0)), '\0');
+    if (needed <= 0 || WideCharToMultiByte(CP_UTF8, 0, text.data(), length, narrow.data(), needed,
+                                           nullptr, nullptr) != needed) {
+        throw settings::Exception(settings::kFailure);
+    }
+    return narrow;
+}
+
+const std::string& checkPath(const std::string& text) {
+    if (text.empty()) {
+        return text;
+    }
+    if (!isUtf8(text)) {
+        throw settings::Exception(settings::kPathNotUtf8);
+    }
+    if (text.size() >= kPathLimit) {
+        throw settings::Exception(settings::kPathTooLong);
+    }
+    std::vector<std::string> pieces;
+    const bool hasDrive = splitPath(text, pieces);
+    for (auto piece = pieces.begin() + (hasDrive ? 1 : 0); piece != pieces.end(); ++piece) {
+        if (isReserved(*piece) || std::any_of(piece->begin(), piece->end(), isIllegal)) {
+            throw settings::Exception(settings::kPathRefused);
+        }
+    }
+    return text;
+}
+
+bool splitPath(const std::string& text, std::vector<std::string>& components) {
+    components = cut(text);
+    if (components.empty()) {
+        throw settings::Exception(settings::kPathRefused);
+    }
+    const bool hasDrive = isDrive(components.front());
+    std::erase_if(components,
+                  [](const std::string& piece) { return piece.empty() || piece == "."; });
+    return hasDrive;
+}
+
+FileName canonicalize(const FileName& fileName) {
+    if (fileName.isCanonical()) {
+        return fileName;
+    }
+    std::vector<std::string> pieces;
+    if (!splitPath(fileName.text(), pieces)) {
+        const std::vector<std::string> current = currentDirectory();
+        pieces.insert(pieces.begin(), current.begin(), current.end());
+    }
+    resolveParents(pieces);
+    if (pieces.empty()) {
+        throw settings::Exception(settings::kPathRefused);
+    }
+    return FileName(checkPath(join(pieces)), true);
+}
+
+void createParentDirectories(const FileName& fileName) {
+    if (!fileName.isCanonical()) {
+        throw std::logic_error("canonicalized file name expected");
+    }
+    std::vector<std::string> pieces;
+    splitPath(fileName.text(), pieces);
+    pieces.pop_back();
+    if (pieces.empty()) {
+        return;
+    }
+    // The drive itself is never made.
+    std::string folder = pieces.front();
+    for (auto piece = pieces.begin() + 1; piece != pieces.end(); ++piece) {
+        folder += '/';
+        folder += *piece;
+        const WideText wide = toWide(checkPath(folder));
+        struct _stat64 facts;
+        if (_wstat64(wide.c_str(), &facts) != 0 && _wmkdir(wide.c_str()) != 0 && errno != EEXIST) {
+            throw settings::Exception(settings::kPathRefused);
+        }
+    }
+}
+
+}  // namespace settings_impl

@@ -1,0 +1,132 @@
+#include "settings/share/NumberText.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+
+#include "settings/share/Bytes.h"
+#include "settings/share/ExceptionCode.h"
+
+namespace settings_impl {
+
+namespace {
+
+constexpr std::string_view kLeadingBlanks = " \t\n\v";
+/// What a stream skips before it reads.
+constexpr std::string_view kStreamBlanks = " \t\n\v\f\r";
+
+std::string_view skip(std::string_view text, std::string_view set) {
+    text.remove_prefix(std::min(text.find_first_not_of(set), text.size()));
+    return text;
+}
+
+/// The text that the base of a number is told by.
+std::string prepare(std::string_view text) {
+    return lowerCase(skip(text, kLeadingBlanks));
+}
+
+int chooseBase(std::string_view text) {
+    if (text.starts_with("0x") || text.starts_with("-0x")) {
+        return 16;
+    }
+    return text.starts_with("0") || text.starts_with("-0") ? 8 : 10;
+}
+
+bool isDigit(char byte) {
+    return byte >= '0' && byte <= '9';
+}
+
+bool isSign(char byte) {
+    return byte == '+' || byte == '-';
+}
+
+/// The head of a text that a stream collects before it converts it. It need not be a number: "1e"
+/// and "." are collected too.
+std::string_view collectDouble(std::string_view text) {
+    std::size_t end = !text.empty() && isSign(text[0]) ? 1 : 0;
+    bool digits = false;
+    bool point = false;
+    bool exponent = false;
+    while (end < text.size()) {
+        const char byte = text[end];
+        if (isDigit(byte)) {
+            digits = true;
+        } else if (byte == '.' && !point && !exponent) {
+            point = true;
+        } else if (byte == 'e' && digits && !exponent) {
+            exponent = true;
+            if (end + 1 < text.size() && isSign(text[end + 1])) {
+                ++end;
+            }
+        } else {
+            break;
+        }
+        ++end;
+    }
+    return text.substr(0, end);
+}
+
+}  // namespace
+
+std::int32_t textToInt(std::string_view text) {
+    const std::string prepared = prepare(text);
+    const int base = chooseBase(prepared);
+    std::string_view rest = skip(prepared, kStreamBlanks);
+    const bool negative = rest.starts_with('-');
+    if (negative || rest.starts_with('+')) {
+        rest.remove_prefix(1);
+    }
+    if (base == 16 && rest.starts_with("0x")) {
+        rest.remove_prefix(2);
+    }
+    std::uint64_t magnitude = 0;
+    const auto read = std::from_chars(rest.data(), rest.data() + rest.size(), magnitude, base);
+    const std::uint64_t largest = std::numeric_limits<std::int32_t>::max();
+    if (read.ec != std::errc() || magnitude > largest + (negative ? 1 : 0)) {
+        throw ExceptionCode<settings::kBadValue>();
+    }
+    const auto number = static_cast<std::int64_t>(magnitude);
+    return static_cast<std::int32_t>(negative ? -number : number);
+}
+
+double textToDouble(std::string_view text) {
+    const std::string prepared = prepare(text);
+    const std::string field(collectDouble(skip(prepared, kStreamBlanks)));
+    char* end = nullptr;
+    const double number = std::strtod(field.c_str(), &end);
+    if (field.empty() || end != field.c_str() + field.size() || std::isinf(number)) {
+        throw ExceptionCode<settings::kBadValue>();
+    }
+    return number;
+}
+
+bool textToBool(std::string_view text) {
+    const std::string lowered = lowerCase(text);
+    if (lowered == "yes" || lowered == "true") {
+        return true;
+    }
+    if (lowered == "no" || lowered == "false") {
+        return false;
+    }
+    return textToInt(lowered) != 0;
+}
+
+std::string numberToText(std::int32_t number) {
+    return std::to_string(number);
+}
+
+std::string numberToText(double number) {
+    // The longest text is "-1.23457e+308".
+    char text[32];
+    std::snprintf(text, sizeof text, "%g", number);
+    return text;
+}
+
+std::string boolToText(bool flag) {
+    return flag ? "true" : "false";
+}
+
+}  // namespace settings_impl
