@@ -1,10 +1,8 @@
 #include "simulated/machine/Installer.h"
 
-
 #include <winerror.h>
 
 #include <algorithm>
-#include <stdexcept>
 
 #include "simulated/machine/Wide.h"
 
@@ -20,7 +18,9 @@ std::u16string cachedPackagePath(std::size_t n) {
 
 }  // namespace
 
-bool sameCode(const std::u16string& a, const std::u16string& b) { return sameText(a, b); }
+bool sameCode(const std::u16string& a, const std::u16string& b) {
+    return sameText(a, b);
+}
 
 Product& Installer::addProduct(Product product) {
     product.properties.try_emplace(INSTALLPROPERTY_LOCALPACKAGE, cachedPackagePath(addedProducts_));
@@ -49,7 +49,9 @@ std::vector<const Product*> Installer::products() const {
     return result;
 }
 
-Package& Installer::addPackage(const std::u16string& path) { return packages_[path]; }
+Package& Installer::addPackage(const std::u16string& path) {
+    return packages_[path];
+}
 
 const Package* Installer::packageAt(const std::u16string& path) const {
     for (const std::unique_ptr<Product>& product : products_) {
@@ -77,21 +79,22 @@ MSIHANDLE Installer::openDeferredSession(const std::u16string& customActionData)
 }
 
 InstallSession& Installer::session(MSIHANDLE handle) {
-    InstallSession* const found = findSession(handle);
-    if (found == nullptr) {
-        throw std::out_of_range("no session of this handle");
-    }
-    return *found;
+    return *sessions_.at(handle);
 }
 
-InstallSession* Installer::findSession(MSIHANDLE handle) {
+InstallSession* Installer::openSessionOf(MSIHANDLE handle) {
     const auto found = sessions_.find(handle);
-    return found == sessions_.end() ? nullptr : found->second.get();
+    return found == sessions_.end() || closedSessions_.contains(handle) ? nullptr
+                                                                        : found->second.get();
+}
+
+bool Installer::close(MSIHANDLE handle) {
+    return handles_.erase(handle) != 0 ||
+           (openSessionOf(handle) != nullptr && closedSessions_.insert(handle).second);
 }
 
 std::u16string Installer::property(MSIHANDLE session, const std::u16string& name) const {
-    const std::map<std::u16string, std::u16string>& properties =
-        sessions_.at(session)->properties;
+    const std::map<std::u16string, std::u16string>& properties = sessions_.at(session)->properties;
     const auto found = properties.find(name);
     return found == properties.end() ? std::u16string() : found->second;
 }
@@ -131,10 +134,13 @@ std::vector<std::string> Installer::openHandles() const {
 
 void Installer::endProcess() {
     handles_.clear();
+    closedSessions_.clear();
     settings_ = ProcessSettings();
 }
 
-void Installer::restart() { sessions_.clear(); }
+void Installer::restart() {
+    sessions_.clear();
+}
 
 void Installer::describe(std::vector<std::string>& facts) const {
     for (const std::unique_ptr<Product>& product : products_) {

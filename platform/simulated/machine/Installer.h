@@ -134,14 +134,15 @@ public:
     // For the calls alone.
 
     MSIHANDLE add(std::shared_ptr<MsiObject> object);
-    bool close(MSIHANDLE handle) { return handles_.erase(handle) != 0; }
+    /// Closes a handle, also that of a session, which stays; false if it isn't open.
+    bool close(MSIHANDLE handle);
     template <class T>
     std::shared_ptr<T> find(MSIHANDLE handle) const {
         const auto found = handles_.find(handle);
         return found == handles_.end() ? nullptr : std::dynamic_pointer_cast<T>(found->second);
     }
-    /// The session behind a handle; null if it is none.
-    InstallSession* findSession(MSIHANDLE handle);
+    /// The session behind an open handle, or null.
+    InstallSession* openSessionOf(MSIHANDLE handle);
     ProcessSettings& settings() { return settings_; }
     void addLogLine(std::u16string line) { log_.push_back(std::move(line)); }
     UINT configure(const ConfigureCall& call);
@@ -151,6 +152,7 @@ private:
     std::size_t addedProducts_ = 0;
     NameMap<Package> packages_;  // by path
     std::map<MSIHANDLE, std::unique_ptr<InstallSession>> sessions_;
+    std::set<MSIHANDLE> closedSessions_;
     std::map<MSIHANDLE, std::shared_ptr<MsiObject>> handles_;
     MSIHANDLE nextHandle_ = 1;
     std::vector<std::u16string> log_;

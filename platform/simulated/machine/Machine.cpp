@@ -16,15 +16,32 @@ Machine::~Machine() = default;
 
 void Machine::endProcess() {
     handles.closeAll();
+    facts.endProcess();
+    modules.endProcess();
+    sharedMemory.endProcess();
+    installer.endProcess();
+    shell.endProcess();
     calls.clearPlans();
 }
 
-void Machine::restart() { endProcess(); }
+void Machine::restart() {
+    endProcess();
+    sharedMemory.restart();
+    installer.restart();
+}
+
+void Machine::become32Bit() {
+    facts.is64BitSystem = false;
+    facts.is64BitProcess = false;
+    registry.dropWow64Keys();
+}
 
 std::vector<std::string> Machine::describe() const {
-    std::vector<std::string> facts;
-    std::sort(facts.begin(), facts.end());
-    return facts;
+    std::vector<std::string> lines;
+    registry.describe(lines);
+    installer.describe(lines);
+    std::sort(lines.begin(), lines.end());
+    return lines;
 }
 
 Machine& Machine::current() {

@@ -10,12 +10,15 @@
 
 #include "simulated/machine/Calls.h"
 #include "simulated/machine/Crt.h"
+#include "simulated/machine/Desktop.h"
 #include "simulated/machine/Facts.h"
 #include "simulated/machine/Handles.h"
+#include "simulated/machine/Installer.h"
 #include "simulated/machine/Modules.h"
 #include "simulated/machine/RegistryStore.h"
 #include "simulated/machine/Security.h"
 #include "simulated/machine/SharedMemory.h"
+#include "simulated/machine/Shell.h"
 #include "simulated/machine/Volumes.h"
 
 namespace simulated {
@@ -37,6 +40,9 @@ public:
     SharedMemory sharedMemory;
     Volumes volumes;
     CrtFiles crt;
+    Installer installer;
+    Shell shell{*this};
+    Desktop desktop;
     Handles handles;
 
     /// Makes it a 32-bit Windows with a 32-bit process, before anything is put on it.

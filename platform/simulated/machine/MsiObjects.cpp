@@ -1,0 +1,100 @@
+#include "simulated/machine/MsiObjects.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+namespace simulated {
+
+namespace {
+
+/// The number that a text of digits alone writes.
+std::optional<std::size_t> fieldNumber(const std::u16string& text) {
+    if (text.empty() || text.size() > 5) {
+        return std::nullopt;
+    }
+    std::size_t number = 0;
+    for (const char16_t digit : text) {
+        if (digit < u'0' || digit > u'9') {
+            return std::nullopt;
+        }
+        number = number * 10 + (digit - u'0');
+    }
+    return number;
+}
+
+std::u16string bracketValue(const std::u16string& name, const MsiRecord& record,
+                            const InstallSession& session) {
+    if (const auto number = fieldNumber(name)) {
+        return *number <= record.count() ? record.fields[*number] : std::u16string();
+    }
+    const auto property = session.properties.find(name);
+    return property == session.properties.end() ? std::u16string() : property->second;
+}
+
+}  // namespace
+
+bool MsiView::execute(const MsiRecord* parameters) {
+    const std::size_t given = parameters == nullptr ? 0 : parameters->count();
+    if (given < query_.parameterCount()) {
+        return false;
+    }
+    std::vector<std::u16string> values;
+    for (std::size_t i = 0; i < query_.parameterCount(); ++i) {
+        values.push_back(parameters->fields[i + 1]);
+    }
+    rows_ = query_.run(*package_, values);
+    next_ = 0;
+    executed_ = true;
+    return true;
+}
+
+std::optional<std::vector<std::u16string>> MsiView::fetch() {
+    if (next_ == rows_.size()) {
+        return std::nullopt;
+    }
+    return rows_[next_++];
+}
+
+UINT giveText(const std::u16string& text, LPWSTR buffer, DWORD* count) {
+    if (buffer != nullptr && count == nullptr) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    if (count == nullptr) {
+        return ERROR_SUCCESS;
+    }
+    const DWORD size = *count;
+    *count = static_cast<DWORD>(text.size());
+    if (buffer == nullptr) {
+        return ERROR_SUCCESS;
+    }
+    if (size > 0) {
+        const std::size_t kept = std::min<std::size_t>(text.size(), size - 1);
+        std::copy_n(text.begin(), kept, buffer);
+        buffer[kept] = u'\0';
+    }
+    return text.size() < size ? ERROR_SUCCESS : ERROR_MORE_DATA;
+}
+
+std::u16string formatRecord(const MsiRecord& record, const InstallSession& session) {
+    const std::u16string& format = record.fields[0];
+    std::u16string result;
+    if (format.empty()) {
+        for (std::size_t i = 1; i <= record.count(); ++i) {
+            result += fromUtf8(std::to_string(i)) + u": " + record.fields[i] + u" ";
+        }
+        return result;
+    }
+    for (std::size_t at = 0; at < format.size();) {
+        const std::size_t end = format[at] == u'[' ? format.find(u']', at) : std::u16string::npos;
+        if (end == std::u16string::npos) {
+            result += format[at++];
+            continue;
+        }
+        result += bracketValue(format.substr(at + 1, end - at - 1), record, session);
+        at = end + 1;
+    }
+    return result;
+}
+
+}  // namespace simulated
