@@ -76,8 +76,8 @@ public:
 
 private:
     void close() noexcept;
-    void setText(const tstring& valuePath, const tstring& value, DWORD type, const char* function,
-                 const TCHAR* words) const;
+    void setText(const tstring& valuePath, const tstring& value, DWORD type, const TCHAR* words,
+                 const char* function) const;
 
     HKEY key_;
     bool owned_;

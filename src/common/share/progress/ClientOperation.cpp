@@ -1,0 +1,38 @@
+#include "common/share/progress/ClientOperation.h"
+
+#include <cassert>
+
+#include "common/share/LogException.h"
+#include "common/share/progress/OperationMailbox.h"
+
+namespace progress {
+
+using ipc::SharedMemoryUnsafe;
+
+ClientOperation::ClientOperation(std::uint32_t id, const char* name) : id_(id) {
+    assert(name);
+    try {
+        opened_ = std::make_unique<SharedMemoryUnsafe>(SharedMemoryUnsafe::kOpen, name);
+    } catch (const ipc::PlatformError&) {
+        created_ = std::make_unique<SharedMemoryUnsafe>(SharedMemoryUnsafe::kCreate, name);
+        opened_ = std::make_unique<SharedMemoryUnsafe>(SharedMemoryUnsafe::kOpen, name);
+    }
+    post(id_, OperationState::Started, *opened_);
+}
+
+ClientOperation::~ClientOperation() {
+    constexpr const char* kWhere = "progress::ClientOperation::~ClientOperation";
+    try {
+        try {
+            post(id_, OperationState::Finished, *opened_);
+        } catch (const std::exception& e) {
+            logException(SourceLocation::here(kWhere), e);
+        } catch (...) {
+            logUnknownException(SourceLocation::here(kWhere));
+        }
+    } catch (...) {
+        // A record that can't be written has nowhere to be reported to.
+    }
+}
+
+}  // namespace progress

@@ -1,0 +1,50 @@
+#include "windows/common/DirectoryIterator.h"
+
+namespace FileUtils {
+
+DirectoryIterator& DirectoryIterator::recursive(bool value) {
+    recursive_ = value;
+    return *this;
+}
+
+DirectoryIterator& DirectoryIterator::withFiles(bool value) {
+    withFiles_ = value;
+    return *this;
+}
+
+DirectoryIterator& DirectoryIterator::withFolders(bool value) {
+    withFolders_ = value;
+    return *this;
+}
+
+void DirectoryIterator::findItems(std::vector<tstring>& out) {
+    items_.clear();
+    if (isDirectory(path_)) {
+        iterateDirectory(path_, *this);
+        out.insert(out.end(), items_.begin(), items_.end());
+        items_.clear();
+    }
+}
+
+bool DirectoryIterator::onFile(const tstring& path) {
+    if (withFiles_) {
+        items_.push_back(path);
+    }
+    return true;
+}
+
+bool DirectoryIterator::onFolder(const tstring& path) {
+    if (withFolders_) {
+        items_.push_back(path);
+    }
+    if (recursive_) {
+        DirectoryIterator(path)
+            .recursive(recursive_)
+            .withFiles(withFiles_)
+            .withFolders(withFolders_)
+            .findItems(items_);
+    }
+    return true;
+}
+
+}  // namespace FileUtils

@@ -1,0 +1,711 @@
+#include "windows/common/FileUtils.h"
+
+#include <winioctl.h>
+#include <winver.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "common/share/LogException.h"
+#include "common/share/Logger.h"
+#include "common/share/PmtError.h"
+#include "common/share/tstrings.h"
+#include "common/windows/WinAutoHandle.h"
+#include "common/windows/WinErrorHandling.h"
+#include "windows/common/DirectoryIterator.h"
+#include "windows/common/ReparsePoint.h"
+#include "windows/common/Security.h"
+#include "windows/common/VersionResource.h"
+
+namespace {
+
+template <class Function>
+[[noreturn]] void throwSysError(const tstring& text, Function* failed, DWORD status,
+                                const SourceLocation& where) {
+    throw PmtError<SysError>(SysError(text, failed, status), where);
+}
+
+/// The status is the last error, which composing the text leaves alone.
+template <class Function>
+[[noreturn]] void throwLastError(const tstring& text, Function* failed,
+                                 const SourceLocation& where) {
+    throwSysError(text, failed, GetLastError(), where);
+}
+
+[[noreturn]] void throwRuntimeError(const Text& text, const SourceLocation& where) {
+    throw PmtError<std::runtime_error>(std::runtime_error(text.utf8()), where);
+}
+
+/// Asks `call(buffer, size)` for a path with a buffer that starts empty and grows to what the call
+/// reports. Empty when the call fails; the reason is the last error.
+template <class Call>
+tstring pathFrom(Call call) {
+    std::vector<TCHAR> buffer;
+    for (;;) {
+        const DWORD length = call(buffer.data(), static_cast<DWORD>(buffer.size()));
+        if (length < buffer.size() || length == 0) {
+            return tstring(buffer.data(), length);
+        }
+        buffer.resize(length + 1);
+    }
+}
+
+tstring absolutePath(const tstring& path) {
+    const tstring result = pathFrom([&](TCHAR* buffer, DWORD size) {
+        return GetFullPathNameW(path.c_str(), size, buffer, nullptr);
+    });
+    if (result.empty()) {
+        throwLastError(_T("GetFullPathName failed"), GetFullPathNameW,
+                       SourceLocation::here("`anonymous-namespace'::absolutePath"));
+    }
+    return result;
+}
+
+tstring convertShortPathToLong(const tstring& path) {
+    const tstring result = pathFrom(
+        [&](TCHAR* buffer, DWORD size) { return GetLongPathNameW(path.c_str(), buffer, size); });
+    if (result.empty()) {
+        throwLastError(_T("GetLongPathName failed"), GetLongPathNameW,
+                       SourceLocation::here("`anonymous-namespace'::convertShortPathToLong"));
+    }
+    return result;
+}
+
+/// The fixed part of a version resource.
+const VS_FIXEDFILEINFO& readResourceRecord(const VersionResource& resource,
+                                           const tstring& subBlock) {
+    void* record = nullptr;
+    UINT size = 0;
+    const Text call = Text() << _T("VerQueryValueW(") << resource.path() << _T(", ") << subBlock
+                             << _T(")");
+    if (!VerQueryValueW(resource.block().data(), subBlock.c_str(), &record, &size)) {
+        throwLastError(Text() << call << _T(" failed"), VerQueryValueW,
+                       SourceLocation::here("`anonymous-namespace'::readResourceRecord"));
+    }
+    if (size < sizeof(VS_FIXEDFILEINFO)) {
+        throwRuntimeError(Text() << call << _T(" returned unexpected buffer size."),
+                          SourceLocation::here("`anonymous-namespace'::readResourceRecord"));
+    }
+    return *static_cast<const VS_FIXEDFILEINFO*>(record);
+}
+
+}  // namespace
+
+namespace FileUtils {
+
+namespace {
+
+/// The longest beginning of an absolute path that exists; empty when not even its drive does.
+tstring existingPrefix(const tstring& path) {
+    tstring prefix = path;
+    while (!prefix.empty() && !exists(prefix)) {
+        const auto separator = prefix.find_last_of(_T("\\/"));
+        prefix.resize(separator == tstring::npos ? 0 : separator);
+    }
+    return prefix;
+}
+
+/// The one text for all paths that name the same place.
+tstring canonicalPath(const tstring& path) {
+    const tstring absolute =
+        absolutePath(tstrings::toLower(tstrings::replace(path, _T("/"), _T("\\"))));
+    const tstring prefix = existingPrefix(absolute);
+    const tstring longPrefix = prefix.empty() ? prefix : convertShortPathToLong(prefix);
+    return tstrings::toLower(longPrefix + absolute.substr(prefix.size()));
+}
+
+void createDir(const tstring& path) {
+    if (CreateDirectoryW(path.c_str(), nullptr)) {
+        LOG_TRACE(_T("FileUtils::`anonymous-namespace'::createDir"),
+                  Text() << _T("Created [") << path << _T("] directory"));
+        return;
+    }
+    const DWORD status = GetLastError();
+    if (!isDirectory(path)) {
+        throwSysError(Text() << _T("CreateDirectory(") << path << _T(") failed"), CreateDirectoryW,
+                      status, SourceLocation::here("FileUtils::`anonymous-namespace'::createDir"));
+    }
+}
+
+/// Copies a text and its NUL to an offset of the buffer; gives the offset behind them.
+std::size_t append(ReparseBuffer& buffer, std::size_t offset, const tstring& text) {
+    const std::size_t room = (ReparseBuffer::kSize - offset) / sizeof(TCHAR);
+    if (text.size() + 1 > room) {
+        throwRuntimeError(Text() << _T("wcscpy_s(ptr, ") << room << _T(", ") << text
+                                 << _T(") failed. Return value: ") << ERANGE,
+                          SourceLocation::here("FileUtils::`anonymous-namespace'::append"));
+    }
+    const std::size_t size = (text.size() + 1) * sizeof(TCHAR);
+    std::memcpy(buffer.bytes + offset, text.c_str(), size);
+    return offset + size;
+}
+
+/// The buffer that makes a directory a junction to `target`.
+ReparseBuffer mountPointBuffer(const tstring& target) {
+    ReparseBuffer buffer;
+    const tstring substitute = _T("\\??\\") + target;
+    const std::size_t substituteLength = substitute.size() * sizeof(TCHAR);
+    const std::size_t printLength = target.size() * sizeof(TCHAR);
+    const std::size_t printName =
+        append(buffer, ReparseBuffer::kPathBufferOfMountPoint, substitute);
+    append(buffer, printName, target);
+    buffer.setTag(IO_REPARSE_TAG_MOUNT_POINT);
+    buffer.setNumber(ReparseBuffer::kDataLength, substituteLength + printLength + 12);
+    buffer.setNumber(ReparseBuffer::kSubstituteNameOffset, 0);
+    buffer.setNumber(ReparseBuffer::kSubstituteNameLength, substituteLength);
+    buffer.setNumber(ReparseBuffer::kPrintNameOffset, substituteLength + sizeof(TCHAR));
+    buffer.setNumber(ReparseBuffer::kPrintNameLength, printLength);
+    return buffer;
+}
+
+bool isLink(const tstring& path) {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES &&
+           (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+
+/// False when it can't be created, be it that the name is taken.
+bool createNewFile(const tstring& path) {
+    const HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        return false;
+    }
+    WinHandle(file).reset();
+    LOG_TRACE(_T("FileUtils::`anonymous-namespace'::createNewFile"),
+              Text() << _T("Created [") << path << _T("] file"));
+    return true;
+}
+
+/// Moves `src`, or deletes it when `dst` is empty.
+void moveFileImpl(const tstring& src, const tstring& dst, DWORD flags) {
+    const bool isFolder = isDirectory(src);
+    if (!MoveFileExW(src.c_str(), dst.empty() ? nullptr : dst.c_str(), flags)) {
+        throwLastError(Text() << _T("MoveFileEx(") << src << _T(", ") << dst << _T(", ") << flags
+                              << _T(") failed"),
+                       MoveFileExW,
+                       SourceLocation::here("FileUtils::`anonymous-namespace'::moveFileImpl"));
+    }
+    const bool delayed = (flags & MOVEFILE_DELAY_UNTIL_REBOOT) != 0;
+    Text message;
+    if (dst.empty()) {
+        message << (delayed ? _T("Delete") : _T("Deleted"));
+    } else {
+        message << (delayed ? _T("Move") : _T("Moved"));
+    }
+    message << _T(" '") << src << _T("' ") << (isFolder ? _T("folder") : _T("file"));
+    if (!dst.empty()) {
+        message << _T(" to '") << dst << _T("'");
+    }
+    if (delayed) {
+        message << _T(" on reboot");
+    }
+    LOG_TRACE(_T("FileUtils::`anonymous-namespace'::moveFileImpl"), message);
+}
+
+/// Whether a deletion that failed left nothing to delete.
+bool isAlreadyGone(DWORD status) {
+    return status == ERROR_FILE_NOT_FOUND || status == ERROR_PATH_NOT_FOUND;
+}
+
+/// False leaves the reason as the last error.
+bool deleteFileImpl(const tstring& path) {
+    if (DeleteFileW(path.c_str())) {
+        LOG_TRACE(_T("FileUtils::`anonymous-namespace'::deleteFileImpl"),
+                  Text() << _T("Deleted [") << path << _T("] file"));
+        return true;
+    }
+    return isAlreadyGone(GetLastError());
+}
+
+/// Part of a deletion that throws nothing, so the record may get lost.
+void warnOfReadOnlyFile(const tstring& path, DWORD status) {
+    try {
+        const SysError error(Text() << _T("Failed to discard R/O attribute from [") << path
+                                    << _T("] file. File will not be deleted"),
+                             SetFileAttributesW, status);
+        LOG_WARNING(_T("FileUtils::tryDeleteFile"), Text() << error.what());
+    } catch (const std::exception& e) {
+        logException(SourceLocation::here("FileUtils::tryDeleteFile"), e);
+    }
+}
+
+/// Deletes the files of a directory, and goes on past one that stays.
+class DeleteFilesCallback : public DirectoryCallback {
+public:
+    explicit DeleteFilesCallback(bool throwOnFailure) : throwOnFailure_(throwOnFailure) {}
+
+    bool failed() const { return failed_; }
+
+    bool onFile(const tstring& path) override {
+        if (throwOnFailure_) {
+            deleteFile(path);
+        } else if (!tryDeleteFile(path)) {
+            failed_ = true;
+        }
+        return true;
+    }
+
+protected:
+    const bool throwOnFailure_;
+    bool failed_ = false;
+};
+
+/// Deletes the subdirectories as well. It follows a junction like any other directory: the files
+/// behind it go first, then the junction. Whoever deletes a tree must know what is linked into it.
+class DeleteAllCallback : public DeleteFilesCallback {
+public:
+    using DeleteFilesCallback::DeleteFilesCallback;
+
+    bool onFolder(const tstring& path) override {
+        if (throwOnFailure_) {
+            DeleteAllCallback below(true);
+            iterateDirectory(path, below);
+            deleteDirectory(path);
+        } else if (!deleteAll(path)) {
+            failed_ = true;
+        }
+        return true;
+    }
+};
+
+/// Empties a directory of its files, or deletes it with all it holds.
+class BatchDeleter {
+public:
+    BatchDeleter(const tstring& path, bool recursive) : path_(path), recursive_(recursive) {}
+
+    bool execute() const {
+        try {
+            if (!exists(path_)) {
+                return true;
+            }
+            if (!isDirectory(path_)) {
+                return false;
+            }
+            return recursive_ ? walk<DeleteAllCallback>() && tryDeleteDirectory(path_)
+                              : walk<DeleteFilesCallback>();
+        } catch (const std::exception& e) {
+            logException(SourceLocation::here(kExecute), e);
+        } catch (...) {
+            logUnknownException(SourceLocation::here(kExecute));
+        }
+        return false;
+    }
+
+private:
+    template <class Callback>
+    bool walk() const {
+        Callback callback(false);
+        iterateDirectory(path_, callback);
+        return !callback.failed();
+    }
+
+    static constexpr const char* kExecute =
+        "FileUtils::`anonymous-namespace'::BatchDeleter::execute";
+
+    const tstring path_;
+    const bool recursive_;
+};
+
+void deleteOnReboot(const tstring& path) {
+    try {
+        moveFileImpl(path, tstring(), MOVEFILE_DELAY_UNTIL_REBOOT);
+    } catch (const std::exception& e) {
+        logException(SourceLocation::here("FileUtils::`anonymous-namespace'::deleteOnReboot"), e);
+    } catch (...) {
+        logUnknownException(
+            SourceLocation::here("FileUtils::`anonymous-namespace'::deleteOnReboot"));
+    }
+}
+
+/// Registers a directory for deletion after what it holds: at the restart only an empty directory
+/// can be deleted.
+void deleteTreeOnReboot(const tstring& path) {
+    std::vector<tstring> items = {path};
+    try {
+        DirectoryIterator(path).findItems(items);
+    } catch (const std::exception& e) {
+        logException(SourceLocation::here("FileUtils::Deleter::execute"), e);
+    }
+    std::for_each(items.rbegin(), items.rend(), deleteOnReboot);
+}
+
+void closeFind(HANDLE find) noexcept {
+    FindClose(find);
+}
+
+}  // namespace
+
+// ---- Questions ----
+
+bool exists(const tstring& path) {
+    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+bool isDirectory(const tstring& path) {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool isSamePath(const tstring& a, const tstring& b) {
+    const auto check = [](const tstring& path, const TCHAR* which) {
+        if (hasIllegalPathCharacter(path)) {
+            throwRuntimeError(
+                Text() << _T("isSamePath: Illegal characters in ") << which << _T(" arg ") << path,
+                SourceLocation::here("FileUtils::isSamePath"));
+        }
+    };
+    check(a, _T("first"));
+    check(b, _T("second"));
+    return canonicalPath(a) == canonicalPath(b);
+}
+
+PathType pathType(const tstring& path) {
+    if (path.size() > 1 && path.front() == _T('\\')) {
+        return PathType::Network;
+    }
+    if (path.size() < 2) {
+        return PathType::Invalid;
+    }
+    switch (GetDriveTypeW((path.substr(0, 2) + _T("\\")).c_str())) {
+        case DRIVE_REMOVABLE:
+        case DRIVE_FIXED:
+        case DRIVE_RAMDISK:
+            return PathType::Local;
+        case DRIVE_REMOTE:
+            return PathType::Network;
+        default:
+            return PathType::Unknown;
+    }
+}
+
+tstring getLinkTarget(const tstring& path) {
+    if (!isLink(path)) {
+        throwRuntimeError(Text() << path << _T(": not a link"),
+                          SourceLocation::here("FileUtils::getLinkTarget"));
+    }
+    const DWORD flags =
+        FILE_FLAG_OPEN_REPARSE_POINT | (isDirectory(path) ? FILE_FLAG_BACKUP_SEMANTICS : DWORD{0});
+    const HANDLE opened =
+        CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                    OPEN_EXISTING, flags, nullptr);
+    if (opened == INVALID_HANDLE_VALUE) {
+        throwLastError(Text() << path << _T(": cannot open"), CreateFileW,
+                       SourceLocation::here("FileUtils::getLinkTarget"));
+    }
+    const WinHandle link(opened);
+    ReparseBuffer buffer;
+    DWORD size = 0;
+    if (!DeviceIoControl(link.get(), FSCTL_GET_REPARSE_POINT, nullptr, 0, buffer.bytes,
+                         ReparseBuffer::kSize, &size, nullptr)) {
+        throwLastError(Text() << path << _T(": cannot get reparse point"), DeviceIoControl,
+                       SourceLocation::here("FileUtils::getLinkTarget"));
+    }
+    if (buffer.pathBuffer() == 0) {
+        throwRuntimeError(Text() << path << _T(": unknown reparse tag ") << buffer.tag(),
+                          SourceLocation::here("FileUtils::getLinkTarget"));
+    }
+    const std::optional<tstring> target = buffer.target();
+    if (!target) {
+        throwRuntimeError(Text() << path << _T(": damaged reparse point"),
+                          SourceLocation::here("FileUtils::getLinkTarget"));
+    }
+    LOG_TRACE(_T("FileUtils::getLinkTarget"),
+              Text() << _T("Target for [") << path << _T("] link is [") << *target << _T("]"));
+    return *target;
+}
+
+// ---- Creating ----
+
+void createDirectories(const tstring& path) {
+    const tstring whole = removeTrailingSlash(path) + _T("\\");
+    for (auto separator = whole.find_first_of(_T("\\/")); separator != tstring::npos;
+         separator = whole.find_first_of(_T("\\/"), separator + 1)) {
+        createDir(whole.substr(0, separator + 1));
+    }
+}
+
+void createJunction(const tstring& link, const tstring& target) {
+    ReparseBuffer buffer = mountPointBuffer(target);
+    createDirectories(link);
+    const HANDLE opened =
+        CreateFileW(link.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                    FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    if (opened == INVALID_HANDLE_VALUE) {
+        throwLastError(Text() << link << _T(": cannot open"), CreateFileW,
+                       SourceLocation::here("FileUtils::createJunction"));
+    }
+    WinHandle directory(opened);
+    const DWORD size =
+        buffer.number(ReparseBuffer::kDataLength) + static_cast<DWORD>(ReparseBuffer::kHeaderSize);
+    DWORD returned = 0;
+    if (!DeviceIoControl(directory.get(), FSCTL_SET_REPARSE_POINT, buffer.bytes, size, nullptr, 0,
+                         &returned, nullptr)) {
+        throwLastError(Text() << link << _T(": cannot set reparse point"), DeviceIoControl,
+                       SourceLocation::here("FileUtils::createJunction"));
+    }
+    LOG_TRACE(_T("FileUtils::createJunction"), Text() << _T("Created [") << link
+                                                      << _T("] junction for [") << target
+                                                      << _T("] target"));
+}
+
+tstring createTempFile(const tstring& prefix, const tstring& suffix, const tstring& dir) {
+    const auto check = [](const TCHAR* which, const tstring& part) {
+        if (hasIllegalFileNameCharacter(part)) {
+            throwRuntimeError(Text() << _T("Illegal characters in ") << which << _T("=") << part,
+                              SourceLocation::here("FileUtils::createTempFile"));
+        }
+    };
+    check(_T("prefix"), prefix);
+    check(_T("suffix"), suffix);
+    const DWORD ticks = GetTickCount();
+    for (DWORD i = 0; i < 100; ++i) {
+        const DWORD number = ticks + i;
+        const tstring path = combinePath(dir, Text() << prefix << number << suffix);
+        if (createNewFile(path)) {
+            return path;
+        }
+    }
+    throwRuntimeError(Text() << _T("createTempFile(") << prefix << _T(", ") << suffix << _T(", ")
+                             << dir << _T(") failed"),
+                      SourceLocation::here("FileUtils::createTempFile"));
+}
+
+tstring createUniqueFile(const tstring& path) {
+    if (createNewFile(path)) {
+        return path;
+    }
+    return createTempFile(replaceSuffix(basename(path), tstring()), suffix(path), dirname(path));
+}
+
+// ---- Copying and moving ----
+
+void copyFile(const tstring& src, const tstring& dst, bool failIfExists) {
+    createDirectories(dirname(dst));
+    if (!CopyFileW(src.c_str(), dst.c_str(), failIfExists ? TRUE : FALSE)) {
+        throwLastError(Text() << _T("CopyFile(") << src << _T(", ") << dst << _T(", ")
+                              << failIfExists << _T(") failed"),
+                       CopyFileW, SourceLocation::here("FileUtils::copyFile"));
+    }
+    LOG_TRACE(_T("FileUtils::copyFile"),
+              Text() << _T("Copied [") << src << _T("] file to [") << dst << _T("]"));
+}
+
+void copyPersistentFile(const tstring& src, const tstring& dst) {
+    if (!exists(src)) {
+        throwRuntimeError(Text() << _T("FileUtils::copyPersistentFile(") << src << _T(", ") << dst
+                                 << _T(", 0) failed. Source file not found."),
+                          SourceLocation::here("FileUtils::copyPersistentFile"));
+    }
+    try {
+        copyFile(src, dst, false);
+        return;
+    } catch (const std::exception& e) {
+        logException(SourceLocation::here("FileUtils::copyPersistentFile"), e);
+    } catch (...) {
+        logUnknownException(SourceLocation::here("FileUtils::copyPersistentFile"));
+    }
+    const tstring tmp = createUniqueFile(src);
+    copyFile(src, tmp, false);
+    moveFileImpl(tmp, dst, MOVEFILE_REPLACE_EXISTING | MOVEFILE_DELAY_UNTIL_REBOOT);
+}
+
+void moveFile(const tstring& src, const tstring& dst, bool failIfExists) {
+    createDirectories(dirname(dst));
+    moveFileImpl(src, dst,
+                 MOVEFILE_COPY_ALLOWED | (failIfExists ? 0u : DWORD{MOVEFILE_REPLACE_EXISTING}));
+}
+
+// ---- Deleting ----
+
+bool tryDeleteFile(const tstring& path) {
+    if (deleteFileImpl(path)) {
+        return true;
+    }
+    if (GetLastError() != ERROR_ACCESS_DENIED) {
+        return false;
+    }
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    SetLastError(ERROR_ACCESS_DENIED);
+    if (attributes == INVALID_FILE_ATTRIBUTES) {
+        return false;
+    }
+    if ((attributes & FILE_ATTRIBUTE_READONLY) != 0) {
+        if (SetFileAttributesW(path.c_str(), attributes & ~DWORD{FILE_ATTRIBUTE_READONLY})) {
+            LOG_TRACE(_T("FileUtils::tryDeleteFile"),
+                      Text() << _T("Discarded R/O attribute from [") << path << _T("] file"));
+            if (deleteFileImpl(path)) {
+                return true;
+            }
+        } else {
+            warnOfReadOnlyFile(path, GetLastError());
+            SetLastError(ERROR_ACCESS_DENIED);
+        }
+    }
+    return isAlreadyGone(GetLastError());
+}
+
+void deleteFile(const tstring& path) {
+    if (!tryDeleteFile(path)) {
+        throwLastError(Text() << _T("DeleteFile(") << path << _T(") failed"), DeleteFileW,
+                       SourceLocation::here("FileUtils::deleteFile"));
+    }
+}
+
+bool tryDeleteDirectory(const tstring& path) {
+    if (RemoveDirectoryW(path.c_str())) {
+        LOG_TRACE(_T("FileUtils::tryDeleteDirectory"),
+                  Text() << _T("Deleted [") << path << _T("] directory"));
+        return true;
+    }
+    return isAlreadyGone(GetLastError());
+}
+
+void deleteDirectory(const tstring& path) {
+    if (!tryDeleteDirectory(path)) {
+        throwLastError(Text() << _T("RemoveDirectory(") << path << _T(") failed"), RemoveDirectoryW,
+                       SourceLocation::here("FileUtils::deleteDirectory"));
+    }
+}
+
+void deleteJunction(const tstring& path) {
+    if (!isLink(path)) {
+        throwRuntimeError(Text() << path << _T(": is not a junction"),
+                          SourceLocation::here("FileUtils::deleteJunction"));
+    }
+    deleteDirectory(path);
+}
+
+bool deleteFiles(const tstring& path) {
+    return BatchDeleter(path, false).execute();
+}
+
+bool deleteAll(const tstring& path) {
+    return BatchDeleter(path, true).execute();
+}
+
+Deleter::~Deleter() {
+    try {
+        execute();
+    } catch (...) {
+        // Without memory nothing more can be done, not even a record of it.
+    }
+}
+
+Deleter& Deleter::appendFile(const tstring& path) {
+    entries_.push_back({path, onReboot_ ? kFileOnReboot : kFile});
+    return *this;
+}
+
+Deleter& Deleter::appendTree(const tstring& path) {
+    entries_.push_back({path, onReboot_ ? kTreeOnReboot : kTree});
+    return *this;
+}
+
+void Deleter::execute() {
+    std::vector<Entry> entries;
+    entries.swap(entries_);
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](const Entry& a, const Entry& b) { return a.action < b.action; });
+    for (const Entry& entry : entries) {
+        execute(entry);
+    }
+}
+
+void Deleter::execute(const Entry& entry) {
+    const bool isTree = entry.action == kTree || entry.action == kTreeOnReboot;
+    if (isTree) {
+        deleteAll(entry.path);
+    } else {
+        tryDeleteFile(entry.path);
+    }
+    if (entry.action == kFile || entry.action == kTree || !exists(entry.path)) {
+        return;
+    }
+    if (!isTree) {
+        deleteOnReboot(entry.path);
+    } else if (isDirectory(entry.path)) {
+        deleteTreeOnReboot(entry.path);
+    }
+}
+
+// ---- Walking ----
+
+bool DirectoryCallback::onFile(const tstring&) {
+    return true;
+}
+
+bool DirectoryCallback::onFolder(const tstring&) {
+    return true;
+}
+
+void iterateDirectory(const tstring& path, DirectoryCallback& callback) {
+    WIN32_FIND_DATAW found;
+    const HANDLE opened = FindFirstFileW(combinePath(path, _T("*")).c_str(), &found);
+    if (opened == INVALID_HANDLE_VALUE) {
+        const DWORD status = GetLastError();
+        if (status == ERROR_FILE_NOT_FOUND) {
+            return;
+        }
+        throwSysError(Text() << _T("FindFirstFile(") << path << _T(") failed"), FindFirstFileW,
+                      status, SourceLocation::here("FileUtils::iterateDirectory"));
+    }
+    const AutoHandle<HANDLE, closeFind> find(opened);
+    do {
+        const tstring name = found.cFileName;
+        const tstring entry = combinePath(path, name);
+        bool goOn = true;
+        if ((found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+            goOn = callback.onFile(entry);
+        } else if (name != _T(".") && name != _T("..")) {
+            goOn = callback.onFolder(entry);
+        }
+        if (!goOn) {
+            return;
+        }
+    } while (FindNextFileW(find.get(), &found));
+    const DWORD status = GetLastError();
+    if (status != ERROR_NO_MORE_FILES) {
+        throwSysError(Text() << _T("FindNextFile(") << path << _T(") failed"), FindNextFileW,
+                      status, SourceLocation::here("FileUtils::iterateDirectory"));
+    }
+}
+
+// ---- Permissions ----
+
+void setPermissions(const tstring& path) {
+    const security::SecurityDescriptor descriptor(
+        _T("D:(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;WD)"));
+    if (!SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor.get())) {
+        throwLastError(Text() << _T("setPermissions(") << path << _T(") failed"), SetFileSecurityW,
+                       SourceLocation::here("FileUtils::setPermissions"));
+    }
+}
+
+// ---- Version resources ----
+
+std::array<std::uint16_t, 4> getFileVersion(const tstring& path) {
+    const VersionResource resource(path);
+    const VS_FIXEDFILEINFO& facts = readResourceRecord(resource, _T("\\"));
+    return {HIWORD(facts.dwFileVersionMS), LOWORD(facts.dwFileVersionMS),
+            HIWORD(facts.dwFileVersionLS), LOWORD(facts.dwFileVersionLS)};
+}
+
+}  // namespace FileUtils
+
+VersionResource::VersionResource(const tstring& path) : path_(path) {
+    DWORD zeroed = 0;
+    const DWORD size = GetFileVersionInfoSizeW(path.c_str(), &zeroed);
+    if (size == 0) {
+        throwLastError(Text() << _T("GetFileVersionInfoSize(") << path << _T(") failed"),
+                       GetFileVersionInfoSizeW,
+                       SourceLocation::here("VersionResource::VersionResource"));
+    }
+    block_.resize(size);
+    if (!GetFileVersionInfoW(path.c_str(), 0, size, block_.data())) {
+        throwLastError(Text() << _T("GetFileVersionInfo(") << path << _T(") failed"),
+                       GetFileVersionInfoW,
+                       SourceLocation::here("VersionResource::VersionResource"));
+    }
+}

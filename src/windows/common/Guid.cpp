@@ -1,0 +1,65 @@
+#include "windows/common/Guid.h"
+
+#include <objbase.h>
+
+#include <stdexcept>
+
+#include "common/share/PmtError.h"
+#include "common/share/Text.h"
+
+namespace {
+
+constexpr std::size_t kRegistryFormLength = 38;
+constexpr std::size_t kDigits = 32;
+constexpr int kTextSize = 128;
+
+GUID initGuid(const tstring& text) {
+    GUID value = {};
+    if (FAILED(IIDFromString(text.c_str(), &value))) {
+        throw PmtError<std::runtime_error>(
+            std::runtime_error((Text() << _T("IIDFromString(") << text << _T(") failed")).utf8()),
+            SourceLocation::here("`anonymous-namespace'::initGuid"));
+    }
+    return value;
+}
+
+/// The text with the braces and dashes that it left out; unchanged if that doesn't make it as long
+/// as the registry form.
+tstring completed(const tstring& text) {
+    const bool opened = text.front() == _T('{');
+    const bool closed = text.back() == _T('}');
+    tstring copy = text;
+    if (!opened && !closed) {
+        copy = _T("{") + copy + _T("}");
+    }
+    if (text.find(_T('-')) == tstring::npos) {
+        for (const std::size_t offset : {9, 14, 19, 24}) {
+            copy.insert(offset, 1, _T('-'));
+        }
+    }
+    return copy.size() == kRegistryFormLength ? copy : text;
+}
+
+}  // namespace
+
+Guid::Guid(const tstring& text)
+    : value_(initGuid(text.size() < kDigits ? text : completed(text))) {}
+
+tstring Guid::toString() const {
+    TCHAR text[kTextSize] = {};
+    const int size = StringFromGUID2(value_, text, kTextSize);
+    if (size < 3) {
+        throw PmtError<std::runtime_error>(std::runtime_error("StringFromGUID2() failed"),
+                                           SourceLocation::here("Guid::toString"));
+    }
+    return text;
+}
+
+Guid Guid::generate() {
+    GUID value = {};
+    if (FAILED(CoCreateGuid(&value))) {
+        throw PmtError<std::runtime_error>(std::runtime_error("CoCreateGuid() failed"),
+                                           SourceLocation::here("Guid::generate"));
+    }
+    return Guid(value);
+}
