@@ -5,6 +5,9 @@
 
 #include "settings/share/settings.h"
 
+/// Throws settings::Exception with a status that is no success.
+void throwIfFailed(settings::Status status);
+
 /// Owns one handle of the settings library; `destroy` is the entry that ends it.
 template <class Handle, void (*settings_api::*destroy)(Handle*)>
 class SettingsHandle {
@@ -45,8 +48,10 @@ public:
     settings_context* context() const { return context_.get(); }
 
 private:
-    settings_validator* validator() const { return validator_ ? validator_->get() : nullptr; }
-    settings_key_mapper* keyMapper() const { return keyMapper_ ? keyMapper_->get() : nullptr; }
+    settings_validator* validatorHandle() const { return validator_ ? validator_->get() : nullptr; }
+    settings_key_mapper* keyMapperHandle() const {
+        return keyMapper_ ? keyMapper_->get() : nullptr;
+    }
 
     SettingsHandle<settings_context, &settings_api::destroy> context_;
     bool allowKeyWithoutValue_ = false;
