@@ -118,9 +118,9 @@ constexpr std::size_t kNoTarget = kCapacity;
 
 struct SuffixStep {
     std::size_t (*run)(View rest, std::int32_t& target);
-    std::size_t target;      ///< the component, or kNoTarget
-    std::size_t mostHeads;   ///< skipped when the head gave more numbers than this
-    bool stopsWhenNothing;   ///< the steps behind it need what it reads
+    std::size_t target;     ///< the component, or kNoTarget
+    std::size_t mostHeads;  ///< skipped when the head gave more numbers than this
+    bool stopsWhenNothing;  ///< the steps behind it need what it reads
 };
 
 constexpr SuffixStep kLegacySteps[] = {
@@ -218,9 +218,9 @@ std::size_t parse(const tstring& text, std::int32_t* destination, std::size_t& c
     }
     std::copy_n(head.numbers, head.count, destination + (isZentra ? 1 : 0));
     count = head.count;
-    const bool isComplete =
+    const bool endsHere =
         first == kGraphicsTag || (first == kLegacyTag && head.count == 1) || head.left == 0;
-    if (isComplete) {
+    if (endsHere) {
         return head.left;
     }
     return isZentra ? runSteps(kZentraSteps, head.count, text, head.left, destination, count)
@@ -328,7 +328,9 @@ tstring toString(const Base& version) {
     }
 }
 
-const tstring& sourceText(const Base& version) { return version.sourceText(); }
+const tstring& sourceText(const Base& version) {
+    return version.sourceText();
+}
 
 Base family(const Base& version) {
     Base result = withFamily(version);

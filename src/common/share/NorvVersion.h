@@ -11,9 +11,10 @@
 namespace NorvVersionDetails {
 
 /// The scheme of a version, its component 0.
-inline constexpr std::int32_t kLegacyTag = 1;   ///< major, minor, update, build; also the 1 of "1.8"
-inline constexpr std::int32_t kGraphicsTag = 2; ///< the three numbers of a graphics product: "2.2.0"
-inline constexpr std::int32_t kZentraTag = 3;   ///< six dotted numbers, then the build
+inline constexpr std::int32_t kLegacyTag = 1;  ///< major, minor, update, build; also the 1 of "1.8"
+inline constexpr std::int32_t kGraphicsTag =
+    2;                                         ///< the three numbers of a graphics product: "2.2.0"
+inline constexpr std::int32_t kZentraTag = 3;  ///< six dotted numbers, then the build
 
 /// A component that was left out, below any number. No text gives it.
 inline constexpr std::int32_t kLeftOut = -1;
@@ -31,8 +32,8 @@ struct Parser {
     static bool isPrecise(const std::int32_t* components, std::size_t count);
 };
 
-/// A product's version. Every legacy version is below every version of a graphics product, and those
-/// are below every Zentra version; within a scheme the numbers decide.
+/// A product's version. Every legacy version is below every version of a graphics product, and
+/// those are below every Zentra version; within a scheme the numbers decide.
 class Base : public VersionDetails::Base<8, Parser, 1> {
 public:
     Base() = default;

@@ -45,8 +45,9 @@ std::int32_t parseComponent(std::basic_string_view<TCHAR> token) {
 std::size_t Parser::operator()(const tstring& text, std::int32_t* destination,
                                std::size_t& count) const {
     if (count == 0) {
-        throw PmtError<std::length_error>(std::length_error("Destination buffer can't be empty"),
-                                          SourceLocation::here("VersionDetails::Parser::operator ()"));
+        throw PmtError<std::length_error>(
+            std::length_error("Destination buffer can't be empty"),
+            SourceLocation::here("VersionDetails::Parser::operator ()"));
     }
     std::vector<tstring> tokens;
     tstrings::split(tokens, text, _T("."));
@@ -60,7 +61,8 @@ std::size_t Parser::operator()(const tstring& text, std::int32_t* destination,
     if (consumed > text.size()) {
         throw PmtError<std::runtime_error>(
             std::runtime_error(
-                (Text() << _T("[") << consumed << _T(" < ") << text.size() << _T("] failed")).utf8()),
+                (Text() << _T("[") << consumed << _T(" < ") << text.size() << _T("] failed"))
+                    .utf8()),
             SourceLocation::here("VersionDetails::Parser::operator ()"));
     }
     count = read;
@@ -73,9 +75,9 @@ std::size_t Parser::operator()(const tstring& text, std::int32_t* destination,
 
 void throwUnrecognized(const tstring& text, std::size_t unrecognized, const SourceLocation& where) {
     throw PmtError<std::runtime_error>(
-        std::runtime_error((Text() << _T("Failed to parse [") << text
-                                   << _T("] version string completely.")
-                                   << _T(" Number of unrecognized characters is ") << unrecognized)
+        std::runtime_error((Text()
+                            << _T("Failed to parse [") << text << _T("] version string completely.")
+                            << _T(" Number of unrecognized characters is ") << unrecognized)
                                .utf8()),
         where);
 }

@@ -38,8 +38,8 @@ struct Parser {
                                     const SourceLocation& where);
 [[noreturn]] void throwTooShort(const tstring& text, const SourceLocation& where);
 
-/// `N` components, read by `TextParser`, which must find `M` of them at least. Versions are compared
-/// by their components, from the first to the last; the text takes no part.
+/// `N` components, read by `TextParser`, which must find `M` of them at least. Versions are
+/// compared by their components, from the first to the last; the text takes no part.
 template <std::size_t N, class TextParser, std::size_t M>
 class Base {
 public:
@@ -70,9 +70,7 @@ public:
     std::int32_t operator[](std::size_t index) const { return components_[index]; }
     std::int32_t& operator[](std::size_t index) { return components_[index]; }
 
-    friend bool operator==(const Base& a, const Base& b) {
-        return a.components_ == b.components_;
-    }
+    friend bool operator==(const Base& a, const Base& b) { return a.components_ == b.components_; }
     friend std::strong_ordering operator<=>(const Base& a, const Base& b) {
         return a.components_ <=> b.components_;
     }

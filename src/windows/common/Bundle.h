@@ -23,10 +23,10 @@ struct Bundle {
     /// Throws std::runtime_error.
     [[noreturn]] static void throwUnexpectedType(const Bundle& bundle);
 
-    std::int32_t type = kQvr;         ///< kQvr, kQvk or kNorvGfx
-    std::uint32_t bits = 0;           ///< 32 or 64
+    std::int32_t type = kQvr;  ///< kQvr, kQvk or kNorvGfx
+    std::uint32_t bits = 0;    ///< 32 or 64
     NorvVersionDetails::Base version;
-    tstring baseimageChecksum;        ///< SHA-256 in lower-case hexadecimal digits, or empty
+    tstring baseimageChecksum;  ///< SHA-256 in lower-case hexadecimal digits, or empty
 };
 
 /// The key below a root key that holds all products of the bundle's type and scheme, such as
@@ -56,7 +56,7 @@ tstring getMsiValue(const Bundle& bundle, const tstring& name, const tstring& fa
 /// The checksum that stands for every enterprise product.
 tstring getEnterpriseChecksum();
 
-/// The version that the manifest of an archive names by "Implementation-Version". The text is UTF-8.
-/// Throws settings::Exception if it is no manifest or names none, std::runtime_error if what it
-/// names is no version.
+/// The version that the manifest of an archive names by "Implementation-Version". The text is
+/// UTF-8. Throws settings::Exception if it is no manifest or names none, std::runtime_error if what
+/// it names is no version.
 NorvVersionDetails::Base readManifestVersion(const std::string& manifestText);

@@ -20,8 +20,8 @@ public:
     explicit InstallDirValidator(const std::vector<InstalledNorv>& products)
         : products_(products) {}
 
-    /// 0 if the directory is acceptable, else the first of the statuses above that fits, in the order
-    /// too short, network, semicolon, not empty.
+    /// 0 if the directory is acceptable, else the first of the statuses above that fits, in the
+    /// order too short, network, semicolon, not empty.
     UINT validate(const tstring& path) const;
 
     /// Logs it if so.

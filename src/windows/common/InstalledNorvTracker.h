@@ -13,10 +13,10 @@ class ProductUninstaller;
 struct TrackedProduct {
     static constexpr std::int32_t kUnknownType = -100;
 
-    tstring productCode;  ///< in registry form, with braces
-    std::int32_t type = kUnknownType;  ///< as in Bundle, or kUnknownType
-    std::uint32_t bits = 0;            ///< 32, 64, or 0 for not known
-    NorvVersionDetails::Base version;  ///< as far as known; what isn't is left out
+    tstring productCode;                        ///< in registry form, with braces
+    std::int32_t type = kUnknownType;           ///< as in Bundle, or kUnknownType
+    std::uint32_t bits = 0;                     ///< 32, 64, or 0 for not known
+    NorvVersionDetails::Base version;           ///< as far as known; what isn't is left out
     ProductUninstaller* uninstaller = nullptr;  ///< not owned; null means the default one
 };
 
@@ -25,8 +25,8 @@ class InstalledNorvTracker {
 public:
     virtual ~InstalledNorvTracker() = default;
 
-    /// Moves to the next product: valid until the next call, null when no product is left. Throws if
-    /// the installer's list can't be read, or a product code holds no valid version.
+    /// Moves to the next product: valid until the next call, null when no product is left. Throws
+    /// if the installer's list can't be read, or a product code holds no valid version.
     virtual const TrackedProduct* next() = 0;
 };
 

@@ -16,24 +16,26 @@ tstring getProperty(MSIHANDLE session, const tstring& name) {
     });
 }
 
-tstring CAImpl::getProperty(const tstring& name) const { return msi::getProperty(session_, name); }
+tstring CAImpl::getProperty(const tstring& name) const {
+    return msi::getProperty(session_, name);
+}
 
 void CAImpl::setProperty(const tstring& name, const tstring& value) {
     if (value.empty()) {
         throw PmtError<std::invalid_argument>(
-            std::invalid_argument((Text() << _T("Attempt to assign empty value to '") << name
-                                          << _T("' MSI property"))
-                                      .utf8()),
+            std::invalid_argument(
+                (Text() << _T("Attempt to assign empty value to '") << name << _T("' MSI property"))
+                    .utf8()),
             SourceLocation::here("msi::CAImpl::setProperty"));
     }
-    LOG_TRACE(_T("msi::CAImpl::setProperty"), Text() << _T("Setting MSI property '") << name
-                                                     << _T("' to '") << value << _T("'"));
+    LOG_TRACE(_T("msi::CAImpl::setProperty"),
+              Text() << _T("Setting MSI property '") << name << _T("' to '") << value << _T("'"));
     const UINT status = MsiSetPropertyW(session_, name.c_str(), value.c_str());
     if (status != ERROR_SUCCESS) {
-        throw PmtError<Error>(Error(Text() << _T("MsiSetProperty(") << name << _T(", ") << value
-                                           << _T(") failed"),
-                                    status),
-                              SourceLocation::here("msi::CAImpl::setProperty"));
+        throw PmtError<Error>(
+            Error(Text() << _T("MsiSetProperty(") << name << _T(", ") << value << _T(") failed"),
+                  status),
+            SourceLocation::here("msi::CAImpl::setProperty"));
     }
 }
 

@@ -29,9 +29,8 @@ MSIHANDLE openDatabase(MSIHANDLE session) {
     const MSIHANDLE database = MsiGetActiveDatabase(session);
     if (database == 0) {
         // The call has no status of its own.
-        throw PmtError<Error>(
-            Error(_T("MsiGetActiveDatabase() failed"), ERROR_FUNCTION_FAILED),
-            SourceLocation::here("msi::`anonymous-namespace'::openDatabase"));
+        throw PmtError<Error>(Error(_T("MsiGetActiveDatabase() failed"), ERROR_FUNCTION_FAILED),
+                              SourceLocation::here("msi::`anonymous-namespace'::openDatabase"));
     }
     return database;
 }
@@ -41,8 +40,8 @@ MSIHANDLE openDatabase(MSIHANDLE session) {
 void logFailedClose(const TCHAR* function, const TCHAR* call, MSIHANDLE handle,
                     UINT status) noexcept {
     try {
-        LOG_WARNING(function, Text() << call << _T("(") << handle << _T(") failed with error=")
-                                     << status);
+        LOG_WARNING(function,
+                    Text() << call << _T("(") << handle << _T(") failed with error=") << status);
     } catch (...) {
     }
 }
@@ -90,9 +89,8 @@ UINT DatabaseRecord::getFieldCount() const {
     const UINT count = MsiRecordGetFieldCount(get());
     // A bad handle gives -1.
     if (static_cast<int>(count) < 1) {
-        throw PmtError<Error>(
-            Error(_T("MsiRecordGetFieldCount() failed"), ERROR_FUNCTION_FAILED),
-            SourceLocation::here("msi::DatabaseRecord::getFieldCount"));
+        throw PmtError<Error>(Error(_T("MsiRecordGetFieldCount() failed"), ERROR_FUNCTION_FAILED),
+                              SourceLocation::here("msi::DatabaseRecord::getFieldCount"));
     }
     return count;
 }
@@ -127,11 +125,10 @@ tstring Database::getProperty(const tstring& name) const {
     DatabaseView view(*this, query);
     const DatabaseRecord record = view.fetch();
     if (record.getFieldCount() != 1) {
-        throw PmtError<Error>(
-            Error(Text() << _T("record.getFieldCount(") << name_ << _T(", ") << query
-                         << _T(") returned unexpected value"),
-                  ERROR_SUCCESS),
-            SourceLocation::here("msi::Database::getProperty"));
+        throw PmtError<Error>(Error(Text() << _T("record.getFieldCount(") << name_ << _T(", ")
+                                           << query << _T(") returned unexpected value"),
+                                    ERROR_SUCCESS),
+                              SourceLocation::here("msi::Database::getProperty"));
     }
     return record.getString();
 }

@@ -15,8 +15,8 @@ namespace msi {
 /// MsiCloseHandle; 0 is skipped. A failure is a log record.
 void closeMSIHANDLE(MSIHANDLE handle) noexcept;
 
-/// MsiViewClose, then MsiCloseHandle; 0 is skipped. A failure is a log record, and a view that can't
-/// be closed keeps its handle.
+/// MsiViewClose, then MsiCloseHandle; 0 is skipped. A failure is a log record, and a view that
+/// can't be closed keeps its handle.
 void closeDatabaseView(MSIHANDLE handle) noexcept;
 
 /// A record, or none. Field numbers count from 1; field 0 is the template.
@@ -84,8 +84,8 @@ private:
     AutoHandle<MSIHANDLE, closeDatabaseView> handle_;
 };
 
-/// Sends the log to the installer's log, and then to the appender that was there before, for as long
-/// as it lives. Appenders nest like the scopes that hold them.
+/// Sends the log to the installer's log, and then to the appender that was there before, for as
+/// long as it lives. Appenders nest like the scopes that hold them.
 class MsiLogAppender : public LogAppender {
 public:
     explicit MsiLogAppender(MSIHANDLE session);

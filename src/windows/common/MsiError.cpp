@@ -17,7 +17,9 @@ namespace msi {
 
 namespace {
 
-void freeLibrary(HMODULE module) noexcept { FreeLibrary(module); }
+void freeLibrary(HMODULE module) noexcept {
+    FreeLibrary(module);
+}
 
 using LoadedLibrary = AutoHandle<HMODULE, freeLibrary>;
 
@@ -33,14 +35,13 @@ tstring descriptionIn(HMODULE library, UINT status) {
 /// "(<description>)", or nothing if the installer's texts can't be reached.
 tstring describe(UINT status) {
     const tstring path = FileUtils::combinePath(SysInfo::getSystemDir(), _T("msimsg.dll"));
-    const LoadedLibrary library(
-        LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
+    const LoadedLibrary library(LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
     if (!library) {
         const tstring reason = describeSystemError(GetLastError(), nullptr);
         const Text call = Text() << _T("LoadLibraryExW(") << path << _T(")");
-        LOG_ERROR(_T("msi::`anonymous-namespace'::describe"),
-                  tstrings::unsafe_format(_T("%s failed with %s"), call.str().c_str(),
-                                          reason.c_str()));
+        LOG_ERROR(
+            _T("msi::`anonymous-namespace'::describe"),
+            tstrings::unsafe_format(_T("%s failed with %s"), call.str().c_str(), reason.c_str()));
         return tstring();
     }
     return Text() << _T("(") << descriptionIn(library.get(), status) << _T(")");

@@ -18,7 +18,9 @@ MsiLogAppender::MsiLogAppender(MSIHANDLE session)
     Logger::instance().setAppender(&tee_);
 }
 
-MsiLogAppender::~MsiLogAppender() { Logger::instance().setAppender(previous_); }
+MsiLogAppender::~MsiLogAppender() {
+    Logger::instance().setAppender(previous_);
+}
 
 void MsiLogAppender::append(const LogEvent& event) {
     if (appending_) {

@@ -13,8 +13,8 @@
 namespace msi {
 
 /// What one of the installer's reading functions gives. `read` passes a buffer and its size in
-/// characters on to the function `name`, whose first two arguments are told in case it fails. Throws
-/// msi::Error.
+/// characters on to the function `name`, whose first two arguments are told in case it fails.
+/// Throws msi::Error.
 template <class First, class Second, class Read>
 tstring readText(const TCHAR* name, const First& first, const Second& second, Read read) {
     constexpr std::size_t kFirstSize = 20;

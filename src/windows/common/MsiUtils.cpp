@@ -39,8 +39,7 @@ private:
         if (context == nullptr || message == nullptr) {
             return kInstallerGoesOn;
         }
-        constexpr const char* kFunction =
-            "msi::`anonymous-namespace'::CallbackTrigger::adapter";
+        constexpr const char* kFunction = "msi::`anonymous-namespace'::CallbackTrigger::adapter";
         try {
             try {
                 static_cast<ActionData::Callback*>(context)->onMessage(
@@ -143,7 +142,9 @@ bool isProductInstalled(const Guid& productCode) {
     return true;
 }
 
-bool ActionStatus::succeeded() const { return isSuccess(status_); }
+bool ActionStatus::succeeded() const {
+    return isSuccess(status_);
+}
 
 void ActionStatus::throwIt() const {
     throw PmtError<Error>(Error(tstrings::fromUtf8(failure_), status_),

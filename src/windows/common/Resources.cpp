@@ -6,11 +6,13 @@
 
 namespace {
 
-/// A string table is made of blocks of sixteen strings, each in front of its characters the count of
-/// them (Microsoft's description of STRINGTABLE resources).
+/// A string table is made of blocks of sixteen strings, each in front of its characters the count
+/// of them (Microsoft's description of STRINGTABLE resources).
 constexpr UINT kStringsInBlock = 16;
 
-UINT idOf(LPCWSTR name) { return static_cast<UINT>(reinterpret_cast<ULONG_PTR>(name)); }
+UINT idOf(LPCWSTR name) {
+    return static_cast<UINT>(reinterpret_cast<ULONG_PTR>(name));
+}
 
 LPCWSTR nameOf(UINT id) {
     return reinterpret_cast<LPCWSTR>(static_cast<ULONG_PTR>(id & 0xFFFF));
@@ -30,32 +32,26 @@ Resource::Resource(UINT id, HMODULE module)
     : Resource(nameOf(id), reinterpret_cast<LPCWSTR>(RT_STRING), module) {}
 
 Resource::Resource(LPCWSTR name, LPCWSTR type, HMODULE module)
-    : nameText_(textOf(name)),
-      name_(name),
-      typeText_(textOf(type)),
-      type_(type),
-      module_(module) {}
+    : nameText_(textOf(name)), name_(name), typeText_(textOf(type)), type_(type), module_(module) {}
 
 const void* Resource::getPtr(DWORD& size) const {
     const auto failure = [&](const TCHAR* what, auto* function, DWORD status) {
-        return SysError(Text() << what << _T(" (name='") << nameText_ << _T("', type='") << typeText_
-                               << _T("')"),
+        return SysError(Text() << what << _T(" (name='") << nameText_ << _T("', type='")
+                               << typeText_ << _T("')"),
                         function, status);
     };
     const bool isString = type_ == reinterpret_cast<LPCWSTR>(RT_STRING);
     const LPCWSTR block = isString ? nameOf((idOf(name_) >> 4) + 1) : name_;
     const HRSRC found = FindResourceW(module_, block, type_);
     if (found == nullptr) {
-        throw PmtError<SysError>(
-            failure(_T("cannot find resource"), FindResourceW, GetLastError()),
-            SourceLocation::here("Resource::getPtr"));
+        throw PmtError<SysError>(failure(_T("cannot find resource"), FindResourceW, GetLastError()),
+                                 SourceLocation::here("Resource::getPtr"));
     }
     const HGLOBAL loaded = LoadResource(module_, found);
     const void* data = loaded == nullptr ? nullptr : LockResource(loaded);
     if (data == nullptr) {
-        throw PmtError<SysError>(
-            failure(_T("cannot load resource"), LoadResource, GetLastError()),
-            SourceLocation::here("Resource::getPtr"));
+        throw PmtError<SysError>(failure(_T("cannot load resource"), LoadResource, GetLastError()),
+                                 SourceLocation::here("Resource::getPtr"));
     }
     if (!isString) {
         size = SizeofResource(module_, found);

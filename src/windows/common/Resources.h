@@ -12,8 +12,8 @@ public:
     Resource(UINT id, HMODULE module);
     Resource(LPCWSTR name, LPCWSTR type, HMODULE module);
 
-    /// The resource's data in the module, and its size in bytes. A string is not terminated; one that
-    /// its table leaves out has size 0. Throws SysError if the module lacks the resource.
+    /// The resource's data in the module, and its size in bytes. A string is not terminated; one
+    /// that its table leaves out has size 0. Throws SysError if the module lacks the resource.
     const void* getPtr(DWORD& size) const;
 
     /// The resource as text.

@@ -5,8 +5,8 @@
 #include <windows.h>
 #include <msi.h>
 
-/// The work of `MSIValidateInstallDir`: 0 if "INSTALLDIR" is acceptable or the updater installs, else
-/// a status of InstallDirValidator.
+/// The work of `MSIValidateInstallDir`: 0 if "INSTALLDIR" is acceptable or the updater installs,
+/// else a status of InstallDirValidator.
 UINT validateInstallDir(MSIHANDLE session);
 
 /// The work of `MSIIsLocalSystemSupported`: 1627 if LocalSystem runs a package that isn't an

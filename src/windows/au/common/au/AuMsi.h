@@ -19,7 +19,7 @@ tstring registrationToolPath();
 struct InstalledState {
     static constexpr std::int32_t kNotInstalled = 0;  ///< or not readable
     static constexpr std::int32_t kComplete = 1;
-    static constexpr std::int32_t kIncomplete = 2;    ///< at least one executable is missing
+    static constexpr std::int32_t kIncomplete = 2;  ///< at least one executable is missing
 
     /// The state of this machine. Doesn't throw: every failure is logged.
     static InstalledState detect();

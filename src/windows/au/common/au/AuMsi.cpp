@@ -1,0 +1,122 @@
+#include "windows/au/common/au/AuMsi.h"
+
+#include <windows.h>
+#include <shlobj.h>
+
+#include <algorithm>
+#include <optional>
+
+#include "common/share/LogException.h"
+#include "common/share/Logger.h"
+#include "common/share/PmtError.h"
+#include "common/share/Text.h"
+#include "windows/common/FileUtils.h"
+#include "windows/common/MsiDb.h"
+#include "windows/common/Registry.h"
+#include "windows/common/SysInfo.h"
+
+namespace au {
+
+namespace {
+
+constexpr const TCHAR* kVersionValue = _T("SOFTWARE\\Halvorex\\Auto Update\\AUVersion");
+constexpr const TCHAR* kRegistrationTool = _T("vomlit.exe");
+constexpr const TCHAR* kExecutables[] = {_T("tolpeck.exe"), _T("tolmark.exe"), kRegistrationTool};
+
+/// The updater's folder. The updater is a 32-bit product.
+tstring updaterFolder() {
+    constexpr int kCreate = 1;
+    const int commonFiles =
+        SysInfo::is64BitOs() ? CSIDL_PROGRAM_FILES_COMMONX86 : CSIDL_PROGRAM_FILES_COMMON;
+    return FileUtils::combinePath(SysInfo::SHGetFolderPathAdapter(commonFiles, kCreate),
+                                  _T("Norv\\Norv Update"));
+}
+
+bool fileExists(const tstring& path) {
+    if (GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) {
+        return true;
+    }
+    LOG_WARNING(_T("au::`anonymous-namespace'::fileExists"),
+                Text() << _T("Expected AU executable ") << path << _T(" not found."));
+    return false;
+}
+
+/// The state of an updater of that version.
+InstalledState initState(const tstring& versionText) {
+    constexpr const char* kFunction = "au::`anonymous-namespace'::initState";
+    InstalledState result;
+    try {
+        result.version.init(versionText);
+        result.state = InstalledState::kComplete;
+        const tstring folder = updaterFolder();
+        const bool isWhole = std::all_of(
+            std::begin(kExecutables), std::end(kExecutables),
+            [&](const TCHAR* name) { return fileExists(FileUtils::combinePath(folder, name)); });
+        if (!isWhole) {
+            result.state = InstalledState::kIncomplete;
+        }
+    } catch (const std::exception& e) {
+        logException(SourceLocation::here(kFunction), e);
+    } catch (...) {
+        logUnknownException(SourceLocation::here(kFunction));
+    }
+    return result;
+}
+
+/// Does one step of the detection; false if it threw, which is logged.
+template <class Step>
+bool attempt(Step step) {
+    try {
+        step();
+        return true;
+    } catch (const std::exception& e) {
+        logException(SourceLocation::here("au::InstalledState::detect"), e);
+    } catch (...) {
+        logUnknownException(SourceLocation::here("au::InstalledState::detect"));
+    }
+    return false;
+}
+
+}  // namespace
+
+tstring registrationToolPath() {
+    return FileUtils::combinePath(updaterFolder(), kRegistrationTool);
+}
+
+InstalledState InstalledState::detect() {
+    constexpr const TCHAR* kFunction = _T("au::InstalledState::detect");
+    std::optional<msi::Database> database;
+    try {
+        database.emplace(Guid(kProductCode));
+    } catch (const std::exception&) {
+        LOG_TRACE(kFunction, _T("No Old AU Version found"));
+        return InstalledState();
+    }
+
+    tstring text;
+    attempt([&] { text = database->getProperty(_T("FullVersion")); });
+    InstalledState result;
+    attempt([&] {
+        if (text.empty()) {
+            text = database->getProperty(_T("ProductVersion"));
+        }
+        LOG_TRACE(kFunction, Text() << _T("Found AU version in MSI: <") << text << _T(">"));
+        result = initState(text);
+    });
+    if (result.state != kNotInstalled) {
+        return result;
+    }
+
+    const bool isRead = attempt([&] {
+        text = HKLM32.getString(kVersionValue);
+        LOG_TRACE(kFunction, Text() << _T("Found AU version in Registry: <") << text << _T(">"));
+        result = initState(text);
+    });
+    if (!isRead) {
+        LOG_WARNING(kFunction, _T("Error initializing AU state"));
+        return InstalledState();
+    }
+    return result;
+}
+
+}  // namespace au

@@ -1,0 +1,110 @@
+#include "windows/common/Bundle.h"
+
+#include <stdexcept>
+
+#include "common/share/PmtError.h"
+#include "common/share/Text.h"
+#include "common/share/tstrings.h"
+#include "windows/common/Crypto.h"
+#include "windows/common/InstalledNorv.h"
+#include "windows/common/Paths.h"
+#include "windows/common/Registry.h"
+#include "windows/common/SettingsConfig.h"
+
+namespace {
+
+using NorvVersionDetails::family;
+using NorvVersionDetails::toString;
+using NorvVersionDetails::withoutBuild;
+
+void throwOnFailure(settings::Status status) {
+    if (status != settings::kSuccess) {
+        throw settings::Exception(status);
+    }
+}
+
+}  // namespace
+
+Bundle::Bundle(std::int32_t productType, const NorvVersionDetails::Base& productVersion,
+               std::uint32_t architecture, const tstring& checksum)
+    : type(productType), bits(architecture), version(productVersion), baseimageChecksum(checksum) {}
+
+void Bundle::throwUnexpectedType(const Bundle& bundle) {
+    throw PmtError<std::runtime_error>(
+        std::runtime_error((Text() << _T("Unexpected type") << bundle.type << _T(" of ")
+                                   << bundle.version.sourceText())
+                               .utf8()),
+        SourceLocation::here("Bundle::throwUnexpectedType"));
+}
+
+tstring getFamilyKeyPath(const Bundle& bundle) {
+    const bool isZentra = bundle.version.tag() == NorvVersionDetails::kZentraTag;
+    switch (bundle.type) {
+        case Bundle::kQvr:
+            return isZentra ? _T("Software\\Halvorex\\QVR")
+                            : _T("Software\\Halvorex\\Norv Runtime Environment");
+        case Bundle::kQvk:
+            return isZentra ? _T("Software\\Halvorex\\QVK")
+                            : _T("Software\\Halvorex\\Norv Development Kit");
+        default:
+            Bundle::throwUnexpectedType(bundle);
+    }
+}
+
+tstring getVersionKeyPath(const Bundle& bundle) {
+    return FileUtils::combinePath(getFamilyKeyPath(bundle), toString(withoutBuild(bundle.version)));
+}
+
+tstring getFamilySubkeyPath(const Bundle& bundle) {
+    return FileUtils::combinePath(getFamilyKeyPath(bundle), toString(family(bundle.version)));
+}
+
+const Registry& getRootKey(const Bundle& bundle) {
+    switch (bundle.bits) {
+        case 32:
+            return HKLM32;
+        case 64:
+            return HKLM64;
+        default:
+            throw PmtError<std::runtime_error>(
+                std::runtime_error(
+                    (Text() << _T("Unexpected bundle arch: ") << bundle.bits).utf8()),
+                SourceLocation::here("`anonymous-namespace'::getRootKey"));
+    }
+}
+
+tstring getQvrSubdirectory(const Bundle& bundle) {
+    if (bundle.type == Bundle::kQvr) {
+        return tstring();
+    }
+    if (bundle.type != Bundle::kQvk) {
+        Bundle::throwUnexpectedType(bundle);
+    }
+    const NorvVersionDetails::Base lastWithSubdirectory(_T("1.8.0"));
+    const bool hasSubdirectory = family(bundle.version) <= family(lastWithSubdirectory);
+    return hasSubdirectory ? _T("qvr") : _T("");
+}
+
+tstring getRuntimeHome(const InstalledNorv& product) {
+    return FileUtils::combinePath(product.homeDir, getQvrSubdirectory(product));
+}
+
+tstring getMsiValue(const Bundle& bundle, const tstring& name, const tstring& fallback) {
+    const tstring valuePath =
+        FileUtils::combinePath(FileUtils::combinePath(getVersionKeyPath(bundle), _T("MSI")), name);
+    return getRootKey(bundle).getString(valuePath, fallback);
+}
+
+tstring getEnterpriseChecksum() {
+    return verifyChecksumString(
+        _T("8bbecd4ed503b09a088275b45e323bdb1fab34031e8c5c3b2b26e5e6e96c7636"), "sha256");
+}
+
+NorvVersionDetails::Base readManifestVersion(const std::string& manifestText) {
+    SettingsConfig manifest;
+    throwOnFailure(manifest.loadText(manifestText.c_str()));
+    const char* version = nullptr;
+    throwOnFailure(
+        manifest.api().getString(manifest.context(), "Implementation-Version", &version));
+    return NorvVersionDetails::Base(tstrings::fromUtf8(version));
+}
