@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <climits>
 
+#include "zip/zip.h"
+
 namespace nz {
 
 Inflater::Inflater(void* out, std::int64_t limit) : limit_(std::max<std::int64_t>(limit, 0)) {
