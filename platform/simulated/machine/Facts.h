@@ -1,5 +1,5 @@
-// What a Windows machine and the process on it are: version, bitness, languages, clock, environment,
-// directories, ids. Tests set the members before a library is loaded.
+// What a Windows machine and the process on it are: version, bitness, languages, clock,
+// environment, directories, ids. Tests set the members before a library is loaded.
 #pragma once
 
 #include <cstdint>
@@ -50,7 +50,8 @@ struct Facts {
     bool is64BitSystem = true;
     bool is64BitProcess = true;
 
-    /// What GetThreadPreferredUILanguages answers for the format MUI_LANGUAGE_ID, fall-backs and all.
+    /// What GetThreadPreferredUILanguages answers for the format MUI_LANGUAGE_ID, fall-backs and
+    /// all.
     std::vector<std::u16string> uiLanguages = {u"0409", u"0009"};
     std::uint32_t threadLocale = 0x0409;
     std::uint16_t userLanguage = 0x0409;
@@ -62,7 +63,8 @@ struct Facts {
     std::u16string systemDirectory = u"C:\\Windows\\System32";
     std::u16string wow64Directory = u"C:\\Windows\\SysWOW64";
     /// The directory that paths given to GetTempPathW's variables fall back on is the Windows one.
-    std::u16string modulePath = u"C:\\Windows\\Installer\\norvca.dll";  ///< of the product's library
+    std::u16string modulePath =
+        u"C:\\Windows\\Installer\\norvca.dll";  ///< of the product's library
     std::u16string programPath = u"C:\\Windows\\System32\\msiexec.exe";  ///< of the process itself
 
     std::uint32_t processId = 4120;

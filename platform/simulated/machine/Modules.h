@@ -23,10 +23,13 @@ struct Module {
     bool hidden = false;
     bool alwaysLoaded = false;
     std::set<std::string> hiddenFunctions;
-    std::map<std::uint32_t, std::u16string> strings;   ///< string resources by id
-    std::map<std::uint32_t, std::u16string> messages;  ///< message table
-    std::vector<HANDLE> references;                    ///< open handles, one a LoadLibrary
+    std::map<std::uint32_t, std::u16string> strings;        ///< string resources by id
+    std::map<std::uint32_t, std::u16string> messages;       ///< message table
+    std::vector<HANDLE> references;                         ///< open handles, one a LoadLibrary
+    std::vector<HANDLE> dataReferences;                     ///< the same of those loaded as data
     std::map<std::uint16_t, std::vector<char16_t>> blocks;  ///< string blocks handed out
+
+    bool isLoaded() const { return !hidden && (alwaysLoaded || !references.empty()); }
 };
 
 /// Names of libraries are compared without case and may lack their ".dll".
@@ -55,8 +58,12 @@ public:
     Module& product() { return product_; }
     /// The text of a system status, or null.
     const std::u16string* systemMessage(std::uint32_t id) const;
-    /// A module by its handle, whether of code or of data; null for what is none.
+    /// A loaded module by its handle, whether of code or of data; null for what is none. A null
+    /// handle is the program's.
     Module* fromHandle(HMODULE handle);
+    /// What LoadLibraryW with LOAD_LIBRARY_AS_DATAFILE gives differs from the other in one bit.
+    static HMODULE handleOf(const Module& module, bool asData = false);
+    static bool isDataHandle(HMODULE handle);
     std::u16string path(const Module& module, const Facts& facts) const;
     void endProcess();
 

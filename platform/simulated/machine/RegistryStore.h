@@ -5,7 +5,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -39,14 +38,20 @@ struct RegistryKey {
     /// From the root: "HKLM\Software\Wow6432Node\X".
     std::u16string path() const;
     RegistryValue* findValue(std::u16string_view wanted);
-    RegistryKey* findSubkey(std::u16string_view wanted) const;
+    void setValue(std::u16string_view valueName, std::uint32_t type,
+                  std::vector<std::uint8_t> data);
+    bool deleteValue(std::u16string_view valueName);
+    /// The direct subkey of that name, made if it is missing.
+    std::shared_ptr<RegistryKey> subkey(std::u16string_view subkeyName);
+    /// Deletes the key and what is below it.
+    void remove();
     /// Whether this key or one above it is closed to writing, or to reading.
     bool deniesWrite() const;
     bool deniesRead() const;
 };
 
-/// Paths start with a root: "HKLM\Software\X"; roots are HKLM, HKCU, HKU and HKCR. What tests do here
-/// passes no gate and heeds no denial.
+/// Paths start with a root: "HKLM\Software\X"; roots are HKLM, HKCU, HKU and HKCR. What tests do
+/// here passes no gate and heeds no denial.
 class RegistryStore {
 public:
     /// A registry with the keys that every Windows has; `is64Bit` tells of the machine's Facts.
@@ -94,12 +99,20 @@ public:
 
     /// A root by its name, or null.
     std::shared_ptr<RegistryKey> root(std::u16string_view name) const;
-    /// The key that a path below `from` names in a view, or null.
-    std::shared_ptr<RegistryKey> find(View view, const std::shared_ptr<RegistryKey>& from,
+    /// The key that a path below the key `from` names in a view, or null; `from` is what
+    /// `RegistryKey::path` gives.
+    std::shared_ptr<RegistryKey> find(View view, std::u16string_view from,
                                       std::u16string_view path) const;
-    bool is64BitSystem() const { return is64BitSystem_; }
+    /// The last key on that way which is there.
+    std::shared_ptr<RegistryKey> findDeepest(View view, std::u16string_view from,
+                                             std::u16string_view path) const;
+    /// As `find`, but makes what is missing.
+    std::shared_ptr<RegistryKey> make(View view, std::u16string_view from,
+                                      std::u16string_view path);
 
 private:
+    /// Where a key lies in the trees, by the path that names it in a view.
+    std::vector<std::u16string> resolve(View view, std::vector<std::u16string> path) const;
     std::shared_ptr<RegistryKey> findFull(View view, std::u16string_view path) const;
     std::shared_ptr<RegistryKey> makeFull(View view, std::u16string_view path);
 

@@ -25,8 +25,8 @@ public:
     using Observer =
         std::function<void(const std::string& name, const std::vector<std::uint8_t>& bytes)>;
 
-    /// Makes another process open the block, which creates it zeroed where it is missing, and keep it
-    /// until `releaseByOther` or a restart.
+    /// Makes another process open the block, which creates it zeroed where it is missing, and keep
+    /// it until `releaseByOther` or a restart.
     void holdByOther(const std::string& name, std::size_t size = 8);
     void releaseByOther(const std::string& name);
 
