@@ -16,6 +16,7 @@ Machine::~Machine() = default;
 
 void Machine::endProcess() {
     handles.closeAll();
+    crt.endProcess();
     facts.endProcess();
     modules.endProcess();
     sharedMemory.endProcess();
@@ -27,6 +28,7 @@ void Machine::endProcess() {
 void Machine::restart() {
     endProcess();
     sharedMemory.restart();
+    volumes.restart();
     installer.restart();
 }
 
@@ -39,6 +41,7 @@ void Machine::become32Bit() {
 std::vector<std::string> Machine::describe() const {
     std::vector<std::string> lines;
     registry.describe(lines);
+    volumes.describe(lines);
     installer.describe(lines);
     std::sort(lines.begin(), lines.end());
     return lines;

@@ -109,8 +109,9 @@ public:
     const std::vector<DelayedMove>& delayedMoves() const { return delayedMoves_; }
     const std::u16string& currentDirectory() const { return currentDirectory_; }
 
-    /// One line for each drive, directory, file and delayed move.
-    std::vector<std::string> describe() const;
+    /// Adds one line for each drive, directory, file and delayed move. The library's log takes no
+    /// part.
+    void describe(std::vector<std::string>& lines) const;
 
     /// Lets go what other processes hold, and carries out the delayed moves in their order; one
     /// that can't be carried out is dropped.
@@ -145,6 +146,7 @@ public:
     DWORD createDirectory(const FilePath& path, std::string security = {});
     DWORD removeDirectory(const FilePath& path);
     DWORD deleteFile(const FilePath& path);
+    DWORD changeAttributes(const FilePath& path, DWORD attributes);
     DWORD copyFile(const FilePath& from, const FilePath& to, bool failIfExists);
     DWORD moveFile(const FilePath& from, const FilePath& to, DWORD flags);
     void delayMove(DelayedMove move) { delayedMoves_.push_back(std::move(move)); }
@@ -166,14 +168,18 @@ private:
     FileNode& existing(std::u16string_view path) const;
     FileNode& makeDirectory(std::u16string_view path);
     void hold(std::u16string_view path, FileUse use);
-    DWORD rename(const Place& from, const Place& to);
-    DWORD replaceTarget(const Place& to, DWORD flags);
-    bool carryOut(const DelayedMove& move);
+    void carryOut(const DelayedMove& move);
+    /// Whether an entry may be made at a place that is missing.
+    DWORD mayAdd(const Place& place) const;
+    DWORD mayDelete(const Place& place) const;
+    /// Rights are the process's; Windows itself, as it starts, may do everything.
+    bool isDenied(bool denied) const { return denied && !isStarting_; }
 
     NameMap<Volume> volumes_;
     std::vector<ForeignUse> foreignUses_;
     std::vector<DelayedMove> delayedMoves_;
     std::u16string currentDirectory_ = u"C:\\Windows\\System32";
+    bool isStarting_ = false;
 };
 
 }  // namespace simulated
