@@ -58,18 +58,19 @@ UINT WINAPI MsiDatabaseOpenViewW(MSIHANDLE database, LPCWSTR query, MSIHANDLE* v
     if (call.fails()) {
         return call.status(ERROR_BAD_QUERY_SYNTAX);
     }
-    if (query == nullptr || view == nullptr) {
+    if (view == nullptr) {
         return ERROR_INVALID_PARAMETER;
     }
     const auto found = installer().find<MsiDatabase>(database);
     if (found == nullptr) {
         return ERROR_INVALID_HANDLE;
     }
-    auto parsed = PackageQuery::parse(query, *found->package);
+    const std::u16string text(argument(query));
+    auto parsed = PackageQuery::parse(text, *found->package);
     if (!parsed) {
         return ERROR_BAD_QUERY_SYNTAX;
     }
-    return giveHandle(view, std::make_shared<MsiView>(found->package, query, std::move(*parsed)));
+    return giveHandle(view, std::make_shared<MsiView>(found->package, text, std::move(*parsed)));
 }
 
 UINT WINAPI MsiViewExecute(MSIHANDLE view, MSIHANDLE parameters) {
@@ -148,7 +149,7 @@ UINT WINAPI MsiRecordSetStringW(MSIHANDLE record, UINT field, LPCWSTR value) {
         return ERROR_INVALID_HANDLE;
     }
     if (field > found->count()) {
-        return ERROR_INVALID_PARAMETER;
+        return ERROR_INVALID_FIELD;
     }
     found->fields[field] = value == nullptr ? u"" : value;
     return ERROR_SUCCESS;

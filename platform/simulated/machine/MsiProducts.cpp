@@ -52,7 +52,9 @@ extern "C" {
 
 UINT WINAPI MsiEnumProductsW(DWORD index, LPWSTR productCode) {
     Call call("MsiEnumProductsW");
-    if (call.fails()) {
+    // Whoever passes a failure over and goes on comes to an end, also when every call fails.
+    const bool isBehindEnd = index > installer().products().size();
+    if (call.fails() && !isBehindEnd) {
         return call.status(ERROR_BAD_CONFIGURATION);
     }
     if (productCode == nullptr) {

@@ -1,0 +1,253 @@
+// The shell and COM: command lines, URLs, GUIDs, the start of COM, shortcut files, counted texts.
+#include <windows.h>
+#include <objbase.h>
+#include <oleauto.h>
+#include <intshcut.h>
+#include <shellapi.h>
+#include <shlobj.h>
+#include <shlwapi.h>
+#include <tchar.h>
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+using tstring = std::basic_string<TCHAR>;
+
+namespace {
+
+const GUID kGuid = {0x26A24AE4, 0x039D, 0x4CA4, {0x87, 0xB4, 0x2F, 0x64, 0x18, 0x04, 0x51, 0xF0}};
+
+std::vector<tstring> splitCommandLine(const tstring& line) {
+    int count = 0;
+    LPWSTR* const arguments = CommandLineToArgvW(line.c_str(), &count);
+    if (arguments == nullptr) {
+        ADD_FAILURE() << "CommandLineToArgvW failed";
+        return {};
+    }
+    EXPECT_EQ(nullptr, arguments[count]);
+    std::vector<tstring> result(arguments, arguments + count);
+    EXPECT_EQ(nullptr, LocalFree(arguments));
+    return result;
+}
+
+/// A path in the temporary directory that nothing stands at.
+tstring freePath(const TCHAR* name) {
+    TCHAR directory[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, directory);
+    const tstring path = tstring(directory) + name;
+    DeleteFileW(path.c_str());
+    return path;
+}
+
+class Shortcuts : public testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(SUCCEEDED(CoInitialize(nullptr))); }
+    void TearDown() override { CoUninitialize(); }
+};
+
+}  // namespace
+
+TEST(CommandLine, SplitsByQuotesAndBackslashes) {
+    using Arguments = std::vector<tstring>;
+    struct {
+        const TCHAR* line;
+        Arguments arguments;
+    } const cases[] = {
+        {_T("p"), {_T("p")}},
+        {_T("p a b"), {_T("p"), _T("a"), _T("b")}},
+        {_T("p \t a\t"), {_T("p"), _T("a")}},
+        {_T(" a"), {_T(""), _T("a")}},
+        {_T("KEY=value OTHER=\"a b\""), {_T("KEY=value"), _T("OTHER=a b")}},
+        // The program's name has rules of its own.
+        {_T("\"p q\" a"), {_T("p q"), _T("a")}},
+        {_T("\"p\\\" a"), {_T("p\\"), _T("a")}},
+        {_T("\"p\"q a"), {_T("p"), _T("q"), _T("a")}},
+        {_T("p\"q r\" a"), {_T("p\"q"), _T("r a")}},
+        {_T("\"p q"), {_T("p q")}},
+        {_T("a\\\\\"b c"), {_T("a\\\\\"b"), _T("c")}},
+        // Backslashes count in front of a quote alone.
+        {_T("p a\\b\\\\c \\"), {_T("p"), _T("a\\b\\\\c"), _T("\\")}},
+        {_T("p a\\\"b"), {_T("p"), _T("a\"b")}},
+        {_T("p a\\\\\"b c\" d"), {_T("p"), _T("a\\b c"), _T("d")}},
+        {_T("p a\\\\\\\"b c"), {_T("p"), _T("a\\\"b"), _T("c")}},
+        {_T("p \"a\\\\\" b"), {_T("p"), _T("a\\"), _T("b")}},
+        {_T("p \"C:\\x y\\\\\" z"), {_T("p"), _T("C:\\x y\\"), _T("z")}},
+        // Quotes in a row.
+        {_T("p \"\" a"), {_T("p"), _T(""), _T("a")}},
+        {_T("p a\"\"b c"), {_T("p"), _T("ab"), _T("c")}},
+        {_T("p a\"\"\"b c"), {_T("p"), _T("a\"b"), _T("c")}},
+        {_T("p \"a\"\"b c"), {_T("p"), _T("a\"b"), _T("c")}},
+        {_T("p \"a\"\"\"b c"), {_T("p"), _T("a\"b c")}},
+        {_T("p \"a\"\"\"\" b"), {_T("p"), _T("a\""), _T("b")}},
+        {_T("p \"\"\"\"\"\" a"), {_T("p"), _T("\"\""), _T("a")}},
+        {_T("p \"a b"), {_T("p"), _T("a b")}},
+        {_T("p a\\\"\"b c"), {_T("p"), _T("a\"b c")}},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.arguments, splitCommandLine(c.line)) << tstring(c.line);
+    }
+    // The program stands for itself in an empty line.
+    EXPECT_EQ(1u, splitCommandLine(_T("")).size());
+    EXPECT_EQ(nullptr, CommandLineToArgvW(_T("p"), nullptr));
+    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, GetLastError());
+}
+
+TEST(PathIsURL, KnowsSchemesAndDrives) {
+    for (const TCHAR* url : {_T("http://a.test/"), _T("https://a.test"), _T("HTTP:a"),
+                             _T("mailto:x"), _T("file:///c:/x")}) {
+        EXPECT_TRUE(PathIsURLW(url)) << tstring(url);
+    }
+    for (const TCHAR* path : {_T(""), _T("a.test"), _T("C:\\x"), _T("C:"), _T("\\\\a\\b"),
+                              _T("://a"), _T("/a:b"), _T("a b://c")}) {
+        EXPECT_FALSE(PathIsURLW(path)) << tstring(path);
+    }
+    EXPECT_FALSE(PathIsURLW(nullptr));
+}
+
+TEST(Guids, TextsReadAndWritten) {
+    TCHAR text[39] = {};
+    EXPECT_EQ(39, StringFromGUID2(kGuid, text, 39));
+    EXPECT_EQ(tstring(_T("{26A24AE4-039D-4CA4-87B4-2F64180451F0}")), text);
+    EXPECT_EQ(0, StringFromGUID2(kGuid, text, 38));
+    for (const TCHAR* good : {_T("{26A24AE4-039D-4CA4-87B4-2F64180451F0}"),
+                              _T("{26a24ae4-039d-4ca4-87b4-2f64180451f0}")}) {
+        IID read = {};
+        EXPECT_EQ(S_OK, IIDFromString(good, &read)) << tstring(good);
+        EXPECT_TRUE(read == kGuid) << tstring(good);
+    }
+    for (const TCHAR* bad :
+         {_T(""), _T("x"), _T("26A24AE4-039D-4CA4-87B4-2F64180451F0"),
+          _T("{26A24AE4-039D-4CA4-87B4-2F64180451F0} "),
+          _T("{26A24AE4-039D-4CA4-87B4-2F64180451F}"), _T("{26A24AE4-039D-4CA4-87B4-2F64180451FG}"),
+          _T("{26A24AE4+039D-4CA4-87B4-2F64180451F0}"),
+          _T("{26A24AE40039D-4CA4-87B4-2F64180451F0}")}) {
+        IID read = {};
+        EXPECT_TRUE(FAILED(IIDFromString(bad, &read))) << tstring(bad);
+    }
+    IID read = kGuid;
+    EXPECT_EQ(S_OK, IIDFromString(nullptr, &read));
+    EXPECT_TRUE(read == GUID());
+
+    GUID first = {};
+    GUID second = {};
+    EXPECT_EQ(S_OK, CoCreateGuid(&first));
+    EXPECT_EQ(S_OK, CoCreateGuid(&second));
+    EXPECT_FALSE(first == second);
+    EXPECT_EQ(4, first.Data3 >> 12);
+}
+
+TEST(Com, StartsAreCounted) {
+    void* object = &object;
+    EXPECT_EQ(CO_E_NOTINITIALIZED,
+              CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_ALL, IID_IShellLinkW, &object));
+    EXPECT_EQ(nullptr, object);
+    EXPECT_EQ(S_OK, CoInitialize(nullptr));
+    EXPECT_EQ(S_FALSE, CoInitialize(nullptr));
+    CoUninitialize();
+    EXPECT_EQ(REGDB_E_CLASSNOTREG,
+              CoCreateInstance(kGuid, nullptr, CLSCTX_ALL, IID_IShellLinkW, &object));
+    EXPECT_EQ(E_NOINTERFACE,
+              CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_ALL, kGuid, &object));
+    EXPECT_EQ(nullptr, object);
+    CoUninitialize();
+    EXPECT_EQ(S_OK, CoInitialize(nullptr));
+    CoUninitialize();
+}
+
+TEST(ErrorObject, IsAbsentWhenNothingFailed) {
+    IErrorInfo* info = nullptr;
+    EXPECT_EQ(S_FALSE, GetErrorInfo(0, &info));
+    EXPECT_EQ(nullptr, info);
+}
+
+TEST(CountedText, KnowsItsLength) {
+    const BSTR text = SysAllocString(_T("abc"));
+    EXPECT_EQ(3u, SysStringLen(text));
+    EXPECT_EQ(tstring(_T("abc")), text);
+    SysFreeString(text);
+    EXPECT_EQ(nullptr, SysAllocString(nullptr));
+    EXPECT_EQ(0u, SysStringLen(nullptr));
+    SysFreeString(nullptr);
+}
+
+TEST_F(Shortcuts, LinkComesBackAsItWasSaved) {
+    const tstring path = freePath(_T("conformance.lnk"));
+    const tstring target = freePath(_T("target.exe"));
+    IShellLinkW* link = nullptr;
+    ASSERT_EQ(S_OK, CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_ALL, IID_IShellLinkW,
+                                     reinterpret_cast<void**>(&link)));
+    EXPECT_TRUE(SUCCEEDED(link->SetPath(target.c_str())));
+    EXPECT_EQ(S_OK, link->SetArguments(_T("-tab \"x y\"")));
+    EXPECT_EQ(S_OK, link->SetDescription(_T("\x00FC\x65E5 text")));
+    EXPECT_EQ(S_OK, link->SetIconLocation(_T("C:\\icons\\i.exe"), 3));
+    IPersistFile* file = nullptr;
+    ASSERT_EQ(S_OK, link->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(&file)));
+    void* none = &none;
+    EXPECT_EQ(E_NOINTERFACE, link->QueryInterface(IID_IUniformResourceLocatorW, &none));
+    EXPECT_EQ(nullptr, none);
+    EXPECT_EQ(S_OK, file->Save(path.c_str(), TRUE));
+    EXPECT_NE(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(path.c_str()));
+    EXPECT_EQ(S_OK, link->SetArguments(_T("again")));
+    EXPECT_EQ(S_OK, file->Save(path.c_str(), TRUE));
+    const tstring missing = freePath(_T("no such folder")) + _T("\\x.lnk");
+    EXPECT_TRUE(FAILED(file->Save(missing.c_str(), TRUE)));
+    EXPECT_EQ(1u, file->Release());
+    EXPECT_EQ(0u, link->Release());
+
+    ASSERT_EQ(S_OK, CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_ALL, IID_IPersistFile,
+                                     reinterpret_cast<void**>(&file)));
+    EXPECT_TRUE(FAILED(file->Load(missing.c_str(), 0)));
+    EXPECT_EQ(S_OK, file->Load(path.c_str(), 0));
+    ASSERT_EQ(S_OK, file->QueryInterface(IID_IShellLinkW, reinterpret_cast<void**>(&link)));
+    TCHAR text[MAX_PATH] = {};
+    int index = 0;
+    EXPECT_EQ(S_OK, link->GetPath(text, MAX_PATH, nullptr, SLGP_RAWPATH));
+    EXPECT_EQ(target, text);
+    EXPECT_EQ(S_OK, link->GetArguments(text, MAX_PATH));
+    EXPECT_EQ(tstring(_T("again")), text);
+    EXPECT_EQ(S_OK, link->GetDescription(text, MAX_PATH));
+    EXPECT_EQ(tstring(_T("\x00FC\x65E5 text")), text);
+    EXPECT_EQ(S_OK, link->GetIconLocation(text, MAX_PATH, &index));
+    EXPECT_EQ(tstring(_T("C:\\icons\\i.exe")), text);
+    EXPECT_EQ(3, index);
+    file->Release();
+    EXPECT_EQ(0u, link->Release());
+    EXPECT_TRUE(DeleteFileW(path.c_str()));
+}
+
+TEST_F(Shortcuts, InternetShortcutKeepsItsUrl) {
+    const tstring path = freePath(_T("conformance.url"));
+    IUniformResourceLocatorW* url = nullptr;
+    ASSERT_EQ(S_OK, CoCreateInstance(CLSID_InternetShortcut, nullptr, CLSCTX_ALL,
+                                     IID_IUniformResourceLocatorW, reinterpret_cast<void**>(&url)));
+    EXPECT_EQ(S_OK, url->SetURL(_T("http://a.test/help"), 0));
+    LPWSTR text = nullptr;
+    EXPECT_EQ(S_OK, url->GetURL(&text));
+    EXPECT_EQ(tstring(_T("http://a.test/help")), text);
+    CoTaskMemFree(text);
+    IPersistFile* file = nullptr;
+    ASSERT_EQ(S_OK, url->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(&file)));
+    EXPECT_EQ(S_OK, file->Save(path.c_str(), TRUE));
+    EXPECT_NE(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(path.c_str()));
+    file->Release();
+    EXPECT_EQ(0u, url->Release());
+    EXPECT_TRUE(DeleteFileW(path.c_str()));
+}
+
+TEST(ShellFolders, ExistAndAreMade) {
+    for (const int folder : {CSIDL_COMMON_PROGRAMS, CSIDL_PROGRAM_FILES, CSIDL_PROGRAM_FILESX86,
+                             CSIDL_PROGRAM_FILES_COMMON, CSIDL_PROGRAM_FILES_COMMONX86}) {
+        TCHAR path[MAX_PATH] = {};
+        EXPECT_EQ(S_OK, SHGetFolderPathW(nullptr, folder | CSIDL_FLAG_CREATE, nullptr,
+                                         SHGFP_TYPE_CURRENT, path))
+            << folder;
+        const DWORD attributes = GetFileAttributesW(path);
+        EXPECT_NE(INVALID_FILE_ATTRIBUTES, attributes) << folder;
+        EXPECT_NE(0u, attributes & FILE_ATTRIBUTE_DIRECTORY) << folder;
+    }
+    TCHAR path[MAX_PATH] = {_T('x')};
+    EXPECT_EQ(E_INVALIDARG, SHGetFolderPathW(nullptr, 0xFE, nullptr, SHGFP_TYPE_CURRENT, path));
+    EXPECT_EQ(_T('\0'), path[0]);
+}
