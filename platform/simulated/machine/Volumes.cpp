@@ -28,7 +28,7 @@ constexpr std::u16string_view kWindowsDirectories[] = {
     u"C:\\Program Files\\Common Files",
     u"C:\\Program Files (x86)\\Common Files",
     u"C:\\ProgramData",
-    u"C:\\Users",
+    u"C:\\Users\\User\\AppData\\Local\\Temp",
     u"C:\\Windows\\Installer",
     u"C:\\Windows\\System32",
     u"C:\\Windows\\SysWOW64",

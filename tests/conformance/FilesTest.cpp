@@ -1,0 +1,715 @@
+// Files and directories: opening and sharing, deleting, copying and moving, names and searches,
+// reparse points, version resources, and the files of the C run-time.
+#include <windows.h>
+#include <direct.h>
+#include <fcntl.h>
+#include <io.h>
+#include <share.h>
+#include <shlwapi.h>
+#include <sys/stat.h>
+#include <tchar.h>
+#include <winioctl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+using tstring = std::basic_string<TCHAR>;
+
+namespace {
+
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+DWORD statusOf(BOOL done) {
+    return done != FALSE ? ERROR_SUCCESS : GetLastError();
+}
+
+/// An open file that closes itself.
+class File {
+public:
+    File(const tstring& path, DWORD access, DWORD share = kShareAll,
+         DWORD disposition = OPEN_EXISTING, DWORD flags = FILE_ATTRIBUTE_NORMAL) {
+        SetLastError(ERROR_SUCCESS);
+        handle_ = CreateFileW(path.c_str(), access, share, nullptr, disposition, flags, nullptr);
+        status_ = GetLastError();
+    }
+    ~File() { close(); }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    HANDLE get() const { return handle_; }
+    bool isOpen() const { return handle_ != INVALID_HANDLE_VALUE; }
+    DWORD status() const { return isOpen() ? ERROR_SUCCESS : status_; }
+    /// The last error, which tells of success too.
+    DWORD lastError() const { return status_; }
+    void close() {
+        if (isOpen()) {
+            EXPECT_TRUE(CloseHandle(handle_));
+        }
+        handle_ = INVALID_HANDLE_VALUE;
+    }
+
+private:
+    HANDLE handle_;
+    DWORD status_;
+};
+
+std::string readAll(HANDLE file) {
+    std::string content(1000, '\0');
+    DWORD done = 0;
+    EXPECT_TRUE(ReadFile(file, content.data(), static_cast<DWORD>(content.size()), &done, nullptr));
+    content.resize(done);
+    return content;
+}
+
+std::vector<tstring> search(const tstring& pattern) {
+    std::vector<tstring> names;
+    WIN32_FIND_DATAW data;
+    const HANDLE find = FindFirstFileW(pattern.c_str(), &data);
+    if (find == INVALID_HANDLE_VALUE) {
+        return names;
+    }
+    do {
+        names.push_back(data.cFileName);
+    } while (FindNextFileW(find, &data));
+    EXPECT_EQ(DWORD{ERROR_NO_MORE_FILES}, GetLastError());
+    EXPECT_TRUE(FindClose(find));
+    return names;
+}
+
+/// A fresh directory for each test, with a few things in it.
+class Files : public testing::Test {
+protected:
+    void SetUp() override {
+        TCHAR temporary[MAX_PATH] = {};
+        ASSERT_NE(0u, GetTempPathW(MAX_PATH, temporary));
+        TCHAR whole[MAX_PATH] = {};
+        ASSERT_NE(0u, GetLongPathNameW(temporary, whole, MAX_PATH));
+        root_ = tstring(whole) + _T("norv conformance");
+        removeTree(root_);
+        ASSERT_TRUE(CreateDirectoryW(root_.c_str(), nullptr));
+        ASSERT_TRUE(CreateDirectoryW(at(_T("folder")).c_str(), nullptr));
+        write(_T("folder\\inner.txt"), "inner");
+        write(_T("file.txt"), "content");
+        write(_T("fixed.txt"), "fixed");
+        ASSERT_TRUE(SetFileAttributesW(at(_T("fixed.txt")).c_str(), FILE_ATTRIBUTE_READONLY));
+    }
+
+    void TearDown() override { removeTree(root_); }
+
+    tstring at(const tstring& name) const { return root_ + _T("\\") + name; }
+
+    void write(const tstring& name, const std::string& content) {
+        const File file(at(name), GENERIC_WRITE, 0, CREATE_ALWAYS);
+        DWORD done = 0;
+        ASSERT_TRUE(WriteFile(file.get(), content.data(), static_cast<DWORD>(content.size()), &done,
+                              nullptr));
+        ASSERT_EQ(content.size(), done);
+    }
+
+    std::string read(const tstring& name) const {
+        const File file(at(name), GENERIC_READ);
+        return file.isOpen() ? readAll(file.get()) : "status " + std::to_string(file.status());
+    }
+
+    bool exists(const tstring& name) const {
+        return GetFileAttributesW(at(name).c_str()) != INVALID_FILE_ATTRIBUTES;
+    }
+
+    static void removeTree(const tstring& path) {
+        for (const tstring& name : search(path + _T("\\*"))) {
+            const tstring inner = path + _T("\\") + name;
+            const DWORD attributes = GetFileAttributesW(inner.c_str());
+            if (name == _T(".") || name == _T("..")) {
+                continue;
+            }
+            SetFileAttributesW(inner.c_str(), FILE_ATTRIBUTE_NORMAL);
+            if ((attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+                EXPECT_TRUE(DeleteFileW(inner.c_str()));
+            } else if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+                EXPECT_TRUE(RemoveDirectoryW(inner.c_str()));
+            } else {
+                removeTree(inner);
+            }
+        }
+        RemoveDirectoryW(path.c_str());
+    }
+
+    tstring root_;
+};
+
+TEST_F(Files, OpeningAnswersWithTheStatusOfWhatIsThere) {
+    const struct {
+        const TCHAR* name;
+        DWORD access;
+        DWORD disposition;
+        DWORD flags;
+        DWORD expected;
+    } cases[] = {
+        {_T("file.txt"), GENERIC_READ, OPEN_EXISTING, 0, ERROR_SUCCESS},
+        {_T("FILE.TXT"), GENERIC_READ, OPEN_EXISTING, 0, ERROR_SUCCESS},
+        {_T("folder/./../file.txt. ."), GENERIC_READ, OPEN_EXISTING, 0, ERROR_SUCCESS},
+        {_T("none.txt"), GENERIC_READ, OPEN_EXISTING, 0, ERROR_FILE_NOT_FOUND},
+        {_T("none.txt"), GENERIC_WRITE, TRUNCATE_EXISTING, 0, ERROR_FILE_NOT_FOUND},
+        {_T("none\\x.txt"), GENERIC_READ, OPEN_EXISTING, 0, ERROR_PATH_NOT_FOUND},
+        {_T("none\\x.txt"), GENERIC_WRITE, CREATE_NEW, 0, ERROR_PATH_NOT_FOUND},
+        {_T("file.txt\\x.txt"), GENERIC_READ, OPEN_EXISTING, 0, ERROR_PATH_NOT_FOUND},
+        {_T("file.txt"), GENERIC_WRITE, CREATE_NEW, 0, ERROR_FILE_EXISTS},
+        {_T("folder"), GENERIC_WRITE, CREATE_NEW, 0, ERROR_FILE_EXISTS},
+        {_T("folder"), GENERIC_READ, OPEN_EXISTING, 0, ERROR_ACCESS_DENIED},
+        {_T("folder"), GENERIC_WRITE, CREATE_ALWAYS, 0, ERROR_ACCESS_DENIED},
+        {_T("folder"), GENERIC_READ, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, ERROR_SUCCESS},
+        {_T("fixed.txt"), GENERIC_READ, OPEN_EXISTING, 0, ERROR_SUCCESS},
+        {_T("fixed.txt"), GENERIC_WRITE, OPEN_EXISTING, 0, ERROR_ACCESS_DENIED},
+        {_T("fixed.txt"), GENERIC_WRITE, CREATE_ALWAYS, 0, ERROR_ACCESS_DENIED},
+        {_T("a|b"), GENERIC_WRITE, CREATE_NEW, 0, ERROR_INVALID_NAME},
+        {_T("a*"), GENERIC_READ, OPEN_EXISTING, 0, ERROR_INVALID_NAME},
+        {_T("file.txt"), GENERIC_READ, TRUNCATE_EXISTING, 0, ERROR_INVALID_PARAMETER},
+        {_T("file.txt"), GENERIC_READ, 0, 0, ERROR_INVALID_PARAMETER},
+    };
+    for (const auto& c : cases) {
+        const File file(at(c.name), c.access, kShareAll, c.disposition, c.flags);
+        EXPECT_EQ(c.expected, file.status())
+            << testing::PrintToString(tstring(c.name)) << " " << c.disposition;
+    }
+    EXPECT_EQ(DWORD{ERROR_PATH_NOT_FOUND}, File(_T(""), GENERIC_READ).status());
+    EXPECT_EQ(DWORD{ERROR_PATH_NOT_FOUND}, File(_T("B:\\none\\x"), GENERIC_READ).status());
+    // Opening with a making disposition succeeds and tells whether the file was there.
+    EXPECT_EQ(DWORD{ERROR_ALREADY_EXISTS},
+              File(at(_T("file.txt")), GENERIC_READ, kShareAll, OPEN_ALWAYS).lastError());
+    EXPECT_EQ(DWORD{ERROR_SUCCESS},
+              File(at(_T("new.txt")), GENERIC_WRITE, kShareAll, OPEN_ALWAYS).lastError());
+    EXPECT_EQ("content", read(_T("file.txt")));
+    EXPECT_EQ("", read(_T("new.txt")));
+}
+
+TEST_F(Files, ReadingAndWritingGoOnAtThePosition) {
+    const File file(at(_T("file.txt")), GENERIC_READ | GENERIC_WRITE);
+    LARGE_INTEGER to = {};
+    LARGE_INTEGER position = {};
+    DWORD done = 0;
+    char buffer[4] = {};
+    ASSERT_TRUE(ReadFile(file.get(), buffer, 3, &done, nullptr));
+    EXPECT_EQ("con", std::string(buffer, done));
+    ASSERT_TRUE(WriteFile(file.get(), "XY", 2, &done, nullptr));
+    to.QuadPart = 2;
+    ASSERT_TRUE(SetFilePointerEx(file.get(), to, &position, FILE_END));
+    EXPECT_EQ(9, position.QuadPart);
+    ASSERT_TRUE(ReadFile(file.get(), buffer, 3, &done, nullptr)) << "reading at the end succeeds";
+    EXPECT_EQ(0u, done);
+    ASSERT_TRUE(WriteFile(file.get(), "!", 1, &done, nullptr));
+    ASSERT_EQ(0u, SetFilePointer(file.get(), 0, nullptr, FILE_BEGIN));
+    EXPECT_EQ(std::string("conXYnt\0\0!", 10), readAll(file.get()));
+    to.QuadPart = -11;
+    EXPECT_EQ(DWORD{ERROR_NEGATIVE_SEEK},
+              statusOf(SetFilePointerEx(file.get(), to, nullptr, FILE_CURRENT)));
+    ASSERT_EQ(4u, SetFilePointer(file.get(), 4, nullptr, FILE_BEGIN));
+    ASSERT_TRUE(SetEndOfFile(file.get()));
+    LARGE_INTEGER size = {};
+    ASSERT_TRUE(GetFileSizeEx(file.get(), &size));
+    EXPECT_EQ(4, size.QuadPart);
+
+    const File reader(at(_T("file.txt")), GENERIC_READ);
+    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED},
+              statusOf(WriteFile(reader.get(), "x", 1, &done, nullptr)));
+    EXPECT_EQ(DWORD{ERROR_INVALID_HANDLE},
+              statusOf(ReadFile(INVALID_HANDLE_VALUE, buffer, 1, &done, nullptr)));
+    const File appender(at(_T("file.txt")), FILE_APPEND_DATA);
+    ASSERT_TRUE(WriteFile(appender.get(), "+", 1, &done, nullptr));
+    EXPECT_EQ("conX+", read(_T("file.txt")));
+}
+
+TEST_F(Files, OpenFilesKeepOthersOutByTheirShareMode) {
+    const struct {
+        DWORD firstAccess;
+        DWORD firstShare;
+        DWORD secondAccess;
+        DWORD secondShare;
+        DWORD expected;
+    } cases[] = {
+        {GENERIC_READ, 0, GENERIC_READ, kShareAll, ERROR_SHARING_VIOLATION},
+        {GENERIC_READ, FILE_SHARE_READ, GENERIC_READ, FILE_SHARE_READ, ERROR_SUCCESS},
+        {GENERIC_READ, FILE_SHARE_READ, GENERIC_WRITE, kShareAll, ERROR_SHARING_VIOLATION},
+        {GENERIC_READ, FILE_SHARE_READ, DELETE, kShareAll, ERROR_SHARING_VIOLATION},
+        {GENERIC_WRITE, kShareAll, GENERIC_READ, FILE_SHARE_READ, ERROR_SHARING_VIOLATION},
+        {GENERIC_WRITE, kShareAll, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, ERROR_SUCCESS},
+        {GENERIC_WRITE, kShareAll, GENERIC_WRITE, 0, ERROR_SHARING_VIOLATION},
+        {GENERIC_READ, 0, FILE_READ_ATTRIBUTES, 0, ERROR_SUCCESS},
+        {FILE_READ_ATTRIBUTES, 0, GENERIC_WRITE, 0, ERROR_SUCCESS},
+    };
+    for (const auto& c : cases) {
+        const File first(at(_T("file.txt")), c.firstAccess, c.firstShare);
+        const File second(at(_T("file.txt")), c.secondAccess, c.secondShare);
+        EXPECT_EQ(c.expected, second.status())
+            << c.firstAccess << " " << c.firstShare << " " << c.secondAccess;
+    }
+    File open(at(_T("file.txt")), GENERIC_READ, FILE_SHARE_READ);
+    const tstring file = at(_T("file.txt"));
+    const tstring other = at(_T("other.txt"));
+    EXPECT_EQ(DWORD{ERROR_SHARING_VIOLATION}, statusOf(DeleteFileW(file.c_str())));
+    EXPECT_EQ(DWORD{ERROR_SHARING_VIOLATION},
+              statusOf(MoveFileExW(file.c_str(), other.c_str(), 0)));
+    EXPECT_TRUE(CopyFileW(file.c_str(), other.c_str(), TRUE)) << "reading is shared";
+    EXPECT_EQ(DWORD{ERROR_SHARING_VIOLATION},
+              statusOf(CopyFileW(other.c_str(), file.c_str(), FALSE)));
+    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED},
+              statusOf(MoveFileExW(other.c_str(), file.c_str(), MOVEFILE_REPLACE_EXISTING)));
+    open.close();
+    EXPECT_TRUE(DeleteFileW(file.c_str()));
+
+    File shared(other, GENERIC_READ, kShareAll);
+    EXPECT_TRUE(DeleteFileW(other.c_str())) << "deletion is shared";
+    EXPECT_EQ("content", readAll(shared.get())) << "its user keeps the file";
+    shared.close();
+    EXPECT_FALSE(exists(_T("other.txt")));
+}
+
+TEST_F(Files, DeletingAnswersWithTheStatusOfWhatIsThere) {
+    const struct {
+        const TCHAR* name;
+        DWORD file;
+        DWORD directory;
+    } cases[] = {
+        {_T("none"), ERROR_FILE_NOT_FOUND, ERROR_FILE_NOT_FOUND},
+        {_T("none\\x"), ERROR_PATH_NOT_FOUND, ERROR_PATH_NOT_FOUND},
+        {_T("folder"), ERROR_ACCESS_DENIED, ERROR_DIR_NOT_EMPTY},
+        {_T("fixed.txt"), ERROR_ACCESS_DENIED, ERROR_DIRECTORY},
+        {_T("a?b"), ERROR_INVALID_NAME, ERROR_INVALID_NAME},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.file, statusOf(DeleteFileW(at(c.name).c_str())));
+        EXPECT_EQ(c.directory, statusOf(RemoveDirectoryW(at(c.name).c_str())));
+    }
+    ASSERT_TRUE(SetFileAttributesW(at(_T("fixed.txt")).c_str(), FILE_ATTRIBUTE_NORMAL));
+    EXPECT_TRUE(DeleteFileW(at(_T("FIXED.txt")).c_str()));
+
+    WIN32_FIND_DATAW data;
+    const HANDLE find = FindFirstFileW(at(_T("folder\\*")).c_str(), &data);
+    EXPECT_TRUE(DeleteFileW(at(_T("folder\\inner.txt")).c_str())) << "while it is being listed";
+    EXPECT_TRUE(FindClose(find));
+    File held(at(_T("folder")), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING,
+              FILE_FLAG_BACKUP_SEMANTICS);
+    EXPECT_EQ(DWORD{ERROR_SHARING_VIOLATION}, statusOf(RemoveDirectoryW(at(_T("folder")).c_str())));
+    held.close();
+    EXPECT_TRUE(RemoveDirectoryW(at(_T("folder\\")).c_str()));
+    EXPECT_FALSE(exists(_T("folder")));
+}
+
+TEST_F(Files, DirectoriesAreMadeOnce) {
+    const struct {
+        const TCHAR* name;
+        DWORD expected;
+    } cases[] = {
+        {_T("made"), ERROR_SUCCESS},
+        {_T("MADE"), ERROR_ALREADY_EXISTS},
+        {_T("made\\"), ERROR_ALREADY_EXISTS},
+        {_T("made\\deep\\er"), ERROR_PATH_NOT_FOUND},
+        {_T("made\\deep\\"), ERROR_SUCCESS},
+        {_T("made/deep/er/"), ERROR_SUCCESS},
+        {_T("dots..."), ERROR_SUCCESS},
+        {_T("dots"), ERROR_ALREADY_EXISTS},
+        {_T("a<b"), ERROR_INVALID_NAME},
+        {_T("file.txt"), ERROR_ALREADY_EXISTS},
+        {_T("file.txt\\x"), ERROR_PATH_NOT_FOUND},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.expected, statusOf(CreateDirectoryW(at(c.name).c_str(), nullptr)))
+            << testing::PrintToString(tstring(c.name));
+    }
+    EXPECT_EQ((std::vector<tstring>{_T("made")}), search(at(_T("mad*"))));
+    EXPECT_EQ(DWORD{FILE_ATTRIBUTE_DIRECTORY}, GetFileAttributesW(at(_T("made/deep\\")).c_str()));
+}
+
+TEST_F(Files, CopiesAndMovesRespectWhatIsThere) {
+    const auto copy = [&](const TCHAR* from, const TCHAR* to, BOOL failIfExists) {
+        return statusOf(CopyFileW(at(from).c_str(), at(to).c_str(), failIfExists));
+    };
+    EXPECT_EQ(DWORD{ERROR_FILE_EXISTS}, copy(_T("file.txt"), _T("fixed.txt"), TRUE));
+    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, copy(_T("file.txt"), _T("fixed.txt"), FALSE));
+    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, copy(_T("folder"), _T("x"), FALSE));
+    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, copy(_T("file.txt"), _T("folder"), FALSE));
+    EXPECT_EQ(DWORD{ERROR_SHARING_VIOLATION}, copy(_T("file.txt"), _T("FILE.txt"), FALSE));
+    EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND}, copy(_T("none"), _T("x"), FALSE));
+    EXPECT_EQ(DWORD{ERROR_PATH_NOT_FOUND}, copy(_T("file.txt"), _T("none\\x"), FALSE));
+    EXPECT_EQ(DWORD{ERROR_SUCCESS}, copy(_T("fixed.txt"), _T("copy.txt"), TRUE));
+    EXPECT_EQ("fixed", read(_T("copy.txt")));
+    EXPECT_NE(0u, GetFileAttributesW(at(_T("copy.txt")).c_str()) & FILE_ATTRIBUTE_READONLY);
+
+    const auto move = [&](const TCHAR* from, const TCHAR* to, DWORD flags) {
+        return statusOf(MoveFileExW(at(from).c_str(), at(to).c_str(), flags));
+    };
+    EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND}, move(_T("none"), _T("x"), 0));
+    EXPECT_EQ(DWORD{ERROR_PATH_NOT_FOUND}, move(_T("file.txt"), _T("none\\x"), 0));
+    EXPECT_EQ(DWORD{ERROR_ALREADY_EXISTS}, move(_T("file.txt"), _T("copy.txt"), 0));
+    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED},
+              move(_T("file.txt"), _T("copy.txt"), MOVEFILE_REPLACE_EXISTING));
+    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED},
+              move(_T("file.txt"), _T("folder"), MOVEFILE_REPLACE_EXISTING));
+    ASSERT_TRUE(SetFileAttributesW(at(_T("copy.txt")).c_str(), FILE_ATTRIBUTE_NORMAL));
+    EXPECT_EQ(DWORD{ERROR_SUCCESS},
+              move(_T("file.txt"), _T("copy.txt"), MOVEFILE_REPLACE_EXISTING));
+    EXPECT_EQ("content", read(_T("copy.txt")));
+    EXPECT_FALSE(exists(_T("file.txt")));
+    EXPECT_EQ(DWORD{ERROR_SUCCESS}, move(_T("copy.txt"), _T("COPY.txt"), 0));
+    EXPECT_EQ((std::vector<tstring>{_T("COPY.txt")}), search(at(_T("copy.*"))));
+    EXPECT_EQ(DWORD{ERROR_SUCCESS}, move(_T("folder"), _T("moved"), MOVEFILE_COPY_ALLOWED));
+    EXPECT_EQ("inner", read(_T("moved\\inner.txt")));
+    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER},
+              move(_T("moved"), _T("x"), MOVEFILE_COPY_ALLOWED | MOVEFILE_DELAY_UNTIL_REBOOT));
+}
+
+TEST_F(Files, SearchesTellNamesInOrder) {
+    write(_T("Beta one.txt"), "");
+    write(_T("alpha.dat"), "12345");
+    EXPECT_EQ((std::vector<tstring>{_T("."), _T(".."), _T("alpha.dat"), _T("Beta one.txt"),
+                                    _T("file.txt"), _T("fixed.txt"), _T("folder")}),
+              search(at(_T("*"))));
+    EXPECT_EQ((std::vector<tstring>{_T("Beta one.txt"), _T("file.txt"), _T("fixed.txt")}),
+              search(at(_T("*.TXT"))));
+    EXPECT_EQ((std::vector<tstring>{_T("file.txt")}), search(at(_T("f?l*.t?t"))));
+    EXPECT_EQ((std::vector<tstring>{_T("folder")}), search(at(_T("FOLDER"))));
+
+    WIN32_FIND_DATAW data;
+    const HANDLE find = FindFirstFileW(at(_T("alpha.dat")).c_str(), &data);
+    EXPECT_EQ(5u, data.nFileSizeLow);
+    EXPECT_EQ(0u, data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY);
+    EXPECT_TRUE(FindClose(find));
+    const struct {
+        const TCHAR* pattern;
+        DWORD expected;
+    } failures[] = {
+        {_T("none*"), ERROR_FILE_NOT_FOUND},
+        {_T("none\\*"), ERROR_PATH_NOT_FOUND},
+        {_T("file.txt\\*"), ERROR_DIRECTORY},
+    };
+    for (const auto& f : failures) {
+        EXPECT_EQ(INVALID_HANDLE_VALUE, FindFirstFileW(at(f.pattern).c_str(), &data));
+        EXPECT_EQ(f.expected, GetLastError()) << testing::PrintToString(tstring(f.pattern));
+    }
+
+    ASSERT_TRUE(CreateDirectoryW(at(_T("empty")).c_str(), nullptr));
+    EXPECT_TRUE(PathIsDirectoryEmptyW(at(_T("empty")).c_str()));
+    EXPECT_FALSE(PathIsDirectoryEmptyW(at(_T("folder")).c_str()));
+    EXPECT_FALSE(PathIsDirectoryEmptyW(at(_T("file.txt")).c_str()));
+    EXPECT_FALSE(PathIsDirectoryEmptyW(at(_T("none")).c_str()));
+}
+
+TEST_F(Files, FullPathsAreMadeOfTextAlone) {
+    TCHAR before[MAX_PATH] = {};
+    ASSERT_NE(0u, GetCurrentDirectoryW(MAX_PATH, before));
+    ASSERT_TRUE(SetCurrentDirectoryW(at(_T("folder")).c_str()));
+    const tstring drive = root_.substr(0, 2);
+    const struct {
+        tstring given;
+        tstring expected;
+    } cases[] = {
+        {_T("x"), at(_T("folder\\x"))},
+        {_T("..\\x\\"), at(_T("x\\"))},
+        {_T("\\x"), drive + _T("\\x")},
+        {drive + _T("x"), at(_T("folder\\x"))},
+        {_T("Q:\\a/b\\.\\..\\c"), _T("Q:\\a\\c")},
+        {_T("Q:\\..\\..\\a"), _T("Q:\\a")},
+        {_T("Q:\\a\\.."), _T("Q:\\")},
+        {_T("Q:\\a."), _T("Q:\\a")},
+        {_T("Q:\\a. . "), _T("Q:\\a")},
+        {_T("Q:\\a.\\b"), _T("Q:\\a\\b")},
+        {_T("Q:\\a|b?"), _T("Q:\\a|b?")},
+        {_T("\\\\server\\share\\a\\..\\..\\b"), _T("\\\\server\\share\\b")},
+    };
+    for (const auto& c : cases) {
+        TCHAR buffer[MAX_PATH] = {};
+        const DWORD length = GetFullPathNameW(c.given.c_str(), MAX_PATH, buffer, nullptr);
+        EXPECT_EQ(c.expected, buffer) << testing::PrintToString(c.given);
+        EXPECT_EQ(c.expected.size(), length);
+        EXPECT_EQ(length + 1, GetFullPathNameW(c.given.c_str(), length, buffer, nullptr))
+            << "too small by one";
+    }
+    TCHAR buffer[MAX_PATH] = {};
+    LPWSTR name = nullptr;
+    ASSERT_NE(0u, GetFullPathNameW(_T("Q:\\a\\b.c"), MAX_PATH, buffer, &name));
+    EXPECT_EQ(tstring(_T("b.c")), name);
+    EXPECT_EQ(0u, GetFullPathNameW(_T(""), MAX_PATH, buffer, nullptr));
+    EXPECT_EQ("inner", read(_T("folder\\inner.txt")));
+    EXPECT_EQ(DWORD{ERROR_SUCCESS}, File(_T("inner.txt"), GENERIC_READ).status());
+    ASSERT_TRUE(SetCurrentDirectoryW(before));
+}
+
+TEST_F(Files, ShortNamesServeInPaths) {
+    write(_T("A rather long name.extension"), "long");
+    const tstring given = root_ + _T("/a RATHER long name.extension");
+    TCHAR shorter[MAX_PATH] = {};
+    TCHAR longer[MAX_PATH] = {};
+    const DWORD length = GetShortPathNameW(given.c_str(), shorter, MAX_PATH);
+    ASSERT_NE(0u, length);
+    EXPECT_EQ(tstring::npos, tstring(shorter).find(_T(' ')));
+    EXPECT_EQ("long", readAll(File(shorter, GENERIC_READ).get()));
+    const DWORD longLength = GetLongPathNameW(shorter, longer, MAX_PATH);
+    EXPECT_EQ(at(_T("A rather long name.extension")).substr(3), tstring(longer).substr(3));
+    EXPECT_EQ(longLength + 1, GetLongPathNameW(shorter, longer, longLength)) << "too small by one";
+    ASSERT_NE(0u, GetLongPathNameW(at(_T("FOLDER\\")).c_str(), longer, MAX_PATH));
+    EXPECT_EQ(at(_T("folder\\")), longer);
+    EXPECT_EQ(0u, GetLongPathNameW(at(_T("none")).c_str(), longer, MAX_PATH));
+    EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND}, GetLastError());
+}
+
+TEST_F(Files, LongPathsWantThePrefix) {
+    const tstring part(100, _T('p'));
+    tstring path = _T("\\\\?\\") + root_;
+    for (int i = 0; i < 3; ++i) {
+        path += _T("\\") + part;
+        ASSERT_TRUE(CreateDirectoryW(path.c_str(), nullptr));
+    }
+    const tstring file = path + _T("\\file");
+    EXPECT_EQ(DWORD{ERROR_SUCCESS}, File(file, GENERIC_WRITE, 0, CREATE_NEW).status());
+    EXPECT_NE(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(file.c_str()));
+    EXPECT_EQ(DWORD{ERROR_PATH_NOT_FOUND}, File(file.substr(4), GENERIC_READ).status());
+    EXPECT_TRUE(DeleteFileW(file.c_str()));
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(RemoveDirectoryW(path.c_str()));
+        path.erase(path.rfind(_T('\\')));
+    }
+    EXPECT_EQ(DWORD{ERROR_FILENAME_EXCED_RANGE},
+              statusOf(CreateDirectoryW(at(tstring(250, _T('p'))).c_str(), nullptr)));
+}
+
+TEST_F(Files, DrivesHaveTypes) {
+    const tstring drive = root_.substr(0, 3);
+    EXPECT_EQ(UINT{DRIVE_FIXED}, GetDriveTypeW(drive.c_str()));
+    EXPECT_EQ(UINT{DRIVE_NO_ROOT_DIR}, GetDriveTypeW(_T("B:\\")));
+    EXPECT_EQ(UINT{DRIVE_NO_ROOT_DIR}, GetDriveTypeW(_T("*:\\")));
+    EXPECT_EQ(UINT{DRIVE_NO_ROOT_DIR}, GetDriveTypeW(at(_T("none")).c_str()));
+    EXPECT_NE(0u, GetFileAttributesW(drive.c_str()) & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+/// A junction's REPARSE_DATA_BUFFER.
+std::string junction(const tstring& target) {
+    const tstring substitute = _T("\\??\\") + target;
+    std::string buffer(16, '\0');
+    const auto put = [&](std::size_t offset, std::size_t value) {
+        buffer[offset] = static_cast<char>(value & 0xff);
+        buffer[offset + 1] = static_cast<char>(value >> 8);
+    };
+    const auto append = [&](const tstring& name) {
+        buffer.append(reinterpret_cast<const char*>(name.c_str()), 2 * (name.size() + 1));
+    };
+    append(substitute);
+    append(target);
+    const DWORD tag = IO_REPARSE_TAG_MOUNT_POINT;
+    std::memcpy(buffer.data(), &tag, sizeof(tag));
+    put(4, buffer.size() - 8);
+    put(10, 2 * substitute.size());
+    put(12, 2 * substitute.size() + 2);
+    put(14, 2 * target.size());
+    return buffer;
+}
+
+TEST_F(Files, JunctionsLeadToTheirTarget) {
+    constexpr DWORD kLinkFlags = FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT;
+    const tstring link = at(_T("link"));
+    ASSERT_TRUE(CreateDirectoryW(link.c_str(), nullptr));
+    std::string buffer = junction(at(_T("folder")));
+    DWORD done = 0;
+    const auto control = [&](const tstring& path, DWORD access, DWORD code, std::string& in,
+                             std::string& out) {
+        const File file(path, access, 0, OPEN_EXISTING, kLinkFlags);
+        EXPECT_TRUE(file.isOpen());
+        return statusOf(DeviceIoControl(
+            file.get(), code, in.empty() ? nullptr : in.data(), static_cast<DWORD>(in.size()),
+            out.empty() ? nullptr : out.data(), static_cast<DWORD>(out.size()), &done, nullptr));
+    };
+    std::string none;
+    std::string out(MAXIMUM_REPARSE_DATA_BUFFER_SIZE, '\0');
+    const DWORD status = control(link, GENERIC_WRITE, FSCTL_SET_REPARSE_POINT, buffer, none);
+    if (status == ERROR_NOT_SUPPORTED) {
+        GTEST_SKIP() << "this Windows has no reparse points";
+    }
+    ASSERT_EQ(DWORD{ERROR_SUCCESS}, status);
+    EXPECT_EQ(DWORD{FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT},
+              GetFileAttributesW(link.c_str()));
+    EXPECT_EQ(DWORD{ERROR_SUCCESS},
+              control(link, GENERIC_READ, FSCTL_GET_REPARSE_POINT, none, out));
+    EXPECT_EQ(buffer, out.substr(0, done));
+    std::string small(buffer.size() - 1, '\0');
+    EXPECT_EQ(DWORD{ERROR_MORE_DATA},
+              control(link, GENERIC_READ, FSCTL_GET_REPARSE_POINT, none, small));
+    EXPECT_EQ(DWORD{ERROR_NOT_A_REPARSE_POINT},
+              control(at(_T("folder")), GENERIC_READ, FSCTL_GET_REPARSE_POINT, none, out));
+    EXPECT_EQ(DWORD{ERROR_DIR_NOT_EMPTY},
+              control(at(_T("folder")), GENERIC_WRITE, FSCTL_SET_REPARSE_POINT, buffer, none));
+    std::string cut = buffer.substr(0, buffer.size() - 2);
+    EXPECT_EQ(DWORD{ERROR_INVALID_REPARSE_DATA},
+              control(link, GENERIC_WRITE, FSCTL_SET_REPARSE_POINT, cut, none));
+
+    EXPECT_EQ("inner", read(_T("link\\inner.txt")));
+    write(_T("link\\more.txt"), "more");
+    EXPECT_EQ("more", read(_T("folder\\more.txt")));
+    EXPECT_EQ((std::vector<tstring>{_T("inner.txt"), _T("more.txt")}),
+              search(at(_T("link\\*.txt"))));
+    TCHAR longer[MAX_PATH] = {};
+    ASSERT_NE(0u, GetLongPathNameW(at(_T("LINK\\INNER.txt")).c_str(), longer, MAX_PATH));
+    EXPECT_EQ(at(_T("link\\inner.txt")), longer);
+    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, statusOf(DeleteFileW(link.c_str())));
+
+    // A link whose target is away is still there itself.
+    ASSERT_TRUE(MoveFileExW(at(_T("folder")).c_str(), at(_T("away")).c_str(), 0));
+    EXPECT_TRUE(exists(_T("link")));
+    EXPECT_EQ("status 3", read(_T("link\\inner.txt")));
+    ASSERT_TRUE(MoveFileExW(at(_T("away")).c_str(), at(_T("folder")).c_str(), 0));
+    EXPECT_TRUE(RemoveDirectoryW(link.c_str()));
+    EXPECT_FALSE(exists(_T("link")));
+    EXPECT_EQ("inner", read(_T("folder\\inner.txt"))) << "only the link went";
+}
+
+TEST_F(Files, VersionsAreFoundInTheirResource) {
+    DWORD zero = 1;
+    EXPECT_EQ(0u, GetFileVersionInfoSizeW(at(_T("none.exe")).c_str(), &zero));
+    EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND}, GetLastError());
+    EXPECT_EQ(0u, GetFileVersionInfoSizeW(at(_T("file.txt")).c_str(), &zero));
+
+    // The head of VS_VERSIONINFO, as the documentation lays it out.
+    struct {
+        WORD length = 92;
+        WORD valueLength = 52;
+        WORD type = 0;
+        TCHAR key[17] = _T("VS_VERSION_INFO");
+        VS_FIXEDFILEINFO value = {};
+        BYTE rest[200] = {};
+    } block;
+    block.value.dwSignature = 0xFEEF04BD;
+    block.value.dwFileVersionMS = 0x00080001;
+    void* value = nullptr;
+    UINT size = 0;
+    ASSERT_TRUE(VerQueryValueW(&block, _T("\\"), &value, &size));
+    EXPECT_EQ(sizeof(VS_FIXEDFILEINFO), size);
+    EXPECT_EQ(0x00080001u, static_cast<VS_FIXEDFILEINFO*>(value)->dwFileVersionMS);
+    EXPECT_FALSE(VerQueryValueW(&block, _T("\\none"), &value, &size));
+}
+
+TEST_F(Files, SecurityCanBeReadBack) {
+    BYTE descriptor[1000];
+    DWORD needed = 0;
+    const tstring file = at(_T("file.txt"));
+    EXPECT_EQ(DWORD{ERROR_INSUFFICIENT_BUFFER},
+              statusOf(GetFileSecurityW(file.c_str(), DACL_SECURITY_INFORMATION, descriptor, 0,
+                                        &needed)));
+    ASSERT_LE(needed, sizeof(descriptor));
+    ASSERT_TRUE(GetFileSecurityW(file.c_str(), DACL_SECURITY_INFORMATION, descriptor,
+                                 sizeof(descriptor), &needed));
+    EXPECT_TRUE(SetFileSecurityW(at(_T("folder")).c_str(), DACL_SECURITY_INFORMATION, descriptor));
+    EXPECT_EQ(
+        DWORD{ERROR_FILE_NOT_FOUND},
+        statusOf(SetFileSecurityW(at(_T("none")).c_str(), DACL_SECURITY_INFORMATION, descriptor)));
+}
+
+TEST_F(Files, DescriptorsWriteTextUnlessTheyAreBinary) {
+    const tstring path = at(_T("run-time.log"));
+    constexpr int kLogFlags = _O_WRONLY | _O_APPEND | _O_CREAT;
+    constexpr int kPermissions = _S_IREAD | _S_IWRITE;
+    int file = -1;
+    ASSERT_EQ(0, _wsopen_s(&file, path.c_str(), kLogFlags, _SH_DENYWR, kPermissions));
+    EXPECT_EQ(4, _write(file, "a\nb\n", 4)) << "counts what was given";
+    int second = 7;
+    EXPECT_EQ(EACCES, _wsopen_s(&second, path.c_str(), kLogFlags, _SH_DENYNO, kPermissions));
+    EXPECT_EQ(-1, second);
+    EXPECT_EQ("a\r\nb\r\n", read(_T("run-time.log"))) << "readers are let in";
+    struct _stati64 facts = {};
+    EXPECT_EQ(0, _fstati64(file, &facts));
+    EXPECT_EQ(6, facts.st_size);
+    EXPECT_EQ(0, _chsize_s(file, 0));
+    EXPECT_EQ(1, _write(file, "c", 1));
+    EXPECT_EQ(0, _close(file));
+    EXPECT_EQ("c", read(_T("run-time.log"))) << "appending goes to the new end";
+
+    ASSERT_EQ(0, _wsopen_s(&file, path.c_str(), kLogFlags | _O_BINARY, _SH_DENYNO, kPermissions));
+    EXPECT_EQ(1, _write(file, "\n", 1));
+    EXPECT_EQ(0, _close(file));
+    EXPECT_EQ("c\n", read(_T("run-time.log")));
+    EXPECT_EQ(ENOENT, _wsopen_s(&file, at(_T("none")).c_str(), _O_RDONLY, _SH_DENYNO, 0));
+    EXPECT_EQ(EACCES, _wsopen_s(&file, at(_T("folder")).c_str(), _O_RDONLY, _SH_DENYNO, 0));
+
+    const HANDLE handle = CreateFileW(at(_T("raw")).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr);
+    file = _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), 0);
+    ASSERT_NE(-1, file);
+    EXPECT_EQ(2, _write(file, "x\n", 2));
+    EXPECT_EQ(0, _close(file));
+    EXPECT_EQ("x\n", read(_T("raw")))
+        << "without flags it is binary, and closing closes the handle";
+}
+
+TEST_F(Files, StreamsReadAndWriteInTheirMode) {
+    const tstring path = at(_T("stream.txt"));
+    const auto write = [&](const TCHAR* mode, const char* text) {
+        FILE* const stream = _wfopen(path.c_str(), mode);
+        ASSERT_NE(nullptr, stream);
+        EXPECT_EQ(1u, std::fwrite(text, std::strlen(text), 1, stream));
+        EXPECT_EQ(0, std::fclose(stream));
+    };
+    char buffer[100] = {};
+    const auto readWith = [&](const TCHAR* mode, std::size_t size, bool atEnd) {
+        FILE* const stream = _wfopen(path.c_str(), mode);
+        const std::size_t done = std::fread(buffer, 1, size, stream);
+        EXPECT_EQ(atEnd, std::feof(stream) != 0) << size;
+        EXPECT_EQ(0, std::ferror(stream));
+        EXPECT_EQ(0, std::fclose(stream));
+        return std::string(buffer, done);
+    };
+    write(_T("w"), "1\n2\n");
+    EXPECT_EQ("1\r\n2\r\n", read(_T("stream.txt")));
+    EXPECT_EQ("1\n2\n", readWith(_T("r"), sizeof(buffer), true));
+    EXPECT_EQ("1\r\n2\r\n", readWith(_T("rb"), sizeof(buffer), true));
+    EXPECT_EQ("1\r\n2\r\n", readWith(_T("rb"), 6, false)) << "the end is met only behind the last";
+    write(_T("ab"), "3\n");
+    write(_T("a"), "4\n");
+    EXPECT_EQ("1\r\n2\r\n3\n4\r\n", read(_T("stream.txt")));
+
+    FILE* stream = _wfopen(path.c_str(), _T("r"));
+    ASSERT_NE(nullptr, stream);
+    stream = _wfreopen(path.c_str(), _T("w"), stream);
+    ASSERT_NE(nullptr, stream);
+    EXPECT_EQ(1u, std::fwrite("new\n", 4, 1, stream));
+    EXPECT_EQ(0, std::fclose(stream));
+    EXPECT_EQ("new\r\n", read(_T("stream.txt")));
+    EXPECT_EQ(nullptr, _wfopen(at(_T("none")).c_str(), _T("rb")));
+    EXPECT_EQ(ENOENT, errno);
+    EXPECT_EQ(nullptr, _wfopen(at(_T("fixed.txt")).c_str(), _T("w")));
+    EXPECT_EQ(EACCES, errno);
+}
+
+TEST_F(Files, TheRunTimeKnowsDirectoriesAndErrors) {
+    struct _stat64 facts = {};
+    EXPECT_EQ(0, _wstat64(at(_T("folder")).c_str(), &facts));
+    EXPECT_EQ(_S_IFDIR, facts.st_mode & _S_IFMT);
+    EXPECT_EQ(0, _wstat64(at(_T("fixed.txt")).c_str(), &facts));
+    EXPECT_EQ(_S_IFREG | _S_IREAD, facts.st_mode & (_S_IFMT | _S_IREAD | _S_IWRITE));
+    EXPECT_EQ(5, facts.st_size);
+    EXPECT_EQ(-1, _wstat64(at(_T("none\\x")).c_str(), &facts));
+    EXPECT_EQ(ENOENT, errno);
+
+    EXPECT_EQ(0, _wmkdir(at(_T("made")).c_str()));
+    EXPECT_EQ(-1, _wmkdir(at(_T("made")).c_str()));
+    EXPECT_EQ(EEXIST, errno);
+    EXPECT_EQ(-1, _wmkdir(at(_T("none\\x")).c_str()));
+    EXPECT_EQ(ENOENT, errno);
+
+    TCHAR directory[MAX_PATH] = {};
+    TCHAR current[MAX_PATH] = {};
+    const DWORD length = GetCurrentDirectoryW(MAX_PATH, current);
+    EXPECT_EQ(directory, _wgetcwd(directory, static_cast<int>(length) + 1));
+    EXPECT_EQ(tstring(current), directory);
+    EXPECT_EQ(nullptr, _wgetcwd(directory, static_cast<int>(length)));
+    EXPECT_EQ(ERANGE, errno);
+
+    char text[100] = {};
+    EXPECT_EQ(0, strerror_s(text, sizeof(text), ENOENT));
+    EXPECT_STREQ("No such file or directory", text);
+    EXPECT_EQ(0, strerror_s(text, 5, EACCES));
+    EXPECT_STREQ("Perm", text);
+}
+
+}  // namespace
