@@ -202,7 +202,8 @@ TEST_F(Query, BadOnesAreRefused) {
           _T("SELECT * FROM Tool WHERE Tool = 'o'b'"),
           _T("SELECT * FROM Tool WHERE Tool = 'a' AND"), _T("SELECT Tool, FROM Tool"),
           _T("SELECT * FROM Tool;")}) {
-        EXPECT_STATUS(ERROR_BAD_QUERY_SYNTAX, openStatus(query)) << tstring(query);
+        EXPECT_STATUS(ERROR_BAD_QUERY_SYNTAX, openStatus(query))
+            << testing::PrintToString(tstring(query));
     }
     MSIHANDLE view = 0;
     EXPECT_STATUS(ERROR_BAD_QUERY_SYNTAX, MsiDatabaseOpenViewW(database_, nullptr, &view));
@@ -256,9 +257,11 @@ TEST(Session, PropertiesAndDatabase) {
     for (const auto& c : cases) {
         TCHAR buffer[20] = {};
         DWORD count = 20;
-        EXPECT_STATUS(c.status, MsiSetPropertyW(session, c.name, c.value)) << tstring(c.name);
+        EXPECT_STATUS(c.status, MsiSetPropertyW(session, c.name, c.value))
+            << testing::PrintToString(tstring(c.name));
         EXPECT_STATUS(ERROR_SUCCESS, MsiGetPropertyW(session, c.name, buffer, &count));
-        EXPECT_EQ(tstring(c.read), tstring(buffer, count)) << tstring(c.name);
+        EXPECT_EQ(tstring(c.read), tstring(buffer, count))
+            << testing::PrintToString(tstring(c.name));
     }
     EXPECT_STATUS(ERROR_INVALID_PARAMETER, MsiSetPropertyW(session, nullptr, _T("1")));
     EXPECT_STATUS(ERROR_FUNCTION_FAILED, MsiSetPropertyW(session, _T(""), _T("1")));

@@ -86,7 +86,7 @@ TEST(CommandLine, SplitsByQuotesAndBackslashes) {
         {_T("p a\\\"\"b c"), {_T("p"), _T("a\"b c")}},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(c.arguments, splitCommandLine(c.line)) << tstring(c.line);
+        EXPECT_EQ(c.arguments, splitCommandLine(c.line)) << testing::PrintToString(tstring(c.line));
     }
     // The program stands for itself in an empty line.
     EXPECT_EQ(1u, splitCommandLine(_T("")).size());
@@ -97,11 +97,11 @@ TEST(CommandLine, SplitsByQuotesAndBackslashes) {
 TEST(PathIsURL, KnowsSchemesAndDrives) {
     for (const TCHAR* url : {_T("http://a.test/"), _T("https://a.test"), _T("HTTP:a"),
                              _T("mailto:x"), _T("file:///c:/x")}) {
-        EXPECT_TRUE(PathIsURLW(url)) << tstring(url);
+        EXPECT_TRUE(PathIsURLW(url)) << testing::PrintToString(tstring(url));
     }
     for (const TCHAR* path : {_T(""), _T("a.test"), _T("C:\\x"), _T("C:"), _T("\\\\a\\b"),
                               _T("://a"), _T("/a:b"), _T("a b://c")}) {
-        EXPECT_FALSE(PathIsURLW(path)) << tstring(path);
+        EXPECT_FALSE(PathIsURLW(path)) << testing::PrintToString(tstring(path));
     }
     EXPECT_FALSE(PathIsURLW(nullptr));
 }
@@ -114,8 +114,8 @@ TEST(Guids, TextsReadAndWritten) {
     for (const TCHAR* good : {_T("{26A24AE4-039D-4CA4-87B4-2F64180451F0}"),
                               _T("{26a24ae4-039d-4ca4-87b4-2f64180451f0}")}) {
         IID read = {};
-        EXPECT_EQ(S_OK, IIDFromString(good, &read)) << tstring(good);
-        EXPECT_TRUE(read == kGuid) << tstring(good);
+        EXPECT_EQ(S_OK, IIDFromString(good, &read)) << testing::PrintToString(tstring(good));
+        EXPECT_TRUE(read == kGuid) << testing::PrintToString(tstring(good));
     }
     for (const TCHAR* bad :
          {_T(""), _T("x"), _T("26A24AE4-039D-4CA4-87B4-2F64180451F0"),
@@ -124,7 +124,7 @@ TEST(Guids, TextsReadAndWritten) {
           _T("{26A24AE4+039D-4CA4-87B4-2F64180451F0}"),
           _T("{26A24AE40039D-4CA4-87B4-2F64180451F0}")}) {
         IID read = {};
-        EXPECT_TRUE(FAILED(IIDFromString(bad, &read))) << tstring(bad);
+        EXPECT_TRUE(FAILED(IIDFromString(bad, &read))) << testing::PrintToString(tstring(bad));
     }
     IID read = kGuid;
     EXPECT_EQ(S_OK, IIDFromString(nullptr, &read));
