@@ -20,8 +20,13 @@ else()
     target_include_directories(project_options SYSTEM BEFORE INTERFACE
         ${PROJECT_SOURCE_DIR}/platform/simulated/include)
     if(NORV_SANITIZERS)
+        # Test programs watch over the library and aren't watched themselves: instrumenting them
+        # would double what the build takes.
+        set(instrumented $<NOT:$<BOOL:$<TARGET_PROPERTY:NORV_UNINSTRUMENTED>>>)
         target_compile_options(project_options INTERFACE
-            -fsanitize=${NORV_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+            $<${instrumented}:-fsanitize=${NORV_SANITIZERS}>
+            $<${instrumented}:-fno-sanitize-recover=all>
+            $<${instrumented}:-fno-omit-frame-pointer>)
         target_link_options(project_options INTERFACE -fsanitize=${NORV_SANITIZERS})
     endif()
 endif()
