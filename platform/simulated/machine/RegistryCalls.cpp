@@ -166,7 +166,8 @@ LSTATUS emptyTree(RegistryKey& key) {
     return ERROR_SUCCESS;
 }
 
-LSTATUS deleteTree(HKEY key, std::u16string_view subkey, bool keepKey) {
+/// Deletes a tree; without a subkey the key itself stays, empty.
+LSTATUS deleteTree(HKEY key, std::u16string_view subkey) {
     const Place place(key);
     if (place.status() != ERROR_SUCCESS) {
         return place.status();
@@ -180,10 +181,7 @@ LSTATUS deleteTree(HKEY key, std::u16string_view subkey, bool keepKey) {
         return ERROR_ACCESS_DENIED;
     }
     const LSTATUS status = emptyTree(*found);
-    if (status == ERROR_SUCCESS && !keepKey) {
-        if (found->parent == nullptr) {
-            return ERROR_ACCESS_DENIED;
-        }
+    if (status == ERROR_SUCCESS && !subkey.empty()) {
         found->remove();
     }
     return status;
@@ -438,8 +436,7 @@ LSTATUS WINAPI RegDeleteTreeW(HKEY key, LPCWSTR subkey) {
     if (call.fails()) {
         return static_cast<LSTATUS>(call.status(ERROR_ACCESS_DENIED));
     }
-    const std::u16string_view path = argument(subkey);
-    return deleteTree(key, path, path.empty());
+    return deleteTree(key, argument(subkey));
 }
 
 LSTATUS WINAPI SHDeleteKeyW(HKEY key, LPCWSTR subkey) {
@@ -447,7 +444,7 @@ LSTATUS WINAPI SHDeleteKeyW(HKEY key, LPCWSTR subkey) {
     if (call.fails()) {
         return static_cast<LSTATUS>(call.status(ERROR_ACCESS_DENIED));
     }
-    return deleteTree(key, argument(subkey), false);
+    return deleteTree(key, argument(subkey));
 }
 
 }  // extern "C"

@@ -65,7 +65,8 @@ void appendPoint(std::u16string& text, char32_t point) {
     text += static_cast<char16_t>(point);
 }
 
-/// The longest piece that could have begun a character gives one U+FFFD.
+/// The longest piece that could have begun a character gives one U+FFFD, together with a second
+/// byte that continues a character but not this one.
 Wide fromUtf8Page(std::string_view bytes) {
     Wide wide;
     for (std::size_t i = 0; i < bytes.size();) {
@@ -80,12 +81,10 @@ Wide fromUtf8Page(std::string_view bytes) {
         for (; whole && lead.following > 0; --lead.following) {
             const unsigned next = byteAt(bytes, i);
             whole = next >= lead.least && next <= lead.most;
-            if (whole) {
-                point = point << 6 | (next & 0x3F);
-                lead.least = 0x80;
-                lead.most = 0xBF;
-                ++i;
-            }
+            point = point << 6 | (next & 0x3F);
+            lead.least = 0x80;
+            lead.most = 0xBF;
+            i += next >= 0x80 && next <= 0xBF ? 1 : 0;
         }
         appendPoint(wide.text, whole ? point : kReplacement);
         wide.valid = wide.valid && whole;

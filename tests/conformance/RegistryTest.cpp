@@ -1,0 +1,430 @@
+#include <windows.h>
+#include <shlwapi.h>
+#include <tchar.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using tstring = std::basic_string<TCHAR>;
+
+const TCHAR* const kRoot = _T("Software\\NorvConformance");
+
+/// A key that is closed at the end of its scope.
+class Key {
+public:
+    Key() = default;
+    Key(Key&& other) noexcept : key_(std::exchange(other.key_, nullptr)) {}
+    ~Key() {
+        if (key_ != nullptr) {
+            EXPECT_EQ(RegCloseKey(key_), ERROR_SUCCESS);
+        }
+    }
+
+    static Key create(HKEY parent, const tstring& path, REGSAM access = KEY_ALL_ACCESS) {
+        Key key;
+        EXPECT_EQ(RegCreateKeyExW(parent, path.c_str(), 0, nullptr, 0, access, nullptr, &key.key_,
+                                  nullptr),
+                  ERROR_SUCCESS);
+        return key;
+    }
+    static Key open(HKEY parent, const tstring& path, REGSAM access = KEY_ALL_ACCESS) {
+        Key key;
+        EXPECT_EQ(RegOpenKeyExW(parent, path.c_str(), 0, access, &key.key_), ERROR_SUCCESS);
+        return key;
+    }
+
+    operator HKEY() const { return key_; }
+
+private:
+    HKEY key_ = nullptr;
+};
+
+LSTATUS openStatus(HKEY parent, const tstring& path, REGSAM access = KEY_READ) {
+    HKEY key = nullptr;
+    const LSTATUS status = RegOpenKeyExW(parent, path.c_str(), 0, access, &key);
+    if (status == ERROR_SUCCESS) {
+        RegCloseKey(key);
+    }
+    return status;
+}
+
+bool exists(HKEY parent, const tstring& path, REGSAM view = 0) {
+    return openStatus(parent, path, KEY_READ | view) == ERROR_SUCCESS;
+}
+
+LSTATUS setText(HKEY key, const TCHAR* name, const tstring& text) {
+    return RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                          static_cast<DWORD>((text.size() + 1) * sizeof(TCHAR)));
+}
+
+tstring getText(HKEY key, const TCHAR* name) {
+    TCHAR buffer[100] = {};
+    DWORD size = sizeof(buffer);
+    const LSTATUS status =
+        RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size);
+    return status == ERROR_SUCCESS ? buffer : _T("<none>");
+}
+
+/// The SDK's headers differ in the type of this status.
+LSTATUS deleteKey(HKEY key, const TCHAR* subkey) {
+    return static_cast<LSTATUS>(SHDeleteKeyW(key, subkey));
+}
+
+std::vector<tstring> subkeys(HKEY key) {
+    std::vector<tstring> names;
+    TCHAR buffer[256];
+    DWORD size = 256;
+    while (RegEnumKeyExW(key, static_cast<DWORD>(names.size()), buffer, &size, nullptr, nullptr,
+                         nullptr, nullptr) == ERROR_SUCCESS) {
+        names.emplace_back(buffer, size);
+        size = 256;
+    }
+    return names;
+}
+
+/// Whether a 32-bit view stands beside this program's own.
+bool hasTwoViews() {
+    return sizeof(void*) == 8;
+}
+
+bool isWine() {
+    return GetProcAddress(GetModuleHandleW(_T("ntdll.dll")), "wine_get_version") != nullptr;
+}
+
+class RegistryTest : public testing::Test {
+protected:
+    RegistryTest() : key(Key::create(HKEY_CURRENT_USER, kRoot)) {}
+    ~RegistryTest() override { RegDeleteTreeW(HKEY_CURRENT_USER, kRoot); }
+
+    Key key;
+};
+
+TEST_F(RegistryTest, ValuesKeepTypeAndBytes) {
+    const struct {
+        const TCHAR* name;
+        DWORD type;
+        std::vector<BYTE> data;
+    } kCases[] = {
+        {_T(""), REG_SZ, {'d', 0, 0, 0}},
+        {_T("text"), REG_SZ, {'a', 0, 'b', 0, 0, 0}},
+        {_T("two ends"), REG_SZ, {'a', 0, 0, 0, 0, 0}},
+        {_T("no end"), REG_EXPAND_SZ, {'a', 0}},
+        {_T("odd"), REG_SZ, {'a', 0, 'b'}},
+        {_T("empty"), REG_SZ, {}},
+        {_T("bytes"), REG_BINARY, {0, 1, 2, 255}},
+        {_T("number"), REG_DWORD, {1, 2, 3, 4}},
+        {_T("list"), REG_MULTI_SZ, {'a', 0, 0, 0, 0, 0}},
+        {_T("strange"), 0x1234, {7}},
+    };
+    for (const auto& one : kCases) {
+        SCOPED_TRACE(testing::Message()
+                     << testing::PrintToString(tstring(one.name)).size() << " type " << one.type);
+        const auto size = static_cast<DWORD>(one.data.size());
+        ASSERT_EQ(RegSetValueExW(key, one.name, 0, one.type, one.data.data(), size), ERROR_SUCCESS);
+        DWORD type = 99;
+        DWORD found = 99;
+        EXPECT_EQ(RegQueryValueExW(key, one.name, nullptr, &type, nullptr, &found), ERROR_SUCCESS);
+        EXPECT_EQ(type, one.type);
+        EXPECT_EQ(found, size);
+        BYTE buffer[16] = {};
+        found = sizeof(buffer);
+        EXPECT_EQ(RegQueryValueExW(key, one.name, nullptr, &type, buffer, &found), ERROR_SUCCESS);
+        EXPECT_EQ(found, size);
+        EXPECT_EQ(std::vector<BYTE>(buffer, buffer + found), one.data);
+        if (size > 0) {
+            found = size - 1;
+            EXPECT_EQ(RegQueryValueExW(key, one.name, nullptr, &type, buffer, &found),
+                      ERROR_MORE_DATA);
+            EXPECT_EQ(found, size);
+        }
+    }
+}
+
+TEST_F(RegistryTest, AQueryTellsWhatIsWrong) {
+    DWORD size = 4;
+    BYTE data[4];
+    DWORD reserved = 0;
+    setText(key, _T("x"), _T("y"));
+    EXPECT_EQ(RegQueryValueExW(key, _T("missing"), nullptr, nullptr, data, &size),
+              ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(RegQueryValueExW(key, nullptr, nullptr, nullptr, nullptr, nullptr),
+              ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(RegQueryValueExW(key, _T("x"), nullptr, nullptr, data, nullptr),
+              ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(RegQueryValueExW(key, _T("x"), &reserved, nullptr, nullptr, nullptr),
+              ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(RegQueryValueExW(key, _T("X"), nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
+    EXPECT_EQ(RegQueryValueExW(nullptr, _T("x"), nullptr, nullptr, nullptr, nullptr),
+              ERROR_INVALID_HANDLE);
+}
+
+TEST_F(RegistryTest, ATextWithoutEndGetsOneWhereThereIsRoom) {
+    const BYTE data[] = {'a', 0};
+    RegSetValueExW(key, _T("x"), 0, REG_SZ, data, sizeof(data));
+    TCHAR buffer[3] = {_T('#'), _T('#'), _T('#')};
+    DWORD size = sizeof(buffer);
+    EXPECT_EQ(
+        RegQueryValueExW(key, _T("x"), nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size),
+        ERROR_SUCCESS);
+    EXPECT_EQ(size, sizeof(data));
+    EXPECT_EQ(tstring(buffer, 3), tstring({_T('a'), _T('\0'), _T('#')}));
+}
+
+TEST_F(RegistryTest, NamesKeepTheirCaseAndIgnoreIt) {
+    Key::create(key, _T("Mixed\\Case"));
+    EXPECT_EQ(setText(key, _T("Value"), _T("1")), ERROR_SUCCESS);
+    EXPECT_EQ(setText(key, _T("vALUE"), _T("2")), ERROR_SUCCESS);
+    EXPECT_TRUE(exists(key, _T("mIXED\\cASE")));
+    Key::create(key, _T("MIXED"));
+    EXPECT_EQ(subkeys(key), std::vector<tstring>{_T("Mixed")});
+    TCHAR name[20];
+    DWORD size = 20;
+    EXPECT_EQ(RegEnumValueW(key, 0, name, &size, nullptr, nullptr, nullptr, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_EQ(tstring(name), _T("Value"));
+    EXPECT_EQ(getText(key, _T("value")), _T("2"));
+    EXPECT_EQ(RegDeleteValueW(key, _T("VALUE")), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteValueW(key, _T("VALUE")), ERROR_FILE_NOT_FOUND);
+}
+
+TEST_F(RegistryTest, EnumerationGoesByNameAndEnds) {
+    for (const TCHAR* const name : {_T("b"), _T("C"), _T("a_x"), _T("a1"), _T("A")}) {
+        Key::create(key, name);
+    }
+    EXPECT_EQ(subkeys(key), (std::vector<tstring>{_T("A"), _T("a1"), _T("a_x"), _T("b"), _T("C")}));
+    TCHAR name[4];
+    DWORD size = 3;
+    EXPECT_EQ(RegEnumKeyExW(key, 2, name, &size, nullptr, nullptr, nullptr, nullptr),
+              ERROR_MORE_DATA);
+    size = 4;
+    EXPECT_EQ(RegEnumKeyExW(key, 2, name, &size, nullptr, nullptr, nullptr, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_EQ(size, 3u);
+    EXPECT_EQ(RegEnumKeyExW(key, 5, name, &size, nullptr, nullptr, nullptr, nullptr),
+              ERROR_NO_MORE_ITEMS);
+}
+
+TEST_F(RegistryTest, ValuesAreEnumeratedWithTheirData) {
+    setText(key, _T("name"), _T("ab"));
+    TCHAR name[5] = {};
+    BYTE data[8] = {};
+    DWORD type = 0;
+    const struct {
+        DWORD nameSize;
+        DWORD dataSize;
+        LSTATUS status;
+    } kCases[] = {{5, 8, ERROR_SUCCESS},
+                  {5, 6, ERROR_SUCCESS},
+                  {5, 5, ERROR_MORE_DATA},
+                  {4, 8, ERROR_MORE_DATA}};
+    for (const auto& one : kCases) {
+        DWORD nameSize = one.nameSize;
+        DWORD dataSize = one.dataSize;
+        EXPECT_EQ(RegEnumValueW(key, 0, name, &nameSize, nullptr, &type, data, &dataSize),
+                  one.status)
+            << one.nameSize << ' ' << one.dataSize;
+        if (one.status == ERROR_SUCCESS) {
+            EXPECT_EQ(nameSize, 4u);
+            EXPECT_EQ(dataSize, 6u);
+            EXPECT_EQ(type, DWORD{REG_SZ});
+        }
+    }
+    DWORD nameSize = 5;
+    EXPECT_EQ(RegEnumValueW(key, 1, name, &nameSize, nullptr, nullptr, nullptr, nullptr),
+              ERROR_NO_MORE_ITEMS);
+}
+
+TEST_F(RegistryTest, AHandleServesWhatItWasOpenedFor) {
+    Key::create(key, _T("sub"));
+    const Key reading = Key::open(key, _T(""), KEY_READ);
+    EXPECT_EQ(setText(reading, _T("x"), _T("y")), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegDeleteValueW(reading, _T("x")), ERROR_ACCESS_DENIED);
+    const Key setting = Key::open(key, _T(""), KEY_SET_VALUE);
+    TCHAR name[9];
+    DWORD size = 9;
+    EXPECT_EQ(setText(setting, _T("x"), _T("y")), ERROR_SUCCESS);
+    EXPECT_EQ(RegQueryValueExW(setting, _T("x"), nullptr, nullptr, nullptr, nullptr),
+              ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegEnumKeyExW(setting, 0, name, &size, nullptr, nullptr, nullptr, nullptr),
+              ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegEnumValueW(setting, 0, name, &size, nullptr, nullptr, nullptr, nullptr),
+              ERROR_ACCESS_DENIED);
+    // The making and deleting of a subkey asks the key and not the handle.
+    Key::create(reading, _T("made"));
+    EXPECT_EQ(RegDeleteKeyW(reading, _T("made")), ERROR_SUCCESS);
+    EXPECT_EQ(openStatus(key, _T("sub"), MAXIMUM_ALLOWED), ERROR_SUCCESS);
+}
+
+TEST_F(RegistryTest, CreatingTellsWhetherTheKeyIsNew) {
+    for (const DWORD expected : {DWORD{REG_CREATED_NEW_KEY}, DWORD{REG_OPENED_EXISTING_KEY}}) {
+        HKEY made = nullptr;
+        DWORD disposition = 0;
+        ASSERT_EQ(RegCreateKeyExW(key, _T("a\\b\\c"), 0, nullptr, 0, KEY_READ, nullptr, &made,
+                                  &disposition),
+                  ERROR_SUCCESS);
+        EXPECT_EQ(disposition, expected);
+        RegCloseKey(made);
+    }
+    EXPECT_TRUE(exists(key, _T("a\\b")));
+}
+
+TEST_F(RegistryTest, PathsAreTakenInTheirForms) {
+    Key::create(key, _T("a\\b"));
+    EXPECT_EQ(openStatus(key, _T("a\\b\\")), ERROR_SUCCESS);
+    EXPECT_EQ(openStatus(key, _T("a\\\\b")), ERROR_SUCCESS);
+    EXPECT_EQ(openStatus(key, _T("\\a")), ERROR_BAD_PATHNAME);
+    EXPECT_EQ(openStatus(key, _T("a/b")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(openStatus(key, _T("a\\c")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(openStatus(nullptr, _T("a")), ERROR_INVALID_HANDLE);
+    Key::create(key, tstring(255, _T('n')));
+    EXPECT_EQ(subkeys(key).back().size(), 255u);
+}
+
+TEST_F(RegistryTest, AKeyWithSubkeysStays) {
+    Key::create(key, _T("a\\b"));
+    EXPECT_EQ(RegDeleteKeyW(key, _T("a")), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegDeleteKeyExW(key, _T("a"), 0, 0), ERROR_ACCESS_DENIED);
+    EXPECT_TRUE(exists(key, _T("a\\b")));
+    EXPECT_EQ(RegDeleteKeyExW(key, _T("a\\b"), 0, 0), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteKeyW(key, _T("a")), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteKeyW(key, _T("a")), ERROR_FILE_NOT_FOUND);
+}
+
+TEST_F(RegistryTest, TreesAreDeleted) {
+    const auto plant = [&] {
+        const Key tree = Key::create(key, _T("tree"));
+        setText(tree, _T("x"), _T("y"));
+        Key::create(tree, _T("a\\b"));
+        Key::create(tree, _T("c"));
+    };
+    plant();
+    {
+        const Key tree = Key::open(key, _T("tree"));
+        EXPECT_EQ(RegDeleteTreeW(tree, nullptr), ERROR_SUCCESS);
+        EXPECT_TRUE(subkeys(tree).empty());
+        EXPECT_EQ(getText(tree, _T("x")), _T("<none>"));
+    }
+    plant();
+    EXPECT_EQ(RegDeleteTreeW(key, _T("tree")), ERROR_SUCCESS);
+    EXPECT_FALSE(exists(key, _T("tree")));
+    EXPECT_EQ(RegDeleteTreeW(key, _T("tree")), ERROR_FILE_NOT_FOUND);
+    plant();
+    EXPECT_EQ(deleteKey(key, _T("tree")), ERROR_SUCCESS);
+    EXPECT_FALSE(exists(key, _T("tree")));
+    EXPECT_EQ(deleteKey(key, _T("tree")), ERROR_FILE_NOT_FOUND);
+    plant();
+    {
+        const Key tree = Key::open(key, _T("tree"));
+        EXPECT_EQ(deleteKey(tree, _T("")), ERROR_SUCCESS);
+        EXPECT_TRUE(subkeys(tree).empty());
+        EXPECT_EQ(getText(tree, _T("x")), _T("<none>"));
+    }
+}
+
+TEST_F(RegistryTest, AnOpenKeyOutlivesItsDeletionAsAShell) {
+    const Key gone = Key::create(key, _T("gone"));
+    ASSERT_EQ(RegDeleteKeyW(key, _T("gone")), ERROR_SUCCESS);
+    TCHAR name[9];
+    DWORD size = 9;
+    HKEY made = nullptr;
+    EXPECT_EQ(RegQueryValueExW(gone, _T("x"), nullptr, nullptr, nullptr, nullptr),
+              ERROR_KEY_DELETED);
+    EXPECT_EQ(setText(gone, _T("x"), _T("y")), ERROR_KEY_DELETED);
+    EXPECT_EQ(RegDeleteValueW(gone, _T("x")), ERROR_KEY_DELETED);
+    EXPECT_EQ(RegEnumKeyExW(gone, 0, name, &size, nullptr, nullptr, nullptr, nullptr),
+              ERROR_KEY_DELETED);
+    EXPECT_EQ(openStatus(gone, _T("sub")), ERROR_KEY_DELETED);
+    EXPECT_EQ(RegCreateKeyExW(gone, _T("sub"), 0, nullptr, 0, KEY_READ, nullptr, &made, nullptr),
+              ERROR_KEY_DELETED);
+    // A new key of that name is another key.
+    Key::create(key, _T("gone"));
+    EXPECT_EQ(setText(gone, _T("x"), _T("y")), ERROR_KEY_DELETED);
+}
+
+TEST_F(RegistryTest, TheUsersSoftwareIsOneForBothViews) {
+    Key::create(HKEY_CURRENT_USER, tstring(kRoot) + _T("\\a"), KEY_READ | KEY_WOW64_32KEY);
+    EXPECT_TRUE(exists(key, _T("a"), KEY_WOW64_64KEY));
+    EXPECT_FALSE(exists(HKEY_CURRENT_USER, _T("Software\\Wow6432Node\\NorvConformance")));
+}
+
+/// The machine's part of the registry, in both views.
+class RegistryViewTest : public testing::Test {
+protected:
+    RegistryViewTest() { clean(); }
+    ~RegistryViewTest() override { clean(); }
+
+    static void clean() {
+        for (const REGSAM view : {KEY_WOW64_32KEY, KEY_WOW64_64KEY}) {
+            for (const tstring& path : {tstring(kRoot), shared, redirected}) {
+                RegDeleteKeyExW(HKEY_LOCAL_MACHINE, (path + _T("\\sub")).c_str(), view, 0);
+                RegDeleteKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), view, 0);
+            }
+        }
+    }
+
+    static bool in64(const tstring& path) {
+        return exists(HKEY_LOCAL_MACHINE, path, KEY_WOW64_64KEY);
+    }
+    static bool in32(const tstring& path) {
+        return exists(HKEY_LOCAL_MACHINE, path, KEY_WOW64_32KEY);
+    }
+
+    static const tstring shared;
+    static const tstring redirected;
+};
+
+const tstring RegistryViewTest::shared = _T("Software\\Classes\\NorvConformance");
+const tstring RegistryViewTest::redirected = _T("Software\\Classes\\CLSID\\NorvConformance");
+
+TEST_F(RegistryViewTest, TheMachinesSoftwareIsTwofold) {
+    if (!hasTwoViews()) {
+        GTEST_SKIP() << "the default view of a 32-bit program is the 32-bit one";
+    }
+    Key::create(HKEY_LOCAL_MACHINE, kRoot, KEY_READ | KEY_WOW64_32KEY);
+    EXPECT_TRUE(in32(kRoot));
+    EXPECT_FALSE(in64(kRoot));
+    EXPECT_TRUE(in64(_T("Software\\Wow6432Node\\NorvConformance")));
+    EXPECT_TRUE(in32(_T("Software\\Wow6432Node\\NorvConformance")));
+    EXPECT_EQ(RegDeleteKeyExW(HKEY_LOCAL_MACHINE, kRoot, KEY_WOW64_64KEY, 0), ERROR_FILE_NOT_FOUND);
+    Key::create(HKEY_LOCAL_MACHINE, kRoot, KEY_READ | KEY_WOW64_64KEY);
+    EXPECT_TRUE(exists(HKEY_LOCAL_MACHINE, kRoot));
+    EXPECT_EQ(RegDeleteKeyExW(HKEY_LOCAL_MACHINE, kRoot, KEY_WOW64_32KEY, 0), ERROR_SUCCESS);
+    EXPECT_TRUE(in64(kRoot));
+    EXPECT_FALSE(in32(kRoot));
+}
+
+TEST_F(RegistryViewTest, AKeyOfAViewLeadsOnInIt) {
+    Key::create(HKEY_LOCAL_MACHINE, tstring(kRoot) + _T("\\sub"), KEY_READ | KEY_WOW64_32KEY);
+    const Key in32Bit = Key::open(HKEY_LOCAL_MACHINE, kRoot, KEY_ALL_ACCESS | KEY_WOW64_32KEY);
+    EXPECT_TRUE(exists(in32Bit, _T("sub")));
+    EXPECT_TRUE(exists(in32Bit, _T("sub"), KEY_WOW64_32KEY));
+    const Key software = Key::open(HKEY_LOCAL_MACHINE, _T("Software"), KEY_READ | KEY_WOW64_32KEY);
+    EXPECT_TRUE(exists(software, _T("NorvConformance"), KEY_WOW64_32KEY));
+}
+
+TEST_F(RegistryViewTest, ClassesAreSharedButForThoseOfObjects) {
+    Key::create(HKEY_LOCAL_MACHINE, shared, KEY_READ | KEY_WOW64_32KEY);
+    if (!isWine()) {  // which redirects them all, as Windows did before version 7
+        EXPECT_TRUE(in64(shared));
+        EXPECT_TRUE(exists(HKEY_CLASSES_ROOT, _T("NorvConformance")));
+    }
+    Key::create(HKEY_LOCAL_MACHINE, redirected, KEY_READ | KEY_WOW64_32KEY);
+    EXPECT_TRUE(in32(redirected));
+    if (hasTwoViews()) {
+        EXPECT_FALSE(in64(redirected));
+        EXPECT_TRUE(in64(_T("Software\\Classes\\Wow6432Node\\CLSID\\NorvConformance")));
+    }
+}
+
+TEST_F(RegistryViewTest, WhatIsNoSoftwareIsShared) {
+    EXPECT_TRUE(in32(_T("System\\CurrentControlSet\\Control\\Session Manager\\Environment")));
+    EXPECT_TRUE(in64(_T("System\\CurrentControlSet\\Control\\Session Manager\\Environment")));
+    EXPECT_FALSE(in64(_T("System\\Wow6432Node")));
+}
+
+}  // namespace
