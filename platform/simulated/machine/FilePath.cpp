@@ -77,6 +77,7 @@ FilePath parseLiteral(std::u16string_view rest) {
     path.length = rest.size() + 4;
     std::u16string_view names = std::u16string_view(text).substr(volume);
     path.endsInSeparator = names.size() > 1 && names.ends_with(u'\\');
+    const bool beginsAtRoot = names.empty() || names[0] == u'\\';
     if (!names.empty()) {
         names.remove_prefix(1);
     }
@@ -88,7 +89,7 @@ FilePath parseLiteral(std::u16string_view rest) {
     const bool hasDots =
         std::any_of(path.names.begin(), path.names.end(),
                     [](const std::u16string& name) { return name == u"." || name == u".."; });
-    path.status = hasGaps || hasDots ? ERROR_INVALID_NAME : ERROR_SUCCESS;
+    path.status = !beginsAtRoot || hasGaps || hasDots ? ERROR_INVALID_NAME : ERROR_SUCCESS;
     return path;
 }
 
