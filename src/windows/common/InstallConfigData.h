@@ -65,6 +65,9 @@ public:
 
     bool IsInstallerEnterprise() const;
 
+    /// Holds a value to the flags of its key. Throws PmtError<exception>.
+    void CheckParam(const ParamDescriptor& descriptor, const std::string& value) const;
+
     /// Shows the error to the user in a message box.
     static void showErrorMessage(const exception& error, const Locale& locale);
 
@@ -85,7 +88,6 @@ private:
     void ImportArgsConfigSettings(SettingsConfig& config,
                                   const std::vector<std::string>& arguments);
     void CheckParams(const SettingsConfig& config) const;
-    void CheckParam(const ParamDescriptor& descriptor, const std::string& value) const;
     std::string buildCommandLine(const SettingsConfig& config) const;
     std::string printConfig(const SettingsConfig& config, const char* title) const;
 

@@ -1,0 +1,102 @@
+// The settings library with any text, as a file and as a string, with and without rules. What it
+// accepts can be read, saved, and loaded again to the same configuration.
+#include <cstdint>
+#include <string>
+
+#include "fuzz/Require.h"
+#include "settings/share/settings.h"
+#include "simulated/machine/Machine.h"
+
+namespace {
+
+struct Rules {
+    explicit Rules(const settings_api& api) {
+        constexpr FixedValue kWords[] = {{"Enable", 1, settings::kExactCase},
+                                         {"disable", 0, settings::kStoreListedText}};
+        settings_validator_builder* rules = api.createValidatorBuilder();
+        api.addIntKey(rules, "i");
+        api.addBoolKey(rules, "b");
+        api.addDoubleKey(rules, "d");
+        api.addFixedValues(rules, "w", kWords, 2);
+        api.addDirnameKey(rules, "p", 0);
+        api.allowUnknownKeys(rules, 1);
+        require(api.buildValidator(rules, &validator) == settings::kSuccess);
+        api.destroyValidatorBuilder(rules);
+        settings_key_mapper_builder* mappings = api.createKeyMapperBuilder();
+        for (const char* key : {"i", "b", "d", "w", "p"}) {
+            api.addKeyMapping(mappings, key, key, 0);
+        }
+        require(api.buildKeyMapper(mappings, &keyMapper) == settings::kSuccess);
+        api.destroyKeyMapperBuilder(mappings);
+    }
+
+    settings_validator* validator = nullptr;
+    settings_key_mapper* keyMapper = nullptr;
+};
+
+/// Reads each key in every way.
+void readKey(settings_context* context, std::uint32_t, std::uint32_t, const char* key, void* api) {
+    const auto& table = *static_cast<const settings_api*>(api);
+    const char* text = nullptr;
+    std::int32_t number = 0;
+    double real = 0;
+    const settings::Status status = table.getString(context, key, &text);
+    require(status == settings::kSuccess || status == settings::kNoFittingValue);
+    require(table.getInt(context, key, &number) != settings::kNoSuchKey);
+    require(table.getBool(context, key, &number) != settings::kNoSuchKey);
+    require(table.getDouble(context, key, &real) != settings::kNoSuchKey);
+}
+
+void saveAndReload(settings_api& api, settings_context* context, const Rules& rules) {
+    require(api.save(context, "C:/f/saved.cfg") == settings::kSuccess);
+    settings_context* again = api.create();
+    const settings::Status status =
+        api.loadFile(again, "C:/f/saved.cfg", rules.validator, rules.keyMapper, 1, 1);
+    // A key may end within a form of several bytes, which then reaches beyond the saved text.
+    require(status == settings::kSuccess || status == settings::kTextNotUtf8 ||
+            status == settings::kFileTooLong);
+    if (status == settings::kSuccess) {
+        std::int32_t same = 0;
+        require(api.equals(context, again, &same) == settings::kSuccess && same == 1);
+    }
+    api.destroy(again);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    if (size == 0) {
+        return 0;
+    }
+    static settings_api api = [] {
+        settings_api table;
+        getSettingsApi(&table);
+        return table;
+    }();
+    static const Rules rules(api);
+    static simulated::Machine machine;
+    const simulated::Running running(machine);
+    const std::uint8_t options = data[0];
+    const std::string text(reinterpret_cast<const char*>(data + 1), size - 1);
+    settings_validator* validator = options & 1 ? rules.validator : nullptr;
+    settings_key_mapper* keyMapper = options & 1 ? rules.keyMapper : nullptr;
+    settings_context* context = api.create();
+    settings::Status status;
+    if (options & 8) {
+        machine.volumes.addFile(u"C:\\f\\read.cfg", text);
+        status = api.loadFile(context, "C:\\f\\read.cfg", validator, keyMapper, options & 2,
+                              options & 4);
+    } else {
+        status =
+            api.loadText(context, text.c_str(), validator, keyMapper, options & 2, options & 4);
+    }
+    require(status == settings::kSuccess || status == settings::kBadLines ||
+            status == settings::kTextNotUtf8 || status == settings::kFileTooLong);
+    api.forEachKey(context, readKey, &api);
+    // A zero byte cuts keys and values short, so that what is left need not read back.
+    if ((options & 1) && text.find('\0') == std::string::npos) {
+        saveAndReload(api, context, rules);
+    }
+    api.destroy(context);
+    return 0;
+}

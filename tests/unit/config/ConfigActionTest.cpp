@@ -1,0 +1,177 @@
+#include "windows/customactions/ConfigAction.h"
+
+#include <gtest/gtest.h>
+
+#include "common/share/tstrings.h"
+#include "support/LogReader.h"
+#include "unit/config/ConfigMachine.h"
+#include "windows/customactions/SetMsiProperty.h"
+
+namespace {
+
+constexpr UINT kBoxStyle = 0x52010;
+constexpr const char* kEnd =
+    "Error occurred while loading configuration settings from CA. Exiting installer.";
+
+TEST(ConfigAction, SettingsBecomeProperties) {
+    const struct {
+        const char16_t* commandLine;
+        const char* runtimeFile;
+        const char16_t* installDir;
+        const char16_t* expectedRemove;
+        const char16_t* expectedDir;
+    } cases[] = {
+        {u"", "", u"", u"0", u""},
+        {u"", "INSTALLDIR=C:\\x\\\nREMOVEOLDERQVRS=1", u"", u"1", u"C:\\x"},
+        {u"x INSTALLDIR=C:\\y/\\ REMOVEOLDERQVRS=Disable",
+         "INSTALLDIR=C:\\x\nREMOVEOLDERQVRS=Enable", u"", u"0", u"C:\\y"},
+        {u"x REMOVEOLDERQVRS=Enable", "INSTALLDIR=C:\\x\\", u"D:\\set\\", u"1", u"D:\\set\\"},
+        {u"x INSTALLDIR=C:\\\u65E5\u672C", "", u"", u"0", u"C:\\\u65E5\u672C"},
+    };
+    for (const auto& c : cases) {
+        simulated::Machine machine;
+        addConfigFiles(machine, c.runtimeFile, "");
+        const simulated::Running running(machine);
+        const MSIHANDLE session = machine.installer.openSession(
+            {{u"MSICMDLINE", c.commandLine}, {u"INSTALLDIR", c.installDir}});
+        EXPECT_EQ(loadMsiPropertiesFromConfig(session), ERROR_SUCCESS);
+        EXPECT_EQ(machine.installer.property(session, u"REMOVEOLDERQVRS"), c.expectedRemove);
+        EXPECT_EQ(machine.installer.property(session, u"INSTALLDIR"), c.expectedDir);
+        EXPECT_TRUE(machine.desktop.messageBoxes.empty());
+        EXPECT_TRUE(logHas(machine, " MSICMDLINE is " + tstrings::toUtf8(c.commandLine)));
+    }
+}
+
+TEST(ConfigAction, ABadConfigurationIsShownInTheUsersLanguage) {
+    const tstring file = u"C:\\cfg\\install.cfg";
+    const struct {
+        std::vector<std::u16string> languages;
+        tstring text;
+        tstring title;
+    } cases[] = {
+        {{u"0009"},
+         u"Unable to install Norv\n\nConfiguration file C:\\cfg\\install.cfg is malformed in line "
+         u"2.\nCheck data and formatting of the file.",
+         u"Norv Installation Not Completed"},
+        {{u"0804"},
+         u"\u65E0\u6CD5\u5B89\u88C5 Norv\n\n\u914D\u7F6E\u6587\u4EF6 C:\\cfg\\install.cfg \u5728"
+         u"\u884C 2 \u4E2D\u683C\u5F0F\u9519\u8BEF\u3002\n\u8BF7\u68C0\u67E5\u6587\u4EF6\u7684"
+         u"\u6570\u636E\u548C\u683C\u5F0F\u8BBE\u7F6E\u3002",
+         u"Norv \u5B89\u88C5\u672A\u5B8C\u6210"},
+        {{u"0411", u"0011"},
+         u"Norv\u3092\u30A4\u30F3\u30B9\u30C8\u30FC\u30EB\u3067\u304D\u307E\u305B\u3093\n\n\u69CB"
+         u"\u6210\u30D5\u30A1\u30A4\u30EBC:\\cfg\\install.cfg\u306E\u5F62\u5F0F\u304C\u884C2"
+         u"\u3067\u4E0D\u6B63\u3067\u3059\u3002\n\u30C7\u30FC\u30BF\u3068\u30D5\u30A1\u30A4\u30EB"
+         u"\u306E\u30D5\u30A9\u30FC\u30DE\u30C3\u30C8\u3092\u78BA\u8A8D\u3057\u3066\u304F\u3060"
+         u"\u3055\u3044\u3002",
+         u"Norv\u306E\u30A4\u30F3\u30B9\u30C8\u30FC\u30EB\u304C\u5B8C\u4E86\u3057\u3066\u3044"
+         u"\u307E\u305B\u3093"},
+    };
+    for (const auto& c : cases) {
+        simulated::Machine machine;
+        machine.facts.uiLanguages = c.languages;
+        addConfigFiles(machine, "", "STATIC=1\nbogus\n");
+        const simulated::Running running(machine);
+        const MSIHANDLE session =
+            machine.installer.openSession({{u"MSICMDLINE", u"x INSTALLCFG=" + file}});
+        EXPECT_EQ(loadMsiPropertiesFromConfig(session), 61015u);
+        ASSERT_EQ(machine.desktop.messageBoxes.size(), 1u);
+        const simulated::MessageBox& box = machine.desktop.messageBoxes[0];
+        EXPECT_EQ(tstrings::toUtf8(box.text), tstrings::toUtf8(c.text));
+        EXPECT_EQ(tstrings::toUtf8(box.caption), tstrings::toUtf8(c.title));
+        EXPECT_EQ(box.type, kBoxStyle);
+        EXPECT_TRUE(logHas(machine, tstrings::toUtf8(c.text)));
+        EXPECT_EQ(machine.installer.property(session, u"REMOVEOLDERQVRS"), u"");
+        const std::vector<LogRecord> records = logRecords(machine);
+        EXPECT_EQ(records.back().message, kEnd);
+        EXPECT_EQ(records.back().function, "MSILoadMsiPropertiesFromConfig");
+    }
+}
+
+TEST(ConfigAction, EveryStatusHasItsText) {
+    const struct {
+        std::uint32_t status;
+        const char* start;
+    } cases[] = {
+        {310, "The path to the install configuration file is too long."},
+        {311, "The path to the install configuration file is invalid."},
+        {312, "The path to the install configuration file is not in plain text."},
+        {313, "Configuration file <1> is malformed in line <2>."},
+        {314, "Configuration file <1> is not in plain text."},
+        {315, "Configuration file <1> is too long."},
+        {304, "Unable to open file <1>."},
+        {305, "Cannot read configuration file <1> due to invalid permissions."},
+        {306, "Writing to the runtime configuration file failed."},
+        {307, "An error occurred while reading file <1>."},
+        {3090, "There are errors in the following switches:\n<1>."},
+        {200, "An internal error occurred."},
+        {0, "An internal error occurred."},
+    };
+    simulated::Machine machine;
+    const simulated::Running running(machine);
+    for (const auto& c : cases) {
+        InstallConfigData::showErrorMessage({"", c.status, "<1>", "<2>"}, Locale(Locale::english));
+        const std::string text = tstrings::toUtf8(machine.desktop.messageBoxes.back().text);
+        EXPECT_TRUE(text.starts_with(std::string("Unable to install Norv\n\n") + c.start)) << text;
+    }
+    // Longer than any text of its own, and with what looks like a format.
+    const std::string arguments(3000, '%');
+    InstallConfigData::showErrorMessage({"", 3090, arguments, ""}, Locale(Locale::english));
+    EXPECT_NE(tstrings::toUtf8(machine.desktop.messageBoxes.back().text).find(arguments + "."),
+              std::string::npos);
+}
+
+TEST(ConfigAction, SilentRunsShowNoBox) {
+    const struct {
+        const char16_t* commandLine;
+        bool shown;
+    } cases[] = {
+        {u"x bogus", true},
+        {u"x bogus INSTALL_SILENT=0", true},
+        {u"x bogus INSTALL_SILENT=Enable", false},  // the first pass of the arguments fails
+        {u"x bogus /s", false},
+        {u"/s bogus", false},
+        {u"x bogus -download", false},
+        {u"x bogus /S", true},
+        {u"x /s INSTALLCFG=C:\\cfg\\install.cfg", false},
+        {u"x -download INSTALLCFG=C:\\cfg\\install.cfg", false},
+        // The runtime file's step takes the key away before the file fails.
+        {u"x INSTALL_SILENT=1 INSTALLCFG=C:\\cfg\\install.cfg", true},
+    };
+    for (const auto& c : cases) {
+        simulated::Machine machine;
+        addConfigFiles(machine, "", "bogus=1");
+        const simulated::Running running(machine);
+        const MSIHANDLE session = machine.installer.openSession({{u"MSICMDLINE", c.commandLine}});
+        EXPECT_EQ(loadMsiPropertiesFromConfig(session), 61015u);
+        EXPECT_EQ(!machine.desktop.messageBoxes.empty(), c.shown)
+            << tstrings::toUtf8(c.commandLine);
+        const std::vector<std::string> errors = logMessages(machine, "ERROR");
+        ASSERT_GE(errors.size(), 2u);
+        EXPECT_TRUE(errors[errors.size() - 2].starts_with("Exception with message '"));
+        EXPECT_EQ(errors.back(), kEnd);
+    }
+}
+
+TEST(ConfigAction, RefusedPropertiesAreLogged) {
+    simulated::Machine machine;
+    addConfigFiles(machine, "INSTALLDIR=C:\\x", "");
+    const simulated::Running running(machine);
+    const MSIHANDLE session = machine.installer.openSession();
+    machine.calls.failCall("MsiSetPropertyW", 1, 87);
+    EXPECT_EQ(loadMsiPropertiesFromConfig(session), ERROR_SUCCESS);
+    EXPECT_TRUE(logHas(machine, "REMOVEOLDERQVRS is NOT set. MsiSetProperty failed with 87"));
+    EXPECT_EQ(machine.installer.property(session, u"INSTALLDIR"), u"C:\\x");
+
+    const MSIHANDLE other = machine.installer.openSession();
+    machine.calls.failCall("MsiSetPropertyW", 2, 1608);
+    EXPECT_EQ(loadMsiPropertiesFromConfig(other), 1608u);
+    EXPECT_TRUE(logHas(machine, "INSTALLDIR is NOT set. MsiSetProperty failed with 1608"));
+    EXPECT_TRUE(logHas(machine, "Setting PROPERTY INSTALLDIR to C:\\x"));
+
+    const std::size_t records = logRecords(machine).size();
+    EXPECT_EQ(setMsiProperty(other, _T("X"), _T("")), ERROR_SUCCESS);
+    EXPECT_EQ(logRecords(machine).size(), records);
+}
+
+}  // namespace

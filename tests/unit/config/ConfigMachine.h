@@ -1,0 +1,63 @@
+// A machine with configuration files, and the state of a configuration as one text.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "simulated/machine/Machine.h"
+#include "windows/common/InstallConfigData.h"
+
+inline constexpr const char16_t* kRuntimeFile =
+    u"C:\\Program Files (x86)\\Common Files\\Dovrin\\Norv\\norv.settings.cfg";
+inline constexpr const char* kRuntimePath =
+    "C:\\Program Files (x86)\\Common Files\\Dovrin\\Norv\\norv.settings.cfg";
+inline constexpr const char16_t* kInstallFile = u"C:\\cfg\\install.cfg";
+
+/// Puts the files there whose content is not empty.
+inline void addConfigFiles(simulated::Machine& machine, const std::string& runtimeFile,
+                           const std::string& installFile) {
+    if (!runtimeFile.empty()) {
+        machine.volumes.addFile(kRuntimeFile, runtimeFile);
+    }
+    if (!installFile.empty()) {
+        machine.volumes.addFile(kInstallFile, installFile);
+    }
+}
+
+/// What differs from the defaults of a loaded configuration, in the order of the table:
+/// "NOSTARTMENU=1 INSTALLDIR=[C:\x] /s", with "-STATIC" for a default that is missing.
+inline std::string stateOf(const InstallConfigData& config) {
+    const std::map<std::string, std::string> defaults = {{"STATIC", "0"},
+                                                         {"AUTO_UPDATE", "1"},
+                                                         {"SPONSORS", "1"},
+                                                         {"WEB_ANALYTICS", "1"},
+                                                         {"OEMUPDATE", "0"}};
+    std::map<std::string, std::string> values;
+    for (int i = 0; i < kFlagParams; ++i) {
+        const auto param = static_cast<FlagParam>(i);
+        if (config.isParamSet(paramName(param))) {
+            values[paramName(param)] = config.readFlag(param) ? "1" : "0";
+        }
+    }
+    for (int i = 0; i < kStringParams; ++i) {
+        const auto param = static_cast<StringParam>(i);
+        if (config.isParamSet(paramName(param))) {
+            values[paramName(param)] = std::string("[") + config.getStringParam(param) + "]";
+        }
+    }
+    std::string state;
+    for (const ParamDescriptor& param : makeParamTable()) {
+        const auto expected = defaults.find(param.name);
+        const auto value = values.find(param.name);
+        std::string text;
+        if (!config.isParamSet(param.name)) {
+            text = expected == defaults.end() ? "" : std::string("-") + param.name;
+        } else if (value == values.end()) {
+            text = param.name;
+        } else if (expected == defaults.end() || expected->second != value->second) {
+            text = std::string(param.name) + "=" + value->second;
+        }
+        state += (state.empty() || text.empty() ? "" : " ") + text;
+    }
+    return state;
+}
