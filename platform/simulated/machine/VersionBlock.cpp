@@ -17,7 +17,7 @@ struct VersionHead {
     WCHAR key[16];
     WORD padding;
 };
-static_assert(sizeof(VersionHead) == 40);
+static_assert(sizeof(VersionHead) == kVersionHeadSize);
 
 constexpr std::u16string_view kKey = u"VS_VERSION_INFO";
 

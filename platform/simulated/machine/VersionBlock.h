@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -9,6 +10,9 @@
 #include <winver.h>
 
 namespace simulated {
+
+/// What stands in front of the VS_FIXEDFILEINFO: lengths, type, key and padding.
+constexpr std::size_t kVersionHeadSize = 40;
 
 /// A block with a VS_FIXEDFILEINFO of this file and product version, and no texts.
 std::string versionBlock(const std::array<WORD, 4>& version);

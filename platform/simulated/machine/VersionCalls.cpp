@@ -1,6 +1,7 @@
 // Version resources of files.
 #include <windows.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "simulated/machine/Machine.h"
@@ -25,8 +26,12 @@ FileVersion fileVersion(LPCWSTR path) {
     if (place.node->isDirectory) {
         return {ERROR_ACCESS_DENIED, nullptr};
     }
-    return {place.node->version.empty() ? DWORD{ERROR_RESOURCE_TYPE_NOT_FOUND} : ERROR_SUCCESS,
-            &place.node->version};
+    const std::string& block = place.node->version;
+    if (block.empty()) {
+        return {ERROR_RESOURCE_TYPE_NOT_FOUND, nullptr};
+    }
+    return {block.size() < kVersionHeadSize ? DWORD{ERROR_RESOURCE_DATA_NOT_FOUND} : ERROR_SUCCESS,
+            &block};
 }
 
 }  // namespace
@@ -60,7 +65,14 @@ BOOL WINAPI GetFileVersionInfoW(LPCWSTR path, DWORD, DWORD size, LPVOID block) {
     if (version.status != ERROR_SUCCESS) {
         return failWith(version.status);
     }
-    version.block->copy(static_cast<char*>(block), size);
+    const auto copied = static_cast<DWORD>(version.block->copy(static_cast<char*>(block), size));
+    // Whatever length the resource claims, the block tells no more than is there.
+    WORD length = 0;
+    if (copied >= sizeof(length)) {
+        std::memcpy(&length, block, sizeof(length));
+        length = static_cast<WORD>(std::min<DWORD>(length, copied));
+        std::memcpy(block, &length, sizeof(length));
+    }
     return TRUE;
 }
 

@@ -214,7 +214,7 @@ DWORD Volumes::createDirectory(const FilePath& path, std::string security) {
     entry.endsInSeparator = false;
     const Place place = find(entry, false);
     if (place.status == ERROR_SUCCESS) {
-        return ERROR_ALREADY_EXISTS;
+        return place.node->parent == nullptr ? ERROR_ACCESS_DENIED : ERROR_ALREADY_EXISTS;
     }
     if (place.status != ERROR_FILE_NOT_FOUND) {
         return place.status;

@@ -105,6 +105,7 @@ TEST_F(VolumesTest, ARestartCarriesOutTheDelayedMovesInOrder) {
     ASSERT_TRUE(MoveFileExW(u"C:\\t\\kept", u"C:\\t\\tree", kDelay)) << "fails at the restart";
     ASSERT_TRUE(MoveFileExW(u"C:\\t\\tree", nullptr, kDelay));
     EXPECT_EQ(2u, statusOf(MoveFileExW(u"C:\\t\\none", nullptr, kDelay)));
+    EXPECT_EQ(87u, statusOf(MoveFileExW(u"C:\\t\\kept", u"C:\\k", kDelay | MOVEFILE_COPY_ALLOWED)));
     EXPECT_EQ("old", volumes.content(u"C:\\t\\old.dll"));
     EXPECT_TRUE(
         contains(machine.describe(), "at restart c:\\t\\new.tmp is moved to C:\\t\\old.dll"));
@@ -232,6 +233,7 @@ TEST_F(VolumesTest, VolumesDifferInKind) {
     EXPECT_EQ(19u, statusOf(CreateDirectoryW(u"D:\\x", nullptr)));
     EXPECT_EQ(53u, openStatus(u"\\\\server\\other\\f"));
     EXPECT_EQ(3u, openStatus(u"F:\\f"));
+    EXPECT_EQ(5u, statusOf(CreateDirectoryW(u"C:\\", nullptr)));
     EXPECT_EQ(123u, openStatus(u"C:\\Windows\\nul.txt")) << "a device is no file";
     EXPECT_EQ(0u, statusOf(CopyFileW(u"D:\\f", u"\\\\?\\UNC\\server\\share\\f", TRUE)));
     EXPECT_EQ(17u, statusOf(MoveFileExW(u"\\\\server\\share\\f", u"E:\\f", 0)));
@@ -265,7 +267,7 @@ TEST_F(VolumesTest, FactsAreDescribedOnceEach) {
     ASSERT_EQ(3u, changes.size());
     EXPECT_EQ("+ directory C:\\t", changes[0]);
     EXPECT_EQ("+ file C:\\t\\f.exe read-only \"short\" version 8.0.450.13", changes[1]);
-    EXPECT_EQ("+ file C:\\t\\long 1000 bytes", changes[2].substr(0, 28));
+    EXPECT_EQ("+ file C:\\t\\long 1000 bytes", changes[2].substr(0, 27));
     const std::vector<std::string> before = machine.describe();
     volumes.addFile(u"C:\\t\\long", std::string(999, 'x') + "y");
     EXPECT_NE(before, machine.describe());
@@ -283,6 +285,16 @@ TEST_F(VolumesTest, FactsAreDescribedOnceEach) {
     ASSERT_TRUE(CopyFileW(u"C:\\t\\long", u"C:\\t\\g.exe", FALSE));
     EXPECT_EQ(0u, GetFileVersionInfoSizeW(u"C:\\t\\g.exe", nullptr));
     EXPECT_EQ(DWORD{ERROR_RESOURCE_TYPE_NOT_FOUND}, GetLastError());
+
+    // A broken resource is never read beyond its end.
+    volumes.setVersionResource(u"C:\\t\\g.exe", "short");
+    EXPECT_EQ(0u, GetFileVersionInfoSizeW(u"C:\\t\\g.exe", nullptr));
+    volumes.setVersionResource(u"C:\\t\\g.exe", block.substr(0, 50));
+    std::vector<char> part(GetFileVersionInfoSizeW(u"C:\\t\\g.exe", nullptr));
+    ASSERT_EQ(50u, part.size());
+    ASSERT_TRUE(GetFileVersionInfoW(u"C:\\t\\g.exe", 0, 50, part.data()));
+    ASSERT_TRUE(VerQueryValueW(part.data(), u"\\", &value, &size));
+    EXPECT_EQ(10u, size);
 }
 
 TEST_F(VolumesTest, PlannedFaultsReachFilesStreamsAndDescriptors) {
