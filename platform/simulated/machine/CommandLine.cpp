@@ -136,10 +136,7 @@ LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR commandLine, int* count) {
 }
 
 BOOL WINAPI PathIsURLW(LPCWSTR path) {
-    Call call("PathIsURLW");
-    if (call.fails()) {
-        return FALSE;
-    }
+    const Call call("PathIsURLW");
     // A scheme has at least two characters, so that the letter of a drive is none.
     const std::u16string_view text = argument(path);
     const std::size_t colon = text.find(u':');

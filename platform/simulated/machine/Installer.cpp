@@ -18,8 +18,12 @@ std::u16string cachedPackagePath(std::size_t n) {
 
 }  // namespace
 
-bool sameCode(const std::u16string& a, const std::u16string& b) {
-    return sameText(a, b);
+bool sameCode(std::u16string_view a, std::u16string_view b) {
+    // From the end: the codes of a family begin alike, and there are many to compare.
+    return std::equal(a.rbegin(), a.rend(), b.rbegin(), b.rend(),
+                      [](char16_t left, char16_t right) {
+                          return left == right || upperCase(left) == upperCase(right);
+                      });
 }
 
 Product& Installer::addProduct(Product product) {
@@ -41,22 +45,15 @@ Product* Installer::product(const std::u16string& code) {
     return found == products_.end() ? nullptr : found->get();
 }
 
-std::vector<const Product*> Installer::products() const {
-    std::vector<const Product*> result;
-    for (const std::unique_ptr<Product>& product : products_) {
-        result.push_back(product.get());
-    }
-    return result;
-}
-
 Package& Installer::addPackage(const std::u16string& path) {
     return packages_[path];
 }
 
 const Package* Installer::packageAt(const std::u16string& path) const {
     for (const std::unique_ptr<Product>& product : products_) {
-        const std::u16string& cached = product->properties.at(INSTALLPROPERTY_LOCALPACKAGE);
-        if (!cached.empty() && sameText(cached, path)) {
+        const auto cached = product->properties.find(INSTALLPROPERTY_LOCALPACKAGE);
+        if (cached != product->properties.end() && !path.empty() &&
+            sameText(cached->second, path)) {
             return &product->package;
         }
     }

@@ -86,7 +86,7 @@ public:
     Product* product(const std::u16string& code);
 
     /// The installed products, in the installer's order.
-    std::vector<const Product*> products() const;
+    const std::vector<std::unique_ptr<Product>>& products() const { return products_; }
 
     /// Puts a package at a path that belongs to no product.
     Package& addPackage(const std::u16string& path);
@@ -161,6 +161,6 @@ private:
 };
 
 /// Whether two product or upgrade codes are the same GUID.
-bool sameCode(const std::u16string& a, const std::u16string& b);
+bool sameCode(std::u16string_view a, std::u16string_view b);
 
 }  // namespace simulated

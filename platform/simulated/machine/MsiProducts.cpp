@@ -17,6 +17,9 @@ Installer& installer() {
     return Machine::current().installer;
 }
 
+/// Of the buffer that takes a code, with its NUL.
+constexpr DWORD kCodeSize = 39;
+
 /// The attributes that the installer tells of a product.
 const std::set<std::u16string>& knownAttributes() {
     static const std::set<std::u16string> names = {
@@ -36,13 +39,9 @@ bool isCode(LPCWSTR text) {
     return parseGuid(argument(text), guid);
 }
 
-/// Copies the code of the index-th product of a list.
-UINT giveCode(const std::vector<const Product*>& products, DWORD index, LPWSTR code) {
-    if (index >= products.size()) {
-        return ERROR_NO_MORE_ITEMS;
-    }
-    products[index]->code.copy(code, 38);
-    code[38] = u'\0';
+/// Copies a product's code with its NUL.
+UINT giveCode(const Product& product, LPWSTR code) {
+    copyOut(product.code, code, kCodeSize);
     return ERROR_SUCCESS;
 }
 
@@ -60,7 +59,8 @@ UINT WINAPI MsiEnumProductsW(DWORD index, LPWSTR productCode) {
     if (productCode == nullptr) {
         return ERROR_INVALID_PARAMETER;
     }
-    return giveCode(installer().products(), index, productCode);
+    const auto& products = installer().products();
+    return index < products.size() ? giveCode(*products[index], productCode) : ERROR_NO_MORE_ITEMS;
 }
 
 UINT WINAPI MsiEnumRelatedProductsW(LPCWSTR upgradeCode, DWORD reserved, DWORD index,
@@ -72,11 +72,12 @@ UINT WINAPI MsiEnumRelatedProductsW(LPCWSTR upgradeCode, DWORD reserved, DWORD i
     if (productCode == nullptr || reserved != 0 || !isCode(upgradeCode)) {
         return ERROR_INVALID_PARAMETER;
     }
-    std::vector<const Product*> related = installer().products();
-    std::erase_if(related, [&](const Product* product) {
-        return !sameCode(product->upgradeCode, upgradeCode);
-    });
-    return giveCode(related, index, productCode);
+    for (const std::unique_ptr<Product>& product : installer().products()) {
+        if (sameCode(product->upgradeCode, upgradeCode) && index-- == 0) {
+            return giveCode(*product, productCode);
+        }
+    }
+    return ERROR_NO_MORE_ITEMS;
 }
 
 UINT WINAPI MsiGetProductInfoW(LPCWSTR productCode, LPCWSTR attribute, LPWSTR value, DWORD* count) {
@@ -117,9 +118,9 @@ UINT WINAPI MsiConfigureProductExW(LPCWSTR productCode, int level, INSTALLSTATE 
 }
 
 INSTALLUILEVEL WINAPI MsiSetInternalUI(INSTALLUILEVEL level, HWND*) {
-    Call call("MsiSetInternalUI");
+    const Call call("MsiSetInternalUI");
     const int shown = level & 0x7;
-    if (call.fails() || shown > INSTALLUILEVEL_FULL) {
+    if (shown > INSTALLUILEVEL_FULL) {
         return INSTALLUILEVEL_NOCHANGE;
     }
     const INSTALLUILEVEL previous = installer().settings().uiLevel;
@@ -131,10 +132,7 @@ INSTALLUILEVEL WINAPI MsiSetInternalUI(INSTALLUILEVEL level, HWND*) {
 
 INSTALLUI_HANDLERW WINAPI MsiSetExternalUIW(INSTALLUI_HANDLERW handler, DWORD filter,
                                             LPVOID context) {
-    Call call("MsiSetExternalUIW");
-    if (call.fails()) {
-        return nullptr;
-    }
+    const Call call("MsiSetExternalUIW");
     Installer::ProcessSettings& settings = installer().settings();
     settings.handlerFilter = filter;
     settings.handlerContext = context;

@@ -1,6 +1,8 @@
 // An installer database: tables of named columns and rows.
 #pragma once
 
+#include <winerror.h>
+
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -52,6 +54,9 @@ public:
         openStatus_ = status;
         return *this;
     }
+
+    /// The file of the package is gone.
+    Package& missing() { return unreadable(ERROR_OPEN_FAILED); }
 
     /// The status of opening; 0 unless the package was made unreadable.
     std::uint32_t openStatus() const { return openStatus_; }

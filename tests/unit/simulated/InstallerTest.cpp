@@ -119,6 +119,9 @@ TEST_F(InstallerTest, PackagesOpenAsTheyAre) {
     installer_.addPackage(u"C:\\Locked.msi").unreadable(ERROR_INSTALL_PACKAGE_OPEN_FAILED);
     EXPECT_EQ(UINT{ERROR_INSTALL_PACKAGE_OPEN_FAILED},
               MsiOpenDatabaseW(u"c:\\locked.MSI", MSIDBOPEN_READONLY, &database));
+    installer_.addPackage(u"C:\\gone.msi").missing();
+    EXPECT_EQ(UINT{ERROR_OPEN_FAILED},
+              MsiOpenDatabaseW(u"C:\\gone.msi", MSIDBOPEN_READONLY, &database));
     EXPECT_EQ(UINT{ERROR_INVALID_PARAMETER},
               MsiOpenDatabaseW(nullptr, MSIDBOPEN_READONLY, &database));
 }
@@ -242,8 +245,6 @@ TEST_F(InstallerTest, EachCallFailsInItsOwnWayAndChangesNothing) {
         {"MsiConfigureProductExW",
          [&] { return MsiConfigureProductExW(kFirst, 0, INSTALLSTATE_ABSENT, u""); }, 5},
         {"MsiEnableLogW", [&] { return MsiEnableLogW(0xFFF, u"C:\\x", 0); }, 5},
-        {"MsiSetInternalUI", [&] { return MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr); },
-         INSTALLUILEVEL_NOCHANGE},
     };
     for (const auto& c : cases) {
         machine_.calls.failCall(c.function, 1, ERROR_ACCESS_DENIED);
@@ -257,7 +258,6 @@ TEST_F(InstallerTest, EachCallFailsInItsOwnWayAndChangesNothing) {
     EXPECT_EQ(std::u16string(u"kept"), text);
     EXPECT_TRUE(installer_.log().empty());
     EXPECT_TRUE(installer_.configureCalls().empty());
-    EXPECT_EQ(INSTALLUILEVEL_DEFAULT, installer_.settings().uiLevel);
     EXPECT_EQ(u"", installer_.settings().logFile);
 }
 
