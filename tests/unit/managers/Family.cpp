@@ -1,11 +1,7 @@
 #include "unit/managers/Family.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <sstream>
-
-#include "common/share/Text.h"
-#include "windows/common/Paths.h"
 
 namespace family {
 
@@ -29,68 +25,53 @@ InstalledNorv product(std::string_view text) {
     std::snprintf(code, sizeof code, "{00000000-0000-0000-0001-%012llX}",
                   static_cast<unsigned long long>(std::hash<std::string_view>()(text) >> 16));
     result.productCode = Guid(fromUtf8(code));
-    result.homeDir = _T("C:\\Norv\\") + tstring(1, text[0]) + fromUtf8(text.substr(1, 2)) +
-                     _T("-") + fromUtf8(text.substr(4));
+    result.homeDir = fromUtf8("C:\\Norv\\" + std::string(text));
+    std::ranges::replace(result.homeDir.begin() + 2, result.homeDir.end(), _T(':'), _T('-'));
     return result;
 }
 
-std::string name(const InstalledNorv& product) {
-    return "rkg"[product.type] + std::to_string(product.bits) + ":" +
-           toUtf8(NorvVersionDetails::sourceText(product.version));
-}
-
-std::string name(const InstalledNorv* product) {
-    return product != nullptr ? name(*product) : "-";
-}
-
-std::vector<InstalledNorv> products(std::string_view text) {
+std::vector<InstalledNorv> products(std::string_view texts) {
     std::vector<InstalledNorv> result;
-    std::istringstream words{std::string(text)};
+    std::istringstream words{std::string(texts)};
     for (std::string word; words >> word && word != "-";) {
         result.push_back(product(word));
     }
     return result;
 }
 
-std::string names(InstalledNorvRange list) {
+std::string name(const InstalledNorv* product) {
+    return product == nullptr ? "-"
+                              : "rkg"[product->type] + std::to_string(product->bits) + ":" +
+                                    toUtf8(NorvVersionDetails::sourceText(product->version));
+}
+
+std::string names(InstalledNorvRange products) {
     std::string result;
-    for (const InstalledNorv& one : list) {
-        result += (result.empty() ? "" : " ") + name(one);
+    for (const InstalledNorv& one : products) {
+        result += (result.empty() ? "" : " ") + name(&one);
     }
-    return result.empty() ? "-" : result;
+    return result;
 }
 
-Family::Family() {
+Family::Family(std::string_view installed) {
     machine.volumes.addDirectory(kMenu);
-    machine.registry.setExpandString(
-        View::Bits64, _T("HKLM\\SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment"),
-        _T("Path"), _T("C:\\Windows"));
+    machine.registry.setExpandString(View::Bits64, kEnvironment, _T("Path"), _T("C:\\Windows"));
+    for (const InstalledNorv& one : products(installed)) {
+        put(name(&one));
+    }
 }
 
-InstalledNorv Family::put(std::string_view text) {
+void Family::put(std::string_view text) {
     const InstalledNorv one = product(text);
-    const std::string content = "of " + name(one);
-    for (const TCHAR* tool : {_T("norv.exe"), _T("norvw.exe"), _T("norvcpl.exe"), _T("wmq.exe")}) {
-        machine.volumes.addFile(one.homeDir + _T("\\bin\\") + tool, content);
+    for (const TCHAR* file : {_T("norv.exe"), _T("norvw.exe"), _T("wmq.exe"), _T("alinkswitch.exe"),
+                              _T("WindowsAssistLink-64.dll"), _T("WindowsAssistLink-32.dll")}) {
+        machine.volumes.addFile(one.homeDir + _T("\\bin\\") + file, std::string(text));
+        machine.volumes.addFile(one.homeDir + _T("\\qvr\\bin\\") + file, std::string(text));
     }
-    const tstring runtimeBin = getRuntimeHome(one) + _T("\\bin\\");
-    machine.volumes.addFile(runtimeBin + _T("alinkswitch.exe"), content);
-    for (const TCHAR* suffix : {_T("-64"), _T("-32"), _T("")}) {
-        machine.volumes.addFile(runtimeBin + _T("WindowsAssistLink") + suffix + _T(".dll"),
-                                content);
+    for (const TCHAR* valueName : {_T("NorvHome"), _T("RuntimeLib"), _T("MicroVersion")}) {
+        machine.registry.setString(viewOf(one), versionKey(one), valueName, one.homeDir + _T("\\"));
     }
-    const auto set = [&](const TCHAR* valueName, const tstring& value) {
-        machine.registry.setString(viewOf(one), versionKey(one), valueName, value);
-    };
-    set(_T("NorvHome"), one.homeDir + _T("\\"));
-    set(_T("RuntimeLib"), one.homeDir + _T("\\bin\\norv.dll"));
-    set(_T("MicroVersion"), fromUtf8(std::to_string(one.version[3])));
     listed.push_back(one);
-    return one;
-}
-
-void Family::drop(std::string_view text) {
-    std::erase_if(listed, [&](const InstalledNorv& one) { return name(one) == text; });
 }
 
 bool Family::update(UpdateAction action, std::string_view text) {
@@ -100,54 +81,45 @@ bool Family::update(UpdateAction action, std::string_view text) {
     return manager.update(config, listed);
 }
 
-bool Family::install(std::string_view text) {
-    put(text);
-    return update(UpdateAction::Install, text);
-}
-
-bool Family::remove(std::string_view text) {
-    const bool result = update(UpdateAction::Remove, text);
-    machine.registry.deleteKey(viewOf(product(text)), versionKey(product(text)));
-    machine.volumes.remove(product(text).homeDir);
-    drop(text);
-    return result;
-}
-
 void Family::run(std::string_view steps) {
     std::istringstream words{std::string(steps)};
     for (std::string word; words >> word;) {
         const std::string text = word.substr(1);
-        EXPECT_TRUE(word[0] == '+' ? install(text) : remove(text)) << word;
+        if (word[0] == '+') {
+            put(text);
+            EXPECT_TRUE(update(UpdateAction::Install, text));
+        } else {
+            EXPECT_TRUE(update(UpdateAction::Remove, text));
+            machine.registry.deleteKey(viewOf(product(text)), versionKey(product(text)));
+            machine.volumes.remove(product(text).homeDir);
+            std::erase_if(listed, [&](const InstalledNorv& one) { return name(&one) == text; });
+        }
     }
 }
 
-void Family::handle(NorvSetupManager::Callback& manager, UpdateAction action,
-                    std::string_view changed) {
-    const InstalledNorv one = changed.empty() ? InstalledNorv() : product(changed);
-    const UpdatePlan plan(listed, one, action);
-    manager.handle(plan.context(), config, changed.empty() ? nullptr : &one);
+void Family::handle(NorvSetupManager::Callback& manager) {
+    const UpdatePlan plan(listed, InstalledNorv(), UpdateAction::None);
+    manager.handle(plan.context(), config, nullptr);
 }
 
-std::string Family::familyKeys(View view) const {
+std::string Family::tree(const tstring& key, View view) const {
+    if (!machine.registry.hasKey(view, key)) {
+        return "gone";
+    }
     std::string result;
-    for (const TCHAR* key :
-         {_T("Norv Runtime Environment"), _T("QVR"), _T("Norv Development Kit"), _T("QVK")}) {
-        const tstring path = kVendor + _T("\\") + key;
-        if (!machine.registry.hasKey(view, path)) {
-            continue;
-        }
-        std::string subkeys;
-        for (const tstring& subkey : machine.registry.subkeys(view, path)) {
-            subkeys += (subkeys.empty() ? "" : ",") + toUtf8(subkey);
-        }
-        result += (result.empty() ? "" : " ") + toUtf8(key) + "{" + subkeys +
-                  "}=" + value(path, _T("CurrentVersion"), view);
+    for (const tstring& subkey : machine.registry.subkeys(view, key)) {
+        const tstring path = key + _T("\\") + subkey;
+        const std::string current = value(path, _T("CurrentVersion"), view);
+        const std::string below = tree(path, view);
+        result += (result.empty() ? "" : " ") + toUtf8(subkey) +
+                  (current == "(none)" ? "" : "=" + current) +
+                  (below.empty() ? "" : "{" + below + "}");
     }
     return result;
 }
 
-std::string Family::value(const tstring& key, const tstring& valueName, View view) const {
-    return toUtf8(machine.registry.getString(view, key, valueName).value_or(_T("(none)")));
+std::string Family::value(const tstring& key, const tstring& name, View view) const {
+    return toUtf8(machine.registry.getString(view, key, name).value_or(_T("(none)")));
 }
 
 std::string Family::files(const tstring& directory) const {

@@ -1,6 +1,6 @@
 // A machine with products of the family, as the installer leaves them, and the setup manager run on
 // it. Products are written as "r64:1.8.0_45": QVR (r), QVK (k) or graphics (g), bits, version. The
-// same text is the same product.
+// same text is the same product; "-" is none.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,6 +13,8 @@
 #include "common/windows/WinErrorHandling.h"
 #include "simulated/machine/Machine.h"
 #include "simulated/machine/Wide.h"
+#include "support/LogReader.h"
+#include "windows/common/Paths.h"
 #include "windows/installerdll/NorvSetupManager.h"
 
 namespace family {
@@ -20,43 +22,41 @@ namespace family {
 using simulated::fromUtf8;
 using simulated::toUtf8;
 using simulated::View;
+using Strings = std::vector<std::string>;
 
 InstalledNorv product(std::string_view text);
-std::string name(const InstalledNorv& product);
-
-/// Between blanks; "-" for an empty list or a null pointer.
-std::vector<InstalledNorv> products(std::string_view text);
-std::string names(InstalledNorvRange products);
+std::vector<InstalledNorv> products(std::string_view texts);  ///< between blanks
 std::string name(const InstalledNorv* product);
+std::string names(InstalledNorvRange products);
 
 inline const tstring kVendor = _T("HKLM\\Software\\Halvorex");
+inline const tstring kEnvironment =
+    _T("HKLM\\SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment");
+inline const tstring kAts =
+    _T("HKLM\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Accessibility\\ATs");
 inline const tstring kMenu = _T("C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs");
 
-class Family {
-public:
-    Family();
+struct Family {
+    explicit Family(std::string_view installed = "-");
 
-    /// Lays down what a product's installer does, files and version key, and lists it.
-    InstalledNorv put(std::string_view text);
-    /// The installer's list loses the product; what lies on the machine stays.
-    void drop(std::string_view text);
-
-    /// Runs the setup manager for a product that is listed.
+    /// Lays down what a product's installer does, files and version key, and lists it. Every file
+    /// of the product holds the product's text.
+    void put(std::string_view text);
+    /// Runs the setup manager for a product.
     bool update(UpdateAction action, std::string_view text);
-    bool install(std::string_view text);  ///< `put` and the update
-    bool remove(std::string_view text);   ///< the update and what the installer deletes after it
-    /// "+r64:17 -r64:17 ...", in this order.
+    /// "+r64:17 -r64:17 ...": puts or takes away each product and runs the update, as installers
+    /// do.
     void run(std::string_view steps);
+    /// What one manager does of an update that changes nothing.
+    void handle(NorvSetupManager::Callback& manager);
 
-    /// What one manager does, whatever the others would.
-    void handle(NorvSetupManager::Callback& manager, UpdateAction action = UpdateAction::None,
-                std::string_view changed = "");
-
-    /// The family keys of a view: "QVR{17,21}=21", names of subkeys and "CurrentVersion".
-    std::string familyKeys(View view) const;
-    std::string value(const tstring& key, const tstring& valueName, View view = View::Bits64) const;
+    /// The subkeys of a key: "QVR=17{11 17} Tool", with "CurrentVersion" where there is one. "gone"
+    /// without the key.
+    std::string tree(const tstring& key, View view = View::Bits64) const;
+    std::string value(const tstring& key, const tstring& name, View view = View::Bits64) const;
     /// Names of the files of a directory, without those below, between "|".
     std::string files(const tstring& directory) const;
+    Strings errors() const { return logMessages(machine, "ERROR"); }
 
     simulated::Machine machine;
     simulated::Running running{machine};

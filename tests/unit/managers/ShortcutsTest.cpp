@@ -1,6 +1,5 @@
 #include <functional>
 
-#include "support/LogReader.h"
 #include "unit/managers/Family.h"
 #include "windows/installerdll/MenuTexts.h"
 #include "windows/installerdll/NorvShortcuts.h"
@@ -48,14 +47,12 @@ TEST(NorvShortcuts, ServesTheLatestProductThatSupportsThem) {
         {"k64:17", nullptr, _T("0"), nullptr, "", kDocsUrl, ""},
         {"-", nullptr, nullptr, nullptr, "old.lnk", "old.lnk", ""},
     };
+    NorvShortcutsManager manager;
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.listed) + " / " + c.warning);
-        Family pc;
+        Family pc(c.listed);
         for (const tstring& folder : {kQvrFolder, kQvkFolder}) {
             pc.machine.volumes.addFile(folder + _T("\\old.lnk"));
-        }
-        for (const InstalledNorv& one : products(c.listed)) {
-            pc.put(name(one));
         }
         if (c.without != nullptr) {
             pc.machine.volumes.remove(pc.listed[0].homeDir + _T("\\bin\\") + c.without);
@@ -67,21 +64,17 @@ TEST(NorvShortcuts, ServesTheLatestProductThatSupportsThem) {
         if (c.config != nullptr) {
             pc.config.LoadConfigSettings(c.config);
         }
-        NorvShortcutsManager manager;
         pc.handle(manager);
         EXPECT_EQ(pc.files(kQvrFolder), c.qvr);
         EXPECT_EQ(pc.files(kQvkFolder), c.qvk);
         EXPECT_EQ(logMessages(pc.machine, "WARNING"),
-                  c.warning.empty() ? std::vector<std::string>() : std::vector{c.warning});
+                  c.warning.empty() ? Strings() : Strings{c.warning});
         EXPECT_EQ(pc.machine.shell.comStarts(), 0);
     }
 }
 
 TEST(NorvShortcuts, LeadToTheProductAndItsSites) {
-    Family pc;
-    for (const char* one : {"r32:17", "r64:17", "k32:21.0.12", "k64:21.0.12"}) {
-        pc.put(one);
-    }
+    Family pc("r32:17 r64:17 k32:21.0.12 k64:21.0.12");
     NorvShortcutsManager manager;
     pc.handle(manager);
     const tstring bin = _T("C:\\Norv\\r64-17\\bin\\");
@@ -112,17 +105,14 @@ TEST(NorvShortcuts, LeadToTheProductAndItsSites) {
         EXPECT_EQ(pc.machine.shell.link(c.path), c.link) << toUtf8(c.path);
     }
 
-    for (const auto& [version, address] :
-         {std::pair{"9", "9/index.html"}, {"1.8.0_60", "8/docs"}, {"1.7.0_80", "7/docs"}}) {
-        Family other;
-        other.put(std::string("k64:") + version);
+    for (const auto& [kit, file, address] : {std::tuple{"k64:9", kDocsUrl, "9/index.html"},
+                                             {"k64:1.8.0_60", kDocsUrl, "8/docs"},
+                                             {"k64:1.7.0_80", kDocsLink, "7/docs"}}) {
+        Family other(kit);
         other.handle(manager);
-        const auto link = other.machine.shell.link(
-            kQvkFolder + _T("\\") +
-            fromUtf8(std::string(version) == "1.7.0_80" ? kDocsLink : kDocsUrl));
-        ASSERT_TRUE(link) << version;
+        const auto link = other.machine.shell.link(kQvkFolder + _T("\\") + fromUtf8(file));
+        ASSERT_TRUE(link && link->internet) << kit;
         EXPECT_EQ(toUtf8(link->target), std::string("http://docs.norv.example/norvse/") + address);
-        EXPECT_TRUE(link->internet);
     }
 }
 
@@ -138,9 +128,7 @@ TEST(NorvShortcuts, SpeakTheUsersLanguage) {
         // German is spoken, but not offered.
         {{_T("0407"), _T("0007")}, "Reference Documentation.url", "Visit norv.example.url"},
     };
-    Family pc;
-    pc.put("k64:17");
-    pc.put("r64:17");
+    Family pc("k64:17 r64:17");
     NorvShortcutsManager manager;
     for (const auto& c : cases) {
         pc.machine.facts.uiLanguages = c.languages;
@@ -192,14 +180,11 @@ TEST(NorvShortcuts, MeetFoldersAsUsersLeaveThem) {
          false, "About Norv.lnk|Check For Updates.lnk|Configure Norv.lnk|Visit norv.example.url",
          kDocsUrl},
         {"COM doesn't start",
-         [](simulated::Machine& machine) { machine.calls.failAll("CoInitialize"); }, false, "",
-         ""},
+         [](simulated::Machine& machine) { machine.calls.failAll("CoInitialize"); }, false, "", ""},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        Family pc;
-        pc.put("r64:17");
-        pc.put("k64:17");
+        Family pc("r64:17 k64:17");
         c.arrange(pc.machine);
         NorvShortcutsManager manager;
         if (c.throws) {
