@@ -1,7 +1,9 @@
 #include "support/Products.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <iterator>
 #include <stdexcept>
 
 #include "simulated/machine/Wide.h"
@@ -38,7 +40,25 @@ struct Version {
             std::sscanf(narrow.c_str() + dash, "-b%d", &build);
         }
         isZentra = numbers[0] >= 9;
-        withoutBuild = text.substr(0, text.find_first_of(u"-+"));
+        withoutBuild =
+            isZentra ? zentraName(narrow) : format("%d.%d.%d", numbers[0], numbers[1], numbers[2]);
+        if (!isZentra && numbers[3] > 0) {
+            withoutBuild += format("_%02d", numbers[3]);
+        }
+    }
+
+    /// Up to six numbers, without zeros at the end.
+    static std::u16string zentraName(const std::string& text) {
+        int all[6] = {};
+        std::sscanf(text.c_str(), "%d.%d.%d.%d.%d.%d", &all[0], &all[1], &all[2], &all[3], &all[4],
+                    &all[5]);
+        const auto last =
+            std::find_if(std::rbegin(all), std::rend(all), [](int n) { return n > 0; });
+        std::u16string name;
+        for (const int* number = all; number != last.base(); ++number) {
+            name += format(name.empty() ? "%d" : ".%d", *number);
+        }
+        return name;
     }
 
     /// One digit each of major, minor and micro number, as a product code holds them.
@@ -52,7 +72,7 @@ struct Version {
     int numbers[4] = {};
     int build = 0;
     bool isZentra;
-    std::u16string withoutBuild;
+    std::u16string withoutBuild;  ///< as it names the version key
 };
 
 std::u16string productCode(const Product& product, const Version& version) {

@@ -70,7 +70,7 @@ void uninstall(simulated::Machine& machine, const Product& product);
 struct Updater {
     std::optional<std::u16string> fullVersion = u"2.8.51.9";  ///< none: no such property
     std::optional<std::u16string> productVersion = u"2.8.51.9";
-    std::optional<std::u16string> registryVersion;
+    std::optional<std::u16string> registryVersion = {};
     bool hasTolpeck = true;
     bool hasTolmark = true;
     bool hasVomlit = true;
