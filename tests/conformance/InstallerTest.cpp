@@ -22,6 +22,10 @@ const PackageFacts kFacts = {_T("{0A1C5F3E-5F1B-4B7A-8C11-52A6E21D0001}"),
                              _T("{0A1C5F3E-5F1B-4B7A-8C11-52A6E21D0002}"), _T("Conformance"),
                              _T("1.2.3")};
 
+int WINAPI ignoreMessage(LPVOID, UINT, LPCWSTR) {
+    return 0;
+}
+
 /// A package with tables to query.
 const tstring& packagePath() {
     static const tstring path =
@@ -371,7 +375,7 @@ TEST(InstallerSettings, EachGivesThePreviousOne) {
     EXPECT_EQ(INSTALLUILEVEL_NONE, MsiSetInternalUI(INSTALLUILEVEL_BASIC, nullptr));
     EXPECT_EQ(INSTALLUILEVEL_BASIC, MsiSetInternalUI(INSTALLUILEVEL_NOCHANGE, nullptr));
     EXPECT_EQ(INSTALLUILEVEL_BASIC, MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr));
-    const INSTALLUI_HANDLERW handler = [](LPVOID, UINT, LPCWSTR) { return 0; };
+    const INSTALLUI_HANDLERW handler = ignoreMessage;
     EXPECT_EQ(nullptr, MsiSetExternalUIW(handler, 0xFFFFFFFF, nullptr));
     EXPECT_EQ(handler, MsiSetExternalUIW(nullptr, 0, nullptr));
     EXPECT_EQ(nullptr, MsiSetExternalUIW(nullptr, 0, nullptr));
