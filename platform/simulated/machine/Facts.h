@@ -32,7 +32,7 @@ public:
     void advance(std::uint64_t milliseconds);
 
 private:
-    std::uint64_t fileTime_ = 133536384000000000;  // 2024-02-29 12:00:00
+    std::uint64_t fileTime_ = 0;
     std::uint64_t ticks_ = 3600000;
 };
 
@@ -62,7 +62,6 @@ struct Facts {
     std::u16string windowsDirectory = u"C:\\Windows";
     std::u16string systemDirectory = u"C:\\Windows\\System32";
     std::u16string wow64Directory = u"C:\\Windows\\SysWOW64";
-    /// The directory that paths given to GetTempPathW's variables fall back on is the Windows one.
     std::u16string modulePath =
         u"C:\\Windows\\Installer\\norvca.dll";  ///< of the product's library
     std::u16string programPath = u"C:\\Windows\\System32\\msiexec.exe";  ///< of the process itself

@@ -80,11 +80,21 @@ bool isRedirectedClass(const KeyPath& path, std::size_t index) {
                        [&](std::u16string_view name) { return sameText(path[index], name); });
 }
 
+const std::vector<KeyPath>& sharedKeys() {
+    static const std::vector<KeyPath> keys = [] {
+        std::vector<KeyPath> made;
+        for (const std::u16string_view key : kSharedKeys) {
+            made.push_back(components(key));
+        }
+        return made;
+    }();
+    return keys;
+}
+
 bool isShared(const KeyPath& path) {
-    return std::any_of(kSharedKeys.begin(), kSharedKeys.end(), [&](std::u16string_view shared) {
-        const KeyPath below = components(shared);
-        return path.size() >= below.size() + 2 &&
-               std::equal(below.begin(), below.end(), path.begin() + 2,
+    return std::any_of(sharedKeys().begin(), sharedKeys().end(), [&](const KeyPath& shared) {
+        return path.size() >= shared.size() + 2 &&
+               std::equal(shared.begin(), shared.end(), path.begin() + 2,
                           [](const auto& a, const auto& b) { return sameText(a, b); });
     });
 }
