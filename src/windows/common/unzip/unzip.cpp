@@ -143,7 +143,7 @@ std::string ZipFile::extractEntryAsUtf8String(const tstring& entryName) const {
     }
     if (entry->nlen == 0) {
         fail(Text() << _T("Unexpected empty name of zip entry ") << entryName << _T(" from ")
-                    << zip_->name << _T(" archive"),
+                    << zip_->name,
              SourceLocation::here(kFunction));
     }
     if (entry->size == 0 && entry->name[entry->nlen - 1] == '/') {
