@@ -93,8 +93,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(status == settings::kSuccess || status == settings::kBadLines ||
             status == settings::kTextNotUtf8 || status == settings::kFileTooLong);
     api.forEachKey(context, readKey, &api);
-    // A zero byte cuts keys and values short, so that what is left need not read back.
-    if ((options & 1) && text.find('\0') == std::string::npos) {
+    // A zero byte cuts keys and values short, and a key may begin with what is a byte order mark at
+    // the head of a file: what is saved then need not read back.
+    if ((options & 1) && text.find('\0') == std::string::npos &&
+        text.find("\xEF\xBB\xBF") == std::string::npos) {
         saveAndReload(api, context, rules);
     }
     api.destroy(context);
