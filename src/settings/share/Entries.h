@@ -30,7 +30,7 @@ namespace settings_impl {
 /// those of the entry that may not be null, is refused before.
 template <class Work, class... Pointers>
 settings::Status runEntry(Work&& work, Pointers... arguments) {
-    if (((arguments == nullptr) || ...)) {
+    if ((!arguments || ...)) {
         return settings::kNullArgument;
     }
     try {
