@@ -9,13 +9,19 @@ namespace {
 
 constexpr std::u16string_view kLogName = u"\\tolmark.log";
 
-std::string logText(const simulated::Machine& machine) {
+/// Empty without the file.
+std::u16string logPath(const simulated::Machine& machine) {
     for (const std::u16string& path : machine.volumes.files()) {
         if (path.ends_with(kLogName)) {
-            return machine.volumes.content(path).value_or("");
+            return path;
         }
     }
     return {};
+}
+
+std::string logText(const simulated::Machine& machine) {
+    const std::u16string path = logPath(machine);
+    return path.empty() ? std::string() : machine.volumes.content(path).value_or("");
 }
 
 /// The next line without its CR LF, and the text behind it.
@@ -99,4 +105,11 @@ bool logMentions(const simulated::Machine& machine, const std::string& piece) {
         }
     }
     return false;
+}
+
+void clearLog(simulated::Machine& machine) {
+    const std::u16string path = logPath(machine);
+    if (!path.empty()) {
+        machine.volumes.remove(path);
+    }
 }

@@ -26,3 +26,6 @@ std::vector<std::string> logMessages(const simulated::Machine& machine, const st
 /// Whether a record has this message to the letter, or holds this piece of text.
 bool logHas(const simulated::Machine& machine, const std::string& message);
 bool logMentions(const simulated::Machine& machine, const std::string& piece);
+
+/// Deletes the file, so that a test may look at one case at a time.
+void clearLog(simulated::Machine& machine);

@@ -52,11 +52,14 @@ tstring getFamilyKeyPath(const Bundle& bundle) {
 }
 
 tstring getVersionKeyPath(const Bundle& bundle) {
-    return FileUtils::combinePath(getFamilyKeyPath(bundle), toString(withoutBuild(bundle.version)));
+    // A type without keys is told before a version without a family.
+    const tstring familyKey = getFamilyKeyPath(bundle);
+    return FileUtils::combinePath(familyKey, toString(withoutBuild(bundle.version)));
 }
 
 tstring getFamilySubkeyPath(const Bundle& bundle) {
-    return FileUtils::combinePath(getFamilyKeyPath(bundle), toString(family(bundle.version)));
+    const tstring familyKey = getFamilyKeyPath(bundle);
+    return FileUtils::combinePath(familyKey, toString(family(bundle.version)));
 }
 
 const Registry& getRootKey(const Bundle& bundle) {

@@ -18,7 +18,7 @@ using tstrings::toUtf8;
 using Lines = std::vector<std::string>;
 
 const std::u16string kTool = products::kUpdaterFolder + u"\\vomlit.exe";
-constexpr const char16_t* kTemp = u"C:\\Windows\\Temp";
+constexpr const char16_t* kTemp = u"C:\\Users\\User\\AppData\\Local\\Temp";
 
 class UpdaterActions : public testing::Test {
 protected:
@@ -204,7 +204,7 @@ TEST_F(UpdaterActions, KeepTheUpdaterForRuntimesThatStay) {
         EXPECT_EQ(disableAUUninstall(session), 0u);
         EXPECT_EQ(property(u"AUVERSIONSINSTALLED"), c.result);
         EXPECT_EQ(logMessages(machine, "ERROR").size(), c.errors);
-        machine.volumes.remove(u"C:\\Windows\\Temp\\tolmark.log");
+        clearLog(machine);
         for (const Product& product : c.installed) {
             products::uninstall(machine, product);
         }

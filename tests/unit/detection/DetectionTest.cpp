@@ -52,8 +52,6 @@ protected:
         return found.empty() ? InstalledNorv() : found[0];
     }
 
-    void clearLog() { machine.volumes.remove(u"C:\\Windows\\Temp\\tolmark.log"); }
-
     simulated::Machine machine;
     simulated::Running running{machine};
 };
@@ -106,7 +104,7 @@ TEST_F(Detection, TellsAllOfAProduct) {
     const std::string home = toUtf8(runtime.homeDir);
     const Lines expected = {
         "Entering NorvEnvironment::detect",
-        "Installed Norv detected: version=1.8.0_45; arch=64; productCode=" + code + "; type=0",
+        "Installed Norv detected: version=1.8.0_045; arch=64; productCode=" + code + "; type=0",
         "Find home dir of " + code + " Norv installation",
         "Detect full version of " + code + " Norv installation",
         "detectFullVersionFromMsi(" + code + ")",
@@ -157,7 +155,7 @@ TEST_F(Detection, CompletesVersionsByFallBacks) {
              product.packageProperties.clear();
              product.hasFiles = false;
          },
-         "1.8.0_45", 4, "InstalledNorv(1.8.0_45|Full version unknown|QVR|64bit|"},
+         "1.8.0_045", 4, "InstalledNorv(1.8.0_45|Full version unknown|QVR|64bit|"},
         {"no version", qvr(u"1.8.0_45-b13"), fullVersion(u"1.8"), "1.8.0_45-b13", 8,
          "Failed to parse [1.8] version string. The string is too short' caught"},
         {"long", qvr(u"1.8.0_45-b13"),
@@ -166,12 +164,12 @@ TEST_F(Detection, CompletesVersionsByFallBacks) {
          },
          "1.8.0_45-b13", 8, "Number of unrecognized characters is 10000"},
         {"other family", qvr(u"1.8.0_45-b13"), fullVersion(u"1.7.0_80-b15"), "1.7.0_80-b15", 8,
-         "{26A24AE4-039D-4CA4-87B4-2F64180045F0}: Given version is [1.8.0_45]; Value of "
+         "{26A24AE4-039D-4CA4-87B4-2F64180045F0}: Given version is [1.8.0_045]; Value of "
          "\"FullVersion\" MSI property is [1.7.0_80-b15]. Should have the same family."},
         {"other update", qvr(u"1.8.0_45-b13"), fullVersion(u"1.8.0_60-b1"), "1.8.0_60-b1", 8,
          nullptr},
         {"manifest", qvr(u"1.8.0_45-b13"), manifest(u"1.8.0_301-b09"), "1.8.0_301-b09", 8,
-         " Detected version mapping from 1.8.0_45 to 1.8.0_301-b09 in "
+         " Detected version mapping from 1.8.0_045 to 1.8.0_301-b09 in "
          "{26A24AE4-039D-4CA4-87B4-2F64180045F0} Norv installation."},
         {"manifest without build", qvr(u"1.8.0_45-b13"), manifest(u"1.8.0_301"), "1.8.0_301", 8,
          nullptr},
@@ -201,42 +199,42 @@ TEST_F(Detection, CompletesVersionsByFallBacks) {
         if (c.record != nullptr) {
             EXPECT_TRUE(logMentions(machine, c.record));
         }
-        clearLog();
+        clearLog(machine);
     }
 }
 
 TEST_F(Detection, GoesOnWhenAPackageOrAnArchiveIsDamaged) {
     const struct {
         const char* name;
-        std::function<void(simulated::Machine&, simulated::Package&, const Product&)> damage;
+        std::function<void(simulated::Package&, const Product&)> damage;
         const char* record;
     } cases[] = {
-        {"locked package", [](auto&, auto& package, auto&) { package.unreadable(1627); },
+        {"locked package", [](auto& package, auto&) { package.unreadable(1627); },
          ", MSIDBOPEN_READONLY) failed. MSI error [1627]"},
-        {"no tables", [](auto&, auto& package, auto&) { package = {}; },
+        {"no tables", [](auto& package, auto&) { package = {}; },
          "MsiDatabaseOpenView(SELECT Value FROM Property WHERE Property = 'FullVersion') failed"},
         {"no column",
-         [](auto&, auto& package, auto&) {
+         [](auto& package, auto&) {
              package = {};
              package.table(u"Property", {u"Property", u"Content"}).row({u"FullVersion", u"1"});
          },
          "MsiDatabaseOpenView("},
         {"no archive",
-         [](auto& machine, auto& package, const Product& product) {
+         [&](auto& package, const Product& product) {
              package = {};
              package.table(u"Property", {u"Property", u"Value"});
              machine.volumes.addFile(product.homeDir + u"\\lib\\rt.vkr", "no archive");
          },
          "ZIP_Open("},
         {"directory for an archive",
-         [](auto& machine, auto& package, const Product& product) {
+         [&](auto& package, const Product& product) {
              package = {};
              package.table(u"Property", {u"Property", u"Value"});
              machine.volumes.addDirectory(product.homeDir + u"\\lib\\rt.vkr");
          },
          "ZIP_Open("},
         {"odd launcher",
-         [](auto& machine, auto& package, const Product& product) {
+         [&](auto& package, const Product& product) {
              package = {};
              package.table(u"Property", {u"Property", u"Value"});
              machine.volumes.setVersion(product.homeDir + u"\\bin\\norv.exe", 8, 1, 450, 13);
@@ -247,14 +245,14 @@ TEST_F(Detection, GoesOnWhenAPackageOrAnArchiveIsDamaged) {
         SCOPED_TRACE(c.name);
         const Product product = qvr(u"1.8.0_45-b13");
         products::install(machine, product);
-        c.damage(machine, machine.installer.product(product.code)->package, product);
+        c.damage(machine.installer.product(product.code)->package, product);
         const auto found = detect();
         ASSERT_EQ(found.size(), 1u);
         const bool isFull = std::string(c.name) != "odd launcher";
         EXPECT_EQ(toUtf8(toString(found[0].version)), isFull ? "1.8.0_45-b13" : "1.8.0_45");
         EXPECT_TRUE(logMentions(machine, c.record));
         products::uninstall(machine, product);
-        clearLog();
+        clearLog(machine);
     }
 }
 

@@ -8,7 +8,7 @@
 #include "support/LogReader.h"
 #include "support/Products.h"
 #include "support/Thrown.h"
-#include "windows/common/GroupTracker.h"
+#include "windows/common/Guid.h"
 #include "windows/common/InstalledNorvTracker.h"
 #include "windows/common/KnownProductCodeInstalledNorvTracker.h"
 
@@ -141,6 +141,9 @@ TEST_F(Trackers, TellDamagedEntriesFromAListThatCannotBeRead) {
                               "failed with error=[1610]"}));
 
     // Without an end of the list there would be none of the search.
+    for (int i = 0; i < 300; ++i) {
+        add(Guid::generate().toString());
+    }
     machine.calls.failAll("MsiEnumProductsW", 1610);
     const auto result = track();
     ASSERT_EQ(result.size(), 1u);
