@@ -4,6 +4,10 @@ target_compile_options(project_options INTERFACE
     -Wall -Wextra -Werror -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
     # Logs and exceptions name source files below the project, never a path of the build machine.
     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # GCC 12 sees overlaps in optimised string concatenation that aren't there (its bug 105651).
+    target_compile_options(project_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-restrict>)
+endif()
 target_include_directories(project_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
 
 if(WIN32)
