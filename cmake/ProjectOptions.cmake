@@ -6,7 +6,7 @@ target_compile_options(project_options INTERFACE
     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # GCC 12 sees overlaps in optimised string concatenation that aren't there (its bug 105651).
-    target_compile_options(project_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-restrict>)
+    target_compile_options(project_options INTERFACE $<$<CONFIG:Release>:-Wno-restrict>)
 endif()
 target_include_directories(project_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
 
