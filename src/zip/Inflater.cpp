@@ -2,18 +2,42 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdlib>
 
 #include "zip/zip.h"
 
 namespace nz {
 
 Inflater::Inflater(void* out, std::int64_t limit) : limit_(std::max<std::int64_t>(limit, 0)) {
+    stream_.zalloc = allocate;
+    stream_.zfree = release;
+    stream_.opaque = this;
     stream_.next_out = limit_ == 0 ? &none_ : static_cast<Bytef*>(out);
 }
 
 Inflater::~Inflater() {
     if (started_) {
         inflateEnd(&stream_);
+    }
+}
+
+void* Inflater::allocate(void* self, uInt items, uInt size) {
+    auto* const inflater = static_cast<Inflater*>(self);
+    const std::uint64_t wanted = (std::uint64_t{items} * size + 15) / 16 * 16;
+    if (wanted > sizeof(inflater->memory_) - inflater->used_) {
+        return std::calloc(items, size);
+    }
+    void* const memory = inflater->memory_ + inflater->used_;
+    inflater->used_ += static_cast<std::size_t>(wanted);
+    return memory;
+}
+
+void Inflater::release(void* self, void* memory) {
+    auto* const inflater = static_cast<Inflater*>(self);
+    const auto offset = reinterpret_cast<std::uintptr_t>(memory) -
+                        reinterpret_cast<std::uintptr_t>(inflater->memory_);
+    if (offset >= sizeof(inflater->memory_)) {
+        std::free(memory);
     }
 }
 

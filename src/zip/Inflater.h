@@ -4,6 +4,7 @@
 
 #include <zlib.h>
 
+#include <cstddef>
 #include <cstdint>
 
 namespace nz {
@@ -30,11 +31,20 @@ public:
     const char* message() const { return stream_.msg; }
 
 private:
+    static void* allocate(void* self, uInt items, uInt size);
+    static void release(void* self, void* memory);
+
     z_stream stream_ = {};
     std::int64_t limit_;
     std::int64_t produced_ = 0;
     bool started_ = false;
     Bytef none_ = 0;  // zlib wants an address even for no output
+
+    // Room for zlib's state and its window of 32 KB, which it would take from the heap and give
+    // back for each of many small entries. What finds no room here comes from the heap all the
+    // same.
+    std::size_t used_ = 0;
+    alignas(16) unsigned char memory_[40 * 1024];
 };
 
 }  // namespace nz
