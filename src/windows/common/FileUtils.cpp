@@ -108,6 +108,9 @@ tstring existingPrefix(const tstring& path) {
 
 /// The one text for all paths that name the same place.
 tstring canonicalPath(const tstring& path) {
+    if (path.empty()) {
+        return path;  // no place at all; Windows has no full path for it
+    }
     const tstring absolute =
         absolutePath(tstrings::toLower(tstrings::replace(path, _T("/"), _T("\\"))));
     const tstring prefix = existingPrefix(absolute);

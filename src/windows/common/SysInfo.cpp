@@ -24,15 +24,19 @@ tstring textOf(const std::vector<TCHAR>& buffer) {
     return tstring(buffer.begin(), std::find(buffer.begin(), buffer.end(), _T('\0')));
 }
 
+/// Both calls take the basic form and tell the extended one by its size.
+OSVERSIONINFOW* asBasic(OSVERSIONINFOEXW& version) {
+    return reinterpret_cast<OSVERSIONINFOW*>(&version);
+}
+
 bool initWithRtlGetVersion(OSVERSIONINFOEXW& version) {
-    const DllFunction<LONG(WINAPI*)(OSVERSIONINFOEXW*)> getVersion(Dll(_T("ntdll")),
-                                                                   "RtlGetVersion");
+    const DllFunction<LONG(WINAPI*)(OSVERSIONINFOW*)> getVersion(Dll(_T("ntdll")), "RtlGetVersion");
     if (!getVersion.isAvailable()) {
         LOG_ERROR(_T("`anonymous-namespace'::initWithRtlGetVersion"),
                   _T("RtlGetVersion is not available"));
         return false;
     }
-    const LONG status = getVersion(&version);
+    const LONG status = getVersion(asBasic(version));
     if (status != 0) {
         LOG_ERROR(_T("`anonymous-namespace'::initWithRtlGetVersion"),
                   Text() << _T("RtlGetVersion() failed: ") << status);
@@ -42,14 +46,14 @@ bool initWithRtlGetVersion(OSVERSIONINFOEXW& version) {
 }
 
 bool initWithGetVersionEx(OSVERSIONINFOEXW& version) {
-    const DllFunction<BOOL(WINAPI*)(OSVERSIONINFOEXW*)> getVersion(Dll(_T("Kernel32")),
-                                                                   "GetVersionExW");
+    const DllFunction<BOOL(WINAPI*)(OSVERSIONINFOW*)> getVersion(Dll(_T("Kernel32")),
+                                                                 "GetVersionExW");
     if (!getVersion.isAvailable()) {
         LOG_ERROR(_T("`anonymous-namespace'::initWithGetVersionEx"),
                   _T("GetVersionExW is not available"));
         return false;
     }
-    if (!getVersion(&version)) {
+    if (!getVersion(asBasic(version))) {
         const DWORD status = GetLastError();
         LOG_ERROR(_T("`anonymous-namespace'::initWithGetVersionEx"),
                   tstrings::unsafe_format(_T("%s failed with %s"), _T("GetVersionExW()"),

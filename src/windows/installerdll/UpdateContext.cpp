@@ -58,8 +58,11 @@ std::pair<std::int32_t, std::uint32_t> classOf(const InstalledNorv& product) {
 }
 
 InstalledNorvRange classRange(InstalledNorvRange ordered, std::int32_t type, std::uint32_t bits) {
-    const auto range = std::ranges::equal_range(ordered, std::pair(type, bits), {}, classOf);
-    return {range.begin(), range.end()};
+    const auto isOfClass = [=](const InstalledNorv& product) {
+        return classOf(product) == std::pair(type, bits);
+    };
+    const auto first = std::ranges::find_if(ordered, isOfClass);
+    return {first, std::find_if_not(first, ordered.end(), isOfClass)};
 }
 
 /// The code of the latest QVR; all zero when there is none.

@@ -53,7 +53,7 @@ def test_two_actions_of_one_package_around_a_removal(machine, builder, updater, 
         old_upgrade = builder.upgrade_codes[updater]
     package = builder.package(
         name="Norv new part",
-        immediate=[("DisableVomlitExe", "FindRelatedProducts"), ("RestoreVomlitExe", "RemoveExistingProducts")],
+        immediate=[("DisableVomlitExe", 1405), ("RestoreVomlitExe", 1415)],
         tables=f'<Upgrade Id="{old_upgrade}"><UpgradeVersion Property="OLDPART" Minimum="0.0.0" '
                'IncludeMinimum="yes" OnlyDetect="no"/></Upgrade>',
         standard=[("FindRelatedProducts", 200), ("RemoveExistingProducts", 1410)])

@@ -98,7 +98,7 @@ class Builder:
         files      path below `home` -> file of this machine
         values     (key, name, value) written under HKLM
         deferred   (export, CustomActionData, action behind which it stands)
-        immediate  (export, action behind which it stands), in order
+        immediate  (export, its number in the sequence)
         standard   (standard action of the installer, its number in the sequence)
         tables     more elements of the package's source
         """
@@ -215,8 +215,8 @@ class Builder:
                         'Execute="deferred" Impersonate="no" Return="check"/>')
             sequence += (f'<Custom Action="{export}Data" Sequence="{BEHIND_COSTS}"/>'
                          f'<Custom Action="{export}" After="{after}"/>')
-        for export, after in immediate:
+        for export, number in immediate:
             actions += (f'<CustomAction Id="{export}" BinaryKey="library" DllEntry="{export}" '
                         'Execute="immediate" Return="check"/>')
-            sequence += f'<Custom Action="{export}" After="{after}"/>'
+            sequence += f'<Custom Action="{export}" Sequence="{number}"/>'
         return actions, sequence

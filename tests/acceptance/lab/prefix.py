@@ -14,14 +14,15 @@ HIVES = ("system.reg", "user.reg", "userdef.reg")
 
 
 class Finished:
-    """How a program in the prefix ended."""
+    """How a program in the prefix ended; `errors` is what it wrote to its standard error stream."""
 
-    def __init__(self, code, output):
+    def __init__(self, code, output, errors=""):
         self.code = code
         self.output = output
+        self.errors = errors
 
     def __repr__(self):
-        return f"exit code {self.code}\n{self.output}"
+        return f"exit code {self.code}\n{self.output}\n{self.errors}"
 
 
 class Prefix:
@@ -104,8 +105,9 @@ class Prefix:
     def _wine(self, arguments, timeout=120):
         finished = subprocess.run(
             [WINE, *arguments], env=self._environment(), stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=timeout, check=False)
-        return Finished(finished.returncode, finished.stdout.decode("utf-8", "replace"))
+            capture_output=True, timeout=timeout, check=False)
+        return Finished(finished.returncode, finished.stdout.decode("utf-8", "replace"),
+                        finished.stderr.decode("utf-8", "replace"))
 
     def _stop(self):
         """Ends every process of the prefix; the registry is written out by that."""
