@@ -1,6 +1,6 @@
-# A short run that is the same each time: fixed seed, fixed number of inputs, and nothing of an
-# earlier run. What the target finds to be new goes to WORK, not to the sources.
-set(options -seed=1 -runs=20000 -max_len=4096 -timeout=10 -rss_limit_mb=2048 -close_fd_mask=2
+# A short run that is the same each time: fixed seed, RUNS inputs, and nothing of an earlier run. What
+# the target finds to be new goes to WORK, not to the sources.
+set(options -seed=1 -runs=${RUNS} -max_len=4096 -timeout=10 -rss_limit_mb=2048 -close_fd_mask=2
     -print_final_stats=1 -artifact_prefix=${WORK}/)
 if(EXISTS ${CORPUS}.dict)
     list(APPEND options -dict=${CORPUS}.dict)

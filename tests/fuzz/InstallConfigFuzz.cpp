@@ -4,6 +4,7 @@
 #include <string>
 
 #include "common/share/tstrings.h"
+#include "fuzz/NoLog.h"
 #include "fuzz/Require.h"
 #include "simulated/machine/Machine.h"
 #include "windows/common/InstallConfigData.h"
@@ -46,6 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         u"C:\\Program Files (x86)\\Common Files\\Dovrin\\Norv\\norv.settings.cfg", runtimeFile);
     machine.volumes.addFile(u"C:\\i.cfg", text);
     const simulated::Running running(machine);
+    NoLog::install();
     InstallConfigData config;
     try {
         config.LoadConfigSettings(tstrings::fromUtf8(commandLine));

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "common/share/Logger.h"
+#include "fuzz/NoLog.h"
 #include "fuzz/Require.h"
 #include "simulated/machine/Machine.h"
 #include "windows/common/FileUtils.h"
@@ -29,17 +29,10 @@ void readBuffer(const std::uint8_t* data, std::size_t size) {
     }
 }
 
-/// Records are of no interest here and would only take time.
-class NoLog : public LogAppender {
-public:
-    void append(const LogEvent&) override {}
-};
-
 void readLink(const std::uint8_t* data, std::size_t size) {
     static simulated::Machine machine;
     static const bool isMade = [] {
-        static NoLog noLog;
-        Logger::instance().setAppender(&noLog);
+        NoLog::install();
         machine.volumes.addDirectory(u"C:\\link");
         return true;
     }();
