@@ -157,6 +157,8 @@ std::int32_t ZIP_ReadEntry(nzfile* zip, nzentry* entry, char* buffer, char* name
         strerror_s(text, sizeof(text), errno);
         failure = text;
     }
-    std::fprintf(stderr, "%s: %s\n", zip->name, failure);
+    for (const char* piece : {static_cast<const char*>(zip->name), ": ", failure, "\n"}) {
+        std::fputs(piece, stderr);
+    }
     return 0;
 }

@@ -281,3 +281,11 @@ extern "C" int _vsnwprintf(char16_t* buffer, std::size_t size, const char16_t* f
     }
     return written == result.size() ? static_cast<int>(written) : -1;
 }
+
+extern "C" int _snprintf(char* buffer, size_t count, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(buffer, count, format, arguments);
+    va_end(arguments);
+    return length >= 0 && static_cast<size_t>(length) >= count ? -1 : length;
+}

@@ -1,9 +1,10 @@
 #include "settings/share/NumberText.h"
 
+#include <stdio.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <limits>
 
@@ -69,6 +70,12 @@ std::string_view collectDouble(std::string_view text) {
     return text.substr(0, end);
 }
 
+/// Whether a collected field is a number to its end.
+bool isWholeDouble(std::string_view field) {
+    return std::any_of(field.begin(), field.end(), isDigit) &&
+           (isDigit(field.back()) || field.back() == '.');
+}
+
 }  // namespace
 
 std::int32_t textToInt(std::string_view text) {
@@ -95,9 +102,8 @@ std::int32_t textToInt(std::string_view text) {
 double textToDouble(std::string_view text) {
     const std::string prepared = prepare(text);
     const std::string field(collectDouble(skip(prepared, kStreamBlanks)));
-    char* end = nullptr;
-    const double number = std::strtod(field.c_str(), &end);
-    if (field.empty() || end != field.c_str() + field.size() || std::isinf(number)) {
+    const double number = std::atof(field.c_str());
+    if (!isWholeDouble(field) || std::isinf(number)) {
         throw ExceptionCode<settings::kBadValue>();
     }
     return number;
@@ -119,9 +125,16 @@ std::string numberToText(std::int32_t number) {
 }
 
 std::string numberToText(double number) {
-    // The longest text is "-1.23457e+308".
-    char text[32];
-    std::snprintf(text, sizeof text, "%g", number);
+    // The longest text is "-1.23457e+308". Windows' own formatting, not that of a C++ run-time, which
+    // would bring 40 KB along.
+    char buffer[32];
+    _snprintf(buffer, sizeof buffer, "%g", number);
+    std::string text(buffer);
+    // Older run-times of Windows give every exponent three digits.
+    const auto exponent = text.find('e');
+    if (exponent != std::string::npos && text.size() - exponent == 5 && text[exponent + 2] == '0') {
+        text.erase(exponent + 2, 1);
+    }
     return text;
 }
 

@@ -609,10 +609,13 @@ Deleter& Deleter::appendTree(const tstring& path) {
 void Deleter::execute() {
     std::vector<Entry> entries;
     entries.swap(entries_);
-    std::stable_sort(entries.begin(), entries.end(),
-                     [](const Entry& a, const Entry& b) { return a.action < b.action; });
-    for (const Entry& entry : entries) {
-        execute(entry);
+    // Files go before trees; within each the order of adding holds.
+    for (const auto action : {kFile, kFileOnReboot, kTree, kTreeOnReboot}) {
+        for (const Entry& entry : entries) {
+            if (entry.action == action) {
+                execute(entry);
+            }
+        }
     }
 }
 

@@ -68,14 +68,10 @@ Products productsOfType(InstalledNorvRange products, std::int32_t type) {
 void removeObsoleteKeys(const Registry& key, InstalledNorvRange products) {
     std::vector<tstring> wanted;
     std::ranges::transform(products, std::back_inserter(wanted), versionName);
-    std::vector<tstring> present = key.getSubkeyNames();
-    std::ranges::sort(wanted);
-    std::ranges::sort(present);
-
-    std::vector<tstring> obsolete;
-    std::ranges::set_difference(present, wanted, std::back_inserter(obsolete));
-    for (const tstring& name : obsolete) {
-        key.deleteSubkey(name);
+    for (const tstring& name : key.getSubkeyNames()) {
+        if (std::ranges::find(wanted, name) == wanted.end()) {
+            key.deleteSubkey(name);
+        }
     }
 }
 

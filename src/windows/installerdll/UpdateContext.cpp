@@ -48,21 +48,31 @@ UpdateAction opposite(UpdateAction action) {
     return action == UpdateAction::Install ? UpdateAction::Remove : UpdateAction::Install;
 }
 
-bool isManaged(const InstalledNorv& product) {
-    return product.type == Bundle::kQvr || product.type == Bundle::kQvk;
+bool isOfClass(const InstalledNorv& product, std::int32_t type, std::uint32_t bits) {
+    return product.type == type && product.bits == bits;
 }
 
-/// The order of the classes in the managers' list.
-std::pair<std::int32_t, std::uint32_t> classOf(const InstalledNorv& product) {
-    return {product.type, product.bits};
+/// The products that the managers care for, class by class, so that each class is one range.
+std::vector<InstalledNorv> inClassOrder(const std::vector<InstalledNorv>& products) {
+    std::vector<InstalledNorv> ordered;
+    for (const std::int32_t type : {Bundle::kQvr, Bundle::kQvk}) {
+        for (const std::uint32_t bits : {32u, 64u}) {
+            for (const InstalledNorv& product : products) {
+                if (isOfClass(product, type, bits)) {
+                    ordered.push_back(product);
+                }
+            }
+        }
+    }
+    return ordered;
 }
 
 InstalledNorvRange classRange(InstalledNorvRange ordered, std::int32_t type, std::uint32_t bits) {
-    const auto isOfClass = [=](const InstalledNorv& product) {
-        return classOf(product) == std::pair(type, bits);
+    const auto matches = [=](const InstalledNorv& product) {
+        return isOfClass(product, type, bits);
     };
-    const auto first = std::ranges::find_if(ordered, isOfClass);
-    return {first, std::find_if_not(first, ordered.end(), isOfClass)};
+    const auto first = std::find_if(ordered.begin(), ordered.end(), matches);
+    return {first, std::find_if_not(first, ordered.end(), matches)};
 }
 
 /// The code of the latest QVR; all zero when there is none.
@@ -89,8 +99,7 @@ UpdatePlan::UpdatePlan(InstalledNorvRange detected, const InstalledNorv& product
     products_ = apply(action, detected, product);
     verify(products_);
 
-    std::erase_if(products_, [](const InstalledNorv& listed) { return !isManaged(listed); });
-    std::ranges::stable_sort(products_, {}, classOf);
+    products_ = inClassOrder(products_);
     context_.all = products_;
     context_.qvr32 = classRange(products_, Bundle::kQvr, 32);
     context_.qvr64 = classRange(products_, Bundle::kQvr, 64);
