@@ -1,0 +1,220 @@
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "support/Products.h"
+#include "sweep/Sweep.h"
+
+namespace {
+
+using simulated::Machine;
+using simulated::View;
+
+constexpr UINT kFunctionFailed = 1627;
+constexpr UINT kInstallFailure = 1603;
+constexpr UINT kBadConfiguration = 61015;
+
+constexpr std::uint64_t kShards = 8;
+
+/// Long runs are swept with this step between the calls: 1 in an optimised build, which sweeps
+/// every call; more where sanitizers make a run some forty times as slow. The step has no divisor
+/// with the seven calls of a log record in common, so that each of them is met.
+constexpr std::uint64_t kLongStep = NORV_SWEEP_STEP;
+
+const std::u16string kVendor = u"HKLM\\Software\\Halvorex";
+const std::u16string kCommon = u"C:\\Program Files\\Common Files\\Dovrin\\Norv\\";
+const std::u16string kMenu = u"C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs\\";
+
+/// The package's own version: with it on the machine the shims are set up anew.
+const std::u16string kOwnVersion = u"21.0.12.1+1";
+
+/// Products of all four classes and both schemes, with leftovers of older ones: a machine on which
+/// every manager has work to do.
+std::unique_ptr<Machine> familyMachine() {
+    auto machine = std::make_unique<Machine>();
+    auto old = products::qvr(u"1.8.0_45-b13", 64);
+    old.manifestVersion = u"1.8.0_45-b13";
+    for (const auto& product : {old, products::qvr(u"1.8.0_60-b02", 32),
+                                products::qvk(u"1.8.0-b05", 32), products::qvr(u"21.0.3+7", 64),
+                                products::qvk(u"17.0.9+9", 64), products::qvk(kOwnVersion, 64)}) {
+        products::install(*machine, product);
+    }
+    auto& registry = machine->registry;
+    registry.setString(View::Bits64, kVendor + u"\\Norv Runtime Environment\\1.6.0_10", u"NorvHome",
+                       u"C:\\gone");
+    registry.setString(View::Bits64, kVendor + u"\\QVK\\11.0.2\\MSI", u"MODE", u"S");
+    registry.setString(
+        View::Bits64, u"HKCU\\User\\Software\\Halvorex\\Norv Runtime Environment\\1.5", u"x", u"1");
+    registry.setExpandString(
+        View::Bits64, u"HKLM\\SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment",
+        u"Path", u"%SystemRoot%\\system32;C:\\tools");
+    auto& volumes = machine->volumes;
+    volumes.addFile(kCommon + u"norvtmp\\norv.exe", "new launcher");
+    volumes.addFile(kCommon + u"norvtmp\\norvw.exe", "new window launcher");
+    volumes.addFile(kCommon + u"norvpath_target_1\\norv.exe", "old launcher");
+    volumes.addJunction(kCommon + u"norvpath", kCommon + u"norvpath_target_1");
+    volumes.addFile(kMenu + u"Norv\\Stale.lnk", "stale");
+    volumes.addFile(u"C:\\Windows\\System32\\WindowsAssistLink-64.dll", "old bridge");
+    const auto kit = products::qvk(kOwnVersion, 64);
+    volumes.addFile(kit.homeDir + u"\\core.zip", "leftover");
+    volumes.addFile(u"C:\\Users\\Public\\Documents\\mine.txt", "a user's own");
+    return machine;
+}
+
+/// What an interrupted set-up of the shims leaves for good. A new target is made each time and an
+/// old one is never used again, and the staging directory is taken over by the run that got there.
+const std::vector<ExpectedDifference> kInterruptedShims = {
+    {R"([-+] .*norvpath_target_#.*)",
+     "a target whose junction wasn't made, or that the junction no longer leads to, stays"},
+    {R"([-+] .*\\norvtmp.*)",
+     "after a failure in front of its end the staging directory stays, after one copy of a shim "
+     "failed it goes all the same"},
+    {R"([-+] .*\\norvpath\b.*)",
+     "a junction that was deleted and not made anew is missing: nowhere to copy shims from"},
+    {R"([-+] registry .*\\Environment \[Path\] .*)",
+     "without shims the path entry is not added until a product brings new ones"},
+    {R"(\+ .*WindowsAssistLink.*)",
+     "a bridge library that could not be replaced at once lies beside its source until the "
+     "restart"},
+    {R"(\+ delayed .*)", "what was in use is deleted or replaced at the restart"},
+};
+
+/// What an update may take away: shims, the menu's folder, the bridge library and the leftovers.
+const char* const kSharedPlaces =
+    R"(Common Files\\Dovrin\\Norv\\norv|Start Menu\\Programs\\Norv|WindowsAssistLink|\\core\.zip )";
+const char* const kNowhere = "^$";
+
+SweptAction setLatestQvr() {
+    const std::u16string code(products::qvk(kOwnVersion, 64).code);
+    return {"SetLatestQvr",
+            familyMachine,
+            [=](Machine& machine) {
+                return machine.installer.openDeferredSession(u"ProductCode=" + code);
+            },
+            {0, kFunctionFailed},
+            kInterruptedShims,
+            kSharedPlaces,
+            kLongStep};
+}
+
+SweptAction loadMsiPropertiesFromConfig() {
+    return {"MSILoadMsiPropertiesFromConfig",
+            [] {
+                auto machine = familyMachine();
+                machine->volumes.addFile(
+                    u"C:\\Program Files (x86)\\Common Files\\Dovrin\\Norv\\norv.settings.cfg",
+                    "AUTO_UPDATE=Disable\r\nWEB_NORV_SECURITY_LEVEL=H\r\n");
+                machine->volumes.addFile(u"C:\\norv.cfg", "INSTALLDIR=C:\\chosen\\\nSTATIC=1\n");
+                return machine;
+            },
+            [](Machine& machine) {
+                return machine.installer.openSession(
+                    {{u"MSICMDLINE", u"INSTALLCFG=C:\\norv.cfg REMOVEOLDERQVRS=1 REBOOT=No /qn"}});
+            },
+            // A refused MsiSetProperty of "INSTALLDIR" gives the installer's own status.
+            {0, kFunctionFailed, kBadConfiguration},
+            {},
+            kNowhere};
+}
+
+SweptAction immediate(const char* action, std::map<std::u16string, std::u16string> properties,
+                      std::set<UINT> statuses, std::vector<ExpectedDifference> expected = {},
+                      const char* ownPlaces = kNowhere, std::uint64_t step = 1) {
+    const bool toolIsAway = properties.count(u"DisableVomlitExe") != 0;
+    return {action,
+            [=] {
+                auto machine = familyMachine();
+                products::Updater updater;
+                updater.hasVomlit = !toolIsAway;
+                products::installUpdater(*machine, updater);
+                machine->volumes.addFile(u"C:\\Temp\\1.tmp", "the tool");
+                // A junction to a user's folder, in a tree that is deleted: the walk goes through
+                // it, so what is behind it counts as part of the tree.
+                machine->volumes.addFile(u"C:\\Users\\User\\linked\\letter.txt", "a user's own");
+                machine->volumes.addFile(u"C:\\Users\\User\\beside.txt", "a user's own");
+                machine->volumes.addJunction(u"C:\\old home\\link", u"C:\\Users\\User\\linked");
+                machine->volumes.addFile(u"C:\\old home\\bin\\a.exe", "x");
+                machine->volumes.addFile(u"C:\\old home\\b.txt", "x");
+                machine->volumes.setReadOnly(u"C:\\old home\\b.txt");
+                return machine;
+            },
+            [=](Machine& machine) {
+                const MSIHANDLE session = machine.installer.openSession(properties);
+                machine.installer.session(session)
+                    .database.table(u"Upgrade", {u"UpgradeCode", u"ActionProperty"})
+                    .row({u"{0B7F2E57-4E1E-4C55-9E2B-65C0B7B1D0AA}", u"OLDQVRS"});
+                return session;
+            },
+            std::move(statuses),
+            std::move(expected),
+            ownPlaces,
+            step};
+}
+
+std::vector<SweptAction> allActions() {
+    return {
+        setLatestQvr(),
+        loadMsiPropertiesFromConfig(),
+        immediate("MSIValidateInstallDir", {{u"INSTALLDIR", u"C:\\new"}},
+                  {0, 610018, 610019, 610020, 610021, kFunctionFailed}),
+        immediate("MSIIsLocalSystemSupported", {}, {0, kFunctionFailed}),
+        immediate("MSISetImpersonate", {{u"INSTALLCFG", u"\\\\server\\share\\x.cfg"}}, {0}),
+        immediate("MSIRemoveFoldersOnReboot", {{u"INSTALLDIR", u"C:\\old home"}},
+                  {0, kFunctionFailed},
+                  {{R"(\+ delayed .*old home.*)",
+                    "what could not be deleted at once stays registered for the restart"}},
+                  R"(C:\\old home|C:\\Users\\User\\linked)"),
+        immediate(
+            "DisableVomlitExe", {}, {0, kFunctionFailed},
+            {{R"([-+] .*\\Temp\\.*)",
+              "an empty temporary file stays when the tool could not be moved into it"},
+             {R"([-+] .*vomlit\.exe.*)", "the tool stays where it is when it can't be moved"}},
+            R"(\\vomlit\.exe )", kLongStep),
+        immediate("RestoreVomlitExe",
+                  {{u"DisableVomlitExe", products::kUpdaterCode + u"*C:\\Temp\\1.tmp"}},
+                  {0, kFunctionFailed}, {}, R"(C:\\Temp\\1\.tmp )"),
+        immediate("DisableAUUninstall", {{u"OLDQVRS", u"{26A24AE4-039D-4CA4-87B4-2F64180045F0};"}},
+                  {0, kFunctionFailed}, {}, kNowhere, kLongStep),
+        immediate("checkIfReservedLocationOccupied", {{u"ISSILENT", u"1"}}, {0, kInstallFailure}),
+        immediate("checkIfInstallDirReserved", {{u"INSTALLDIR", u"C:\\x"}}, {0, kInstallFailure}),
+    };
+}
+
+struct Part {
+    std::size_t action;
+    Disturbance disturbance;
+    std::uint64_t shard;
+};
+
+class ActionSweep : public testing::TestWithParam<Part> {};
+
+TEST_P(ActionSweep, LeavesTheMachineInOrder) {
+    const Part part = GetParam();
+    const SweptAction action = allActions()[part.action];
+    const std::uint64_t calls =
+        sweep(action, part.disturbance, {part.shard * action.step, kShards * action.step});
+    RecordProperty("calls", static_cast<int>(calls));
+    std::printf("swept %llu calls of %s\n", static_cast<unsigned long long>(calls), action.action);
+}
+
+std::vector<Part> parts() {
+    std::vector<Part> all;
+    for (std::size_t action = 0; action < allActions().size(); ++action) {
+        for (const Disturbance disturbance : {Disturbance::Failure, Disturbance::Stop}) {
+            for (std::uint64_t shard = 0; shard < kShards; ++shard) {
+                all.push_back({action, disturbance, shard});
+            }
+        }
+    }
+    return all;
+}
+
+std::string partName(const testing::TestParamInfo<Part>& info) {
+    return std::string(allActions()[info.param.action].action) +
+           (info.param.disturbance == Disturbance::Stop ? "_stop_" : "_failure_") +
+           std::to_string(info.param.shard);
+}
+
+INSTANTIATE_TEST_SUITE_P(Actions, ActionSweep, testing::ValuesIn(parts()), partName);
+
+}  // namespace
