@@ -25,7 +25,7 @@ MAY_KNOW = {
 FACES = {"settings/share": {"settings/share/settings.h", "settings/share/SettingsException.h"},
          "zip": {"zip/zip.h", "zip/Entries.h"}}
 PRODUCT_BANS = [
-    (r"\bwchar_t\b|\bL\"", "wide text is TCHAR and _T(\"\")"),
+    (r'\bwchar_t\b|(?<![\w"])L"', "wide text is TCHAR and _T(\"\")"),
     (r"#\s*include\s*<(iostream|sstream|fstream|ostream|istream|iomanip|locale|regex|format|filesystem)>",
      "streams and their like triple the size of the library"),
     (r"(?i)simulat", "product code doesn't know which machine it runs on"),
