@@ -22,13 +22,17 @@ def title(text):
 
 def show_key(registry, path):
     key = registry.key(path)
-    print(f"  {path}" + ("" if key is not None else "   (missing)"))
-    for name, value in sorted(key.values.items()) if key else []:
-        print(f"      {name or '(default)'} = {value}")
+    if key is None:
+        print(f"  {path}   (missing)")
+        return
+    print(f"  {path.split(chr(92))[0]}\\{key.path}")
+    for name, value in sorted(key.values.items()):
+        print(f"      {key.names[name] or '(default)'} = {value}")
 
 
 def show_tree(registry, path):
-    show_key(registry, path)
+    if registry.key(path) is not None:
+        show_key(registry, path)
     for name in registry.subkeys(path):
         show_tree(registry, f"{path}\\{name}")
 

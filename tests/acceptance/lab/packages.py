@@ -17,7 +17,7 @@ class Product:
     full_version: str = ""        # the package's property "FullVersion"
     upgrade_code: str = ""
     bits: int = 64
-    home: str = ""                # below C:; by default Program Files\Norv\<kind>-<version>
+    home: str = ""                # below C:; by default in the program directory of its bits
     files: dict = field(default_factory=dict)    # path below home -> file of this machine
     registry: list = field(default_factory=list)  # more (key, name, value) of HKLM
     trailing_backslash: bool = False             # whether "NorvHome" is written with one
@@ -34,7 +34,8 @@ class Product:
 
     @property
     def home_directory(self):
-        return "C:\\" + (self.home or f"Program Files\\Norv\\{self.kind}-{self.version}")
+        programs = "Program Files" if self.bits == 64 else "Program Files (x86)"
+        return "C:\\" + (self.home or f"{programs}\\Norv\\{self.kind}-{self.version}")
 
 
 # The product update runs behind PublishProduct: from there on the product is in the installer's list.

@@ -4,10 +4,12 @@ import re
 
 
 class Key:
-    """Values by lower-case name ("" is the default value)."""
+    """Values by lower-case name ("" is the default value); `names` has the names as they stand."""
 
-    def __init__(self):
+    def __init__(self, path=""):
+        self.path = path
         self.values = {}
+        self.names = {}
 
     def __getitem__(self, name):
         return self.values[name.lower()]
@@ -55,12 +57,14 @@ def _read(path):
     for line in _logical_lines(path):
         if line.startswith("["):
             name = line[1:line.rindex("]")]
-            current = keys.setdefault(_unescape(name).lower(), Key())
+            path = _unescape(name)
+            current = keys.setdefault(path.lower(), Key(path))
         else:
             match = re.match(r'(@|"(?:[^"\\]|\\.)*")=(.*)$', line, re.DOTALL)
             if match:
                 name = "" if match[1] == "@" else _unescape(match[1][1:-1])
                 current.values[name.lower()] = _data(match[2])
+                current.names[name.lower()] = name
     return keys
 
 
