@@ -81,10 +81,11 @@ bool isRedirectedClass(const KeyPath& path, std::size_t index) {
 }
 
 const std::vector<KeyPath>& sharedKeys() {
-    static const std::vector<KeyPath> keys = [] {
-        std::vector<KeyPath> made;
+    // Never destroyed: a library may still call the machine as the program ends.
+    static const std::vector<KeyPath>& keys = *[] {
+        auto* const made = new std::vector<KeyPath>;
         for (const std::u16string_view key : kSharedKeys) {
-            made.push_back(components(key));
+            made->push_back(components(key));
         }
         return made;
     }();
