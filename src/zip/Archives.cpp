@@ -17,6 +17,11 @@ constexpr std::int32_t kMaxRefs = 65535;
 nzfile* firstArchive = nullptr;
 CRITICAL_SECTION* listLock = nullptr;
 
+/// Gives the list's lock back as the library is unloaded.
+struct ListLockEnd {
+    ~ListLockEnd() { destroyLock(listLock); }
+} listLockEnd;
+
 char* message(const char* text) {
     return const_cast<char*>(text);
 }

@@ -61,22 +61,58 @@ std::unique_ptr<Machine> familyMachine() {
     return machine;
 }
 
-/// What an interrupted set-up of the shims leaves for good. A new target is made each time and an
-/// old one is never used again, and the staging directory is taken over by the run that got there.
+#define NORV_COMMON R"(C:\\Program Files\\Common Files\\Dovrin\\Norv\\)"
+
+/// What an interrupted set-up of the shims leaves for good, be it by a failure or by a stop. A new
+/// target is made each time and none is used again; shims come from the staging directory alone,
+/// and what is missing there stays missing.
 const std::vector<ExpectedDifference> kInterruptedShims = {
-    {R"([-+] .*norvpath_target_#.*)",
-     "a target whose junction wasn't made, or that the junction no longer leads to, stays"},
-    {R"([-+] .*\\norvtmp.*)",
-     "after a failure in front of its end the staging directory stays, after one copy of a shim "
-     "failed it goes all the same"},
-    {R"([-+] .*\\norvpath\b.*)",
-     "a junction that was deleted and not made anew is missing: nowhere to copy shims from"},
-    {R"([-+] registry .*\\Environment \[Path\] .*)",
-     "without shims the path entry is not added until a product brings new ones"},
-    {R"(\+ .*WindowsAssistLink.*)",
-     "a bridge library that could not be replaced at once lies beside its source until the "
-     "restart"},
-    {R"(\+ delayed .*)", "what was in use is deleted or replaced at the restart"},
+    {R"(\+ directory )" NORV_COMMON R"(norvpath_target_#( D:\(.*\))?)",
+     "a new target that the junction wasn't led to"},
+    {R"(\+ file )" NORV_COMMON R"(norvpath_target_#\\(norv|norvw|norvc|zemble)\.exe ".*")",
+     "and the shims in it"},
+    {R"(\+ (directory|file) )" NORV_COMMON R"(norvpath_target_1(\\norv\.exe "old launcher")?)",
+     "the old target, when the run ended between the new junction and the deletion"},
+    {R"(- file )" NORV_COMMON R"(norvpath_target_#\\(norv|norvw|norvc|zemble)\.exe ".*")",
+     "a shim whose copying failed, or that was gone from a half-deleted staging directory"},
+    {R"(\+ directory )" NORV_COMMON R"(norvpath)",
+     "a directory that was to become the junction; from there on it is in the way"},
+    {R"(- directory )" NORV_COMMON R"(norvpath -> )" NORV_COMMON R"(norvpath_target_#)",
+     "the junction that isn't made in its place"},
+    {R"(\+ (directory|file) )" NORV_COMMON R"(norvtmp(\\norvw?\.exe ".*")?)",
+     "the staging directory then"},
+    {R"([-+] registry HKLM\\SYSTEM\\.*\\Environment \[Path\] REG_EXPAND_SZ )"
+     R"("(C:\\Program Files\\Common Files\\Dovrin\\Norv\\norvpath;)?%SystemRoot%\\system32;C:\\tools")",
+     "and the search path"},
+};
+
+/// What a failure leaves besides.
+const std::vector<ExpectedDifference> kFailedUpdate = {
+    {R"(- registry HKLM\\SOFTWARE\\(Wow6432Node\\)?Halvorex\\)"
+     R"((QVR\\21\.0\.3|QVK\\17\.0\.9|Norv Runtime Environment\\1\.8(\.0_45|\.0_60)?|)"
+     R"(Norv Development Kit\\1\.8(\.0)?)( \[(NorvHome|RuntimeLib|MicroVersion)\] REG_SZ ".*")?)",
+     "the version key of a product that could not be read is taken for a stale one"},
+    {R"(\+ file C:\\Program Files.*\\bin\\WindowsAssistLink-(32|64)3600000\.dll ".*")",
+     "a bridge library that could not be replaced at once lies beside its source"},
+    {R"(\+ at restart C:\\Program Files.*\\bin\\WindowsAssistLink-(32|64)3600000\.dll is moved to )"
+     R"(C:\\Windows\\(System32|SysWOW64)\\WindowsAssistLink-(32|64)\.dll)",
+     "until the restart"},
+    {R"(\+ at restart C:\\Windows\\System32\\WindowsAssistLink-64\.dll is deleted)",
+     "one that could not be deleted goes at the restart"},
+};
+
+/// The updater's tool after a run that was disturbed behind its move, or could not make it.
+const std::vector<ExpectedDifference> kInterruptedMove = {
+    {R"(- property DisableVomlitExe=\{4A03706F-666A-4037-7777-5F2748764D10\}\*.*\\Temp\\#\.tmp)",
+     "the run before has moved the tool; the next one finds none and tells nothing"},
+    {R"(\+ file C:\\Users\\User\\AppData\\Local\\Temp\\#\.tmp "")",
+     "an empty temporary file stays when the tool could not be moved into it"},
+};
+
+const std::vector<ExpectedDifference> kNoTemporaryDirectory = {
+    {R"(\+ file C:\\Windows\\System32\\#\.tmp "updater")",
+     "a temporary directory that can't be told is taken for the current one"},
+    {R"(- file C:\\Users\\User\\AppData\\Local\\Temp\\#\.tmp "updater")", "instead of its own"},
 };
 
 /// What an update may take away: shims, the menu's folder, the bridge library and the leftovers.
@@ -93,6 +129,7 @@ SweptAction setLatestQvr() {
             },
             {0, kFunctionFailed},
             kInterruptedShims,
+            kFailedUpdate,
             kSharedPlaces,
             kLongStep};
 }
@@ -114,11 +151,13 @@ SweptAction loadMsiPropertiesFromConfig() {
             // A refused MsiSetProperty of "INSTALLDIR" gives the installer's own status.
             {0, kFunctionFailed, kBadConfiguration},
             {},
+            {},
             kNowhere};
 }
 
 SweptAction immediate(const char* action, std::map<std::u16string, std::u16string> properties,
                       std::set<UINT> statuses, std::vector<ExpectedDifference> expected = {},
+                      std::vector<ExpectedDifference> afterFailure = {},
                       const char* ownPlaces = kNowhere, std::uint64_t step = 1) {
     const bool toolIsAway = properties.count(u"DisableVomlitExe") != 0;
     return {action,
@@ -147,8 +186,18 @@ SweptAction immediate(const char* action, std::map<std::u16string, std::u16strin
             },
             std::move(statuses),
             std::move(expected),
+            std::move(afterFailure),
             ownPlaces,
             step};
+}
+
+SweptAction restoreVomlitExe() {
+    SweptAction action = immediate(
+        "RestoreVomlitExe", {{u"DisableVomlitExe", products::kUpdaterCode + u"*C:\\Temp\\1.tmp"}},
+        {0, kFunctionFailed}, {}, {}, R"(C:\\Temp\\1\.tmp )");
+    // The tool is back already and isn't replaced.
+    action.nextStatuses = {0, kFunctionFailed};
+    return action;
 }
 
 std::vector<SweptAction> allActions() {
@@ -159,22 +208,17 @@ std::vector<SweptAction> allActions() {
                   {0, 610018, 610019, 610020, 610021, kFunctionFailed}),
         immediate("MSIIsLocalSystemSupported", {}, {0, kFunctionFailed}),
         immediate("MSISetImpersonate", {{u"INSTALLCFG", u"\\\\server\\share\\x.cfg"}}, {0}),
-        immediate("MSIRemoveFoldersOnReboot", {{u"INSTALLDIR", u"C:\\old home"}},
-                  {0, kFunctionFailed},
-                  {{R"(\+ delayed .*old home.*)",
-                    "what could not be deleted at once stays registered for the restart"}},
-                  R"(C:\\old home|C:\\Users\\User\\linked)"),
         immediate(
-            "DisableVomlitExe", {}, {0, kFunctionFailed},
-            {{R"([-+] .*\\Temp\\.*)",
-              "an empty temporary file stays when the tool could not be moved into it"},
-             {R"([-+] .*vomlit\.exe.*)", "the tool stays where it is when it can't be moved"}},
-            R"(\\vomlit\.exe )", kLongStep),
-        immediate("RestoreVomlitExe",
-                  {{u"DisableVomlitExe", products::kUpdaterCode + u"*C:\\Temp\\1.tmp"}},
-                  {0, kFunctionFailed}, {}, R"(C:\\Temp\\1\.tmp )"),
+            "MSIRemoveFoldersOnReboot", {{u"INSTALLDIR", u"C:\\old home"}}, {0, kFunctionFailed},
+            {},
+            {{R"(\+ at restart C:\\old home(\\(b\.txt|bin(\\a\.exe)?|link(\\letter\.txt)?))? is deleted)",
+              "what could not be deleted at once stays registered for the restart"}},
+            R"(C:\\old home|C:\\Users\\User\\linked)"),
+        immediate("DisableVomlitExe", {}, {0, kFunctionFailed}, kInterruptedMove,
+                  kNoTemporaryDirectory, R"(\\vomlit\.exe )", kLongStep),
+        restoreVomlitExe(),
         immediate("DisableAUUninstall", {{u"OLDQVRS", u"{26A24AE4-039D-4CA4-87B4-2F64180045F0};"}},
-                  {0, kFunctionFailed}, {}, kNowhere, kLongStep),
+                  {0, kFunctionFailed}, {}, {}, kNowhere, kLongStep),
         immediate("checkIfReservedLocationOccupied", {{u"ISSILENT", u"1"}}, {0, kInstallFailure}),
         immediate("checkIfInstallDirReserved", {{u"INSTALLDIR", u"C:\\x"}}, {0, kInstallFailure}),
     };

@@ -17,7 +17,7 @@
 /// A difference that a disturbed run may leave behind for good, with the rule of the library that
 /// brings it about.
 struct ExpectedDifference {
-    std::string pattern;  ///< ECMAScript, of a whole line of `simulated::differences`
+    std::string pattern;  ///< ECMAScript, of a whole line of the differences
     std::string reason;
 };
 
@@ -30,9 +30,12 @@ struct SweptAction {
     /// Every status that the action may end with.
     std::set<UINT> statuses;
     std::vector<ExpectedDifference> expected;
+    std::vector<ExpectedDifference> expectedAfterFailure;  ///< and not after a stop
     /// ECMAScript, found in the line of each file or directory that the action may take away.
     std::string ownPlaces;
     std::uint64_t step = 1;  ///< of the calls swept
+    /// Every status of an undisturbed run behind the disturbed one.
+    std::set<UINT> nextStatuses = {0};
 };
 
 /// A part of the calls of a run: every `of`-th, from the `index`-th on.
