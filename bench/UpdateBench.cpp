@@ -75,12 +75,12 @@ BENCHMARK(updateOfProducts)->Arg(10)->Arg(100)->Arg(1000)->Unit(benchmark::kMill
 void logRecord(benchmark::State& state) {
     Machine machine;
     const simulated::Running running(machine);
-    LOG_TRACE(_T("logRecord"), Text() << _T("the first record makes the file"));
+    LOG_TRACE("logRecord", Text() << _T("the first record makes the file"));
     machine.calls.clearJournal();
     for (auto iteration : state) {
-        LOG_TRACE(_T("logRecord"),
-                  Text() << _T("Set [HKLM64\\Software\\Halvorex\\QVK\\17.0.9\\NorvHome]")
-                         << _T("=REG_SZ[C:\\Program Files\\Norv\\qvk-17]"));
+        LOG_TRACE("logRecord", Text()
+                                   << _T("Set [HKLM64\\Software\\Halvorex\\QVK\\17.0.9\\NorvHome]")
+                                   << _T("=REG_SZ[C:\\Program Files\\Norv\\qvk-17]"));
     }
     state.counters["calls"] =
         static_cast<double>(machine.calls.count()) / static_cast<double>(state.iterations());
@@ -103,7 +103,7 @@ void printJournals() {
     SetLatestQvr(session);
     printJournal("Update with 100 products", *machine);
     machine->calls.clearJournal();
-    LOG_TRACE(_T("printJournals"), Text() << _T("one record"));
+    LOG_TRACE("printJournals", Text() << _T("one record"));
     printJournal("One log record", *machine);
 }
 

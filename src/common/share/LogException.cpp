@@ -12,8 +12,18 @@ void logUnknownException(const SourceLocation& where) {
 }
 
 void logErrorAt(const SourceLocation& where, const tstring& message) {
-    const Text file = Text() << where.file;
-    const Text function = Text() << where.function;
-    Logger::instance().log(LogLevel::Error, file.str().c_str(), where.line,
-                           function.str().c_str(), message);
+    logAt(LogLevel::Error, where, message);
+}
+
+void logCaught(const SourceLocation& where) noexcept {
+    try {
+        try {
+            throw;
+        } catch (const std::exception& e) {
+            logException(where, e);
+        } catch (...) {
+            logUnknownException(where);
+        }
+    } catch (...) {
+    }
 }

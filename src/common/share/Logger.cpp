@@ -26,15 +26,15 @@ tstring lastComponent(const tstring& path) {
 /// The file name of the module that holds this code, which is not the process's own.
 tstring findProcessName() {
     HMODULE module = nullptr;
-    if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
-                                GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                            reinterpret_cast<LPCWSTR>(&findProcessName), &module)) {
+    if (!GetModuleHandleExW(
+            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+            reinterpret_cast<LPCWSTR>(&findProcessName), &module)) {
         return _T("Unkown");
     }
     std::vector<TCHAR> buffer(MAX_PATH);
     DWORD length;
-    while ((length = GetModuleFileNameW(module, buffer.data(), static_cast<DWORD>(buffer.size()))) >=
-           buffer.size()) {
+    while ((length = GetModuleFileNameW(module, buffer.data(),
+                                        static_cast<DWORD>(buffer.size()))) >= buffer.size()) {
         buffer.resize(buffer.size() * 2);
     }
     if (length == 0) {
@@ -84,15 +84,21 @@ void TeeLogAppender::append(const LogEvent& event) {
     }
 }
 
-ScopeTracer::ScopeTracer(Logger& logger, LogLevel level, const TCHAR* file, int line,
-                         const TCHAR* function, const TCHAR* name)
+void logAt(LogLevel level, const SourceLocation& where, const tstring& message) {
+    const Text file = Text() << where.file;
+    const Text function = Text() << where.function;
+    Logger::instance().log(level, file.str().c_str(), where.line, function.str().c_str(), message);
+}
+
+ScopeTracer::ScopeTracer(Logger& logger, LogLevel level, const char* file, int line,
+                         const char* function, const char* name)
     : logger_(logger),
       level_(level),
       enabled_(logger.isEnabled(LogLevel::Trace)),
-      file_(lastComponent(file)),
+      file_(Text() << baseName(file)),
       line_(line),
-      function_(function),
-      name_(name) {
+      function_(Text() << function),
+      name_(Text() << name) {
     if (enabled_) {
         logger_.log(level_, file_.c_str(), line_, function_.c_str(),
                     Text() << _T("Entering ") << name_);

@@ -2,13 +2,14 @@
 //
 // A call site writes
 //
-//     LOG_TRACE(_T("FileUtils::copyFile"), Text() << _T("Copied [") << src << _T("] file"));
+//     LOG_TRACE("FileUtils::copyFile", Text() << _T("Copied [") << src << _T("] file"));
 //
 // and composes the text only when the logger takes records of that level.
 #pragma once
 
 #include <cstdint>
 
+#include "common/share/PmtError.h"
 #include "common/share/Text.h"
 #include "common/share/tstring.h"
 
@@ -79,11 +80,14 @@ private:
     LogAppender* appender_ = nullptr;
 };
 
-/// Logs that a scope was entered and, when it ends, that it was left. The texts must outlive it.
+/// Writes one record with its place, whatever the threshold.
+void logAt(LogLevel level, const SourceLocation& where, const tstring& message);
+
+/// Logs that a scope was entered and, when it ends, that it was left.
 class ScopeTracer {
 public:
-    ScopeTracer(Logger& logger, LogLevel level, const TCHAR* file, int line, const TCHAR* function,
-                const TCHAR* name);
+    ScopeTracer(Logger& logger, LogLevel level, const char* file, int line, const char* function,
+                const char* name);
     ~ScopeTracer();
     ScopeTracer(const ScopeTracer&) = delete;
     ScopeTracer& operator=(const ScopeTracer&) = delete;
@@ -98,12 +102,11 @@ private:
     tstring name_;
 };
 
-#define LOG_AT(level, function, message)                                                      \
-    do {                                                                                      \
-        Logger& theLogger = Logger::instance();                                               \
-        if (theLogger.isEnabled(level)) {                                                     \
-            theLogger.log(level, _T(__FILE__), __LINE__, function, message);                  \
-        }                                                                                     \
+#define LOG_AT(level, function, message)           \
+    do {                                           \
+        if (Logger::instance().isEnabled(level)) { \
+            logAt(level, function, message);       \
+        }                                          \
     } while (false)
 
 #define LOG_TRACE(function, message) LOG_AT(LogLevel::Trace, function, message)
@@ -112,6 +115,6 @@ private:
 #define LOG_ERROR(function, message) LOG_AT(LogLevel::Error, function, message)
 
 /// Traces the rest of the enclosing scope; `name` is what the log calls it.
-#define TRACE_SCOPE(function, name) \
-    const ScopeTracer scopeTracer(Logger::instance(), LogLevel::Trace, _T(__FILE__), __LINE__, \
+#define TRACE_SCOPE(function, name)                                                        \
+    const ScopeTracer scopeTracer(Logger::instance(), LogLevel::Trace, __FILE__, __LINE__, \
                                   function, name)

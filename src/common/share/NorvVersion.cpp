@@ -158,7 +158,7 @@ std::size_t runSteps(const SuffixStep (&steps)[N], std::size_t heads, View text,
             throw PmtError<std::runtime_error>(
                 std::runtime_error(tstrings::toUtf8(tstrings::unsafe_format(
                     _T("[%d < %d] failed"), static_cast<int>(left), static_cast<int>(stillLeft)))),
-                SourceLocation::here("NorvVersionDetails::`anonymous-namespace'::parse"));
+                "NorvVersionDetails::`anonymous-namespace'::parse");
         }
         if (stillLeft < left) {
             left = stillLeft;
@@ -196,7 +196,7 @@ std::size_t parse(const tstring& text, std::int32_t* destination, std::size_t& c
     if (count < kCapacity) {
         throw PmtError<std::length_error>(
             std::length_error("Insufficient size of destination buffer"),
-            SourceLocation::here("NorvVersionDetails::`anonymous-namespace'::parse"));
+            "NorvVersionDetails::`anonymous-namespace'::parse");
     }
     const Head head = readHead(text);
     count = 0;
@@ -310,9 +310,8 @@ std::size_t Base::precision() const {
 }
 
 void Base::throwUnrecognizedVersionType() {
-    throw PmtError<std::logic_error>(
-        std::logic_error("unknown version tag"),
-        SourceLocation::here("NorvVersionDetails::Base::throwUnrecognizedVersionType"));
+    throw PmtError<std::logic_error>(std::logic_error("unknown version tag"),
+                                     "NorvVersionDetails::Base::throwUnrecognizedVersionType");
 }
 
 tstring toString(const Base& version) {

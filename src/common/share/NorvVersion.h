@@ -97,7 +97,7 @@ public:
         : NorvVersionDetails::Base(version) {
         if (tag() != Scheme::kTag) {
             NorvVersionDetails::throwWrongScheme(version, Scheme::kRefusal,
-                                                 SourceLocation::here(Scheme::kConstructorName));
+                                                 Scheme::kConstructorName);
         }
     }
 };

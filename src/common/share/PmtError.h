@@ -1,27 +1,28 @@
 // How an exception says where it was thrown.
 //
-// Every throw of the library has one form: compose the text, build the plain exception from it, and
-// throw it as a PmtError with the place.
+// Every throw of the library has one form, which is one call: the type, the function's full name,
+// and what the exception is made from.
 //
-//     throw PmtError<std::runtime_error>(
-//         std::runtime_error((Text() << path << _T(": not a link")).utf8()),
-//         SourceLocation::here("FileUtils::getLinkTarget"));
+//     raise<std::runtime_error>("FileUtils::getLinkTarget", Text() << path << _T(": not a link"));
 #pragma once
 
 #include <exception>
 #include <string>
 
-/// A place in the source. The texts are literals and outlive it.
-struct SourceLocation {
-    const char* file;      ///< the path as the compiler gives it
-    const char* function;  ///< with namespaces and classes: "msi::Database::getProperty"
-    int line;
+#include "common/share/Text.h"
 
-    /// The place of the call, under the function's full name.
-    static SourceLocation here(const char* function, const char* file = __builtin_FILE(),
-                               int line = __builtin_LINE()) {
-        return {file, function, line};
-    }
+/// A place in the source. The texts are literals and outlive it.
+///
+/// A function's full name, with namespaces and classes ("msi::Database::getProperty"), becomes the
+/// place where it is handed over; what takes a place is called with the name alone.
+struct SourceLocation {
+    SourceLocation(const char* functionName, const char* fileName = __builtin_FILE(),
+                   int lineNumber = __builtin_LINE())
+        : file(fileName), function(functionName), line(lineNumber) {}
+
+    const char* file;  ///< the path as the compiler gives it
+    const char* function;
+    int line;
 };
 
 /// What follows the last separator of a source file's path.
@@ -42,3 +43,20 @@ public:
 private:
     std::string message_;
 };
+
+/// Throws the T that is made from the arguments.
+template <class T, class... Args>
+[[noreturn]] [[gnu::noinline]] void raise(const SourceLocation& where, const Args&... args) {
+    throw PmtError<T>(T(args...), where);
+}
+
+/// Throws a T with this text.
+template <class T>
+[[noreturn]] [[gnu::noinline]] void raise(const SourceLocation& where, const char* text) {
+    throw PmtError<T>(T(text), where);
+}
+
+template <class T>
+[[noreturn]] [[gnu::noinline]] void raise(const SourceLocation& where, const Text& text) {
+    throw PmtError<T>(T(text.utf8()), where);
+}

@@ -37,7 +37,7 @@ std::int32_t parseComponent(std::basic_string_view<TCHAR> token) {
             std::runtime_error((Text() << _T("Failed to recognize version component in [")
                                        << tstring(token) << _T("]"))
                                    .utf8()),
-            SourceLocation::here("VersionDetails::parseComponent"));
+            "VersionDetails::parseComponent");
     }
     return component;
 }
@@ -45,9 +45,8 @@ std::int32_t parseComponent(std::basic_string_view<TCHAR> token) {
 std::size_t Parser::operator()(const tstring& text, std::int32_t* destination,
                                std::size_t& count) const {
     if (count == 0) {
-        throw PmtError<std::length_error>(
-            std::length_error("Destination buffer can't be empty"),
-            SourceLocation::here("VersionDetails::Parser::operator ()"));
+        throw PmtError<std::length_error>(std::length_error("Destination buffer can't be empty"),
+                                          "VersionDetails::Parser::operator ()");
     }
     std::vector<tstring> tokens;
     tstrings::split(tokens, text, _T("."));
@@ -63,7 +62,7 @@ std::size_t Parser::operator()(const tstring& text, std::int32_t* destination,
             std::runtime_error(
                 (Text() << _T("[") << consumed << _T(" < ") << text.size() << _T("] failed"))
                     .utf8()),
-            SourceLocation::here("VersionDetails::Parser::operator ()"));
+            "VersionDetails::Parser::operator ()");
     }
     count = read;
     // A dot at the end starts no number: it stays with what was not recognised.

@@ -56,10 +56,10 @@ public:
         std::size_t count = N;
         const std::size_t left = TextParser()(text, components_.data(), count);
         if (left != 0) {
-            throwUnrecognized(text, left, SourceLocation::here(TextParser::kInitName));
+            throwUnrecognized(text, left, TextParser::kInitName);
         }
         if (count < M || !TextParser::isPrecise(components_.data(), count)) {
-            throwTooShort(text, SourceLocation::here(TextParser::kInitName));
+            throwTooShort(text, TextParser::kInitName);
         }
         sourceText_ = text;
     }

@@ -14,14 +14,10 @@ namespace {
 
 constexpr std::size_t kFormatStep = 256;
 
-[[noreturn]] void throwUnexpectedReply(const char* reply, const SourceLocation& where) {
-    throw PmtError<std::runtime_error>(std::runtime_error(reply), where);
-}
-
 std::string toMultiByte(const tstring& text, UINT codePage, DWORD flags) {
-    const auto unexpected = [](int line = __builtin_LINE()) {
-        throwUnexpectedReply("Unexpected reply from WideCharToMultiByte()",
-                             {__FILE__, "tstrings::`anonymous-namespace'::toMultiByte", line});
+    const auto unexpected = [](const SourceLocation& where =
+                                   "tstrings::`anonymous-namespace'::toMultiByte") {
+        raise<std::runtime_error>(where, "Unexpected reply from WideCharToMultiByte()");
     };
     const int length = static_cast<int>(text.size());
     const int needed =
@@ -38,9 +34,9 @@ std::string toMultiByte(const tstring& text, UINT codePage, DWORD flags) {
 }
 
 tstring fromMultiByte(const std::string& text, UINT codePage, DWORD flags) {
-    const auto unexpected = [](int line = __builtin_LINE()) {
-        throwUnexpectedReply("Unexpected reply from MultiByteToWideChar()",
-                             {__FILE__, "tstrings::`anonymous-namespace'::fromMultiByte", line});
+    const auto unexpected = [](const SourceLocation& where =
+                                   "tstrings::`anonymous-namespace'::fromMultiByte") {
+        raise<std::runtime_error>(where, "Unexpected reply from MultiByteToWideChar()");
     };
     const int length = static_cast<int>(text.size());
     const int needed = MultiByteToWideChar(codePage, flags, text.data(), length, nullptr, 0);
@@ -60,8 +56,7 @@ tstring fromMultiByte(const std::string& text, UINT codePage, DWORD flags) {
 tstring unsafe_format(const TCHAR* format, ...) {
     if (format == nullptr) {
         throw PmtError<std::invalid_argument>(
-            std::invalid_argument("Destination buffer can't be NULL"),
-            SourceLocation::here("tstrings::unsafe_format"));
+            std::invalid_argument("Destination buffer can't be NULL"), "tstrings::unsafe_format");
     }
     tstring result;
     int length;

@@ -8,7 +8,7 @@ namespace {
 
 /// Handles are closed by destructors, which let nothing out: not even a record that can't be
 /// written.
-void logFailedClose(const TCHAR* function, const TCHAR* call, const void* handle,
+void logFailedClose(const char* function, const TCHAR* call, const void* handle,
                     DWORD status) noexcept {
     try {
         const Text closing = Text() << call << _T("(") << handle << _T(")");
@@ -25,7 +25,7 @@ void closeHANDLE(HANDLE handle) noexcept {
         return;
     }
     if (!CloseHandle(handle)) {
-        logFailedClose(_T("closeHANDLE"), _T("CloseHandle"), handle, GetLastError());
+        logFailedClose("closeHANDLE", _T("CloseHandle"), handle, GetLastError());
     }
 }
 
@@ -35,6 +35,6 @@ void closeRegHandle(HKEY key) noexcept {
     }
     const LSTATUS status = RegCloseKey(key);
     if (status != ERROR_SUCCESS) {
-        logFailedClose(_T("closeRegHandle"), _T("RegCloseKey"), key, static_cast<DWORD>(status));
+        logFailedClose("closeRegHandle", _T("RegCloseKey"), key, static_cast<DWORD>(status));
     }
 }

@@ -14,11 +14,15 @@ namespace {
 constexpr DWORD kWin32FacilityMask = 0x1FFF0000;
 constexpr DWORD kWin32Facility = 0x00070000;
 
-void freeLocal(LPWSTR text) noexcept { LocalFree(text); }
+void freeLocal(LPWSTR text) noexcept {
+    LocalFree(text);
+}
 
 using LocalText = AutoHandle<LPWSTR, freeLocal>;
 
-bool isSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
+bool isSpace(char c) {
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
 
 std::string_view trimmedEnd(std::string_view text) {
     while (!text.empty() && isSpace(text.back())) {
@@ -37,8 +41,8 @@ std::string_view trimmed(std::string_view text) {
 
 /// Windows' words for a status: of the module's messages, else of the system's.
 tstring findDescription(DWORD status, HMODULE module) {
-    constexpr DWORD kFlags = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS |
-                             FORMAT_MESSAGE_FROM_SYSTEM;
+    constexpr DWORD kFlags =
+        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM;
     LPWSTR buffer = nullptr;
     DWORD length = 0;
     if (module != nullptr) {
@@ -74,12 +78,12 @@ tstring composeDetail(const void* failingFunction, DWORD status,
     detail << word << _T(" [") << status << _T("]");
     HMODULE module = nullptr;
     if (failingFunction != nullptr &&
-        !GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
-                                GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                            static_cast<LPCWSTR>(failingFunction), &module)) {
-        LOG_WARNING(_T("`anonymous-namespace'::composeDetail"),
-                    Text() << _T("GetModuleHandleEx() failed for ") << failingFunction
-                           << _T(" address."));
+        !GetModuleHandleExW(
+            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+            static_cast<LPCWSTR>(failingFunction), &module)) {
+        LOG_WARNING(
+            "`anonymous-namespace'::composeDetail",
+            Text() << _T("GetModuleHandleEx() failed for ") << failingFunction << _T(" address."));
         return detail;
     }
     return detail << _T("(") << describeSystemError(status, module) << _T(")");
@@ -91,9 +95,13 @@ std::string composeSysError(const tstring& text, const void* failingFunction, DW
         tstrings::toUtf8(composeDetail(failingFunction, status, _T("System error"))));
 }
 
-void releaseErrorInfo(IErrorInfo* info) noexcept { info->Release(); }
+void releaseErrorInfo(IErrorInfo* info) noexcept {
+    info->Release();
+}
 
-void freeString(BSTR text) noexcept { SysFreeString(text); }
+void freeString(BSTR text) noexcept {
+    SysFreeString(text);
+}
 
 /// What the failed call left in the thread's error object, or an empty text.
 tstring comErrorDescription() {
@@ -151,6 +159,10 @@ std::string joinErrorMessage(const std::string& text, const std::string& detail)
 
 SysError::SysError(const tstring& text, const void* failingFunction, DWORD status)
     : std::runtime_error(composeSysError(text, failingFunction, status)) {}
+
+void raise(const SourceLocation& where, const FailedCall& call) {
+    raise<SysError>(where, call.text_.str(), call.function_, call.status_);
+}
 
 ComError::ComError(const tstring& text, HRESULT status)
     : std::runtime_error(composeComError(text, status)), status_(status) {}

@@ -36,7 +36,7 @@ SharedMemoryUnsafe::SharedMemoryUnsafe(Open, const char* name) {
     AutoHandle<HANDLE, closeMapping> mapping(
         OpenFileMappingA(FILE_MAP_READ | FILE_MAP_WRITE, FALSE, name));
     if (!mapping) {
-        fail(SourceLocation::here("ipc::SharedMemoryUnsafe::create"));
+        fail("ipc::SharedMemoryUnsafe::create");
     }
     impl_.reset(new Impl{std::move(mapping), kRecordSize, name});
 }
@@ -47,7 +47,7 @@ SharedMemoryUnsafe::SharedMemoryUnsafe(Create, const char* name) {
     AutoHandle<HANDLE, closeMapping> mapping(CreateFileMappingA(
         INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, kRecordSize, chosen.c_str()));
     if (!mapping) {
-        fail(SourceLocation::here("ipc::SharedMemoryUnsafe::create"));
+        fail("ipc::SharedMemoryUnsafe::create");
     }
     impl_.reset(new Impl{std::move(mapping), kRecordSize, chosen});
 }
@@ -63,7 +63,7 @@ SharedMemoryUnsafe::Snapshot::Snapshot(const SharedMemoryUnsafe& memory)
     : buffer{}, view_(nullptr), size_(memory.getSize()) {
     view_ = MapViewOfFile(memory.impl_->mapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, size_);
     if (view_ == nullptr) {
-        fail(SourceLocation::here("ipc::SharedMemoryUnsafe::Snapshot::Snapshot"));
+        fail("ipc::SharedMemoryUnsafe::Snapshot::Snapshot");
     }
     assert(sizeof(buffer) == size_);
     std::memmove(buffer, view_, size_);
@@ -73,7 +73,7 @@ void SharedMemoryUnsafe::Snapshot::flush() {
     assert(view_);
     std::memmove(view_, buffer, size_);
     if (!FlushViewOfFile(view_, size_)) {
-        fail(SourceLocation::here("ipc::SharedMemoryUnsafe::Snapshot::flush"));
+        fail("ipc::SharedMemoryUnsafe::Snapshot::flush");
     }
 }
 
@@ -82,12 +82,12 @@ SharedMemoryUnsafe::Snapshot::~Snapshot() {
     try {
         try {
             if (!UnmapViewOfFile(view_)) {
-                fail(SourceLocation::here(kWhere));
+                fail(kWhere);
             }
         } catch (const std::exception& e) {
-            logException(SourceLocation::here(kWhere), e);
+            logException(kWhere, e);
         } catch (...) {
-            logUnknownException(SourceLocation::here(kWhere));
+            logUnknownException(kWhere);
         }
     } catch (...) {
         // A record that can't be written has nowhere to be reported to.

@@ -34,7 +34,7 @@ void Bundle::throwUnexpectedType(const Bundle& bundle) {
         std::runtime_error((Text() << _T("Unexpected type") << bundle.type << _T(" of ")
                                    << bundle.version.sourceText())
                                .utf8()),
-        SourceLocation::here("Bundle::throwUnexpectedType"));
+        "Bundle::throwUnexpectedType");
 }
 
 tstring getFamilyKeyPath(const Bundle& bundle) {
@@ -72,7 +72,7 @@ const Registry& getRootKey(const Bundle& bundle) {
             throw PmtError<std::runtime_error>(
                 std::runtime_error(
                     (Text() << _T("Unexpected bundle arch: ") << bundle.bits).utf8()),
-                SourceLocation::here("`anonymous-namespace'::getRootKey"));
+                "`anonymous-namespace'::getRootKey");
     }
 }
 

@@ -9,7 +9,7 @@ ComInitializer::ComInitializer() : initialized_(false) {
     const HRESULT status = CoInitialize(nullptr);
     initialized_ = SUCCEEDED(status);
     if (!initialized_) {
-        LOG_WARNING(_T("ComInitializer::ComInitializer"),
+        LOG_WARNING("ComInitializer::ComInitializer",
                     Text() << _T("CoInitialize failed with ") << describeComError(status));
     }
 }

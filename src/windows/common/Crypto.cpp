@@ -12,14 +12,14 @@ const tstring& verifyChecksumString(const tstring& value, const std::string& alg
             std::runtime_error((Text() << _T("Unexpected length of ") << value << _T(" ")
                                        << algorithm << _T(" hash string."))
                                    .utf8()),
-            SourceLocation::here("verifyChecksumString"));
+            "verifyChecksumString");
     }
     if (value.find_first_not_of(_T("abcdef1234567890")) != tstring::npos) {
         throw PmtError<std::runtime_error>(
             std::runtime_error((Text() << _T("Illegal character in ") << value << _T(" ")
                                        << algorithm << _T(" hash string."))
                                    .utf8()),
-            SourceLocation::here("verifyChecksumString"));
+            "verifyChecksumString");
     }
     return value;
 }

@@ -13,7 +13,7 @@ HMODULE loadLibrary(const tstring& path) {
         const DWORD status = GetLastError();
         throw PmtError<SysError>(
             SysError(Text() << _T("LoadLibraryW(") << path << _T(") failed"), LoadLibraryW, status),
-            SourceLocation::here("`anonymous-namespace'::loadLibrary"));
+            "`anonymous-namespace'::loadLibrary");
     }
     return module;
 }
@@ -31,7 +31,7 @@ Dll::Dll(const Dll& other) : path_(other.path_), handle_(nullptr), owned_(true) 
         throw PmtError<SysError>(
             SysError(Text() << _T("GetModuleHandleExW(") << path_ << _T(") failed"),
                      GetModuleHandleExW, status),
-            SourceLocation::here("Dll::Dll"));
+            "Dll::Dll");
     }
 }
 

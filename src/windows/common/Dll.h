@@ -53,8 +53,7 @@ public:
     /// doesn't export it.
     operator F() const {
         if (address_ == nullptr) {
-            dll_detail::throwNotAvailable(name_, dll_.path(),
-                                          SourceLocation::here(__PRETTY_FUNCTION__));
+            dll_detail::throwNotAvailable(name_, dll_.path(), __PRETTY_FUNCTION__);
         }
         // Through void*: the compiler knows no kinship between the two function types.
         return reinterpret_cast<F>(reinterpret_cast<void*>(address_));

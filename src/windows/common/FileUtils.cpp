@@ -57,7 +57,7 @@ tstring absolutePath(const tstring& path) {
     });
     if (result.empty()) {
         throwLastError(_T("GetFullPathName failed"), GetFullPathNameW,
-                       SourceLocation::here("`anonymous-namespace'::absolutePath"));
+                       "`anonymous-namespace'::absolutePath");
     }
     return result;
 }
@@ -67,7 +67,7 @@ tstring convertShortPathToLong(const tstring& path) {
         [&](TCHAR* buffer, DWORD size) { return GetLongPathNameW(path.c_str(), buffer, size); });
     if (result.empty()) {
         throwLastError(_T("GetLongPathName failed"), GetLongPathNameW,
-                       SourceLocation::here("`anonymous-namespace'::convertShortPathToLong"));
+                       "`anonymous-namespace'::convertShortPathToLong");
     }
     return result;
 }
@@ -81,11 +81,11 @@ const VS_FIXEDFILEINFO& readResourceRecord(const VersionResource& resource,
                              << _T(")");
     if (!VerQueryValueW(resource.block().data(), subBlock.c_str(), &record, &size)) {
         throwLastError(Text() << call << _T(" failed"), VerQueryValueW,
-                       SourceLocation::here("`anonymous-namespace'::readResourceRecord"));
+                       "`anonymous-namespace'::readResourceRecord");
     }
     if (size < sizeof(VS_FIXEDFILEINFO)) {
         throwRuntimeError(Text() << call << _T(" returned unexpected buffer size."),
-                          SourceLocation::here("`anonymous-namespace'::readResourceRecord"));
+                          "`anonymous-namespace'::readResourceRecord");
     }
     return *static_cast<const VS_FIXEDFILEINFO*>(record);
 }
@@ -120,14 +120,14 @@ tstring canonicalPath(const tstring& path) {
 
 void createDir(const tstring& path) {
     if (CreateDirectoryW(path.c_str(), nullptr)) {
-        LOG_TRACE(_T("FileUtils::`anonymous-namespace'::createDir"),
+        LOG_TRACE("FileUtils::`anonymous-namespace'::createDir",
                   Text() << _T("Created [") << path << _T("] directory"));
         return;
     }
     const DWORD status = GetLastError();
     if (!isDirectory(path)) {
         throwSysError(Text() << _T("CreateDirectory(") << path << _T(") failed"), CreateDirectoryW,
-                      status, SourceLocation::here("FileUtils::`anonymous-namespace'::createDir"));
+                      status, "FileUtils::`anonymous-namespace'::createDir");
     }
 }
 
@@ -137,7 +137,7 @@ std::size_t append(ReparseBuffer& buffer, std::size_t offset, const tstring& tex
     if (text.size() + 1 > room) {
         throwRuntimeError(Text() << _T("wcscpy_s(ptr, ") << room << _T(", ") << text
                                  << _T(") failed. Return value: ") << ERANGE,
-                          SourceLocation::here("FileUtils::`anonymous-namespace'::append"));
+                          "FileUtils::`anonymous-namespace'::append");
     }
     const std::size_t size = (text.size() + 1) * sizeof(TCHAR);
     std::memcpy(buffer.bytes + offset, text.c_str(), size);
@@ -176,7 +176,7 @@ bool createNewFile(const tstring& path) {
         return false;
     }
     WinHandle(file).reset();
-    LOG_TRACE(_T("FileUtils::`anonymous-namespace'::createNewFile"),
+    LOG_TRACE("FileUtils::`anonymous-namespace'::createNewFile",
               Text() << _T("Created [") << path << _T("] file"));
     return true;
 }
@@ -187,8 +187,7 @@ void moveFileImpl(const tstring& src, const tstring& dst, DWORD flags) {
     if (!MoveFileExW(src.c_str(), dst.empty() ? nullptr : dst.c_str(), flags)) {
         throwLastError(Text() << _T("MoveFileEx(") << src << _T(", ") << dst << _T(", ") << flags
                               << _T(") failed"),
-                       MoveFileExW,
-                       SourceLocation::here("FileUtils::`anonymous-namespace'::moveFileImpl"));
+                       MoveFileExW, "FileUtils::`anonymous-namespace'::moveFileImpl");
     }
     const bool delayed = (flags & MOVEFILE_DELAY_UNTIL_REBOOT) != 0;
     Text message;
@@ -204,7 +203,7 @@ void moveFileImpl(const tstring& src, const tstring& dst, DWORD flags) {
     if (delayed) {
         message << _T(" on reboot");
     }
-    LOG_TRACE(_T("FileUtils::`anonymous-namespace'::moveFileImpl"), message);
+    LOG_TRACE("FileUtils::`anonymous-namespace'::moveFileImpl", message);
 }
 
 /// Whether a deletion that failed left nothing to delete.
@@ -215,7 +214,7 @@ bool isAlreadyGone(DWORD status) {
 /// False leaves the reason as the last error.
 bool deleteFileImpl(const tstring& path) {
     if (DeleteFileW(path.c_str())) {
-        LOG_TRACE(_T("FileUtils::`anonymous-namespace'::deleteFileImpl"),
+        LOG_TRACE("FileUtils::`anonymous-namespace'::deleteFileImpl",
                   Text() << _T("Deleted [") << path << _T("] file"));
         return true;
     }
@@ -228,9 +227,9 @@ void warnOfReadOnlyFile(const tstring& path, DWORD status) {
         const SysError error(Text() << _T("Failed to discard R/O attribute from [") << path
                                     << _T("] file. File will not be deleted"),
                              SetFileAttributesW, status);
-        LOG_WARNING(_T("FileUtils::tryDeleteFile"), Text() << error.what());
+        LOG_WARNING("FileUtils::tryDeleteFile", Text() << error.what());
     } catch (const std::exception& e) {
-        logException(SourceLocation::here("FileUtils::tryDeleteFile"), e);
+        logException("FileUtils::tryDeleteFile", e);
     }
 }
 
@@ -289,9 +288,9 @@ public:
             return recursive_ ? walk<DeleteAllCallback>() && tryDeleteDirectory(path_)
                               : walk<DeleteFilesCallback>();
         } catch (const std::exception& e) {
-            logException(SourceLocation::here(kExecute), e);
+            logException(kExecute, e);
         } catch (...) {
-            logUnknownException(SourceLocation::here(kExecute));
+            logUnknownException(kExecute);
         }
         return false;
     }
@@ -315,10 +314,9 @@ void deleteOnReboot(const tstring& path) {
     try {
         moveFileImpl(path, tstring(), MOVEFILE_DELAY_UNTIL_REBOOT);
     } catch (const std::exception& e) {
-        logException(SourceLocation::here("FileUtils::`anonymous-namespace'::deleteOnReboot"), e);
+        logException("FileUtils::`anonymous-namespace'::deleteOnReboot", e);
     } catch (...) {
-        logUnknownException(
-            SourceLocation::here("FileUtils::`anonymous-namespace'::deleteOnReboot"));
+        logUnknownException("FileUtils::`anonymous-namespace'::deleteOnReboot");
     }
 }
 
@@ -329,7 +327,7 @@ void deleteTreeOnReboot(const tstring& path) {
     try {
         DirectoryIterator(path).findItems(items);
     } catch (const std::exception& e) {
-        logException(SourceLocation::here("FileUtils::Deleter::execute"), e);
+        logException("FileUtils::Deleter::execute", e);
     }
     std::for_each(items.rbegin(), items.rend(), deleteOnReboot);
 }
@@ -356,7 +354,7 @@ bool isSamePath(const tstring& a, const tstring& b) {
         if (hasIllegalPathCharacter(path)) {
             throwRuntimeError(
                 Text() << _T("isSamePath: Illegal characters in ") << which << _T(" arg ") << path,
-                SourceLocation::here("FileUtils::isSamePath"));
+                "FileUtils::isSamePath");
         }
     };
     check(a, _T("first"));
@@ -385,8 +383,7 @@ PathType pathType(const tstring& path) {
 
 tstring getLinkTarget(const tstring& path) {
     if (!isLink(path)) {
-        throwRuntimeError(Text() << path << _T(": not a link"),
-                          SourceLocation::here("FileUtils::getLinkTarget"));
+        throwRuntimeError(Text() << path << _T(": not a link"), "FileUtils::getLinkTarget");
     }
     const DWORD flags =
         FILE_FLAG_OPEN_REPARSE_POINT | (isDirectory(path) ? FILE_FLAG_BACKUP_SEMANTICS : DWORD{0});
@@ -395,7 +392,7 @@ tstring getLinkTarget(const tstring& path) {
                     OPEN_EXISTING, flags, nullptr);
     if (opened == INVALID_HANDLE_VALUE) {
         throwLastError(Text() << path << _T(": cannot open"), CreateFileW,
-                       SourceLocation::here("FileUtils::getLinkTarget"));
+                       "FileUtils::getLinkTarget");
     }
     const WinHandle link(opened);
     ReparseBuffer buffer;
@@ -403,18 +400,18 @@ tstring getLinkTarget(const tstring& path) {
     if (!DeviceIoControl(link.get(), FSCTL_GET_REPARSE_POINT, nullptr, 0, buffer.bytes,
                          ReparseBuffer::kSize, &size, nullptr)) {
         throwLastError(Text() << path << _T(": cannot get reparse point"), DeviceIoControl,
-                       SourceLocation::here("FileUtils::getLinkTarget"));
+                       "FileUtils::getLinkTarget");
     }
     if (buffer.pathBuffer() == 0) {
         throwRuntimeError(Text() << path << _T(": unknown reparse tag ") << buffer.tag(),
-                          SourceLocation::here("FileUtils::getLinkTarget"));
+                          "FileUtils::getLinkTarget");
     }
     const std::optional<tstring> target = buffer.target();
     if (!target) {
         throwRuntimeError(Text() << path << _T(": damaged reparse point"),
-                          SourceLocation::here("FileUtils::getLinkTarget"));
+                          "FileUtils::getLinkTarget");
     }
-    LOG_TRACE(_T("FileUtils::getLinkTarget"),
+    LOG_TRACE("FileUtils::getLinkTarget",
               Text() << _T("Target for [") << path << _T("] link is [") << *target << _T("]"));
     return *target;
 }
@@ -437,7 +434,7 @@ void createJunction(const tstring& link, const tstring& target) {
                     FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
     if (opened == INVALID_HANDLE_VALUE) {
         throwLastError(Text() << link << _T(": cannot open"), CreateFileW,
-                       SourceLocation::here("FileUtils::createJunction"));
+                       "FileUtils::createJunction");
     }
     WinHandle directory(opened);
     const DWORD size =
@@ -446,18 +443,18 @@ void createJunction(const tstring& link, const tstring& target) {
     if (!DeviceIoControl(directory.get(), FSCTL_SET_REPARSE_POINT, buffer.bytes, size, nullptr, 0,
                          &returned, nullptr)) {
         throwLastError(Text() << link << _T(": cannot set reparse point"), DeviceIoControl,
-                       SourceLocation::here("FileUtils::createJunction"));
+                       "FileUtils::createJunction");
     }
-    LOG_TRACE(_T("FileUtils::createJunction"), Text() << _T("Created [") << link
-                                                      << _T("] junction for [") << target
-                                                      << _T("] target"));
+    LOG_TRACE("FileUtils::createJunction", Text()
+                                               << _T("Created [") << link << _T("] junction for [")
+                                               << target << _T("] target"));
 }
 
 tstring createTempFile(const tstring& prefix, const tstring& suffix, const tstring& dir) {
     const auto check = [](const TCHAR* which, const tstring& part) {
         if (hasIllegalFileNameCharacter(part)) {
             throwRuntimeError(Text() << _T("Illegal characters in ") << which << _T("=") << part,
-                              SourceLocation::here("FileUtils::createTempFile"));
+                              "FileUtils::createTempFile");
         }
     };
     check(_T("prefix"), prefix);
@@ -472,7 +469,7 @@ tstring createTempFile(const tstring& prefix, const tstring& suffix, const tstri
     }
     throwRuntimeError(Text() << _T("createTempFile(") << prefix << _T(", ") << suffix << _T(", ")
                              << dir << _T(") failed"),
-                      SourceLocation::here("FileUtils::createTempFile"));
+                      "FileUtils::createTempFile");
 }
 
 tstring createUniqueFile(const tstring& path) {
@@ -489,9 +486,9 @@ void copyFile(const tstring& src, const tstring& dst, bool failIfExists) {
     if (!CopyFileW(src.c_str(), dst.c_str(), failIfExists ? TRUE : FALSE)) {
         throwLastError(Text() << _T("CopyFile(") << src << _T(", ") << dst << _T(", ")
                               << failIfExists << _T(") failed"),
-                       CopyFileW, SourceLocation::here("FileUtils::copyFile"));
+                       CopyFileW, "FileUtils::copyFile");
     }
-    LOG_TRACE(_T("FileUtils::copyFile"),
+    LOG_TRACE("FileUtils::copyFile",
               Text() << _T("Copied [") << src << _T("] file to [") << dst << _T("]"));
 }
 
@@ -499,15 +496,15 @@ void copyPersistentFile(const tstring& src, const tstring& dst) {
     if (!exists(src)) {
         throwRuntimeError(Text() << _T("FileUtils::copyPersistentFile(") << src << _T(", ") << dst
                                  << _T(", 0) failed. Source file not found."),
-                          SourceLocation::here("FileUtils::copyPersistentFile"));
+                          "FileUtils::copyPersistentFile");
     }
     try {
         copyFile(src, dst, false);
         return;
     } catch (const std::exception& e) {
-        logException(SourceLocation::here("FileUtils::copyPersistentFile"), e);
+        logException("FileUtils::copyPersistentFile", e);
     } catch (...) {
-        logUnknownException(SourceLocation::here("FileUtils::copyPersistentFile"));
+        logUnknownException("FileUtils::copyPersistentFile");
     }
     const tstring tmp = createUniqueFile(src);
     copyFile(src, tmp, false);
@@ -536,7 +533,7 @@ bool tryDeleteFile(const tstring& path) {
     }
     if ((attributes & FILE_ATTRIBUTE_READONLY) != 0) {
         if (SetFileAttributesW(path.c_str(), attributes & ~DWORD{FILE_ATTRIBUTE_READONLY})) {
-            LOG_TRACE(_T("FileUtils::tryDeleteFile"),
+            LOG_TRACE("FileUtils::tryDeleteFile",
                       Text() << _T("Discarded R/O attribute from [") << path << _T("] file"));
             if (deleteFileImpl(path)) {
                 return true;
@@ -552,13 +549,13 @@ bool tryDeleteFile(const tstring& path) {
 void deleteFile(const tstring& path) {
     if (!tryDeleteFile(path)) {
         throwLastError(Text() << _T("DeleteFile(") << path << _T(") failed"), DeleteFileW,
-                       SourceLocation::here("FileUtils::deleteFile"));
+                       "FileUtils::deleteFile");
     }
 }
 
 bool tryDeleteDirectory(const tstring& path) {
     if (RemoveDirectoryW(path.c_str())) {
-        LOG_TRACE(_T("FileUtils::tryDeleteDirectory"),
+        LOG_TRACE("FileUtils::tryDeleteDirectory",
                   Text() << _T("Deleted [") << path << _T("] directory"));
         return true;
     }
@@ -568,14 +565,13 @@ bool tryDeleteDirectory(const tstring& path) {
 void deleteDirectory(const tstring& path) {
     if (!tryDeleteDirectory(path)) {
         throwLastError(Text() << _T("RemoveDirectory(") << path << _T(") failed"), RemoveDirectoryW,
-                       SourceLocation::here("FileUtils::deleteDirectory"));
+                       "FileUtils::deleteDirectory");
     }
 }
 
 void deleteJunction(const tstring& path) {
     if (!isLink(path)) {
-        throwRuntimeError(Text() << path << _T(": is not a junction"),
-                          SourceLocation::here("FileUtils::deleteJunction"));
+        throwRuntimeError(Text() << path << _T(": is not a junction"), "FileUtils::deleteJunction");
     }
     deleteDirectory(path);
 }
@@ -655,7 +651,7 @@ void iterateDirectory(const tstring& path, DirectoryCallback& callback) {
             return;
         }
         throwSysError(Text() << _T("FindFirstFile(") << path << _T(") failed"), FindFirstFileW,
-                      status, SourceLocation::here("FileUtils::iterateDirectory"));
+                      status, "FileUtils::iterateDirectory");
     }
     const AutoHandle<HANDLE, closeFind> find(opened);
     do {
@@ -674,7 +670,7 @@ void iterateDirectory(const tstring& path, DirectoryCallback& callback) {
     const DWORD status = GetLastError();
     if (status != ERROR_NO_MORE_FILES) {
         throwSysError(Text() << _T("FindNextFile(") << path << _T(") failed"), FindNextFileW,
-                      status, SourceLocation::here("FileUtils::iterateDirectory"));
+                      status, "FileUtils::iterateDirectory");
     }
 }
 
@@ -685,7 +681,7 @@ void setPermissions(const tstring& path) {
         _T("D:(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;WD)"));
     if (!SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor.get())) {
         throwLastError(Text() << _T("setPermissions(") << path << _T(") failed"), SetFileSecurityW,
-                       SourceLocation::here("FileUtils::setPermissions"));
+                       "FileUtils::setPermissions");
     }
 }
 
@@ -705,13 +701,11 @@ VersionResource::VersionResource(const tstring& path) : path_(path) {
     const DWORD size = GetFileVersionInfoSizeW(path.c_str(), &zeroed);
     if (size == 0) {
         throwLastError(Text() << _T("GetFileVersionInfoSize(") << path << _T(") failed"),
-                       GetFileVersionInfoSizeW,
-                       SourceLocation::here("VersionResource::VersionResource"));
+                       GetFileVersionInfoSizeW, "VersionResource::VersionResource");
     }
     block_.resize(size);
     if (!GetFileVersionInfoW(path.c_str(), 0, size, block_.data())) {
         throwLastError(Text() << _T("GetFileVersionInfo(") << path << _T(") failed"),
-                       GetFileVersionInfoW,
-                       SourceLocation::here("VersionResource::VersionResource"));
+                       GetFileVersionInfoW, "VersionResource::VersionResource");
     }
 }

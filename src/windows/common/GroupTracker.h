@@ -25,9 +25,9 @@ public:
             } else if (delivered_.insert(product->productCode).second) {
                 return product;
             } else {
-                LOG_WARNING(_T("GroupTracker::next"), Text() << _T("Product with ProductCode=[")
-                                                             << product->productCode
-                                                             << _T("] is tracked multiple times"));
+                LOG_WARNING("GroupTracker::next", Text() << _T("Product with ProductCode=[")
+                                                         << product->productCode
+                                                         << _T("] is tracked multiple times"));
             }
         }
     }

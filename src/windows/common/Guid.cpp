@@ -18,7 +18,7 @@ GUID initGuid(const tstring& text) {
     if (FAILED(IIDFromString(text.c_str(), &value))) {
         throw PmtError<std::runtime_error>(
             std::runtime_error((Text() << _T("IIDFromString(") << text << _T(") failed")).utf8()),
-            SourceLocation::here("`anonymous-namespace'::initGuid"));
+            "`anonymous-namespace'::initGuid");
     }
     return value;
 }
@@ -50,7 +50,7 @@ tstring Guid::toString() const {
     const int size = StringFromGUID2(value_, text, kTextSize);
     if (size < 3) {
         throw PmtError<std::runtime_error>(std::runtime_error("StringFromGUID2() failed"),
-                                           SourceLocation::here("Guid::toString"));
+                                           "Guid::toString");
     }
     return text;
 }
@@ -59,7 +59,7 @@ Guid Guid::generate() {
     GUID value = {};
     if (FAILED(CoCreateGuid(&value))) {
         throw PmtError<std::runtime_error>(std::runtime_error("CoCreateGuid() failed"),
-                                           SourceLocation::here("Guid::generate"));
+                                           "Guid::generate");
     }
     return Guid(value);
 }

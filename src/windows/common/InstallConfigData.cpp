@@ -63,7 +63,7 @@ std::vector<std::string> splitCommandLine(const tstring& commandLine) {
         const SysError reason(_T("CommandLineToArgvW failed"), CommandLineToArgvW, status);
         throw PmtError<InstallConfigData::exception>(
             InstallConfigData::exception(reason.what(), settings::kFailure, "", ""),
-            SourceLocation::here("InstallConfigData::LoadConfigSettings"));
+            "InstallConfigData::LoadConfigSettings");
     }
     for (int i = 0; i < count; ++i) {
         arguments.push_back(tstrings::toUtf8(list.get()[i]));
@@ -137,8 +137,7 @@ InstallConfigData::exception::exception(const std::string& message, std::uint32_
       param2_(param2) {}
 
 InstallConfigData::InstallConfigData() {
-    TRACE_SCOPE(_T("InstallConfigData::InstallConfigData"),
-                _T("InstallConfigData::InstallConfigData"));
+    TRACE_SCOPE("InstallConfigData::InstallConfigData", "InstallConfigData::InstallConfigData");
     params_ = makeParamTable();
     InitConfig();
 }
@@ -187,13 +186,13 @@ void InstallConfigData::InitConfig() {
     if (!defaultsLoaded_) {
         throwIfFailed(workingConfig_.loadText(kDefaults));
         defaultsLoaded_ = true;
-        LOG_INFO(_T("InstallConfigData::InitConfig"),
+        LOG_INFO("InstallConfigData::InitConfig",
                  Text() << _T("Default config settings are: \n") << kDefaults);
     }
 }
 
 void InstallConfigData::LoadConfigSettings(const tstring& commandLine) {
-    const TCHAR* const kFunction = _T("InstallConfigData::LoadConfigSettings");
+    constexpr const char* kFunction = "InstallConfigData::LoadConfigSettings";
     const std::vector<std::string> arguments = splitCommandLine(commandLine);
 
     LOG_TRACE(kFunction, Text() << _T("-->Loading Important args..."));
@@ -237,7 +236,7 @@ void InstallConfigData::loadConfig(SettingsConfig& config, const std::string& pa
 }
 
 void InstallConfigData::ImportRuntimeConfigSettings(SettingsConfig& config) {
-    const TCHAR* const kFunction = _T("InstallConfigData::ImportRuntimeConfigSettings");
+    constexpr const char* kFunction = "InstallConfigData::ImportRuntimeConfigSettings";
     LOG_TRACE(kFunction, Text() << _T("...Importing runtime configuration file..."));
     const char* path = nullptr;
     throwIfFailed(config.api().getPath(config.context(), &path));
@@ -255,7 +254,7 @@ void InstallConfigData::ImportRuntimeConfigSettings(SettingsConfig& config) {
 
 void InstallConfigData::ImportInstallConfigSettings(SettingsConfig& config,
                                                     const std::string& path) {
-    LOG_TRACE(_T("InstallConfigData::ImportInstallConfigSettings"),
+    LOG_TRACE("InstallConfigData::ImportInstallConfigSettings",
               Text() << _T("...Importing Install Configuration file"));
     verifyResultCode(config.loadFile(path.c_str()), "Install Configuration file import failed",
                      config, path);
@@ -263,7 +262,7 @@ void InstallConfigData::ImportInstallConfigSettings(SettingsConfig& config,
 
 void InstallConfigData::ImportArgsConfigSettings(SettingsConfig& config,
                                                  const std::vector<std::string>& arguments) {
-    const TCHAR* const kFunction = _T("InstallConfigData::ImportArgsConfigSettings");
+    constexpr const char* kFunction = "InstallConfigData::ImportArgsConfigSettings";
     TRACE_SCOPE(kFunction, kFunction);
     LOG_TRACE(kFunction, Text() << _T("...Importing command line arguments"));
     config.setAllowKeyWithoutValue(true);
@@ -312,9 +311,8 @@ void InstallConfigData::ImportArgsConfigSettings(SettingsConfig& config,
         config.loadText(line.c_str());
     }
     if (!badArguments.empty()) {
-        throw PmtError<exception>(
-            exception("Malformed params", kBadArguments, badArguments, ""),
-            SourceLocation::here("InstallConfigData::ImportArgsConfigSettings"));
+        throw PmtError<exception>(exception("Malformed params", kBadArguments, badArguments, ""),
+                                  "InstallConfigData::ImportArgsConfigSettings");
     }
 }
 
@@ -331,7 +329,7 @@ std::string InstallConfigData::buildCommandLine(const SettingsConfig& config) co
 }
 
 void InstallConfigData::CheckParams(const SettingsConfig& config) const {
-    TRACE_SCOPE(_T("InstallConfigData::CheckParams"), _T("InstallConfigData::CheckParams"));
+    TRACE_SCOPE("InstallConfigData::CheckParams", "InstallConfigData::CheckParams");
     for (const ParamDescriptor& param : params_) {
         const char* value = nullptr;
         if (config.api().getString(config.context(), param.name, &value) == settings::kSuccess) {
@@ -345,12 +343,12 @@ void InstallConfigData::CheckParam(const ParamDescriptor& descriptor,
     if (descriptor.enterpriseOnly && !IsInstallerEnterprise()) {
         throw PmtError<exception>(
             exception("The param is not supported", kBadArguments, descriptor.name, ""),
-            SourceLocation::here("InstallConfigData::CheckParam"));
+            "InstallConfigData::CheckParam");
     }
     if (!descriptor.checkFile) {
         return;
     }
-    LOG_TRACE(_T("InstallConfigData::CheckParam"),
+    LOG_TRACE("InstallConfigData::CheckParam",
               Text() << _T("Checking if file is accessible for read..."));
     const WinHandle file(CreateFileW(tstrings::fromUtf8(value).c_str(), GENERIC_READ,
                                      FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
@@ -358,10 +356,10 @@ void InstallConfigData::CheckParam(const ParamDescriptor& descriptor,
     if (file.get() == INVALID_HANDLE_VALUE) {
         throw PmtError<exception>(
             exception("File is not accessible", settings::kReadError, "", descriptor.name),
-            SourceLocation::here("InstallConfigData::CheckParam"));
+            "InstallConfigData::CheckParam");
     }
     if (descriptor.checkPlainText) {
-        LOG_TRACE(_T("InstallConfigData::CheckParam"),
+        LOG_TRACE("InstallConfigData::CheckParam",
                   Text() << _T("Checking if file is a plain text..."));
     }
 }
@@ -382,7 +380,7 @@ void InstallConfigData::verifyResultCode(settings::Status status, const char* me
         }
     }
     throw PmtError<exception>(exception(message, status, path, line),
-                              SourceLocation::here("InstallConfigData::verifyResultCode"));
+                              "InstallConfigData::verifyResultCode");
 }
 
 std::string InstallConfigData::printConfig(const SettingsConfig& config, const char* title) const {
@@ -428,7 +426,7 @@ tstring InstallConfigData::productCode() const {
 }
 
 bool InstallConfigData::IsInstallerEnterprise() const {
-    LOG_INFO(_T("InstallConfigData::IsInstallerEnterprise"),
+    LOG_INFO("InstallConfigData::IsInstallerEnterprise",
              Text() << _T("IsInstallerEnterprise is ") << installerEnterprise_);
     return installerEnterprise_;
 }
@@ -437,17 +435,17 @@ void InstallConfigData::showErrorMessage(const exception& error, const Locale& l
     const tstring message = tstrings::unsafe_format(
         getText(chooseMessage(error.status()), locale).c_str(),
         tstrings::fromUtf8(error.param1()).c_str(), tstrings::fromUtf8(error.param2()).c_str());
-    LOG_INFO(_T("InstallConfigData::showErrorMessage"), message);
+    LOG_INFO("InstallConfigData::showErrorMessage", message);
     MessageBoxW(nullptr, message.c_str(), getText(msgTitle, locale).c_str(),
                 MB_OK | MB_ICONERROR | MB_TASKMODAL | MB_SETFOREGROUND | MB_TOPMOST);
 }
 
-void InstallConfigData::handleError(const exception& error, const tstring& action) const {
-    logException(SourceLocation::here("InstallConfigData::handleError"), error);
+void InstallConfigData::handleError(const exception& error, const char* action) const {
+    logException("InstallConfigData::handleError", error);
     if (!isParamSet(kSilentSwitch, workingConfig_) &&
         !isParamSet(kDownloadSwitch, workingConfig_) && !isParamEnabled(FlagParam::InstallSilent)) {
         showErrorMessage(error, Locale());
     }
-    LOG_ERROR(action.c_str(), Text() << _T("Error occurred while loading configuration settings ")
-                                        _T("from CA. Exiting installer."));
+    LOG_ERROR(action, Text() << _T("Error occurred while loading configuration settings ")
+                                _T("from CA. Exiting installer."));
 }

@@ -73,7 +73,7 @@ public:
 
     /// What an action does with a failed load: a log record, the message box unless the run is
     /// silent, and a record under the action's name.
-    void handleError(const exception& error, const tstring& action) const;
+    void handleError(const exception& error, const char* action) const;
 
 private:
     static bool isParamSet(const char* name, const SettingsConfig& config);

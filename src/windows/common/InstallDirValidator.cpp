@@ -12,7 +12,7 @@
 UINT InstallDirValidator::validate(const tstring& path) const {
     const FileUtils::PathType type = FileUtils::pathType(path);
     if (type == FileUtils::PathType::Invalid) {
-        LOG_ERROR(_T("InstallDirValidator::validate"),
+        LOG_ERROR("InstallDirValidator::validate",
                   Text() << _T("INSTALLDIR ") << path
                          << _T(" path is too short. It is not supported by this product."));
         return kTooShort;
@@ -33,7 +33,7 @@ bool InstallDirValidator::isSemicolonInPath(const tstring& path) const {
     if (path.find(_T(';')) == tstring::npos) {
         return false;
     }
-    LOG_ERROR(_T("InstallDirValidator::isSemicolonInPath"),
+    LOG_ERROR("InstallDirValidator::isSemicolonInPath",
               Text() << _T("INSTALLDIR path ") << path
                      << _T(" contains a semi-colon. It is not supported by this product."));
     return true;
@@ -50,7 +50,7 @@ bool InstallDirValidator::isDirNotEmpty(const tstring& path) const {
     if (isHome) {
         return false;
     }
-    LOG_ERROR(_T("InstallDirValidator::isDirNotEmpty"),
+    LOG_ERROR("InstallDirValidator::isDirNotEmpty",
               Text() << _T("INSTALLDIR ") << path
                      << _T(" is not empty. It is not supported by this product."));
     return true;

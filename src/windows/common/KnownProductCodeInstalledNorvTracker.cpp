@@ -152,12 +152,11 @@ const TrackedProduct* KnownProductCodeInstalledNorvTracker::next() {
         if (status != ERROR_SUCCESS) {
             const Text failure = Text() << _T("MsiEnumProducts(") << index
                                         << _T(") failed with error=[") << status << _T("]");
-            LOG_ERROR(_T("KnownProductCodeInstalledNorvTracker::next"),
+            LOG_ERROR("KnownProductCodeInstalledNorvTracker::next",
                       Text() << failure << _T(" \nIgnored."));
             if (++failures == kMostFailuresInARow) {
-                throw PmtError<std::runtime_error>(
-                    std::runtime_error(failure.utf8()),
-                    SourceLocation::here("KnownProductCodeInstalledNorvTracker::next"));
+                throw PmtError<std::runtime_error>(std::runtime_error(failure.utf8()),
+                                                   "KnownProductCodeInstalledNorvTracker::next");
             }
             continue;
         }

@@ -99,7 +99,7 @@ std::vector<LANGID> readLangIds(tstring list) {
         if (!readLangId(piece, id)) {
             throw PmtError<std::runtime_error>(
                 std::runtime_error((Text() << _T("Cannot get langID: ") << piece).utf8()),
-                SourceLocation::here("Locale::preferredLanguages"));
+                "Locale::preferredLanguages");
         }
         ids.push_back(id);
     }
@@ -144,19 +144,16 @@ std::vector<LANGID> Locale::preferredLanguages() {
     using Function = BOOL(WINAPI*)(DWORD, PULONG, PZZWSTR, PULONG);
     const DllFunction<Function> function(Dll(_T("kernel32")), "GetThreadPreferredUILanguages");
     if (!function.isAvailable()) {
-        LOG_INFO(_T("Locale::preferredLanguages"), Text()
-                                                       << _T("PreferredUILanguages: XP fallback"));
+        LOG_INFO("Locale::preferredLanguages", Text() << _T("PreferredUILanguages: XP fallback"));
         return defaultLanguages();
     }
-    LOG_INFO(_T("Locale::preferredLanguages"), Text() << _T("PreferredUILanguages: Vista+"));
+    LOG_INFO("Locale::preferredLanguages", Text() << _T("PreferredUILanguages: Vista+"));
     const Function getLanguages = function;
     const DWORD flags = MUI_LANGUAGE_ID | MUI_MERGE_SYSTEM_FALLBACK | MUI_MERGE_USER_FALLBACK;
-    const auto fail = [&](const TCHAR* what, int line = __builtin_LINE()) {
-        const DWORD status = GetLastError();
-        throw PmtError<SysError>(
-            SysError(Text() << _T("GetThreadPreferredUILanguages (") << what << _T(") failed"),
-                     getLanguages, status),
-            {__FILE__, "Locale::preferredLanguages", line});
+    const auto fail = [&](const TCHAR* what,
+                          const SourceLocation& where = "Locale::preferredLanguages") {
+        raise(where, FailedCall(getLanguages)
+                         << _T("GetThreadPreferredUILanguages (") << what << _T(") failed"));
     };
     ULONG count = 0;
     ULONG size = 0;

@@ -26,16 +26,16 @@ void CAImpl::setProperty(const tstring& name, const tstring& value) {
             std::invalid_argument(
                 (Text() << _T("Attempt to assign empty value to '") << name << _T("' MSI property"))
                     .utf8()),
-            SourceLocation::here("msi::CAImpl::setProperty"));
+            "msi::CAImpl::setProperty");
     }
-    LOG_TRACE(_T("msi::CAImpl::setProperty"),
+    LOG_TRACE("msi::CAImpl::setProperty",
               Text() << _T("Setting MSI property '") << name << _T("' to '") << value << _T("'"));
     const UINT status = MsiSetPropertyW(session_, name.c_str(), value.c_str());
     if (status != ERROR_SUCCESS) {
         throw PmtError<Error>(
             Error(Text() << _T("MsiSetProperty(") << name << _T(", ") << value << _T(") failed"),
                   status),
-            SourceLocation::here("msi::CAImpl::setProperty"));
+            "msi::CAImpl::setProperty");
     }
 }
 

@@ -20,7 +20,7 @@ MSIHANDLE openDatabase(const tstring& path) {
         throw PmtError<Error>(
             Error(Text() << _T("MsiOpenDatabase(") << path << _T(", MSIDBOPEN_READONLY) failed"),
                   status),
-            SourceLocation::here("msi::`anonymous-namespace'::openDatabase"));
+            "msi::`anonymous-namespace'::openDatabase");
     }
     return database;
 }
@@ -30,14 +30,14 @@ MSIHANDLE openDatabase(MSIHANDLE session) {
     if (database == 0) {
         // The call has no status of its own.
         throw PmtError<Error>(Error(_T("MsiGetActiveDatabase() failed"), ERROR_FUNCTION_FAILED),
-                              SourceLocation::here("msi::`anonymous-namespace'::openDatabase"));
+                              "msi::`anonymous-namespace'::openDatabase");
     }
     return database;
 }
 
 /// Handles are closed by destructors, which let nothing out: not even a record that can't be
 /// written.
-void logFailedClose(const TCHAR* function, const TCHAR* call, MSIHANDLE handle,
+void logFailedClose(const char* function, const TCHAR* call, MSIHANDLE handle,
                     UINT status) noexcept {
     try {
         LOG_WARNING(function,
@@ -54,7 +54,7 @@ void closeMSIHANDLE(MSIHANDLE handle) noexcept {
     }
     const UINT status = MsiCloseHandle(handle);
     if (status != ERROR_SUCCESS) {
-        logFailedClose(_T("msi::closeMSIHANDLE"), _T("MsiCloseHandle"), handle, status);
+        logFailedClose("msi::closeMSIHANDLE", _T("MsiCloseHandle"), handle, status);
     }
 }
 
@@ -64,7 +64,7 @@ void closeDatabaseView(MSIHANDLE handle) noexcept {
     }
     const UINT status = MsiViewClose(handle);
     if (status != ERROR_SUCCESS) {
-        logFailedClose(_T("msi::closeDatabaseView"), _T("MsiViewClose"), handle, status);
+        logFailedClose("msi::closeDatabaseView", _T("MsiViewClose"), handle, status);
         return;
     }
     closeMSIHANDLE(handle);
@@ -75,7 +75,7 @@ DatabaseRecord::DatabaseRecord(UINT fieldCount) : handle_(MsiCreateRecord(fieldC
         throw PmtError<Error>(
             Error(Text() << _T("MsiCreateRecord(") << fieldCount << _T(") failed"),
                   ERROR_FUNCTION_FAILED),
-            SourceLocation::here("msi::DatabaseRecord::DatabaseRecord"));
+            "msi::DatabaseRecord::DatabaseRecord");
     }
 }
 
@@ -90,7 +90,7 @@ UINT DatabaseRecord::getFieldCount() const {
     // A bad handle gives -1.
     if (static_cast<int>(count) < 1) {
         throw PmtError<Error>(Error(_T("MsiRecordGetFieldCount() failed"), ERROR_FUNCTION_FAILED),
-                              SourceLocation::here("msi::DatabaseRecord::getFieldCount"));
+                              "msi::DatabaseRecord::getFieldCount");
     }
     return count;
 }
@@ -101,7 +101,7 @@ void DatabaseRecord::setString(UINT field, const tstring& value) {
         throw PmtError<Error>(Error(Text() << _T("MsiRecordSetString(") << field << _T(", ")
                                            << value << _T(") failed"),
                                     status),
-                              SourceLocation::here("msi::DatabaseRecord::setString"));
+                              "msi::DatabaseRecord::setString");
     }
 }
 
@@ -128,7 +128,7 @@ tstring Database::getProperty(const tstring& name) const {
         throw PmtError<Error>(Error(Text() << _T("record.getFieldCount(") << name_ << _T(", ")
                                            << query << _T(") returned unexpected value"),
                                     ERROR_SUCCESS),
-                              SourceLocation::here("msi::Database::getProperty"));
+                              "msi::Database::getProperty");
     }
     return record.getString();
 }
@@ -139,9 +139,9 @@ tstring Database::tryGetProperty(const tstring& name) const {
     } catch (const NoMoreItemsError&) {
         // A package need not have the property.
     } catch (const std::exception& e) {
-        logException(SourceLocation::here("msi::Database::getProperty"), e);
+        logException("msi::Database::getProperty", e);
     } catch (...) {
-        logUnknownException(SourceLocation::here("msi::Database::getProperty"));
+        logUnknownException("msi::Database::getProperty");
     }
     return tstring();
 }
@@ -149,11 +149,10 @@ tstring Database::tryGetProperty(const tstring& name) const {
 DatabaseView::DatabaseView(const Database& database, const tstring& query,
                            const DatabaseRecord& parameters)
     : query_(query) {
-    const auto check = [&](const TCHAR* call, UINT status, int line = __builtin_LINE()) {
+    const auto check = [&](const TCHAR* call, UINT status,
+                           const SourceLocation& where = "msi::DatabaseView::DatabaseView") {
         if (status != ERROR_SUCCESS) {
-            throw PmtError<Error>(
-                Error(Text() << call << _T("(") << query << _T(") failed"), status),
-                SourceLocation::here("msi::DatabaseView::DatabaseView", __FILE__, line));
+            raise<Error>(where, Text() << call << _T("(") << query << _T(") failed"), status);
         }
     };
     MSIHANDLE view = 0;
@@ -171,7 +170,7 @@ DatabaseRecord DatabaseView::tryFetch() {
     if (status != ERROR_SUCCESS) {
         throw PmtError<Error>(
             Error(Text() << _T("MsiViewFetch(") << query_ << _T(") failed"), status),
-            SourceLocation::here("msi::DatabaseView::tryFetch"));
+            "msi::DatabaseView::tryFetch");
     }
     return DatabaseRecord::fromHandle(record);
 }
@@ -181,7 +180,7 @@ DatabaseRecord DatabaseView::fetch() {
     if (!record) {
         throw PmtError<NoMoreItemsError>(
             NoMoreItemsError(Text() << _T("No more items in [") << query_ << _T("] query")),
-            SourceLocation::here("msi::DatabaseView::fetch"));
+            "msi::DatabaseView::fetch");
     }
     return record;
 }

@@ -40,7 +40,7 @@ tstring describe(UINT status) {
         const tstring reason = describeSystemError(GetLastError(), nullptr);
         const Text call = Text() << _T("LoadLibraryExW(") << path << _T(")");
         LOG_ERROR(
-            _T("msi::`anonymous-namespace'::describe"),
+            "msi::`anonymous-namespace'::describe",
             tstrings::unsafe_format(_T("%s failed with %s"), call.str().c_str(), reason.c_str()));
         return tstring();
     }
@@ -54,7 +54,7 @@ std::string composeError(const tstring& text, UINT status) {
         detail << describe(status);
     } catch (const std::exception& e) {
         // The status is what counts: it must reach its handler whether or not it can be described.
-        logException(SourceLocation::here("msi::`anonymous-namespace'::composeError"), e);
+        logException("msi::`anonymous-namespace'::composeError", e);
     }
     return joinErrorMessage(tstrings::toUtf8(text), detail.utf8());
 }

@@ -30,7 +30,7 @@ tstring readText(const TCHAR* name, const First& first, const Second& second, Re
             throw PmtError<Error>(
                 Error(Text() << name << _T("(") << first << _T(", ") << second << _T(") failed"),
                       status),
-                SourceLocation::here("msi::`anonymous-namespace'::getProperty"));
+                "msi::`anonymous-namespace'::getProperty");
         }
         buffer.assign(buffer.size() * 2, _T('\0'));
     }

@@ -45,9 +45,9 @@ private:
                 static_cast<ActionData::Callback*>(context)->onMessage(
                     messageType & kTypeMask, messageType & ~kTypeMask, message);
             } catch (const std::exception& e) {
-                logException(SourceLocation::here(kFunction), e);
+                logException(kFunction, e);
             } catch (...) {
-                logUnknownException(SourceLocation::here(kFunction));
+                logUnknownException(kFunction);
             }
         } catch (...) {
             // The record can't be written, and the installer takes no exception.
@@ -101,7 +101,7 @@ ActionStatus handleMsiStatus(Text& call, UINT status) {
     if (status != ERROR_SUCCESS) {
         call << _T(" [") << status << _T("]");
     }
-    LOG_INFO(_T("msi::`anonymous-namespace'::handleMsiStatus"), call);
+    LOG_INFO("msi::`anonymous-namespace'::handleMsiStatus", call);
     return ActionStatus(std::string(), status);
 }
 
@@ -148,7 +148,7 @@ bool ActionStatus::succeeded() const {
 
 void ActionStatus::throwIt() const {
     throw PmtError<Error>(Error(tstrings::fromUtf8(failure_), status_),
-                          SourceLocation::here("msi::ActionStatus::throwIt"));
+                          "msi::ActionStatus::throwIt");
 }
 
 std::unique_ptr<ActionData::State> ActionData::createState() const {

@@ -52,7 +52,7 @@ const Registry& getRegKey(const tstring& path) {
     const bool isIn64 = SysInfo::is64BitOs() && HKLM64.hasSubkey(path);
     if (isIn64) {
         if (isIn32) {
-            LOG_WARNING(_T("`anonymous-namespace'::getRegKey"),
+            LOG_WARNING("`anonymous-namespace'::getRegKey",
                         Text() << _T("Registry key [") << path
                                << _T("] exists in both 32bit and 64bit HKLM registry hives. Use ")
                                   _T("from 64bit hive."));
@@ -66,7 +66,7 @@ const Registry& getRegKey(const tstring& path) {
         std::runtime_error(
             (Text() << _T("Registry key '") << path << _T("' not found in none of HKLM hives"))
                 .utf8()),
-        SourceLocation::here("`anonymous-namespace'::getRegKey"));
+        "`anonymous-namespace'::getRegKey");
 }
 
 /// The values of a product's Uninstall key, which is opened when the first of them is asked for.
@@ -92,7 +92,7 @@ std::int32_t getType(const TrackedProduct& product) {
         throw PmtError<std::runtime_error>(
             std::runtime_error(
                 (Text() << _T("Unknown Norv installation type: ") << product.type).utf8()),
-            SourceLocation::here("`anonymous-namespace'::getType"));
+            "`anonymous-namespace'::getType");
     }
     return product.type;
 }
@@ -101,7 +101,7 @@ std::uint32_t getArch(const TrackedProduct& product) {
     if (product.bits != 32 && product.bits != 64) {
         throw PmtError<std::runtime_error>(
             std::runtime_error((Text() << _T("Unknown bits value: ") << product.bits).utf8()),
-            SourceLocation::here("`anonymous-namespace'::getArch"));
+            "`anonymous-namespace'::getArch");
     }
     return product.bits;
 }
@@ -116,7 +116,7 @@ tstring getVersionKeyValue(const TrackedProduct& product, const tstring& valuePa
 // ---- Type and architecture, for trackers that don't know them ----
 
 std::int32_t detectType(const tstring& productCode) {
-    LOG_TRACE(_T("`anonymous-namespace'::detectType"),
+    LOG_TRACE("`anonymous-namespace'::detectType",
               Text() << _T("Detect type of ") << productCode << _T(" Norv installation"));
     const tstring name = msi::getProductInfo(Guid(productCode), _T("ProductName"));
     const bool isQvk = name.find(_T("Norv Core Development Kit")) != tstring::npos;
@@ -124,7 +124,7 @@ std::int32_t detectType(const tstring& productCode) {
 }
 
 std::uint32_t detectBits(const TrackedProduct& product) {
-    LOG_TRACE(_T("`anonymous-namespace'::detectBits"),
+    LOG_TRACE("`anonymous-namespace'::detectBits",
               Text() << _T("Detect arch of ") << product.productCode << _T(" Norv installation"));
     return &getRegKey(kUninstallKeys + product.productCode) == &HKLM64 ? 64 : 32;
 }
@@ -164,7 +164,7 @@ tstring findHomeDirAbove(const TrackedProduct& product, const tstring& path) {
 }
 
 tstring detectHomeDir(const TrackedProduct& product) {
-    constexpr const TCHAR* kFunction = _T("`anonymous-namespace'::detectHomeDir");
+    constexpr const char* kFunction = "`anonymous-namespace'::detectHomeDir";
     const tstring& code = product.productCode;
     const auto traceAttempt = [&](const TCHAR* source) {
         LOG_TRACE(kFunction, Text() << _T("Try home directory from ") << source << _T(" of ")
@@ -214,10 +214,10 @@ tstring getMsiProperty(const TrackedProduct& product, DatabaseHolder& holder, co
             holder = std::make_unique<msi::Database>(Guid(product.productCode));
         }
     } catch (const std::exception& e) {
-        logException(SourceLocation::here(kFunction), e);
+        logException(kFunction, e);
         return tstring();
     } catch (...) {
-        logUnknownException(SourceLocation::here(kFunction));
+        logUnknownException(kFunction);
         return tstring();
     }
     return holder->tryGetProperty(name);
@@ -242,22 +242,22 @@ Version adjustVersion(const TrackedProduct& product, const tstring& homeDir) {
         if (withoutBuild(product.version) == withoutBuild(named)) {
             return product.version;
         }
-        LOG_INFO(_T("`anonymous-namespace'::adjustVersion"),
+        LOG_INFO("`anonymous-namespace'::adjustVersion",
                  Text() << _T(" Detected version mapping from ") << product.version.sourceText()
                         << _T(" to ") << named.sourceText() << _T(" in ") << product.productCode
                         << _T(" Norv installation."));
         return named;
     } catch (const std::exception& e) {
-        logException(SourceLocation::here(kFunction), e);
+        logException(kFunction, e);
     } catch (...) {
-        logUnknownException(SourceLocation::here(kFunction));
+        logUnknownException(kFunction);
     }
     return product.version;
 }
 
 Version detectFullVersionFromMsi(const TrackedProduct& product, DatabaseHolder& holder) {
     constexpr const char* kFunction = "`anonymous-namespace'::detectFullVersionFromMsi";
-    LOG_TRACE(_T("`anonymous-namespace'::detectFullVersionFromMsi"),
+    LOG_TRACE("`anonymous-namespace'::detectFullVersionFromMsi",
               Text() << _T("detectFullVersionFromMsi(") << product.productCode << _T(")"));
     const Version& given = product.version;
     try {
@@ -275,7 +275,7 @@ Version detectFullVersionFromMsi(const TrackedProduct& product, DatabaseHolder& 
             return given;
         }
         if (!given.sourceText().empty() && family(given) != family(candidate)) {
-            LOG_WARNING(_T("`anonymous-namespace'::detectFullVersionFromMsi"),
+            LOG_WARNING("`anonymous-namespace'::detectFullVersionFromMsi",
                         Text() << product.productCode << _T(": ")
                                << _T("Given version is [") << given.sourceText() << _T("]; ")
                                << _T("Value of \"") << name << _T("\" MSI property is [") << value
@@ -283,9 +283,9 @@ Version detectFullVersionFromMsi(const TrackedProduct& product, DatabaseHolder& 
         }
         return candidate;
     } catch (const std::exception& e) {
-        logException(SourceLocation::here(kFunction), e);
+        logException(kFunction, e);
     } catch (...) {
-        logUnknownException(SourceLocation::here(kFunction));
+        logUnknownException(kFunction);
     }
     return given;
 }
@@ -293,7 +293,7 @@ Version detectFullVersionFromMsi(const TrackedProduct& product, DatabaseHolder& 
 /// Completes a legacy version by the build number in the file version of the launcher.
 Version detectFullVersionFromHomeDir(const TrackedProduct& product, const tstring& homeDir) {
     constexpr const char* kFunction = "`anonymous-namespace'::detectFullVersionFromHomeDir";
-    LOG_TRACE(_T("`anonymous-namespace'::detectFullVersionFromHomeDir"),
+    LOG_TRACE("`anonymous-namespace'::detectFullVersionFromHomeDir",
               Text() << _T("detectFullVersionFromHomeDir(") << product.productCode << _T(", ")
                      << homeDir << _T(")"));
     const Version& given = product.version;
@@ -308,25 +308,25 @@ Version detectFullVersionFromHomeDir(const TrackedProduct& product, const tstrin
             version.leaveOutFrom(4);
             return Version(Text() << toString(version) << _T("-b") << file[3]);
         }
-        LOG_WARNING(_T("`anonymous-namespace'::detectFullVersionFromHomeDir"),
+        LOG_WARNING("`anonymous-namespace'::detectFullVersionFromHomeDir",
                     Text() << product.productCode << _T(": ")
                            << _T("Given version is [") << given.sourceText() << _T("]; ")
                            << _T("Value of file version extracted from ") << launcher << _T(" is [")
                            << file[0] << _T(".") << file[1] << _T(".") << file[2] << _T(".")
                            << file[3] << _T("]. Unexpected components in file version."));
     } catch (const std::exception& e) {
-        logException(SourceLocation::here(kFunction), e);
+        logException(kFunction, e);
     } catch (...) {
-        logUnknownException(SourceLocation::here(kFunction));
+        logUnknownException(kFunction);
     }
     return given;
 }
 
 Version detectFullVersion(const TrackedProduct& product, const tstring& homeDir,
                           DatabaseHolder& holder) {
-    LOG_TRACE(
-        _T("`anonymous-namespace'::detectFullVersion"),
-        Text() << _T("Detect full version of ") << product.productCode << _T(" Norv installation"));
+    LOG_TRACE("`anonymous-namespace'::detectFullVersion", Text() << _T("Detect full version of ")
+                                                                 << product.productCode
+                                                                 << _T(" Norv installation"));
     const std::size_t known = product.version.precision();
     const Version fromMsi = detectFullVersionFromMsi(product, holder);
     if (fromMsi.precision() > known) {
@@ -343,7 +343,7 @@ Version detectFullVersion(const TrackedProduct& product, const tstring& homeDir,
 
 std::int32_t detectQvrMode(const TrackedProduct& product) {
     constexpr const char* kFunction = "`anonymous-namespace'::detectQvrMode";
-    LOG_TRACE(_T("`anonymous-namespace'::detectQvrMode"),
+    LOG_TRACE("`anonymous-namespace'::detectQvrMode",
               Text() << _T("Detect mode of ") << product.productCode << _T(" Norv installation"));
     try {
         const tstring mode = getVersionKeyValue(product, _T("MSI\\MODE"));
@@ -351,9 +351,9 @@ std::int32_t detectQvrMode(const TrackedProduct& product) {
             return InstalledNorv::kModeStatic;
         }
     } catch (const std::exception& e) {
-        logException(SourceLocation::here(kFunction), e);
+        logException(kFunction, e);
     } catch (...) {
-        logUnknownException(SourceLocation::here(kFunction));
+        logUnknownException(kFunction);
     }
     return InstalledNorv::kModeStandard;
 }
@@ -370,9 +370,9 @@ tstring findBaseimageChecksum(const TrackedProduct& product, DatabaseHolder& hol
             return verifyChecksumString(checksum, "sha256");
         }
     } catch (const std::exception& e) {
-        logException(SourceLocation::here(kFunction), e);
+        logException(kFunction, e);
     } catch (...) {
-        logUnknownException(SourceLocation::here(kFunction));
+        logUnknownException(kFunction);
     }
     return tstring();
 }
@@ -418,7 +418,7 @@ InstalledNorv getInstalledNorv(TrackedProduct product, DatabaseHolder& holder) {
     // A version of no scheme has no canonical text, and its product no place in the result.
     const tstring canonical = toString(record.version);
     const bool isFull = record.version.precision() == kFullPrecision;
-    LOG_TRACE(_T("`anonymous-namespace'::getInstalledNorv"),
+    LOG_TRACE("`anonymous-namespace'::getInstalledNorv",
               Text() << _T("InstalledNorv(") << canonical << _T("|")
                      << (isFull ? record.version.sourceText() : _T("Full version unknown"))
                      << _T("|") << typeName(record.type) << _T("|") << record.bits << _T("bit")
@@ -464,7 +464,7 @@ bool isWanted(const TrackedProduct& product, std::uint32_t mask) {
 namespace NorvEnvironment {
 
 std::vector<InstalledNorv> detect(std::uint32_t mask) {
-    TRACE_SCOPE(_T("NorvEnvironment::detect"), _T("NorvEnvironment::detect"));
+    TRACE_SCOPE("NorvEnvironment::detect", "NorvEnvironment::detect");
     std::vector<InstalledNorv> result;
     const auto tracker = createInstalledNorvTracker();
     while (const TrackedProduct* tracked = tracker->next()) {
@@ -472,7 +472,7 @@ std::vector<InstalledNorv> detect(std::uint32_t mask) {
         if (product.uninstaller == nullptr) {
             product.uninstaller = &defaultUninstaller();
         }
-        LOG_TRACE(_T("NorvEnvironment::detect"),
+        LOG_TRACE("NorvEnvironment::detect",
                   Text() << _T("Installed Norv detected:")
                          << _T(" version=") << product.version.sourceText() << _T("; arch=")
                          << product.bits << _T("; productCode=") << product.productCode
@@ -490,9 +490,9 @@ std::vector<InstalledNorv> detect(std::uint32_t mask) {
             DatabaseHolder holder;
             result.push_back(getInstalledNorv(product, holder));
         } catch (const std::exception& e) {
-            logException(SourceLocation::here("NorvEnvironment::detect"), e);
+            logException("NorvEnvironment::detect", e);
         } catch (...) {
-            logUnknownException(SourceLocation::here("NorvEnvironment::detect"));
+            logUnknownException("NorvEnvironment::detect");
         }
     }
     return result;
@@ -508,18 +508,17 @@ const InstalledNorv& getByProductCode(InstalledNorvRange products, const Guid& p
                                 << _T("No matching Norv found for ") << productCode.toString()
                                 << _T(" Product Code in the given products range"))
                                    .utf8()),
-            SourceLocation::here("NorvEnvironment::getByProductCode"));
+            "NorvEnvironment::getByProductCode");
     }
     return *found;
 }
 
 void InstalledNorvsVerifier::operator()(InstalledNorvRange products) const {
-    const auto require = [](bool holds, const char* complaint, int line = __builtin_LINE()) {
+    const auto require = [](bool holds, const char* complaint,
+                            const SourceLocation& where =
+                                "NorvEnvironment::InstalledNorvsVerifier::operator ()") {
         if (!holds) {
-            throw PmtError<std::invalid_argument>(
-                std::invalid_argument(complaint),
-                SourceLocation::here("NorvEnvironment::InstalledNorvsVerifier::operator ()",
-                                     __FILE__, line));
+            raise<std::invalid_argument>(where, complaint);
         }
     };
     const auto contains = [](const auto& allowed, auto value) {

@@ -97,8 +97,7 @@ std::vector<tstring> namesFrom(DWORD nameSize, const TCHAR* words, const tstring
         if (status == ERROR_NO_MORE_ITEMS) {
             return names;
         }
-        check(status, words, combinePath(keyName, tstrings::toString(index + 1)), function,
-              SourceLocation::here(where));
+        check(status, words, combinePath(keyName, tstrings::toString(index + 1)), function, where);
         names.emplace_back(buffer.begin(), std::find(buffer.begin(), buffer.end(), _T('\0')));
     }
 }
@@ -147,12 +146,12 @@ void Registry::open(const tstring& subkey, Mode mode) {
     RegHandle opened;
     if (mode == Mode::Read) {
         check(openKey(key_, subkey, kReadAccess | view_, opened), _T("open key"), name,
-              RegOpenKeyExW, SourceLocation::here("Registry::open"));
+              RegOpenKeyExW, "Registry::open");
     } else {
         HKEY key = nullptr;
         check(RegCreateKeyExW(key_, subkey.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
                               kWriteAccess | view_, nullptr, &key, nullptr),
-              _T("open key"), name, RegCreateKeyExW, SourceLocation::here("Registry::open"));
+              _T("open key"), name, RegCreateKeyExW, "Registry::open");
         opened.reset(key);
     }
     close();
@@ -209,7 +208,7 @@ std::vector<BYTE> Registry::getValue(const tstring& valuePath, DWORD& type) cons
         }
     }
     check(status, _T("query value"), combinePath(name_, name), RegQueryValueExW,
-          SourceLocation::here("Registry::getValue"));
+          "Registry::getValue");
     data.resize(size);
     return data;
 }
@@ -223,7 +222,7 @@ tstring Registry::getString(const tstring& valuePath) const {
                                 << _T("query string value (") << combinePath(name_, valuePath)
                                 << _T(") error: wrong type"))
                                    .utf8()),
-            SourceLocation::here("Registry::getString"));
+            "Registry::getString");
     }
     tstring text(data.size() / sizeof(TCHAR), _T('\0'));
     if (!text.empty()) {
@@ -263,16 +262,15 @@ void Registry::setText(const tstring& valuePath, const tstring& value, DWORD typ
     const DWORD size = static_cast<DWORD>((value.size() + 1) * sizeof(TCHAR));
     check(RegSetValueExW(key_, name.c_str(), 0, type, reinterpret_cast<const BYTE*>(value.c_str()),
                          size),
-          words, combinePath(name_, name), RegSetValueExW, SourceLocation::here(function));
+          words, combinePath(name_, name), RegSetValueExW, function);
     Text shown;
     if (value.size() > kLongestLoggedValue) {
         shown << value.substr(0, kLongestLoggedValue) << _T("...]; length=") << value.size();
     } else {
         shown << value << _T("]");
     }
-    LOG_TRACE((Text() << function).str().c_str(), Text() << _T("Set [") << name_ << _T("\\") << name
-                                                         << _T("]=") << typeName(type) << _T("[")
-                                                         << shown);
+    LOG_TRACE(function, Text() << _T("Set [") << name_ << _T("\\") << name << _T("]=")
+                               << typeName(type) << _T("[") << shown);
 }
 
 LSTATUS Registry::deleteValue(const tstring& valuePath) const {
@@ -289,9 +287,9 @@ LSTATUS Registry::deleteValue(const tstring& valuePath) const {
     }
     const LSTATUS status = RegDeleteValueW(key, name.c_str());
     if (status == ERROR_SUCCESS) {
-        LOG_TRACE(_T("Registry::deleteValue"), Text() << _T("Deleted [")
-                                                      << combinePath(name_, directory) << _T("\\")
-                                                      << name << _T("] value"));
+        LOG_TRACE("Registry::deleteValue", Text()
+                                               << _T("Deleted [") << combinePath(name_, directory)
+                                               << _T("\\") << name << _T("] value"));
     }
     return status;
 }
@@ -304,7 +302,7 @@ LSTATUS Registry::deleteSubkey(const tstring& subkey) const {
     }
     const LSTATUS status = deleteKey(key_, subkey.c_str(), view_, 0);
     if (status == ERROR_SUCCESS) {
-        LOG_TRACE(_T("Registry::deleteSubkey"),
+        LOG_TRACE("Registry::deleteSubkey",
                   Text() << _T("Deleted [") << combinePath(name_, subkey) << _T("] key"));
     }
     return status;
@@ -323,9 +321,8 @@ LSTATUS Registry::tryDeleteKeyTree(const tstring& subkey) const {
     if (status != ERROR_SUCCESS) {
         return status;
     }
-    LOG_TRACE(_T("Registry::tryDeleteKeyTree"), Text()
-                                                    << _T("Deleted all child elements of [")
-                                                    << combinePath(name_, subkey) << _T("] key"));
+    LOG_TRACE("Registry::tryDeleteKeyTree", Text() << _T("Deleted all child elements of [")
+                                                   << combinePath(name_, subkey) << _T("] key"));
     key.reset();
     return deleteSubkey(subkey);
 }
@@ -334,7 +331,7 @@ void Registry::deleteKeyTree(const tstring& subkey) const {
     const LSTATUS status = tryDeleteKeyTree(subkey);
     if (status != ERROR_FILE_NOT_FOUND && status != ERROR_KEY_DELETED) {
         check(status, _T("delete key tree"), combinePath(name_, subkey), nullptr,
-              SourceLocation::here("Registry::deleteKeyTree"));
+              "Registry::deleteKeyTree");
     }
 }
 

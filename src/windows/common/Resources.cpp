@@ -45,13 +45,13 @@ const void* Resource::getPtr(DWORD& size) const {
     const HRSRC found = FindResourceW(module_, block, type_);
     if (found == nullptr) {
         throw PmtError<SysError>(failure(_T("cannot find resource"), FindResourceW, GetLastError()),
-                                 SourceLocation::here("Resource::getPtr"));
+                                 "Resource::getPtr");
     }
     const HGLOBAL loaded = LoadResource(module_, found);
     const void* data = loaded == nullptr ? nullptr : LockResource(loaded);
     if (data == nullptr) {
         throw PmtError<SysError>(failure(_T("cannot load resource"), LoadResource, GetLastError()),
-                                 SourceLocation::here("Resource::getPtr"));
+                                 "Resource::getPtr");
     }
     if (!isString) {
         size = SizeofResource(module_, found);

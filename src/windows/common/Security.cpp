@@ -22,9 +22,8 @@ WinHandle processToken() {
     HANDLE token = nullptr;
     if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) {
         const DWORD status = GetLastError();
-        throw PmtError<SysError>(
-            SysError(_T("OpenProcessToken failed"), OpenProcessToken, status),
-            SourceLocation::here("security::`anonymous-namespace'::processToken"));
+        throw PmtError<SysError>(SysError(_T("OpenProcessToken failed"), OpenProcessToken, status),
+                                 "security::`anonymous-namespace'::processToken");
     }
     return WinHandle(token);
 }
@@ -37,13 +36,13 @@ Sid::Sid(const tstring& text) {
         const DWORD status = GetLastError();
         throw PmtError<SysError>(
             SysError(_T("ConvertStringSidToSid failed"), ConvertStringSidToSidW, status),
-            SourceLocation::here("security::Sid::Sid"));
+            "security::Sid::Sid");
     }
     const LocalBlock owner(found);
     if (!CopySid(sizeof(bytes_), bytes_, found)) {
         const DWORD status = GetLastError();
         throw PmtError<SysError>(SysError(_T("CopySid failed"), CopySid, status),
-                                 SourceLocation::here("security::Sid::Sid"));
+                                 "security::Sid::Sid");
     }
 }
 
@@ -52,7 +51,7 @@ Sid Sid::fromPSID(PSID sid) {
     if (!CopySid(sizeof(result.bytes_), result.bytes_, sid)) {
         const DWORD status = GetLastError();
         throw PmtError<SysError>(SysError(_T("CopySid failed"), CopySid, status),
-                                 SourceLocation::here("security::Sid::fromPSID"));
+                                 "security::Sid::fromPSID");
     }
     return result;
 }
@@ -65,14 +64,14 @@ Sid Sid::processOwnerUser() {
         const DWORD status = GetLastError();
         throw PmtError<SysError>(
             SysError(_T("GetTokenInformation (get size) failed"), GetTokenInformation, status),
-            SourceLocation::here("security::Sid::processOwnerUser"));
+            "security::Sid::processOwnerUser");
     }
     std::vector<BYTE> buffer(size);
     if (!GetTokenInformation(token.get(), TokenUser, buffer.data(), size, &size)) {
         const DWORD status = GetLastError();
         throw PmtError<SysError>(
             SysError(_T("GetTokenInformation failed"), GetTokenInformation, status),
-            SourceLocation::here("security::Sid::processOwnerUser"));
+            "security::Sid::processOwnerUser");
     }
     return fromPSID(reinterpret_cast<const TOKEN_USER*>(buffer.data())->User.Sid);
 }
@@ -83,18 +82,16 @@ tstring Sid::toString() const {
         const DWORD status = GetLastError();
         throw PmtError<SysError>(
             SysError(_T("ConvertSidToStringSid failed"), ConvertSidToStringSidW, status),
-            SourceLocation::here("security::Sid::toString"));
+            "security::Sid::toString");
     }
     const LocalBlock owner(text);
     return text;
 }
 
 bool isUserAdmin() {
-    const auto fail = [](int line = __builtin_LINE()) {
-        const DWORD status = GetLastError();
-        throw PmtError<SysError>(
-            SysError(_T("GetTokenInformation(TokenGroup) failed"), GetTokenInformation, status),
-            {__FILE__, "security::isUserAdmin", line});
+    const auto fail = [](const SourceLocation& where = "security::isUserAdmin") {
+        raise(where, FailedCall(GetTokenInformation)
+                         << _T("GetTokenInformation(TokenGroup) failed"));
     };
     const WinHandle token = processToken();
     DWORD size = 0;
@@ -124,7 +121,7 @@ bool isProcessElevated() {
     if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened)) {
         const DWORD status = GetLastError();
         throw PmtError<SysError>(SysError(_T("OpenProcessToken failed"), OpenProcessToken, status),
-                                 SourceLocation::here("security::isProcessElevated"));
+                                 "security::isProcessElevated");
     }
     const WinHandle token(opened);
     TOKEN_ELEVATION elevation = {};
@@ -133,7 +130,7 @@ bool isProcessElevated() {
         const DWORD status = GetLastError();
         throw PmtError<SysError>(
             SysError(_T("GetTokenInformation failed"), GetTokenInformation, status),
-            SourceLocation::here("security::isProcessElevated"));
+            "security::isProcessElevated");
     }
     return elevation.TokenIsElevated != 0;
 }
@@ -147,7 +144,7 @@ SecurityDescriptor::SecurityDescriptor(const tstring& text) {
         throw PmtError<SysError>(
             SysError(_T("ConvertStringSecurityDescriptorToSecurityDescriptor failed"),
                      ConvertStringSecurityDescriptorToSecurityDescriptorW, status),
-            SourceLocation::here("security::SecurityDescriptor::SecurityDescriptor"));
+            "security::SecurityDescriptor::SecurityDescriptor");
     }
     const LocalBlock owner(found);
     const auto* bytes = static_cast<const BYTE*>(found);

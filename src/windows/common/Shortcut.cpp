@@ -23,7 +23,7 @@ void check(HRESULT status, const tstring& call, const SourceLocation& where) {
 tstring Shortcut::create() const {
     if (name.empty() || description.empty() || target.empty() || folder.empty()) {
         throw PmtError<std::logic_error>(std::logic_error("Shortcut not configured properly"),
-                                         SourceLocation::here("Shortcut::create"));
+                                         "Shortcut::create");
     }
     const bool isUrl = PathIsURLW(target.c_str()) != FALSE;
     const ComPtr<IShellLinkW> link = isUrl ? createUrl() : createLink();
@@ -34,36 +34,30 @@ tstring Shortcut::create() const {
         extension = _T(".lnk");
     }
     check(link.get()->SetIconLocation(icon.c_str(), 0),
-          Text() << _T("IShellLink.SetIconLocation(") << icon << _T(")"),
-          SourceLocation::here("Shortcut::create"));
+          Text() << _T("IShellLink.SetIconLocation(") << icon << _T(")"), "Shortcut::create");
     check(link.get()->SetDescription(description.c_str()),
-          Text() << _T("IShellLink.SetDescription(") << description << _T(")"),
-          SourceLocation::here("Shortcut::create"));
+          Text() << _T("IShellLink.SetDescription(") << description << _T(")"), "Shortcut::create");
     const tstring path = FileUtils::combinePath(folder, name + extension);
     void* file = nullptr;
     check(link.get()->QueryInterface(IID_IPersistFile, &file),
-          _T("IUnknown.QueryInterface(IID_IPersistFile)"),
-          SourceLocation::here("Shortcut::create"));
+          _T("IUnknown.QueryInterface(IID_IPersistFile)"), "Shortcut::create");
     const ComPtr<IPersistFile> persistFile(static_cast<IPersistFile*>(file));
     check(persistFile.get()->Save(path.c_str(), TRUE),
-          Text() << _T("IPersistFilePtr.Save(") << path << _T(")"),
-          SourceLocation::here("Shortcut::create"));
+          Text() << _T("IPersistFilePtr.Save(") << path << _T(")"), "Shortcut::create");
     return path;
 }
 
 ComPtr<IShellLinkW> Shortcut::createLink() const {
     void* created = nullptr;
     check(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_ALL, IID_IShellLinkW, &created),
-          _T("CoCreateInstance(CLSID_ShellLink, IID_IShellLink)"),
-          SourceLocation::here("Shortcut::createLink"));
+          _T("CoCreateInstance(CLSID_ShellLink, IID_IShellLink)"), "Shortcut::createLink");
     ComPtr<IShellLinkW> link(static_cast<IShellLinkW*>(created));
     check(link.get()->SetPath(target.c_str()),
-          Text() << _T("IShellLink.SetPath(") << target << _T(")"),
-          SourceLocation::here("Shortcut::createLink"));
+          Text() << _T("IShellLink.SetPath(") << target << _T(")"), "Shortcut::createLink");
     if (!arguments.empty()) {
         check(link.get()->SetArguments(arguments.c_str()),
               Text() << _T("IShellLink.SetArguments(") << arguments << _T(")"),
-              SourceLocation::here("Shortcut::createLink"));
+              "Shortcut::createLink");
     }
     return link;
 }
@@ -73,14 +67,13 @@ ComPtr<IShellLinkW> Shortcut::createUrl() const {
     check(CoCreateInstance(CLSID_InternetShortcut, nullptr, CLSCTX_ALL,
                            IID_IUniformResourceLocatorW, &created),
           _T("CoCreateInstance(CLSID_InternetShortcut, IID_IUniformResourceLocator)"),
-          SourceLocation::here("Shortcut::createUrl"));
+          "Shortcut::createUrl");
     const ComPtr<IUniformResourceLocatorW> url(static_cast<IUniformResourceLocatorW*>(created));
     check(url.get()->SetURL(target.c_str(), 0),
           Text() << _T("IUniformResourceLocator.SetURL(") << target << _T(", 0)"),
-          SourceLocation::here("Shortcut::createUrl"));
+          "Shortcut::createUrl");
     void* link = nullptr;
     check(url.get()->QueryInterface(IID_IShellLinkW, &link),
-          _T("IUniformResourceLocator.QueryInterface(IID_IShellLink)"),
-          SourceLocation::here("Shortcut::createUrl"));
+          _T("IUniformResourceLocator.QueryInterface(IID_IShellLink)"), "Shortcut::createUrl");
     return ComPtr<IShellLinkW>(static_cast<IShellLinkW*>(link));
 }

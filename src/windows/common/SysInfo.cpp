@@ -32,13 +32,13 @@ OSVERSIONINFOW* asBasic(OSVERSIONINFOEXW& version) {
 bool initWithRtlGetVersion(OSVERSIONINFOEXW& version) {
     const DllFunction<LONG(WINAPI*)(OSVERSIONINFOW*)> getVersion(Dll(_T("ntdll")), "RtlGetVersion");
     if (!getVersion.isAvailable()) {
-        LOG_ERROR(_T("`anonymous-namespace'::initWithRtlGetVersion"),
+        LOG_ERROR("`anonymous-namespace'::initWithRtlGetVersion",
                   _T("RtlGetVersion is not available"));
         return false;
     }
     const LONG status = getVersion(asBasic(version));
     if (status != 0) {
-        LOG_ERROR(_T("`anonymous-namespace'::initWithRtlGetVersion"),
+        LOG_ERROR("`anonymous-namespace'::initWithRtlGetVersion",
                   Text() << _T("RtlGetVersion() failed: ") << status);
         return false;
     }
@@ -49,13 +49,13 @@ bool initWithGetVersionEx(OSVERSIONINFOEXW& version) {
     const DllFunction<BOOL(WINAPI*)(OSVERSIONINFOW*)> getVersion(Dll(_T("Kernel32")),
                                                                  "GetVersionExW");
     if (!getVersion.isAvailable()) {
-        LOG_ERROR(_T("`anonymous-namespace'::initWithGetVersionEx"),
+        LOG_ERROR("`anonymous-namespace'::initWithGetVersionEx",
                   _T("GetVersionExW is not available"));
         return false;
     }
     if (!getVersion(asBasic(version))) {
         const DWORD status = GetLastError();
-        LOG_ERROR(_T("`anonymous-namespace'::initWithGetVersionEx"),
+        LOG_ERROR("`anonymous-namespace'::initWithGetVersionEx",
                   tstrings::unsafe_format(_T("%s failed with %s"), _T("GetVersionExW()"),
                                           describeSystemError(status, nullptr).c_str()));
         return false;
@@ -74,7 +74,7 @@ bool tryInit(bool (*init)(OSVERSIONINFOEXW&), const char* name, OSVERSIONINFOEXW
             return true;
         }
     } catch (const std::exception& e) {
-        logException(SourceLocation::here(name), e);
+        logException(name, e);
     }
     return false;
 }
@@ -112,7 +112,7 @@ tstring getSystemDirImpl(UINT(WINAPI* function)(LPWSTR, UINT), const TCHAR* name
         if (length == 0) {
             const DWORD status = GetLastError();
             throw PmtError<SysError>(SysError(Text() << name << _T(" failed"), function, status),
-                                     SourceLocation::here("SysInfo::getSystemDirImpl"));
+                                     "SysInfo::getSystemDirImpl");
         }
         if (length < buffer.size()) {
             return removeTrailingSlash(textOf(buffer));
@@ -121,7 +121,7 @@ tstring getSystemDirImpl(UINT(WINAPI* function)(LPWSTR, UINT), const TCHAR* name
     }
     throw PmtError<std::runtime_error>(
         std::runtime_error((Text() << _T("Unexpected reply from") << name).utf8()),
-        SourceLocation::here("SysInfo::getSystemDirImpl"));
+        "SysInfo::getSystemDirImpl");
 }
 
 }  // namespace
@@ -160,7 +160,7 @@ bool isWow64() {
     BOOL result = FALSE;
     if (!isWow64Process(GetCurrentProcess(), &result)) {
         throw PmtError<std::runtime_error>(std::runtime_error("fnIsWow64Process() failed"),
-                                           SourceLocation::here("SysInfo::isWow64"));
+                                           "SysInfo::isWow64");
     }
     return result != FALSE;
 }
@@ -173,7 +173,7 @@ HMODULE getCurrentModuleHandle() {
         const DWORD status = GetLastError();
         throw PmtError<SysError>(
             SysError(_T("GetModuleHandleExW failed"), GetModuleHandleExW, status),
-            SourceLocation::here("SysInfo::getCurrentModuleHandle"));
+            "SysInfo::getCurrentModuleHandle");
     }
     return module;
 }
@@ -189,7 +189,7 @@ tstring getModulePath(HMODULE module) {
         const DWORD status = GetLastError();
         throw PmtError<SysError>(
             SysError(_T("GetModuleFileName failed"), GetModuleFileNameW, status),
-            SourceLocation::here("SysInfo::`anonymous-namespace'::getModulePath"));
+            "SysInfo::`anonymous-namespace'::getModulePath");
     }
     return removeTrailingSlash(textOf(buffer));
 }
@@ -219,7 +219,7 @@ tstring getWindowsDir() {
 tstring getSystem64Dir() {
     if (!is64BitOs()) {
         throw PmtError<std::runtime_error>(std::runtime_error("OS is not 64bit"),
-                                           SourceLocation::here("SysInfo::getSystem64Dir"));
+                                           "SysInfo::getSystem64Dir");
     }
     // Under WOW64 the system directory's own name leads to the 32-bit one.
     return isWow64() ? FileUtils::combinePath(getWindowsDir(), _T("Sysnative")) : getSystemDir();
@@ -243,7 +243,7 @@ tstring SHGetFolderPathAdapter(int folder, int mode) {
             ComError(Text() << _T("SHGetFolderPath(0x") << Hex{static_cast<std::uint32_t>(folder)}
                             << _T(", mode=") << mode << _T(")"),
                      status),
-            SourceLocation::here("SysInfo::SHGetFolderPathAdapter"));
+            "SysInfo::SHGetFolderPathAdapter");
     }
     return removeTrailingSlash(path);
 }

@@ -43,8 +43,8 @@ private:
             default:
                 throw PmtError<std::runtime_error>(
                     std::runtime_error("Unrecognized product type"),
-                    SourceLocation::here(
-                        "`anonymous-namespace'::UpgradeCodeIterator::getTemplate"));
+
+                    "`anonymous-namespace'::UpgradeCodeIterator::getTemplate");
         }
     }
 
@@ -83,7 +83,7 @@ public:
                                                << _T(", ") << index_ << _T(") failed with error=[")
                                                << status << _T("]"))
                                            .utf8()),
-                    SourceLocation::here("`anonymous-namespace'::InstalledNorvTrackerBase::next"));
+                    "`anonymous-namespace'::InstalledNorvTrackerBase::next");
             }
             upgradeCode_.clear();
         }

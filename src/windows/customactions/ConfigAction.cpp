@@ -7,7 +7,7 @@
 #include "windows/customactions/SetMsiProperty.h"
 
 UINT loadMsiPropertiesFromConfig(MSIHANDLE session) {
-    const TCHAR* const kAction = _T("MSILoadMsiPropertiesFromConfig");
+    constexpr const char* kAction = "MSILoadMsiPropertiesFromConfig";
     const tstring commandLine = msi::getProperty(session, _T("MSICMDLINE"));
     LOG_TRACE(kAction, Text() << _T(" MSICMDLINE is ") << commandLine);
 

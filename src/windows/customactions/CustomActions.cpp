@@ -9,58 +9,56 @@
 #include "windows/customactions/UpdaterActions.h"
 
 UINT __stdcall MSIValidateInstallDir(MSIHANDLE session) noexcept {
-    return runInPlainFrame(SourceLocation::here("MSIValidateInstallDir"), ERROR_FUNCTION_FAILED,
+    return runInPlainFrame("MSIValidateInstallDir", ERROR_FUNCTION_FAILED,
                            [=] { return validateInstallDir(session); });
 }
 
 UINT __stdcall MSIIsLocalSystemSupported(MSIHANDLE session) noexcept {
-    return runInPlainFrame(SourceLocation::here("MSIIsLocalSystemSupported"),
-                           ERROR_FUNCTION_FAILED, [=] { return isLocalSystemSupported(session); });
+    return runInPlainFrame("MSIIsLocalSystemSupported", ERROR_FUNCTION_FAILED,
+                           [=] { return isLocalSystemSupported(session); });
 }
 
 UINT __stdcall MSISetImpersonate(MSIHANDLE session) noexcept {
     // Impersonation is a help, never a condition: a failure doesn't end the install.
-    return runInPlainFrame(SourceLocation::here("MSISetImpersonate"), ERROR_SUCCESS,
+    return runInPlainFrame("MSISetImpersonate", ERROR_SUCCESS,
                            [=] { return setImpersonate(session); });
 }
 
 UINT __stdcall MSIRemoveFoldersOnReboot(MSIHANDLE session) noexcept {
-    return runInPlainFrame(SourceLocation::here("MSIRemoveFoldersOnReboot"), ERROR_FUNCTION_FAILED,
+    return runInPlainFrame("MSIRemoveFoldersOnReboot", ERROR_FUNCTION_FAILED,
                            [=] { return removeFoldersOnReboot(session); });
 }
 
 UINT __stdcall MSILoadMsiPropertiesFromConfig(MSIHANDLE session) noexcept {
-    return runInPlainFrame(SourceLocation::here("MSILoadMsiPropertiesFromConfig"),
-                           ERROR_FUNCTION_FAILED,
+    return runInPlainFrame("MSILoadMsiPropertiesFromConfig", ERROR_FUNCTION_FAILED,
                            [=] { return loadMsiPropertiesFromConfig(session); });
 }
 
 UINT __stdcall SetLatestQvr(MSIHANDLE session) noexcept {
-    return runInPlainFrame(SourceLocation::here("SetLatestQvr"), ERROR_FUNCTION_FAILED,
+    return runInPlainFrame("SetLatestQvr", ERROR_FUNCTION_FAILED,
                            [=] { return updateProduct(session); });
 }
 
 UINT __stdcall DisableVomlitExe(MSIHANDLE session) noexcept {
-    return runInPlainFrame(SourceLocation::here("DisableVomlitExe"), ERROR_FUNCTION_FAILED,
+    return runInPlainFrame("DisableVomlitExe", ERROR_FUNCTION_FAILED,
                            [=] { return disableVomlitExe(session); });
 }
 
 UINT __stdcall RestoreVomlitExe(MSIHANDLE session) noexcept {
-    return runInPlainFrame(SourceLocation::here("RestoreVomlitExe"), ERROR_FUNCTION_FAILED,
+    return runInPlainFrame("RestoreVomlitExe", ERROR_FUNCTION_FAILED,
                            [=] { return restoreVomlitExe(session); });
 }
 
 UINT __stdcall DisableAUUninstall(MSIHANDLE session) noexcept {
-    return runInPlainFrame(SourceLocation::here("DisableAUUninstall"), ERROR_FUNCTION_FAILED,
+    return runInPlainFrame("DisableAUUninstall", ERROR_FUNCTION_FAILED,
                            [=] { return disableAUUninstall(session); });
 }
 
 UINT __stdcall checkIfReservedLocationOccupied(MSIHANDLE session) noexcept {
-    return runInFullFrame(SourceLocation::here("checkIfReservedLocationOccupied"), session,
+    return runInFullFrame("checkIfReservedLocationOccupied", session,
                           checkReservedLocationOccupied);
 }
 
 UINT __stdcall checkIfInstallDirReserved(MSIHANDLE session) noexcept {
-    return runInFullFrame(SourceLocation::here("checkIfInstallDirReserved"), session,
-                          checkInstallDirReserved);
+    return runInFullFrame("checkIfInstallDirReserved", session, checkInstallDirReserved);
 }

@@ -24,7 +24,7 @@ bool equalsIgnoringCase(const tstring& a, const tstring& b) {
 
 UINT validateInstallDir(MSIHANDLE session) {
     if (equalsIgnoringCase(msi::getProperty(session, _T("INSTALL_TYPE")), _T("au"))) {
-        LOG_INFO(_T("MSIValidateInstallDir"),
+        LOG_INFO("MSIValidateInstallDir",
                  _T("Auto update installation. Do not validate INSTALLDIR"));
         return ERROR_SUCCESS;
     }
@@ -34,7 +34,7 @@ UINT validateInstallDir(MSIHANDLE session) {
 }
 
 UINT isLocalSystemSupported(MSIHANDLE session) {
-    constexpr const TCHAR* kFunction = _T("MSIIsLocalSystemSupported");
+    constexpr const char* kFunction = "MSIIsLocalSystemSupported";
     if (security::Sid::processOwnerUser().toString() != kLocalSystem) {
         LOG_TRACE(kFunction, _T("Original MSI invoker is NOT the LocalSystem User"));
         return ERROR_SUCCESS;
@@ -48,7 +48,7 @@ UINT isLocalSystemSupported(MSIHANDLE session) {
 }
 
 UINT setImpersonate(MSIHANDLE session) {
-    constexpr const TCHAR* kFunction = _T("MSISetImpersonate");
+    constexpr const char* kFunction = "MSISetImpersonate";
     const tstring configFile = msi::getProperty(session, _T("INSTALLCFG"));
     LOG_TRACE(kFunction, Text() << _T("INSTALLCFG=") << configFile);
     switch (FileUtils::pathType(configFile)) {
@@ -82,7 +82,7 @@ UINT setImpersonate(MSIHANDLE session) {
 
 UINT removeFoldersOnReboot(MSIHANDLE session) {
     const tstring installDir = msi::getProperty(session, _T("INSTALLDIR"));
-    LOG_TRACE(_T("MSIRemoveFoldersOnReboot"),
+    LOG_TRACE("MSIRemoveFoldersOnReboot",
               Text() << _T(" INSTALLDIR which is passed via command line is ") << installDir);
     FileUtils::Deleter deleter(true);
     deleter.appendTree(installDir);

@@ -19,20 +19,22 @@ tstring inProgramFiles(const tstring& programFiles) {
     return FileUtils::combinePath(FileUtils::combinePath(programFiles, _T("Norv")), _T("latest"));
 }
 
-tstring reservedFolder() { return inProgramFiles(SysInfo::getProgramFilesDir()); }
+tstring reservedFolder() {
+    return inProgramFiles(SysInfo::getProgramFilesDir());
+}
 
 tstring reservedLocation() {
     NorvVersionDetails::Base version;
     version.init(kPackageVersion);
     return FileUtils::combinePath(
-        reservedFolder(), _T("qvk-") + NorvVersionDetails::toString(NorvVersionDetails::family(version)));
+        reservedFolder(),
+        _T("qvk-") + NorvVersionDetails::toString(NorvVersionDetails::family(version)));
 }
 
 void throwIfSilent(const msi::CA& ca, const char* message) {
     if (ca.getProperty(_T("ISSILENT")) == _T("1")) {
-        throw PmtError<std::runtime_error>(
-            std::runtime_error(message),
-            SourceLocation::here("`anonymous-namespace'::throwIfSilent"));
+        throw PmtError<std::runtime_error>(std::runtime_error(message),
+                                           "`anonymous-namespace'::throwIfSilent");
     }
 }
 

@@ -5,7 +5,7 @@
 #include "common/share/Logger.h"
 
 UINT setMsiProperty(MSIHANDLE session, const tstring& name, const tstring& value) {
-    const TCHAR* const kFunction = _T("`anonymous-namespace'::setMsiProperty");
+    constexpr const char* kFunction = "`anonymous-namespace'::setMsiProperty";
     if (value.empty()) {
         return ERROR_SUCCESS;
     }

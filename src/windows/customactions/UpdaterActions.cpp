@@ -68,9 +68,9 @@ void addReplacedProducts(const tstring& value, std::set<Guid>& replaced) {
         try {
             replaced.insert(Guid(token));
         } catch (const std::exception& e) {
-            logException(SourceLocation::here("DisableAUUninstall"), e);
+            logException("DisableAUUninstall", e);
         } catch (...) {
-            logUnknownException(SourceLocation::here("DisableAUUninstall"));
+            logUnknownException("DisableAUUninstall");
         }
     }
 }
@@ -89,7 +89,7 @@ std::set<Guid> findReplacedProducts(MSIHANDLE session) {
 }  // namespace
 
 UINT disableVomlitExe(MSIHANDLE session) {
-    constexpr const TCHAR* kFunction = _T("DisableVomlitExe");
+    constexpr const char* kFunction = "DisableVomlitExe";
     const tstring tool = au::registrationToolPath();
     if (GetFileAttributesW(tool.c_str()) == INVALID_FILE_ATTRIBUTES) {
         return ERROR_SUCCESS;
@@ -111,7 +111,7 @@ UINT disableVomlitExe(MSIHANDLE session) {
 }
 
 UINT restoreVomlitExe(MSIHANDLE session) {
-    constexpr const TCHAR* kFunction = _T("RestoreVomlitExe");
+    constexpr const char* kFunction = "RestoreVomlitExe";
     const tstring value = msi::getProperty(session, kStateProperty);
     LOG_TRACE(kFunction, Text() << _T("DisableVomlitExe=[") << value << _T("]"));
     std::vector<tstring> state;

@@ -38,9 +38,8 @@ std::vector<tstring> getAlinkFiles(std::uint32_t bits) {
                 _T("lib\\ext\\assist-link-64.vkr")};
     }
     if (bits != 32) {
-        throw PmtError<std::invalid_argument>(
-            std::invalid_argument("Unexpected NorvArch value"),
-            SourceLocation::here("`anonymous-namespace'::getAlinkFiles"));
+        throw PmtError<std::invalid_argument>(std::invalid_argument("Unexpected NorvArch value"),
+                                              "`anonymous-namespace'::getAlinkFiles");
     }
     if (SysInfo::is64BitOs()) {
         return {_T("bin\\WindowsAssistLink-32.dll"), _T("bin\\NorvAssistLink-32.dll"),
@@ -81,8 +80,7 @@ tstring systemFile(std::uint32_t systemBits, std::uint32_t fileBits) {
 
 /// Deletes the bridge libraries, also those that stand in the directory of the other architecture.
 void deleteALINKFilesFromSystem() {
-    TRACE_SCOPE(_T("`anonymous-namespace'::deleteALINKFilesFromSystem"),
-                _T("deleteALINKFilesFromSystem"));
+    TRACE_SCOPE("`anonymous-namespace'::deleteALINKFilesFromSystem", "deleteALINKFilesFromSystem");
     FileUtils::Deleter deleter(true);
     deleter.appendFile(systemFile(32, 32));
     if (SysInfo::is64BitOs()) {
@@ -94,13 +92,12 @@ void deleteALINKFilesFromSystem() {
 }
 
 void cleanAssistLinkRegistry() {
-    TRACE_SCOPE(_T("`anonymous-namespace'::cleanAssistLinkRegistry"),
-                _T("cleanAssistLinkRegistry"));
+    TRACE_SCOPE("`anonymous-namespace'::cleanAssistLinkRegistry", "cleanAssistLinkRegistry");
     HKLM64.tryDeleteKeyTree(kRegistrationKey);
 }
 
 void setAssistLinkRegistry(const InstalledNorv& product) {
-    TRACE_SCOPE(_T("`anonymous-namespace'::setAssistLinkRegistry"), _T("setAssistLinkRegistry"));
+    TRACE_SCOPE("`anonymous-namespace'::setAssistLinkRegistry", "setAssistLinkRegistry");
     const Registry key(HKLM64, kRegistrationKey, Registry::Mode::Write);
     key.setString(_T("StartExe"), switchExecutable(product));
     key.setString(_T("ApplicationName"), getText(menu_texts::enableAssistLink, Locale()));
@@ -112,10 +109,10 @@ void setAssistLinkRegistry(const InstalledNorv& product) {
 
 /// Puts the product's bridge library into the system directory of its architecture.
 void copyAlinkDllToSystem(const InstalledNorv& product) {
-    TRACE_SCOPE(_T("`anonymous-namespace'::copyAlinkDllToSystem"), _T("copyAlinkDllToSystem"));
+    TRACE_SCOPE("`anonymous-namespace'::copyAlinkDllToSystem", "copyAlinkDllToSystem");
     const tstring tool = switchExecutable(product);
     if (!FileUtils::exists(tool)) {
-        LOG_WARNING(_T("`anonymous-namespace'::copyAlinkDllToSystem"),
+        LOG_WARNING("`anonymous-namespace'::copyAlinkDllToSystem",
                     Text() << _T("Not registering Norv=")
                            << NorvVersionDetails::sourceText(product.version)
                            << _T(" for AssistLink, as ") << tool << _T(" doesn't exist."));
@@ -146,7 +143,7 @@ bool isSupported(const InstalledNorv& product) {
     if (product.version >= Version(kMinimalVersion)) {
         return true;
     }
-    LOG_WARNING(_T("`anonymous-namespace'::isSupported"),
+    LOG_WARNING("`anonymous-namespace'::isSupported",
                 Text() << _T("Norv version=") << NorvVersionDetails::sourceText(product.version)
                        << _T(" doesn't support Assist Link. The minimal supported version is ")
                        << kMinimalVersion);

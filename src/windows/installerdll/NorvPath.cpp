@@ -13,7 +13,7 @@
 #include "windows/common/PackageVersion.h"
 #include "windows/common/Registry.h"
 #include "windows/common/SysInfo.h"
-#include "windows/installerdll/RunLogged.h"
+#include "common/share/LogException.h"
 
 namespace {
 
@@ -77,7 +77,7 @@ void NotifySytemChanges() {
                             reinterpret_cast<LPARAM>(_T("Environment")), SMTO_ABORTIFHUNG,
                             kBroadcastTimeout, &result) == 0) {
         const DWORD status = GetLastError();
-        LOG_ERROR(_T("`anonymous-namespace'::NotifySytemChanges"),
+        LOG_ERROR("`anonymous-namespace'::NotifySytemChanges",
                   tstrings::unsafe_format(_T("%s failed with %s"), _T("SendMessageTimeout"),
                                           describeSystemError(status, nullptr).c_str()));
     }
@@ -137,7 +137,7 @@ tstring findTargetDirectory(const tstring& pathDirectory) {
 /// Copies what can be copied: a directory with some of the shims is better than none.
 void copyShims(const tstring& source, const tstring& target) {
     for (const Shim& shim : kShims) {
-        runLogged(SourceLocation::here("`anonymous-namespace'::InstallShims"), [&] {
+        runLogged("`anonymous-namespace'::InstallShims", [&] {
             FileUtils::copyFile(FileUtils::combinePath(source, shim.source),
                                 FileUtils::combinePath(target, shim.name), true);
         });
@@ -151,14 +151,13 @@ void InstallShims(bool fromStaging) {
     const tstring oldTarget = currentTarget(pathDirectory);
     const tstring source = fromStaging ? getStagingDirectory() : oldTarget;
     if (!FileUtils::exists(source)) {
-        LOG_WARNING(_T("`anonymous-namespace'::InstallShims"),
+        LOG_WARNING("`anonymous-namespace'::InstallShims",
                     _T("no where to copy shims from, exiting"));
         return;
     }
 
     const tstring target = findTargetDirectory(pathDirectory);
-    LOG_INFO(_T("`anonymous-namespace'::InstallShims"),
-             Text() << _T("norvpath targetDir: ") << target);
+    LOG_INFO("`anonymous-namespace'::InstallShims", Text() << _T("norvpath targetDir: ") << target);
     FileUtils::createDirectories(target);
     FileUtils::setPermissions(target);
     copyShims(source, target);
@@ -200,8 +199,7 @@ tstring findShimAwareVersion() {
     tstring found;
     for (const InstalledNorv& product : detect(kDetectQvk | kDetect64Bit)) {
         if (isShimAware(product.version)) {
-            LOG_TRACE(_T("NorvPathManager::handle"),
-                      _T("Shim: A QVK 11.0.8 and < 12, or 15+ exists"));
+            LOG_TRACE("NorvPathManager::handle", _T("Shim: A QVK 11.0.8 and < 12, or 15+ exists"));
             found = NorvVersionDetails::toString(product.version);
         }
     }
@@ -217,7 +215,7 @@ tstring textWithoutBuild(const Version& version) {
 void NorvPathManager::handle(const UpdateContext& context, const InstallConfigData&,
                              const InstalledNorv*) {
     using namespace NorvEnvironment;
-    constexpr const TCHAR* kHere = _T("NorvPathManager::handle");
+    constexpr const char* kHere = "NorvPathManager::handle";
 
     const InstalledNorv* latest =
         pickPreferred(keepLatest(selectByType(context.selection, Bundle::kQvk)), Bundle::kQvk, 64);

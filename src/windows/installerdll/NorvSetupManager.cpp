@@ -7,7 +7,7 @@
 #include "windows/installerdll/NorvPath.h"
 #include "windows/installerdll/NorvShortcuts.h"
 #include "windows/installerdll/RegistryUtils.h"
-#include "windows/installerdll/RunLogged.h"
+#include "common/share/LogException.h"
 #include "windows/installerdll/RunningArchitecture.h"
 
 namespace {
@@ -30,7 +30,7 @@ struct handleProduct {
     const InstalledNorv* changed;
 
     void operator()(Callback& manager) const {
-        guarded(manager, SourceLocation::here("`anonymous-namespace'::handleProduct::operator ()"),
+        guarded(manager, "`anonymous-namespace'::handleProduct::operator ()",
                 [&] { manager.handle(context, config, changed); });
     }
 };
@@ -39,8 +39,7 @@ struct handleNoProduct {
     void (Callback::*notification)();
 
     void operator()(Callback& manager) const {
-        guarded(manager,
-                SourceLocation::here("`anonymous-namespace'::handleNoProduct::operator ()"),
+        guarded(manager, "`anonymous-namespace'::handleNoProduct::operator ()",
                 [&] { (manager.*notification)(); });
     }
 };
@@ -108,9 +107,9 @@ bool NorvSetupManager::update(const InstallConfigData& config,
         notifyOfMissingTypes(managers, plan.context().selection);
         return true;
     } catch (const std::exception& e) {
-        logException(SourceLocation::here("NorvSetupManager::update"), e);
+        logException("NorvSetupManager::update", e);
     } catch (...) {
-        logUnknownException(SourceLocation::here("NorvSetupManager::update"));
+        logUnknownException("NorvSetupManager::update");
     }
     return false;
 }

@@ -10,7 +10,7 @@
 #include "windows/common/Shortcut.h"
 #include "windows/common/SysInfo.h"
 #include "windows/installerdll/MenuTexts.h"
-#include "windows/installerdll/RunLogged.h"
+#include "common/share/LogException.h"
 #include "windows/installerdll/WebSites.h"
 
 namespace {
@@ -77,7 +77,7 @@ std::vector<Shortcut> qvkShortcuts(const InstalledNorv& product) {
 
 /// Writes the folder of the product's type from scratch.
 void updateShortcuts(const InstalledNorv& product) {
-    TRACE_SCOPE(_T("`anonymous-namespace'::updateShortcuts"), _T("updateShortcuts"));
+    TRACE_SCOPE("`anonymous-namespace'::updateShortcuts", "updateShortcuts");
     const ComInitializer com;
     const tstring icon = binPath(product, _T("norv.exe"));
     // Older products know their web shortcuts by the names of links.
@@ -95,13 +95,12 @@ void updateShortcuts(const InstalledNorv& product) {
         if (shortcut.icon.empty()) {
             shortcut.icon = icon;
         }
-        runLogged(SourceLocation::here("`anonymous-namespace'::updateShortcuts"),
-                  [&] { shortcut.create(); });
+        runLogged("`anonymous-namespace'::updateShortcuts", [&] { shortcut.create(); });
     }
 }
 
 void removeShortcuts(std::int32_t type) {
-    TRACE_SCOPE(_T("`anonymous-namespace'::removeShortcuts"), _T("removeShortcuts"));
+    TRACE_SCOPE("`anonymous-namespace'::removeShortcuts", "removeShortcuts");
     FileUtils::Deleter deleter(false);
     deleter.appendTree(folderOf(type));
     deleter.execute();
@@ -115,7 +114,7 @@ public:
         if (product != nullptr && product->type != type) {
             throw PmtError<std::invalid_argument>(
                 std::invalid_argument("inconsistent arguments"),
-                SourceLocation::here("`anonymous-namespace'::ProductShortcuts::ProductShortcuts"));
+                "`anonymous-namespace'::ProductShortcuts::ProductShortcuts");
         }
     }
 
@@ -156,7 +155,7 @@ private:
 
     /// Logs why there are no shortcuts.
     bool refuse(const tstring& reason) const {
-        LOG_WARNING(_T("`anonymous-namespace'::ProductShortcuts::isSupported"),
+        LOG_WARNING("`anonymous-namespace'::ProductShortcuts::isSupported",
                     Text() << _T("Norv version=")
                            << NorvVersionDetails::sourceText(product_->version)
                            << _T(" doesn't support Start Menu shortcuts.") << reason);

@@ -4,7 +4,7 @@
 #include "common/share/progress/ClientOperation.h"
 #include "windows/common/FileUtils.h"
 #include "windows/installerdll/NorvSetupManager.h"
-#include "windows/installerdll/RunLogged.h"
+#include "common/share/LogException.h"
 
 namespace {
 
@@ -24,10 +24,10 @@ void updateSharedState(const std::vector<InstalledNorv>& products, const Install
 
 bool InstallNorv(const std::vector<InstalledNorv>& products, const InstalledNorv& product,
                  const InstallConfigData& config) {
-    runLogged(SourceLocation::here("InstallNorv"), [&] {
-        LOG_TRACE(_T("InstallNorv"), Text() << _T("InstallNorv(")
-                                            << NorvVersionDetails::sourceText(product.version)
-                                            << _T(")"));
+    runLogged("InstallNorv", [&] {
+        LOG_TRACE("InstallNorv", Text()
+                                     << _T("InstallNorv(")
+                                     << NorvVersionDetails::sourceText(product.version) << _T(")"));
         const progress::ClientOperation operation(kProductUpdateOperation, kProgressChannel);
         updateSharedState(products, product, config);
         CleanupTempFiles(product.homeDir);
@@ -36,7 +36,7 @@ bool InstallNorv(const std::vector<InstalledNorv>& products, const InstalledNorv
 }
 
 void CleanupTempFiles(const tstring& homeDirectory) {
-    TRACE_SCOPE(_T("CleanupTempFiles"), _T("CleanupTempFiles"));
+    TRACE_SCOPE("CleanupTempFiles", "CleanupTempFiles");
     for (const TCHAR* name : {_T("core.zip"), _T("patchqvr.exe"), _T("tools.zip")}) {
         FileUtils::tryDeleteFile(FileUtils::combinePath(homeDirectory, name));
     }

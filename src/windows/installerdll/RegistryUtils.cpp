@@ -10,7 +10,7 @@
 #include "windows/common/Registry.h"
 #include "windows/common/SysInfo.h"
 #include "windows/installerdll/FileAssociation.h"
-#include "windows/installerdll/RunLogged.h"
+#include "common/share/LogException.h"
 #include "windows/installerdll/RunningArchitecture.h"
 
 namespace {
@@ -78,12 +78,10 @@ void removeObsoleteKeys(const Registry& key, InstalledNorvRange products) {
 // ---- Version keys ----
 
 void removeTrailingSlashFromNorvHomeKey(const InstalledNorv& product) {
-    runLogged(
-        SourceLocation::here("`anonymous-namespace'::removeTrailingSlashFromNorvHomeKey"), [&] {
-            const Registry key(getRootKey(product), getVersionKeyPath(product),
-                               Registry::Mode::Write);
-            key.setString(kNorvHome, FileUtils::removeTrailingSlash(key.getString(kNorvHome)));
-        });
+    runLogged("`anonymous-namespace'::removeTrailingSlashFromNorvHomeKey", [&] {
+        const Registry key(getRootKey(product), getVersionKeyPath(product), Registry::Mode::Write);
+        key.setString(kNorvHome, FileUtils::removeTrailingSlash(key.getString(kNorvHome)));
+    });
 }
 
 /// Copies a text value of its type, if the source has it.
@@ -92,27 +90,24 @@ struct CopyRegistryStringValue {
     const Registry& target;
 
     void operator()(const TCHAR* name) const {
-        runLogged(
-            SourceLocation::here("`anonymous-namespace'::CopyRegistryStringValue::operator ()"),
-            [&] {
-                DWORD type = REG_NONE;
-                if (!source.hasValue(name, &type)) {
-                    return;
-                }
-                if (type == REG_SZ) {
-                    target.setString(name, source.getString(name));
-                } else if (type == REG_EXPAND_SZ) {
-                    target.setExpandString(name, source.getString(name));
-                }
-            });
+        runLogged("`anonymous-namespace'::CopyRegistryStringValue::operator ()", [&] {
+            DWORD type = REG_NONE;
+            if (!source.hasValue(name, &type)) {
+                return;
+            }
+            if (type == REG_SZ) {
+                target.setString(name, source.getString(name));
+            } else if (type == REG_EXPAND_SZ) {
+                target.setExpandString(name, source.getString(name));
+            }
+        });
     }
 };
 
 /// Lets the family subkey of a legacy product speak for it.
 void updateCurrentFamilyVersion(const InstalledNorv& product) {
-    TRACE_SCOPE(_T("`anonymous-namespace'::updateCurrentFamilyVersion"),
-                _T("updateCurrentFamilyVersion"));
-    runLogged(SourceLocation::here("`anonymous-namespace'::updateCurrentFamilyVersion"), [&] {
+    TRACE_SCOPE("`anonymous-namespace'::updateCurrentFamilyVersion", "updateCurrentFamilyVersion");
+    runLogged("`anonymous-namespace'::updateCurrentFamilyVersion", [&] {
         if (isZentra(product)) {
             return;
         }
@@ -129,9 +124,8 @@ void updateCurrentFamilyVersion(const InstalledNorv& product) {
 void verifyGroup(const Products& products, const Bundle& bundleTemplate,
                  const InstalledNorv* current) {
     const auto refuse = [](const char* text) {
-        throw PmtError<std::invalid_argument>(
-            std::invalid_argument(text),
-            SourceLocation::here("`anonymous-namespace'::synchRegistry"));
+        throw PmtError<std::invalid_argument>(std::invalid_argument(text),
+                                              "`anonymous-namespace'::synchRegistry");
     };
 
     NorvEnvironment::InstalledNorvsVerifier verifier;
@@ -246,7 +240,7 @@ void cleanUpForUser(const Registry& key, const UpdateContext& context) {
 }
 
 void cleanUpForAllUsers(const Registry& root, const UpdateContext& context) {
-    runLogged(SourceLocation::here("`anonymous-namespace'::cleanUpForAllUsers"), [&] {
+    runLogged("`anonymous-namespace'::cleanUpForAllUsers", [&] {
         for (const tstring& name : root.getSubkeyNames()) {
             cleanUpForUser(Registry(root, name, Registry::Mode::Write), context);
         }
@@ -255,7 +249,7 @@ void cleanUpForAllUsers(const Registry& root, const UpdateContext& context) {
 
 /// Deletes the vendor's key of an architecture without products, but for the user's preferences.
 void cleanArchKeys(std::uint32_t bits) {
-    runLogged(SourceLocation::here("`anonymous-namespace'::cleanArchKeys"), [&] {
+    runLogged("`anonymous-namespace'::cleanArchKeys", [&] {
         const Registry& root = getRootKey(Bundle(Bundle::kQvr, Version(), bits));
         if (!root.hasSubkey(kVendorKey)) {
             return;
@@ -287,9 +281,8 @@ tstring toolPath(const InstalledNorv& product, const TCHAR* executable) {
 
 /// `product` is the one that is to open such files; null when none can.
 void updateVkrFileAssociation(const InstalledNorv* product) {
-    TRACE_SCOPE(_T("`anonymous-namespace'::updateVkrFileAssociation"),
-                _T("updateVkrFileAssociation"));
-    runLogged(SourceLocation::here("`anonymous-namespace'::updateVkrFileAssociation"), [&] {
+    TRACE_SCOPE("`anonymous-namespace'::updateVkrFileAssociation", "updateVkrFileAssociation");
+    runLogged("`anonymous-namespace'::updateVkrFileAssociation", [&] {
         if (product == nullptr) {
             kVkrFiles.remove();
             return;
@@ -301,9 +294,8 @@ void updateVkrFileAssociation(const InstalledNorv* product) {
 
 /// The same; a product without the tool can't open them either.
 void updateZpmFileAssociation(const InstalledNorv* product) {
-    TRACE_SCOPE(_T("`anonymous-namespace'::updateZpmFileAssociation"),
-                _T("updateZpmFileAssociation"));
-    runLogged(SourceLocation::here("`anonymous-namespace'::updateZpmFileAssociation"), [&] {
+    TRACE_SCOPE("`anonymous-namespace'::updateZpmFileAssociation", "updateZpmFileAssociation");
+    runLogged("`anonymous-namespace'::updateZpmFileAssociation", [&] {
         const tstring tool = product != nullptr ? toolPath(*product, _T("wmq.exe")) : tstring();
         if (product == nullptr || !FileUtils::exists(tool)) {
             kZpmFiles.remove();
@@ -319,7 +311,7 @@ tstring applicationKey(const TCHAR* executable) {
 
 /// Marks the launcher as the host of other applications, which Windows then tells apart.
 void registerHostProcess(const TCHAR* executable) {
-    runLogged(SourceLocation::here("`anonymous-namespace'::registerHostProcess"), [&] {
+    runLogged("`anonymous-namespace'::registerHostProcess", [&] {
         HKLM64.setString(FileUtils::combinePath(applicationKey(executable), _T("IsHostApp")),
                          tstring());
     });

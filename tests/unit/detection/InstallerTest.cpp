@@ -199,19 +199,19 @@ TEST_F(InstallerCalls, CopyTheLogToTheInstallersLog) {
     LogAppender* const before = Logger::instance().appender();
     {
         const msi::MsiLogAppender appender(session);
-        LOG_WARNING(_T("f"), _T("[1] stays"));
+        LOG_WARNING("f", _T("[1] stays"));
         std::thread([this] {
             const simulated::Running there(machine);
-            LOG_INFO(_T("g"), _T("elsewhere"));
+            LOG_INFO("g", _T("elsewhere"));
         }).join();
         // The failure to send one is not sent, and the text that describes it neither.
         machine.modules.hideModule(u"msimsg.dll");
         machine.calls.failAll("MsiCreateRecord");
-        EXPECT_THROW(LOG_INFO(_T("h"), _T("lost")), msi::Error);
+        EXPECT_THROW(LOG_INFO("h", _T("lost")), msi::Error);
         machine.calls.clearPlans();
     }
     EXPECT_EQ(Logger::instance().appender(), before);
-    LOG_INFO(_T("i"), _T("alone"));
+    LOG_INFO("i", _T("alone"));
 
     const auto& lines = machine.installer.log();
     ASSERT_EQ(lines.size(), 2u);

@@ -15,13 +15,12 @@ using Errors = OnMachine;
 TEST_F(Errors, TellTheirPlace) {
     const std::runtime_error plain("text");
     for (const char* file : {"src/a\\MsiDb.cpp", "src\\a/MsiDb.cpp", "/MsiDb.cpp", "MsiDb.cpp"}) {
-        const PmtError<std::runtime_error> error(plain, {file, "msi::Database::getProperty", 87});
+        const PmtError<std::runtime_error> error(plain, {"msi::Database::getProperty", file, 87});
         const std::exception& caught = error;
         EXPECT_STREQ(caught.what(), "MsiDb.cpp(87) at msi::Database::getProperty(): text");
     }
-    EXPECT_EQ(SourceLocation::here("f").line, __LINE__);
-    EXPECT_THROW(throw PmtError<SysError>(SysError(_T("x"), nullptr, 5), SourceLocation::here("f")),
-                 std::runtime_error);
+    EXPECT_EQ(SourceLocation("f").line, __LINE__);
+    EXPECT_THROW(throw PmtError<SysError>(SysError(_T("x"), nullptr, 5), "f"), std::runtime_error);
 }
 
 TEST_F(Errors, JoinTwoTexts) {
@@ -103,8 +102,8 @@ TEST_F(Errors, ComErrorAddsWhatTheObjectSays) {
 }
 
 TEST_F(Errors, CatchPointsAndFailedClosesAreLogged) {
-    logException({"src/x/Catcher.cpp", "a::b", 12}, std::runtime_error("f\xC3\xBCr"));
-    logUnknownException({"Catcher.cpp", "a::`anonymous-namespace'::b", 13});
+    logException({"a::b", "src/x/Catcher.cpp", 12}, std::runtime_error("f\xC3\xBCr"));
+    logUnknownException({"a::`anonymous-namespace'::b", "Catcher.cpp", 13});
     const std::vector<LogRecord> records = logRecords(machine);
     ASSERT_EQ(records.size(), 2u);
     EXPECT_EQ(records[0].line, 12);

@@ -89,11 +89,11 @@ TEST_F(Logging, LevelsHaveNamesAndATee) {
     Logger& logger = Logger::instance();
     LogAppender* const file = logger.appender();
     logger.setAppender(&both);
-    LOG_TRACE(_T("f"), _T("1"));
-    LOG_INFO(_T("f"), _T("2"));
+    LOG_TRACE("f", _T("1"));
+    LOG_INFO("f", _T("2"));
     logger.setAppender(&one);
-    LOG_WARNING(_T("f"), _T("3"));
-    LOG_ERROR(_T("f"), _T("4"));
+    LOG_WARNING("f", _T("3"));
+    LOG_ERROR("f", _T("4"));
     logger.log(static_cast<LogLevel>(9), _T("x"), 1, _T("f"), _T("5"));
     logger.setAppender(file);
     EXPECT_EQ(first.seen, _T("TRACE 1|INFO 2|"));
@@ -103,7 +103,7 @@ TEST_F(Logging, LevelsHaveNamesAndATee) {
 TEST_F(Logging, ScopeIsEnteredAndLeft) {
     const int line = __LINE__ + 2;
     try {
-        TRACE_SCOPE(_T("a::f"), _T("the work"));
+        TRACE_SCOPE("a::f", "the work");
         throw std::runtime_error("out");
     } catch (const std::runtime_error&) {
     }
@@ -129,7 +129,7 @@ TEST_F(Logging, ScopeIsEnteredAndLeft) {
     Logger& logger = Logger::instance();
     LogAppender* const file = logger.appender();
     logger.setAppender(&thrower);
-    EXPECT_NO_THROW({ TRACE_SCOPE(_T("f"), _T("scope")); });
+    EXPECT_NO_THROW({ TRACE_SCOPE("f", "scope"); });
     logger.setAppender(file);
 }
 

@@ -26,9 +26,9 @@ ClientOperation::~ClientOperation() {
         try {
             post(id_, OperationState::Finished, *opened_);
         } catch (const std::exception& e) {
-            logException(SourceLocation::here(kWhere), e);
+            logException(kWhere, e);
         } catch (...) {
-            logUnknownException(SourceLocation::here(kWhere));
+            logUnknownException(kWhere);
         }
     } catch (...) {
         // A record that can't be written has nowhere to be reported to.

@@ -28,7 +28,7 @@ public:
                 std::runtime_error((Text() << _T("ZIP_FindEntry(") << zip->name << _T(", ") << name
                                            << _T(") failed"))
                                        .utf8()),
-                SourceLocation::here("`anonymous-namespace'::ZipFileEntry::ZipFileEntry"));
+                "`anonymous-namespace'::ZipFileEntry::ZipFileEntry");
         }
     }
 
@@ -81,7 +81,7 @@ public:
                 std::runtime_error((Text() << _T("ZIP_ReadEntry(") << zip_->name << _T(", ")
                                            << entry.get()->name << _T(") failed"))
                                        .utf8()),
-                SourceLocation::here("`anonymous-namespace'::extractEntryInMemory::operator ()"));
+                "`anonymous-namespace'::extractEntryInMemory::operator ()");
         }
         entry.forget();
         return std::string(buffer_.data() + dataOffset_, size);
@@ -103,7 +103,7 @@ ZipFile::ZipFile(const tstring& path) : zip_(nullptr), owned_(false) {
             std::runtime_error((Text() << _T("ZIP_Open(") << path << _T(") failed. Error: ")
                                        << (message == nullptr ? "unknown" : message))
                                    .utf8()),
-            SourceLocation::here("ZipFile::ZipFile"));
+            "ZipFile::ZipFile");
     }
     owned_ = true;
 }
@@ -139,17 +139,17 @@ std::string ZipFile::extractEntryAsUtf8String(const tstring& entryName) const {
     if (static_cast<std::uint64_t>(entry->size) > UINT32_MAX) {
         fail(Text() << _T("Zip entry ") << entryName << _T(" from ") << zip_->name
                     << _T(" archive is too large to be extracted into memory"),
-             SourceLocation::here(kFunction));
+             kFunction);
     }
     if (entry->nlen == 0) {
         fail(Text() << _T("Unexpected empty name of zip entry ") << entryName << _T(" from ")
                     << zip_->name,
-             SourceLocation::here(kFunction));
+             kFunction);
     }
     if (entry->size == 0 && entry->name[entry->nlen - 1] == '/') {
         fail(Text() << _T("Zip entry ") << entryName << _T(" from ") << zip_->name
                     << _T(" archive is a directory and can't be extracted into memory"),
-             SourceLocation::here(kFunction));
+             kFunction);
     }
     return extractEntryInMemory(zip_, entry)(found);
 }

@@ -36,7 +36,7 @@ bool fileExists(const tstring& path) {
     if (GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) {
         return true;
     }
-    LOG_WARNING(_T("au::`anonymous-namespace'::fileExists"),
+    LOG_WARNING("au::`anonymous-namespace'::fileExists",
                 Text() << _T("Expected AU executable ") << path << _T(" not found."));
     return false;
 }
@@ -56,9 +56,9 @@ InstalledState initState(const tstring& versionText) {
             result.state = InstalledState::kIncomplete;
         }
     } catch (const std::exception& e) {
-        logException(SourceLocation::here(kFunction), e);
+        logException(kFunction, e);
     } catch (...) {
-        logUnknownException(SourceLocation::here(kFunction));
+        logUnknownException(kFunction);
     }
     return result;
 }
@@ -70,9 +70,9 @@ bool attempt(Step step) {
         step();
         return true;
     } catch (const std::exception& e) {
-        logException(SourceLocation::here("au::InstalledState::detect"), e);
+        logException("au::InstalledState::detect", e);
     } catch (...) {
-        logUnknownException(SourceLocation::here("au::InstalledState::detect"));
+        logUnknownException("au::InstalledState::detect");
     }
     return false;
 }
@@ -84,7 +84,7 @@ tstring registrationToolPath() {
 }
 
 InstalledState InstalledState::detect() {
-    constexpr const TCHAR* kFunction = _T("au::InstalledState::detect");
+    constexpr const char* kFunction = "au::InstalledState::detect";
     std::optional<msi::Database> database;
     try {
         database.emplace(Guid(kProductCode));
