@@ -1,6 +1,10 @@
 #include <windows.h>
 
 #include "simulated/machine/Calls.h"
+
+#include <cstdio>
+#include <cstdlib>
+
 #include "simulated/machine/Machine.h"
 
 namespace simulated {
@@ -18,7 +22,9 @@ void Calls::failAll(std::string_view function, std::optional<std::uint32_t> stat
     plans_.push_back({std::string(function), 0, true, false, status});
 }
 
-void Calls::stopAtCall(std::uint64_t n) { plans_.push_back({"", n, false, true, std::nullopt}); }
+void Calls::stopAtCall(std::uint64_t n) {
+    plans_.push_back({"", n, false, true, std::nullopt});
+}
 
 void Calls::clearPlans() {
     plans_.clear();
@@ -78,6 +84,38 @@ Calls::Outcome Calls::enter(const char* function) {
 
 Call::Call(const char* function)
     : lock_(Machine::current().calls.mutex_), outcome_(Machine::current().calls.enter(function)) {}
+
+void Call::pass(std::uint32_t usual) const {
+    demand(!fails(), status(usual));
+}
+
+void refuse(std::uint32_t status) {
+    throw Refusal{status};
+}
+
+void demand(bool condition, std::uint32_t status) {
+    if (!condition) {
+        refuse(status);
+    }
+}
+
+void check(std::uint32_t status) {
+    demand(status == ERROR_SUCCESS, status);
+}
+
+void notServed(const std::string& function, const std::string& what) {
+    std::fprintf(stderr, "The simulated machine's %s doesn't serve %s.\n", function.c_str(),
+                 what.c_str());
+    std::abort();
+}
+
+void setLastError(std::uint32_t status) {
+    SetLastError(status);
+}
+
+std::int32_t asResult(std::uint32_t status) {
+    return HRESULT_FROM_WIN32(status);
+}
 
 int failWith(std::uint32_t status) {
     SetLastError(status);

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace simulated {
@@ -20,7 +21,8 @@ public:
     /// Makes the n-th call from now fail, whatever it is. `status` is what it reports; without one
     /// the function chooses the status that it most often fails with.
     ///
-    /// A function that can't fail on Windows (GetTickCount, GetLocalTime, …) is counted and goes on.
+    /// A function that can't fail on Windows (GetTickCount, GetLocalTime, …) is counted and goes
+    /// on.
     void failCall(std::uint64_t n, std::optional<std::uint32_t> status = std::nullopt);
 
     /// Makes the n-th call of one function from now fail.
@@ -30,8 +32,8 @@ public:
     /// Makes every call of one function fail from now on.
     void failAll(std::string_view function, std::optional<std::uint32_t> status = std::nullopt);
 
-    /// Ends the process at the n-th call from now, as a kill or a power cut would: neither that call
-    /// nor any later one changes the machine, whatever the unwinding code still asks of it.
+    /// Ends the process at the n-th call from now, as a kill or a power cut would: neither that
+    /// call nor any later one changes the machine, whatever the unwinding code still asks of it.
     void stopAtCall(std::uint64_t n);
 
     /// Forgets every plan, and lets a stopped machine take calls in again.
@@ -84,15 +86,8 @@ private:
     bool stopped_ = false;
 };
 
-/// One call of a simulated function, made first thing in its body and living to its end. It holds
-/// the machine's lock, so that threads of a test may call at once.
-///
-/// The form of every simulated function is
-///
-///     Call call("DeleteFileW");
-///     if (call.fails()) {
-///         return failWith(call.status(ERROR_ACCESS_DENIED));
-///     }
+/// The gate itself, for functions that none of the forms below suits. It holds the machine's lock,
+/// so that threads of a test may call at once.
 class Call {
 public:
     explicit Call(const char* function);
@@ -105,12 +100,108 @@ public:
     /// The status to fail with: the planned one, else the one that is usual for the function.
     std::uint32_t status(std::uint32_t usual) const { return outcome_.status.value_or(usual); }
 
+    /// Ends the function by refusing if a failure is planned.
+    void pass(std::uint32_t usual) const;
+
 private:
     std::unique_lock<std::recursive_mutex> lock_;
     Calls::Outcome outcome_;
 };
 
-/// Sets the thread's last error and gives FALSE: the way out of a failing function.
+/// How the work of a call tells that it fails; what it has handed out until then stays.
+struct Refusal {
+    std::uint32_t status;
+};
+[[noreturn]] void refuse(std::uint32_t status);
+/// Refuses with the status unless the condition holds.
+void demand(bool condition, std::uint32_t status);
+/// Refuses with the status unless it is 0.
+void check(std::uint32_t status);
+
+/// Ends the program with a message: the function was asked for something that Windows has and the
+/// machine hasn't. To go on would be to guess.
+[[noreturn]] void notServed(const std::string& function, const std::string& what);
+
+void setLastError(std::uint32_t status);
+
+/// A call that gives BOOL, or a value of which one tells failure:
+///
+///     return call("SetEndOfFile", ERROR_DISK_FULL, [&] {
+///         OpenFile& file = openFile(handle);
+///         demand(file.mayWrite(), ERROR_ACCESS_DENIED);
+///         file.resize(file.position());
+///     });
+///
+/// A refusal becomes the thread's last error. Success spoils it: it is 0 from the start of the work
+/// on, so that a caller who asks for it too late sees that. `usual` is the status of a planned
+/// failure. Work that gives nothing makes a BOOL, anything else is handed out; `failed` is what the
+/// function gives when it fails.
+template <class Result, class Work>
+Result call(const char* function, std::uint32_t usual, Result failed, Work work) {
+    const Call entered(function);
+    try {
+        entered.pass(usual);
+        setLastError(0);
+        return work();
+    } catch (const Refusal& refusal) {
+        setLastError(refusal.status);
+        return failed;
+    }
+}
+template <class Work>
+auto call(const char* function, std::uint32_t usual, Work work) {
+    using Result = decltype(work());
+    if constexpr (std::is_void_v<Result>) {
+        return call(function, usual, 0, [&] {
+            work();
+            return 1;
+        });
+    } else {
+        return call(function, usual, Result(), work);
+    }
+}
+
+/// A call that gives its status and leaves the last error alone: LSTATUS, the UINT of the
+/// installer.
+template <class Work>
+std::uint32_t statusCall(const char* function, std::uint32_t usual, Work work) {
+    const Call entered(function);
+    try {
+        entered.pass(usual);
+        work();
+        return 0;
+    } catch (const Refusal& refusal) {
+        return refusal.status;
+    }
+}
+
+/// A call that gives an HRESULT, which refusals name; a planned status of Windows becomes one. Work
+/// that gives nothing makes S_OK.
+std::int32_t asResult(std::uint32_t status);
+template <class Work>
+std::int32_t resultCall(const char* function, std::int32_t usual, Work work) {
+    const Call entered(function);
+    try {
+        entered.pass(static_cast<std::uint32_t>(usual));
+        if constexpr (std::is_void_v<decltype(work())>) {
+            work();
+            return 0;
+        } else {
+            return work();
+        }
+    } catch (const Refusal& refusal) {
+        return asResult(refusal.status);
+    }
+}
+
+/// A call that can't fail on Windows: it is counted, goes on, and leaves the last error alone.
+template <class Work>
+auto sureCall(const char* function, Work work) {
+    const Call entered(function);
+    return work();
+}
+
+/// Sets the thread's last error and gives FALSE.
 int failWith(std::uint32_t status);
 
 }  // namespace simulated

@@ -16,7 +16,9 @@ bool Handles::close(const void* handle) {
     return open_.erase(reinterpret_cast<std::uintptr_t>(handle)) != 0;
 }
 
-void Handles::closeAll() { open_.clear(); }
+void Handles::closeAll() {
+    open_.clear();
+}
 
 std::vector<std::string> Handles::open() const {
     std::vector<std::string> descriptions;
@@ -38,16 +40,21 @@ thread_local DWORD lastError = 0;
 
 extern "C" {
 
-DWORD WINAPI GetLastError() { return lastError; }
+DWORD WINAPI GetLastError() {
+    return lastError;
+}
 
-void WINAPI SetLastError(DWORD status) { lastError = status; }
+void WINAPI SetLastError(DWORD status) {
+    lastError = status;
+}
 
 BOOL WINAPI CloseHandle(HANDLE handle) {
-    Call call("CloseHandle");
-    if (call.fails()) {
-        return failWith(call.status(ERROR_INVALID_HANDLE));
-    }
-    return Machine::current().handles.close(handle) ? TRUE : failWith(ERROR_INVALID_HANDLE);
+    return call("CloseHandle", ERROR_INVALID_HANDLE, [&] {
+        Handles& handles = Machine::current().handles;
+        const auto object = handles.find<HandleObject>(handle);
+        demand(object != nullptr && object->isOfKernel(), ERROR_INVALID_HANDLE);
+        handles.close(handle);
+    });
 }
 
 }  // extern "C"

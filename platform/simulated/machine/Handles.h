@@ -17,8 +17,12 @@ class HandleObject {
 public:
     virtual ~HandleObject() = default;
 
-    /// What is open, for a report of handles that were not closed: "file C:\x", "key HKLM\Software".
+    /// What is open, for a report of handles that were not closed: "file C:\x", "key
+    /// HKLM\Software".
     virtual std::string description() const = 0;
+
+    /// Whether CloseHandle closes it; a search, a module and a view have functions of their own.
+    virtual bool isOfKernel() const { return true; }
 };
 
 /// The handle table of one process. Values are multiples of 4 and are not used twice, so that a

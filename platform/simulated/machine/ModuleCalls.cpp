@@ -17,6 +17,7 @@ class ModuleReference : public HandleObject {
 public:
     explicit ModuleReference(std::string loaded) : path(std::move(loaded)) {}
     std::string description() const override { return "module " + path; }
+    bool isOfKernel() const override { return false; }
 
     std::string path;
 };

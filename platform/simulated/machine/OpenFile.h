@@ -59,6 +59,7 @@ public:
         : pattern_(std::move(pattern)), found_(std::move(found)) {}
 
     std::string description() const override;
+    bool isOfKernel() const override { return false; }
 
     /// The next answer, or null.
     const WIN32_FIND_DATAW* next();

@@ -237,6 +237,19 @@ void Security::becomeOrdinaryUser() {
     elevated = false;
 }
 
+bool Security::isLocalSystem() const {
+    return user == u"S-1-5-18" || user == u"SY";
+}
+
+bool Security::administers() const {
+    const std::optional<Bytes> administrators = parseSid(u"BA");
+    return isLocalSystem() ||
+           std::any_of(groups.begin(), groups.end(), [&](const TokenGroup& group) {
+               return (group.attributes & SE_GROUP_ENABLED) != 0 &&
+                      parseSid(group.sid) == administrators;
+           });
+}
+
 std::optional<Bytes> parseSid(std::u16string_view text) {
     const auto alias = std::find_if(kAliases.begin(), kAliases.end(),
                                     [&](const Alias& known) { return sameText(known.text, text); });

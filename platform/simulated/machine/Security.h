@@ -27,6 +27,11 @@ struct Security {
     /// An administrator whose token is filtered: the group is there for denying only.
     void becomeFilteredAdministrator();
     void becomeOrdinaryUser();
+
+    bool isLocalSystem() const;
+    /// Whether the token may write where an administrator may and an ordinary user mayn't: in HKLM,
+    /// below Windows' and the programs' folders, and what is put off until the restart.
+    bool administers() const;
 };
 
 using Bytes = std::vector<std::uint8_t>;

@@ -75,6 +75,7 @@ class ViewHandle : public HandleObject {
 public:
     explicit ViewHandle(std::shared_ptr<SharedBlock> held) : block(std::move(held)) {}
     std::string description() const override { return "view of file mapping " + block->name; }
+    bool isOfKernel() const override { return false; }
 
     std::shared_ptr<SharedBlock> block;
 };
