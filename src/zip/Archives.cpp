@@ -15,12 +15,11 @@ namespace {
 constexpr std::int32_t kMaxRefs = 65535;
 
 nzfile* firstArchive = nullptr;
-CRITICAL_SECTION* listLock = nullptr;
 
-/// Gives the list's lock back as the library is unloaded.
-struct ListLockEnd {
-    ~ListLockEnd() { destroyLock(listLock); }
-} listLockEnd;
+// Guards the list. It is never torn down: a client may close its archive as late as the process
+// ends.
+CRITICAL_SECTION listLock;
+bool listLockMade = false;
 
 char* message(const char* text) {
     return const_cast<char*>(text);
@@ -28,7 +27,7 @@ char* message(const char* text) {
 
 /// The archive of that name among those that are open, with one more use; or null.
 nzfile* findArchive(const char* name) {
-    const Locked locked(listLock);
+    const Locked locked(&listLock);
     for (nzfile* zip = firstArchive; zip != nullptr; zip = zip->next) {
         if (std::strcmp(zip->name, name) == 0 && zip->refs < kMaxRefs) {
             ++zip->refs;
@@ -59,14 +58,12 @@ nzfile* allocateArchive(const char* name) {
     }
     zip->zfd = INVALID_HANDLE_VALUE;
     zip->refs = 1;
-    const std::size_t size = std::strlen(name) + 1;
-    zip->name = allocate<char>(size).release();
+    zip->name = copyText(name, std::strlen(name));
     zip->lock = zip->name == nullptr ? nullptr : createLock();
     if (zip->lock == nullptr) {
         destroyArchive(zip);
         return nullptr;
     }
-    std::memcpy(zip->name, name, size);
     return zip;
 }
 
@@ -102,7 +99,7 @@ nzfile* openArchive(const char* name, char** text) {
         destroyArchive(zip);
         return nullptr;
     }
-    const Locked locked(listLock);
+    const Locked locked(&listLock);
     zip->next = firstArchive;
     firstArchive = zip;
     return zip;
@@ -125,29 +122,23 @@ nzfile* ZIP_Open(const char* name, char** message) {
         *message = nullptr;
     }
     errno = 0;
-    if (nz::listLock == nullptr) {
-        nz::listLock = nz::createLock();
-        if (nz::listLock == nullptr) {
-            return nullptr;
-        }
+    if (!nz::listLockMade) {
+        InitializeCriticalSection(&nz::listLock);
+        nz::listLockMade = true;
     }
-    nzfile* zip = nullptr;
     if (std::strlen(name) >= nz::kMaxFileName) {
         if (message != nullptr) {
             *message = nz::message("zip file name too long");
         }
-    } else {
-        zip = nz::findArchive(name);
+        return nullptr;
     }
-    if (zip == nullptr && message != nullptr && *message == nullptr) {
-        zip = nz::openArchive(name, message);
-    }
-    return zip;
+    nzfile* const zip = nz::findArchive(name);
+    return zip == nullptr && message != nullptr ? nz::openArchive(name, message) : zip;
 }
 
 void ZIP_Close(nzfile* zip) {
     {
-        const nz::Locked locked(nz::listLock);
+        const nz::Locked locked(&nz::listLock);
         if (--zip->refs > 0) {
             return;
         }

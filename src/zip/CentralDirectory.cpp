@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstring>
 
 #include "zip/EndHeader.h"
 #include "zip/File.h"
@@ -49,12 +48,10 @@ bool addMetaName(nzfile* zip, const char* name, std::uint32_t length) {
         zip->metanames = grown;
         zip->metacount = slots;
     }
-    char* const copy = allocate<char>(std::uint64_t{length} + 1).release();
+    char* const copy = copyText(name, length);
     if (copy == nullptr) {
         return false;
     }
-    std::memcpy(copy, name, length);
-    copy[length] = '\0';
     zip->metanames[zip->metacurrent++] = copy;
     return true;
 }

@@ -45,15 +45,26 @@ Buffer<char> readHeader(const nzfile* zip, std::int64_t position, std::int64_t g
                : nullptr;
 }
 
+/// The header in the sequential buffer, or null unless all of it is there.
+const char* bufferedHeader(const nzfile* zip, std::int64_t position) {
+    if (zip->cencacheData == nullptr || position < zip->cencachePos) {
+        return nullptr;
+    }
+    // The buffer is as long as it was asked to be, or as the header that it begins with.
+    const std::int64_t size = std::max(std::min(kSequentialSize, zip->len - zip->cencachePos),
+                                       centralLength(zip->cencacheData));
+    const std::int64_t skipped = position - zip->cencachePos;
+    if (size - skipped < kCentralHeaderSize) {
+        return nullptr;
+    }
+    const char* const header = zip->cencacheData + skipped;
+    return size - skipped < centralLength(header) ? nullptr : header;
+}
+
 /// The header out of the sequential buffer, which is read anew if it doesn't hold all of it.
 const char* sequentialHeader(nzfile* zip, std::int64_t position) {
-    if (zip->cencacheData != nullptr && position >= zip->cencachePos) {
-        const std::int64_t skipped = position - zip->cencachePos;
-        const std::int64_t held = std::min(kSequentialSize, zip->len - zip->cencachePos) - skipped;
-        const char* const header = zip->cencacheData + skipped;
-        if (held >= kCentralHeaderSize && held >= centralLength(header)) {
-            return header;
-        }
+    if (const char* const header = bufferedHeader(zip, position)) {
+        return header;
     }
     Buffer<char> read = readHeader(zip, position, kSequentialSize);
     if (read == nullptr) {
@@ -63,16 +74,6 @@ const char* sequentialHeader(nzfile* zip, std::int64_t position) {
     zip->cencacheData = read.release();
     zip->cencachePos = position;
     return zip->cencacheData;
-}
-
-/// A NUL-terminated copy behind `front` free bytes.
-char* copyBytes(const char* bytes, std::uint32_t length, std::uint32_t front = 0) {
-    char* const copy = allocate<char>(std::uint64_t{front} + length + 1).release();
-    if (copy != nullptr) {
-        std::memcpy(copy + front, bytes, length);
-        copy[front + length] = '\0';
-    }
-    return copy;
 }
 
 /// The values of a header that may have moved into the extra field.
@@ -113,6 +114,48 @@ void applyZip64Record(Wide* values, const char* extra, std::uint32_t length) {
     }
 }
 
+void fillNumbers(nzentry* entry, const char* header, std::int64_t locpos) {
+    Wide values = {centralSize(header), centralCompressedSize(header), centralLocalOffset(header)};
+    applyZip64Record(&values, header + kCentralHeaderSize + centralNameLength(header),
+                     centralExtraLength(header));
+    entry->time = centralTime(header);
+    entry->size = values.size;
+    entry->csize = centralMethod(header) == kMethodDeflated ? values.compressedSize : 0;
+    entry->crc = centralCrc(header);
+    // An offset of 64 bits may be any: the sum wraps, and reading there fails.
+    entry->pos = static_cast<std::int64_t>(
+        0 - (static_cast<std::uint64_t>(values.localOffset) + static_cast<std::uint64_t>(locpos)));
+    entry->flag = static_cast<std::int32_t>(centralFlags(header));
+}
+
+/// Copies what stands behind the header; false without memory.
+bool fillTexts(nzentry* entry, const char* header) {
+    const std::uint32_t nameLength = centralNameLength(header);
+    const std::uint32_t extraLength = centralExtraLength(header);
+    const std::uint32_t commentLength = centralCommentLength(header);
+    const char* const name = header + kCentralHeaderSize;
+    const char* const extra = name + nameLength;
+
+    entry->nlen = static_cast<std::int32_t>(nameLength);
+    entry->name = copyText(name, nameLength);
+    if (entry->name == nullptr) {
+        return false;
+    }
+    if (extraLength > 0) {
+        entry->extra = copyText(extra, extraLength, 2);
+        if (entry->extra == nullptr) {
+            return false;
+        }
+        entry->extra[0] = static_cast<char>(extraLength & 0xff);
+        entry->extra[1] = static_cast<char>(extraLength >> 8);
+    }
+    if (commentLength > 0) {
+        entry->comment = copyText(extra + extraLength, commentLength);
+        return entry->comment != nullptr;
+    }
+    return true;
+}
+
 bool isNamed(const nzentry* entry, const char* name, std::size_t length) {
     return static_cast<std::size_t>(entry->nlen) == length &&
            std::memcmp(entry->name, name, length) == 0;
@@ -121,56 +164,16 @@ bool isNamed(const nzentry* entry, const char* name, std::size_t length) {
 }  // namespace
 
 nzentry* newEntry(nzfile* zip, const nzcell& cell, Access access) {
-    Buffer<char> own;
-    const char* header = nullptr;
-    if (access == Access::Random) {
-        own = readHeader(zip, cell.cenpos, kFirstGuess);
-        header = own.get();
-    } else {
-        header = sequentialHeader(zip, cell.cenpos);
-    }
+    const Buffer<char> own =
+        access == Access::Random ? readHeader(zip, cell.cenpos, kFirstGuess) : nullptr;
+    const char* const header =
+        access == Access::Random ? own.get() : sequentialHeader(zip, cell.cenpos);
     auto* const entry = static_cast<nzentry*>(std::calloc(1, sizeof(nzentry)));
-    if (header == nullptr || entry == nullptr) {
+    if (header == nullptr || entry == nullptr || !fillTexts(entry, header)) {
         destroyEntry(entry);
         return nullptr;
     }
-    const std::uint32_t nameLength = centralNameLength(header);
-    const std::uint32_t extraLength = centralExtraLength(header);
-    const std::uint32_t commentLength = centralCommentLength(header);
-    const char* const name = header + kCentralHeaderSize;
-    const char* const extra = name + nameLength;
-    const char* const comment = extra + extraLength;
-
-    Wide values = {centralSize(header), centralCompressedSize(header), centralLocalOffset(header)};
-    applyZip64Record(&values, extra, extraLength);
-    entry->time = centralTime(header);
-    entry->size = values.size;
-    entry->csize = centralMethod(header) == kMethodDeflated ? values.compressedSize : 0;
-    entry->crc = centralCrc(header);
-    // An offset of 64 bits may be any: the sum wraps, and reading there fails.
-    entry->pos = static_cast<std::int64_t>(0 - (static_cast<std::uint64_t>(values.localOffset) +
-                                                static_cast<std::uint64_t>(zip->locpos)));
-    entry->flag = static_cast<std::int32_t>(centralFlags(header));
-
-    entry->name = copyBytes(name, nameLength);
-    entry->nlen = static_cast<std::int32_t>(nameLength);
-    bool complete = entry->name != nullptr;
-    if (complete && extraLength > 0) {
-        entry->extra = copyBytes(extra, extraLength, 2);
-        complete = entry->extra != nullptr;
-        if (complete) {
-            entry->extra[0] = static_cast<char>(extraLength & 0xff);
-            entry->extra[1] = static_cast<char>(extraLength >> 8);
-        }
-    }
-    if (complete && commentLength > 0) {
-        entry->comment = copyBytes(comment, commentLength);
-        complete = entry->comment != nullptr;
-    }
-    if (!complete) {
-        destroyEntry(entry);
-        return nullptr;
-    }
+    fillNumbers(entry, header, zip->locpos);
     return entry;
 }
 

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 namespace nz {
@@ -26,6 +27,16 @@ Buffer<T> allocate(std::uint64_t count) {
     }
     const std::size_t bytes = static_cast<std::size_t>(count) * sizeof(T);
     return Buffer<T>(static_cast<T*>(std::malloc(bytes == 0 ? 1 : bytes)));
+}
+
+/// A NUL-terminated copy behind `front` free bytes, or null; a structure of the interface owns it.
+inline char* copyText(const char* bytes, std::size_t length, std::size_t front = 0) {
+    char* const copy = allocate<char>(std::uint64_t{front} + length + 1).release();
+    if (copy != nullptr) {
+        std::memcpy(copy + front, bytes, length);
+        copy[front + length] = '\0';
+    }
+    return copy;
 }
 
 }  // namespace nz

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <cstring>
+#include <stdio.h>
 #include <string.h>
 
 #include "zip/Entries.h"
@@ -92,8 +92,8 @@ bool inflateEntry(nzfile* zip, nzentry* entry, char* buffer, const char** failur
         *failure = "inflateFully: out of memory";
         return false;
     }
-    // The stream and the compressed bytes must end together, with all of the output there: a stream
-    // that was cut off is no success.
+    // The stream and the compressed bytes must end together, with all of the output there. A stream
+    // that lacks no more than its end mark, cut behind its last byte, is a success.
     if (inflater.produced() != entry->size || inflater.unused() > 0 || pos < entry->csize ||
         (status != Z_OK && status != Z_STREAM_END)) {
         *failure = "inflateFully: Unexpected end of stream";
@@ -140,7 +140,7 @@ std::int32_t readEntry(nzfile* zip, nzentry* entry, std::int64_t pos, char* buff
 
 std::int32_t ZIP_ReadEntry(nzfile* zip, nzentry* entry, char* buffer, char* nameBuffer) {
     if (entry == nullptr) {
-        std::fputs("nzentry was invalid", stderr);
+        fputs("nzentry was invalid", stderr);
         return 0;
     }
     std::memcpy(nameBuffer, entry->name, static_cast<std::size_t>(entry->nlen) + 1);
@@ -157,8 +157,9 @@ std::int32_t ZIP_ReadEntry(nzfile* zip, nzentry* entry, char* buffer, char* name
         strerror_s(text, sizeof(text), errno);
         failure = text;
     }
-    for (const char* piece : {static_cast<const char*>(zip->name), ": ", failure, "\n"}) {
-        std::fputs(piece, stderr);
-    }
+    // In one write, so that the lines of two threads don't mix.
+    char line[nz::kMaxFileName + sizeof(text) + 4];
+    _snprintf(line, sizeof(line), "%s: %s\n", zip->name, failure);
+    fputs(line, stderr);
     return 0;
 }

@@ -101,9 +101,8 @@ void extract(const tstring& path, const std::string& name) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    // Never destroyed: the library gives its lock back to the machine as the program ends.
-    static simulated::Machine& machine = *new simulated::Machine;
-    [[maybe_unused]] static const auto* const running = new simulated::Running(machine);
+    static simulated::Machine machine;
+    static const simulated::Running running(machine);
     machine.volumes.addFile(u"C:\\a.zip", std::string(reinterpret_cast<const char*>(data), size));
 
     nzfile* const zip = openCounted("C:\\a.zip", size);

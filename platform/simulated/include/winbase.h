@@ -31,9 +31,9 @@
 #define FILE_MAP_READ SECTION_MAP_READ
 #define FILE_MAP_ALL_ACCESS SECTION_ALL_ACCESS
 
-/// A recursive lock. Its fields belong to the functions below.
+/// A recursive lock, which lies in the structure itself: one that is never deleted leaks nothing.
 struct CRITICAL_SECTION {
-    void* lock;
+    alignas(8) unsigned char lock[40];
 };
 using LPCRITICAL_SECTION = CRITICAL_SECTION*;
 

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <mutex>
+#include <new>
 
 #include "simulated/machine/Machine.h"
 
@@ -10,8 +11,10 @@ using namespace simulated;
 
 namespace {
 
+static_assert(sizeof(std::recursive_mutex) <= sizeof(CRITICAL_SECTION));
+
 std::recursive_mutex& lockOf(LPCRITICAL_SECTION section) {
-    return *static_cast<std::recursive_mutex*>(section->lock);
+    return *reinterpret_cast<std::recursive_mutex*>(section->lock);
 }
 
 }  // namespace
@@ -35,12 +38,12 @@ HLOCAL WINAPI LocalFree(HLOCAL memory) {
 
 void WINAPI InitializeCriticalSection(LPCRITICAL_SECTION section) {
     const Call call("InitializeCriticalSection");
-    section->lock = new std::recursive_mutex;
+    new (section->lock) std::recursive_mutex;
 }
 
 BOOL WINAPI InitializeCriticalSectionAndSpinCount(LPCRITICAL_SECTION section, DWORD) {
     const Call call("InitializeCriticalSectionAndSpinCount");
-    section->lock = new std::recursive_mutex;
+    new (section->lock) std::recursive_mutex;
     return TRUE;
 }
 
@@ -59,8 +62,7 @@ void WINAPI LeaveCriticalSection(LPCRITICAL_SECTION section) {
 
 void WINAPI DeleteCriticalSection(LPCRITICAL_SECTION section) {
     { const Call call("DeleteCriticalSection"); }
-    delete &lockOf(section);
-    section->lock = nullptr;
+    lockOf(section).~recursive_mutex();
 }
 
 }  // extern "C"

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
 #include "common/share/PmtError.h"
 #include "common/share/Text.h"
@@ -62,21 +62,22 @@ std::uint64_t mostBytes(const nzfile* zip, const nzentry* entry) {
 
 class extractEntryInMemory {
 public:
-    /// Makes room for the name, its NUL, and the data. A size that the entry can't reach gets no
-    /// memory: its reading fails before the end of the room.
+    /// Makes room for the name, its NUL, and the data, which isn't touched before there is
+    /// something to put in it. A size that the entry can't reach gets no memory: its reading fails
+    /// before the end of the room.
     extractEntryInMemory(nzfile* zip, const nzentry* entry)
         : zip_(zip), dataOffset_(static_cast<std::size_t>(entry->nlen) + 1) {
         const std::uint64_t room =
-            std::min(static_cast<std::uint64_t>(entry->size), mostBytes(zip, entry));
-        if (room > buffer_.max_size() - dataOffset_) {
+            dataOffset_ + std::min(static_cast<std::uint64_t>(entry->size), mostBytes(zip, entry));
+        if (room > PTRDIFF_MAX) {
             throw std::bad_alloc();
         }
-        buffer_.resize(dataOffset_ + static_cast<std::size_t>(room));
+        buffer_ = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(room));
     }
 
     std::string operator()(ZipFileEntry& entry) {
         const auto size = static_cast<std::size_t>(entry.get()->size);
-        if (ZIP_ReadEntry(zip_, entry.get(), buffer_.data() + dataOffset_, buffer_.data()) == 0) {
+        if (ZIP_ReadEntry(zip_, entry.get(), buffer_.get() + dataOffset_, buffer_.get()) == 0) {
             throw PmtError<std::runtime_error>(
                 std::runtime_error((Text() << _T("ZIP_ReadEntry(") << zip_->name << _T(", ")
                                            << entry.get()->name << _T(") failed"))
@@ -84,13 +85,13 @@ public:
                 "`anonymous-namespace'::extractEntryInMemory::operator ()");
         }
         entry.forget();
-        return std::string(buffer_.data() + dataOffset_, size);
+        return std::string(buffer_.get() + dataOffset_, size);
     }
 
 private:
     nzfile* zip_;
     std::size_t dataOffset_;
-    std::vector<char> buffer_;
+    std::unique_ptr<char[]> buffer_;
 };
 
 }  // namespace
