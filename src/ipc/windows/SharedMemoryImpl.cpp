@@ -19,10 +19,6 @@ void closeMapping(HANDLE mapping) noexcept {
     CloseHandle(mapping);
 }
 
-[[noreturn]] void fail(const SourceLocation& where) {
-    throw PmtError<PlatformError>(PlatformError(), where);
-}
-
 }  // namespace
 
 struct SharedMemoryUnsafe::Impl {
@@ -36,7 +32,7 @@ SharedMemoryUnsafe::SharedMemoryUnsafe(Open, const char* name) {
     AutoHandle<HANDLE, closeMapping> mapping(
         OpenFileMappingA(FILE_MAP_READ | FILE_MAP_WRITE, FALSE, name));
     if (!mapping) {
-        fail("ipc::SharedMemoryUnsafe::create");
+        raise<PlatformError>("ipc::SharedMemoryUnsafe::create");
     }
     impl_.reset(new Impl{std::move(mapping), kRecordSize, name});
 }
@@ -47,7 +43,7 @@ SharedMemoryUnsafe::SharedMemoryUnsafe(Create, const char* name) {
     AutoHandle<HANDLE, closeMapping> mapping(CreateFileMappingA(
         INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, kRecordSize, chosen.c_str()));
     if (!mapping) {
-        fail("ipc::SharedMemoryUnsafe::create");
+        raise<PlatformError>("ipc::SharedMemoryUnsafe::create");
     }
     impl_.reset(new Impl{std::move(mapping), kRecordSize, chosen});
 }
@@ -63,7 +59,7 @@ SharedMemoryUnsafe::Snapshot::Snapshot(const SharedMemoryUnsafe& memory)
     : buffer{}, view_(nullptr), size_(memory.getSize()) {
     view_ = MapViewOfFile(memory.impl_->mapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, size_);
     if (view_ == nullptr) {
-        fail("ipc::SharedMemoryUnsafe::Snapshot::Snapshot");
+        raise<PlatformError>("ipc::SharedMemoryUnsafe::Snapshot::Snapshot");
     }
     assert(sizeof(buffer) == size_);
     std::memmove(buffer, view_, size_);
@@ -73,25 +69,17 @@ void SharedMemoryUnsafe::Snapshot::flush() {
     assert(view_);
     std::memmove(view_, buffer, size_);
     if (!FlushViewOfFile(view_, size_)) {
-        fail("ipc::SharedMemoryUnsafe::Snapshot::flush");
+        raise<PlatformError>("ipc::SharedMemoryUnsafe::Snapshot::flush");
     }
 }
 
 SharedMemoryUnsafe::Snapshot::~Snapshot() {
     constexpr const char* kWhere = "ipc::SharedMemoryUnsafe::Snapshot::~Snapshot";
-    try {
-        try {
-            if (!UnmapViewOfFile(view_)) {
-                fail(kWhere);
-            }
-        } catch (const std::exception& e) {
-            logException(kWhere, e);
-        } catch (...) {
-            logUnknownException(kWhere);
+    runLogged(kWhere, [this] {
+        if (!UnmapViewOfFile(view_)) {
+            raise<PlatformError>(kWhere);
         }
-    } catch (...) {
-        // A record that can't be written has nowhere to be reported to.
-    }
+    });
 }
 
 }  // namespace ipc

@@ -11,9 +11,6 @@ namespace settings_impl {
 
 namespace {
 
-using NoFittingValue = ExceptionCode<settings::kNoFittingValue>;
-using NoSuchKey = ExceptionCode<settings::kNoSuchKey>;
-
 class Config : public IConfig {
 public:
     explicit Config(ConfigMap values) : values_(std::move(values)) {}
@@ -45,7 +42,6 @@ public:
 
     std::vector<const char*> keys() const override {
         std::vector<const char*> result;
-        result.reserve(values_.size());
         for (const auto& entry : values_) {
             result.push_back(entry.first.c_str());
         }
@@ -56,7 +52,7 @@ private:
     const ConfigValue* find(const std::string& key) const {
         const auto found = values_.find(key);
         if (found == values_.end()) {
-            throw NoSuchKey();
+            fail<settings::kNoSuchKey>();
         }
         return found->second.get();
     }
@@ -64,7 +60,7 @@ private:
     const ConfigValue& value(const std::string& key) const {
         const ConfigValue* found = find(key);
         if (!found) {
-            throw NoFittingValue();
+            fail<settings::kNoFittingValue>();
         }
         return *found;
     }
@@ -73,7 +69,7 @@ private:
     const ConfigValue& value(const std::string& key, ValueType type) const {
         const ConfigValue& found = value(key);
         if (found.type() != type && found.type() != ValueType::Raw) {
-            throw NoFittingValue();
+            fail<settings::kNoFittingValue>();
         }
         return found;
     }
@@ -107,13 +103,6 @@ void copyInto(ConfigMap& values, const IConfig& config) {
     for (const std::string key : config.keys()) {
         values.insert_or_assign(values.end(), key, copyValue(config, key));
     }
-}
-
-std::vector<const char*> sortedKeys(const IConfig& config) {
-    std::vector<const char*> keys = config.keys();
-    std::sort(keys.begin(), keys.end(),
-              [](const char* a, const char* b) { return std::strcmp(a, b) < 0; });
-    return keys;
 }
 
 bool equalValues(const IConfig& first, const IConfig& second, const std::string& key) {
@@ -154,7 +143,7 @@ std::unique_ptr<IConfig> removeKeys(const IConfig& config, const std::vector<std
     copyInto(values, config);
     for (const std::string& key : keys) {
         if (!values.contains(key)) {
-            throw NoSuchKey();
+            fail<settings::kNoSuchKey>();
         }
     }
     for (const std::string& key : keys) {
@@ -167,8 +156,8 @@ bool equal(const IConfig& first, const IConfig& second) {
     if (&first == &second) {
         return true;
     }
-    const std::vector<const char*> keys = sortedKeys(first);
-    const std::vector<const char*> others = sortedKeys(second);
+    const std::vector<const char*> keys = first.keys();
+    const std::vector<const char*> others = second.keys();
     const auto sameText = [](const char* a, const char* b) { return std::strcmp(a, b) == 0; };
     return std::equal(keys.begin(), keys.end(), others.begin(), others.end(), sameText) &&
            std::all_of(keys.begin(), keys.end(),

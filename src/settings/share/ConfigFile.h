@@ -1,4 +1,4 @@
-// Writes the text of a configuration to its file.
+// The files of configurations.
 #pragma once
 
 #include <string>
@@ -6,6 +6,11 @@
 #include "settings/share/FileName.h"
 
 namespace settings_impl {
+
+/// The text of a file of fewer than 1,048,576 bytes, without its byte order mark. Throws
+/// settings::Exception: 304 if the file can't be opened, 307 if it can't be read, 315 if it is too
+/// long, 314 if it is no UTF-8.
+std::string readConfigFile(const FileName& fileName);
 
 /// Overwrites a file that is there, which keeps its access rights, or creates one that everyone may
 /// read and that system and administrators may change. The folder must be there. Throws

@@ -82,19 +82,23 @@ private:
 }  // namespace
 
 void ConfigValidatorBuilder::addTypedKey(const std::string& key, ValueType type) {
-    types_[key] = type;
-    fixedValues_.erase(key);
+    Rule& rule = rules_[key];
+    if (!std::holds_alternative<bool>(rule)) {
+        rule = type;
+    }
 }
 
 void ConfigValidatorBuilder::addDirnameKey(const std::string& key, bool allowRelative) {
-    dirnames_[key] = allowRelative;
-    types_.erase(key);
-    fixedValues_.erase(key);
+    rules_[key] = allowRelative;
 }
 
 void ConfigValidatorBuilder::addFixedValues(const std::string& key,
                                             const std::vector<ListedValue>& values) {
-    std::vector<ListedValue>& list = fixedValues_[key];
+    Rule& rule = rules_[key];
+    if (!std::holds_alternative<std::vector<ListedValue>>(rule)) {
+        rule = std::vector<ListedValue>();
+    }
+    std::vector<ListedValue>& list = *std::get_if<std::vector<ListedValue>>(&rule);
     for (const ListedValue& added : values) {
         const auto listed =
             std::find_if(list.begin(), list.end(),
@@ -105,20 +109,20 @@ void ConfigValidatorBuilder::addFixedValues(const std::string& key,
             *listed = added;
         }
     }
-    types_.erase(key);
-    dirnames_.erase(key);
 }
 
 ConfigValidator ConfigValidatorBuilder::buildValidator() const {
     ConfigValidator::Rules rules;
-    for (const auto& [key, type] : types_) {
-        rules[key] = std::make_unique<TypeValidator>(type);
-    }
-    for (const auto& [key, allowRelative] : dirnames_) {
-        rules[key] = std::make_unique<DirnameValidator>(allowRelative);
-    }
-    for (const auto& [key, values] : fixedValues_) {
-        rules[key] = std::make_unique<FixedValueValidator>(values);
+    for (const auto& [key, rule] : rules_) {
+        std::unique_ptr<IConfigValueValidator>& made = rules[key];
+        if (const auto* const type = std::get_if<ValueType>(&rule)) {
+            made = std::make_unique<TypeValidator>(*type);
+        } else if (const auto* const allowRelative = std::get_if<bool>(&rule)) {
+            made = std::make_unique<DirnameValidator>(*allowRelative);
+        } else {
+            made = std::make_unique<FixedValueValidator>(
+                *std::get_if<std::vector<ListedValue>>(&rule));
+        }
     }
     return ConfigValidator(std::move(rules), allowUnknownKeys_);
 }

@@ -3,6 +3,7 @@
 
 #include <map>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "settings/share/ConfigValidator.h"
@@ -32,9 +33,10 @@ public:
     ConfigValidator buildValidator() const;
 
 private:
-    std::map<std::string, ValueType> types_;
-    std::map<std::string, bool> dirnames_;
-    std::map<std::string, std::vector<ListedValue>> fixedValues_;
+    /// The type of the value, whether its path may be relative, or what it may be.
+    using Rule = std::variant<ValueType, bool, std::vector<ListedValue>>;
+
+    std::map<std::string, Rule> rules_;
     bool allowUnknownKeys_ = false;
 };
 

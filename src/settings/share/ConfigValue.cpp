@@ -10,7 +10,7 @@ namespace settings_impl {
 
 ConfigValue::ConfigValue(ValueType type, const char* text) : type_(type), number_{}, text_(text) {
     if (!isUtf8(text_)) {
-        throw ExceptionCode<settings::kBadValue>();
+        fail<settings::kBadValue>();
     }
     switch (type) {
         case ValueType::Raw:

@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "settings/share/Bytes.h"
-#include "settings/share/SettingsException.h"
+#include "settings/share/ExceptionCode.h"
 
 namespace settings_impl {
 
@@ -64,27 +64,30 @@ std::string join(const std::vector<std::string>& pieces) {
     return text;
 }
 
-std::vector<std::string> currentDirectory() {
+/// The path seen from the current directory, in pieces.
+std::vector<std::string> fromCurrentDirectory(const std::string& path) {
     TCHAR buffer[kPathLimit];
-    if (!_wgetcwd(buffer, static_cast<int>(kPathLimit))) {
-        throw settings::Exception(settings::kFailure);
-    }
     std::vector<std::string> pieces;
-    if (!splitPath(toUtf8(buffer), pieces)) {
-        throw settings::Exception(settings::kFailure);
+    if (!_wgetcwd(buffer, static_cast<int>(kPathLimit)) ||
+        !splitPath(toUtf8(buffer) + '/' + path, pieces)) {
+        fail(settings::kFailure);
     }
     return pieces;
 }
 
 /// Lets each ".." take away the piece before it.
-void resolveParents(std::vector<std::string>& pieces) {
-    for (auto parent = std::find(pieces.begin(), pieces.end(), ".."); parent != pieces.end();
-         parent = std::find(pieces.begin(), pieces.end(), "..")) {
-        if (parent == pieces.begin()) {
-            throw settings::Exception(settings::kPathRefused);
+std::vector<std::string> resolveParents(const std::vector<std::string>& pieces) {
+    std::vector<std::string> resolved;
+    for (const std::string& piece : pieces) {
+        if (piece != "..") {
+            resolved.push_back(piece);
+        } else if (resolved.empty()) {
+            fail(settings::kPathRefused);
+        } else {
+            resolved.pop_back();
         }
-        pieces.erase(parent - 1, parent + 1);
     }
+    return resolved;
 }
 
 }  // namespace
@@ -99,7 +102,7 @@ WideText toWide(const std::string& text) {
     WideText wide(static_cast<std::size_t>(std::max(needed, 0)), TCHAR());
     if (needed <= 0 || MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(), length,
                                            wide.data(), needed) != needed) {
-        throw settings::Exception(settings::kFailure);
+        fail(settings::kFailure);
     }
     return wide;
 }
@@ -114,7 +117,7 @@ std::string toUtf8(const WideText& text) {
     std::string narrow(static_cast<std::size_t>(std::max(needed, 0)), '\0');
     if (needed <= 0 || WideCharToMultiByte(CP_UTF8, 0, text.data(), length, narrow.data(), needed,
                                            nullptr, nullptr) != needed) {
-        throw settings::Exception(settings::kFailure);
+        fail(settings::kFailure);
     }
     return narrow;
 }
@@ -124,16 +127,16 @@ const std::string& checkPath(const std::string& text) {
         return text;
     }
     if (!isUtf8(text)) {
-        throw settings::Exception(settings::kPathNotUtf8);
+        fail(settings::kPathNotUtf8);
     }
     if (text.size() >= kPathLimit) {
-        throw settings::Exception(settings::kPathTooLong);
+        fail(settings::kPathTooLong);
     }
     std::vector<std::string> pieces;
     const bool hasDrive = splitPath(text, pieces);
     for (auto piece = pieces.begin() + (hasDrive ? 1 : 0); piece != pieces.end(); ++piece) {
         if (isReserved(*piece) || std::any_of(piece->begin(), piece->end(), isIllegal)) {
-            throw settings::Exception(settings::kPathRefused);
+            fail(settings::kPathRefused);
         }
     }
     return text;
@@ -142,7 +145,7 @@ const std::string& checkPath(const std::string& text) {
 bool splitPath(const std::string& text, std::vector<std::string>& components) {
     components = cut(text);
     if (components.empty()) {
-        throw settings::Exception(settings::kPathRefused);
+        fail(settings::kPathRefused);
     }
     const bool hasDrive = isDrive(components.front());
     std::erase_if(components,
@@ -156,12 +159,11 @@ FileName canonicalize(const FileName& fileName) {
     }
     std::vector<std::string> pieces;
     if (!splitPath(fileName.text(), pieces)) {
-        const std::vector<std::string> current = currentDirectory();
-        pieces.insert(pieces.begin(), current.begin(), current.end());
+        pieces = fromCurrentDirectory(fileName.text());
     }
-    resolveParents(pieces);
+    pieces = resolveParents(pieces);
     if (pieces.empty()) {
-        throw settings::Exception(settings::kPathRefused);
+        fail(settings::kPathRefused);
     }
     return FileName(checkPath(join(pieces)), true);
 }
@@ -184,7 +186,7 @@ void createParentDirectories(const FileName& fileName) {
         const WideText wide = toWide(checkPath(folder));
         struct _stat64 facts;
         if (_wstat64(wide.c_str(), &facts) != 0 && _wmkdir(wide.c_str()) != 0 && errno != EEXIST) {
-            throw settings::Exception(settings::kPathRefused);
+            fail(settings::kPathRefused);
         }
     }
 }

@@ -27,17 +27,14 @@ private:
 template <class Mapper>
 class KeyMapperFactory : public KeyMapperBuilder::IKeyMapperFactory {
 public:
-    KeyMapperFactory(const std::string& from, const std::string& to, bool caseSensitive)
-        : from_(from), to_(to), caseSensitive_(caseSensitive) {}
+    explicit KeyMapperFactory(Mapper mapper) : mapper_(std::move(mapper)) {}
 
     std::unique_ptr<IKeyMapper> create() const override {
-        return std::make_unique<Mapper>(from_, to_, caseSensitive_);
+        return std::make_unique<Mapper>(mapper_);
     }
 
 private:
-    std::string from_;
-    std::string to_;
-    bool caseSensitive_;
+    Mapper mapper_;
 };
 
 }  // namespace
@@ -55,13 +52,12 @@ std::string KeyMapper::map(std::string key) const {
 
 void KeyMapperBuilder::addKeyMapping(const std::string& from, const std::string& to,
                                      bool caseSensitive) {
-    factories_.push_back(
-        std::make_unique<KeyMapperFactory<SimpleKeyMapper>>(from, to, caseSensitive));
+    factories_.push_back(std::make_unique<KeyMapperFactory<SimpleKeyMapper>>(
+        SimpleKeyMapper(from, to, caseSensitive)));
 }
 
 KeyMapper KeyMapperBuilder::buildKeyMapper() const {
     std::vector<std::unique_ptr<IKeyMapper>> mappers;
-    mappers.reserve(factories_.size());
     for (const auto& factory : factories_) {
         mappers.push_back(factory->create());
     }

@@ -1,5 +1,6 @@
 #include "settings/share/NumberText.h"
 
+#include <locale.h>
 #include <stdio.h>
 
 #include <algorithm>
@@ -76,6 +77,18 @@ bool isWholeDouble(std::string_view field) {
            (isDigit(field.back()) || field.back() == '.');
 }
 
+/// The decimal point of the process's locale, which is all that `atof` and "%g" take from it.
+const char* localPoint() {
+    return localeconv()->decimal_point;
+}
+
+std::string withPoint(std::string text, std::string_view from, std::string_view to) {
+    if (const std::size_t point = text.find(from); point != std::string::npos) {
+        text.replace(point, from.size(), to);
+    }
+    return text;
+}
+
 }  // namespace
 
 std::int32_t textToInt(std::string_view text) {
@@ -93,7 +106,7 @@ std::int32_t textToInt(std::string_view text) {
     const auto read = std::from_chars(rest.data(), rest.data() + rest.size(), magnitude, base);
     const std::uint64_t largest = std::numeric_limits<std::int32_t>::max();
     if (read.ec != std::errc() || magnitude > largest + (negative ? 1 : 0)) {
-        throw ExceptionCode<settings::kBadValue>();
+        fail<settings::kBadValue>();
     }
     const auto number = static_cast<std::int64_t>(magnitude);
     return static_cast<std::int32_t>(negative ? -number : number);
@@ -102,9 +115,9 @@ std::int32_t textToInt(std::string_view text) {
 double textToDouble(std::string_view text) {
     const std::string prepared = prepare(text);
     const std::string field(collectDouble(skip(prepared, kStreamBlanks)));
-    const double number = std::atof(field.c_str());
+    const double number = std::atof(withPoint(field, ".", localPoint()).c_str());
     if (!isWholeDouble(field) || std::isinf(number)) {
-        throw ExceptionCode<settings::kBadValue>();
+        fail<settings::kBadValue>();
     }
     return number;
 }
@@ -125,11 +138,11 @@ std::string numberToText(std::int32_t number) {
 }
 
 std::string numberToText(double number) {
-    // The longest text is "-1.23457e+308". Windows' own formatting, not that of a C++ run-time, which
-    // would bring 40 KB along.
+    // The longest text is "-1.23457e+308". Windows' own formatting, not that of a C++ run-time,
+    // which would bring 40 KB along.
     char buffer[32];
     _snprintf(buffer, sizeof buffer, "%g", number);
-    std::string text(buffer);
+    std::string text = withPoint(buffer, localPoint(), ".");
     // Older run-times of Windows give every exponent three digits.
     const auto exponent = text.find('e');
     if (exponent != std::string::npos && text.size() - exponent == 5 && text[exponent + 2] == '0') {

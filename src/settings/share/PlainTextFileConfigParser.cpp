@@ -1,6 +1,9 @@
 #include "settings/share/PlainTextFileConfigParser.h"
 
+#include "settings/share/Bytes.h"
 #include "settings/share/ConfigBuilder.h"
+#include "settings/share/ConfigFile.h"
+#include "settings/share/ExceptionCode.h"
 #include "settings/share/ParserErrorCounter.h"
 
 namespace settings_impl {
@@ -29,6 +32,17 @@ std::string trim(const std::string& text) {
 }
 
 }  // namespace
+
+void FileBuffer::read(std::string& text) {
+    text = readConfigFile(fileName_);
+}
+
+void StringBuffer::read(std::string& text) {
+    if (!isUtf8(text_)) {
+        fail(settings::kTextNotUtf8);
+    }
+    text = text_;
+}
 
 std::unique_ptr<IConfig> PlainTextFileConfigParser::parse() {
     std::string text;

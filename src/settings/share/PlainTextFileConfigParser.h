@@ -57,8 +57,7 @@ private:
     std::unique_ptr<IBuffer> buffer_;
 };
 
-/// A file of fewer than 1,048,576 bytes; a byte order mark is left out. Statuses: 304 if it can't
-/// be opened, 307 if it can't be read, 315 if it is too long, 314 if it is no UTF-8.
+/// A file, by `readConfigFile` and with its statuses.
 class FileBuffer : public PlainTextFileConfigParser::IBuffer {
 public:
     /// The name must be canonical.

@@ -8,9 +8,27 @@
 
 #include "settings/share/Config.h"
 #include "settings/share/ConfigFile.h"
-#include "settings/share/Entries.h"
+#include "settings/share/ConfigValidatorBuilder.h"
+#include "settings/share/ExceptionCode.h"
+#include "settings/share/KeyMapper.h"
 #include "settings/share/PlainTextEntrySerializer.h"
 #include "settings/share/PlainTextFileConfigParser.h"
+
+struct settings_validator {
+    settings_impl::ConfigValidator validator;
+};
+
+struct settings_validator_builder {
+    settings_impl::ConfigValidatorBuilder builder;
+};
+
+struct settings_key_mapper {
+    settings_impl::KeyMapper keyMapper;
+};
+
+struct settings_key_mapper_builder {
+    settings_impl::KeyMapperBuilder builder;
+};
 
 namespace settings_impl {
 
@@ -23,7 +41,7 @@ std::string defaultPath() {
     TCHAR folder[MAX_PATH];
     if (FAILED(SHGetFolderPathW(nullptr, CSIDL_PROGRAM_FILES_COMMONX86, nullptr, SHGFP_TYPE_CURRENT,
                                 folder))) {
-        throw settings::Exception(settings::kFailure);
+        fail(settings::kFailure);
     }
     return toUtf8(folder) + "\\Dovrin\\Norv\\norv.settings.cfg";
 }
@@ -46,7 +64,7 @@ public:
             static_cast<const PlainTextFileConfigParser::Cursor&>(cursor).line));
         fputs(("Error reading config file: " + message + "\n").c_str(), stderr);
         fflush(stderr);
-        throw settings::Exception(settings::kBadLines);
+        fail(settings::kBadLines);
     }
 
     void load(IConfigParser& parser, const settings_validator* validator,
@@ -61,7 +79,7 @@ public:
             mergeFrom(*parsed);
         }
         if (!errors_.empty()) {
-            throw settings::Exception(settings::kBadLines);
+            fail(settings::kBadLines);
         }
     }
 
@@ -101,16 +119,45 @@ namespace settings_impl {
 
 namespace {
 
+/// Turns what the work throws into a status.
+Status runGuarded(void (*work)(const void* body), const void* body) {
+    try {
+        work(body);
+        return settings::kSuccess;
+    } catch (const settings::Exception& e) {
+        return e.code();
+    } catch (...) {
+        return settings::kFailure;
+    }
+}
+
+/// Runs the work of an entry. A null among the arguments, those of the entry that may not be null,
+/// is refused before.
+template <class Body, class... Pointers>
+Status runEntry(const Body& body, Pointers... arguments) {
+    if ((!arguments || ...)) {
+        return settings::kNullArgument;
+    }
+    return runGuarded([](const void* work) { (*static_cast<const Body*>(work))(); }, &body);
+}
+
+/// A new object, null when out of memory.
+template <class T>
+T* createObject() {
+    return new (std::nothrow) T();
+}
+
+template <class T>
+void destroyObject(T* object) {
+    delete object;
+}
+
 settings_context* create() {
     try {
         return new settings_context();
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
-}
-
-void destroy(settings_context* context) {
-    delete context;
 }
 
 Status getPath(settings_context* context, const char** path) {
@@ -209,31 +256,92 @@ Status removeKey(settings_context* context, const char* key) {
     return runEntry([&] { context->context.remove(key); }, context, key);
 }
 
-void fillContextEntries(settings_api& table) {
-    table.create = create;
-    table.destroy = destroy;
-    table.getPath = getPath;
-    table.loadFile = loadFile;
-    table.loadText = loadText;
-    table.merge = mergeContexts;
-    table.getErrors = getErrors;
-    table.save = save;
-    table.isEmpty = isEmpty;
-    table.equals = equals;
-    table.forEachKey = forEachKey;
-    table.getString = getString;
-    table.getBool = getBool;
-    table.getInt = getInt;
-    table.getDouble = getDouble;
-    table.removeKey = removeKey;
+Status buildValidator(settings_validator_builder* builder, settings_validator** validator) {
+    return runEntry([&] { *validator = new settings_validator{builder->builder.buildValidator()}; },
+                    builder, validator);
 }
+
+template <ValueType type>
+Status addTypedKey(settings_validator_builder* builder, const char* key) {
+    return runEntry([&] { builder->builder.addTypedKey(key, type); }, builder, key);
+}
+
+Status allowUnknownKeys(settings_validator_builder* builder, std::int32_t flag) {
+    return runEntry([&] { builder->builder.allowUnknownKeys(flag != 0); }, builder);
+}
+
+Status addFixedValues(settings_validator_builder* builder, const char* key,
+                      const FixedValue* values, std::uint32_t count) {
+    return runEntry(
+        [&] {
+            std::vector<ListedValue> listed;
+            for (std::uint32_t i = 0; i < count; ++i) {
+                if (!values[i].text) {
+                    fail(settings::kNullArgument);
+                }
+                listed.push_back({values[i].text, values[i].value, values[i].flags});
+            }
+            builder->builder.addFixedValues(key, listed);
+        },
+        builder, key, values);
+}
+
+Status addDirnameKey(settings_validator_builder* builder, const char* key,
+                     std::int32_t allowRelative) {
+    return runEntry([&] { builder->builder.addDirnameKey(key, allowRelative != 0); }, builder, key);
+}
+
+Status buildKeyMapper(settings_key_mapper_builder* builder, settings_key_mapper** keyMapper) {
+    return runEntry(
+        [&] { *keyMapper = new settings_key_mapper{builder->builder.buildKeyMapper()}; }, builder,
+        keyMapper);
+}
+
+Status addKeyMapping(settings_key_mapper_builder* builder, const char* from, const char* to,
+                     std::int32_t caseSensitive) {
+    return runEntry([&] { builder->builder.addKeyMapping(from, to, caseSensitive != 0); }, builder,
+                    from, to);
+}
+
+constexpr settings_api kTable = {
+    .create = create,
+    .destroy = destroyObject<settings_context>,
+    .getPath = getPath,
+    .loadFile = loadFile,
+    .loadText = loadText,
+    .merge = mergeContexts,
+    .getErrors = getErrors,
+    .save = save,
+    .isEmpty = isEmpty,
+    .equals = equals,
+    .forEachKey = forEachKey,
+    .getString = getString,
+    .getBool = getBool,
+    .getInt = getInt,
+    .getDouble = getDouble,
+    .removeKey = removeKey,
+    .destroyValidator = destroyObject<settings_validator>,
+    .createValidatorBuilder = createObject<settings_validator_builder>,
+    .destroyValidatorBuilder = destroyObject<settings_validator_builder>,
+    .buildValidator = buildValidator,
+    .addStringKey = addTypedKey<ValueType::String>,
+    .addIntKey = addTypedKey<ValueType::Integer>,
+    .addBoolKey = addTypedKey<ValueType::Boolean>,
+    .addDoubleKey = addTypedKey<ValueType::Double>,
+    .allowUnknownKeys = allowUnknownKeys,
+    .addFixedValues = addFixedValues,
+    .addDirnameKey = addDirnameKey,
+    .destroyKeyMapper = destroyObject<settings_key_mapper>,
+    .createKeyMapperBuilder = createObject<settings_key_mapper_builder>,
+    .destroyKeyMapperBuilder = destroyObject<settings_key_mapper_builder>,
+    .buildKeyMapper = buildKeyMapper,
+    .addKeyMapping = addKeyMapping,
+};
 
 }  // namespace
 
 }  // namespace settings_impl
 
 void getSettingsApi(settings_api* table) {
-    settings_impl::fillContextEntries(*table);
-    settings_impl::fillValidatorEntries(*table);
-    settings_impl::fillKeyMapperEntries(*table);
+    *table = settings_impl::kTable;
 }

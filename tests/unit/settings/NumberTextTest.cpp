@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <clocale>
 #include <iomanip>
 #include <optional>
 #include <sstream>
@@ -145,6 +146,11 @@ TEST(NumberText, NumbersAreWrittenAsAStreamWritesThem) {
         stream << number;
         EXPECT_EQ(settings_impl::numberToText(number), stream.str());
     }
+    // Whatever the process has set.
+    ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
+    EXPECT_EQ(settings_impl::textToDouble("1.5e1"), 15);
+    EXPECT_EQ(settings_impl::numberToText(1.5), "1.5");
+    std::setlocale(LC_ALL, "C");
     EXPECT_EQ(settings_impl::numberToText(INT32_MIN), "-2147483648");
     EXPECT_EQ(settings_impl::boolToText(true), "true");
     EXPECT_EQ(settings_impl::boolToText(false), "false");

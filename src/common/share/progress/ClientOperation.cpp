@@ -21,18 +21,8 @@ ClientOperation::ClientOperation(std::uint32_t id, const char* name) : id_(id) {
 }
 
 ClientOperation::~ClientOperation() {
-    constexpr const char* kWhere = "progress::ClientOperation::~ClientOperation";
-    try {
-        try {
-            post(id_, OperationState::Finished, *opened_);
-        } catch (const std::exception& e) {
-            logException(kWhere, e);
-        } catch (...) {
-            logUnknownException(kWhere);
-        }
-    } catch (...) {
-        // A record that can't be written has nowhere to be reported to.
-    }
+    runLogged("progress::ClientOperation::~ClientOperation",
+              [this] { post(id_, OperationState::Finished, *opened_); });
 }
 
 }  // namespace progress

@@ -24,11 +24,9 @@ public:
             entry_ = nz::findEntry(zip, (name + '/').c_str());
         }
         if (entry_ == nullptr) {
-            throw PmtError<std::runtime_error>(
-                std::runtime_error((Text() << _T("ZIP_FindEntry(") << zip->name << _T(", ") << name
-                                           << _T(") failed"))
-                                       .utf8()),
-                "`anonymous-namespace'::ZipFileEntry::ZipFileEntry");
+            raise<std::runtime_error>(
+                "`anonymous-namespace'::ZipFileEntry::ZipFileEntry",
+                Text() << _T("ZIP_FindEntry(") << zip->name << _T(", ") << name << _T(") failed"));
         }
     }
 
@@ -78,11 +76,9 @@ public:
     std::string operator()(ZipFileEntry& entry) {
         const auto size = static_cast<std::size_t>(entry.get()->size);
         if (ZIP_ReadEntry(zip_, entry.get(), buffer_.get() + dataOffset_, buffer_.get()) == 0) {
-            throw PmtError<std::runtime_error>(
-                std::runtime_error((Text() << _T("ZIP_ReadEntry(") << zip_->name << _T(", ")
-                                           << entry.get()->name << _T(") failed"))
-                                       .utf8()),
-                "`anonymous-namespace'::extractEntryInMemory::operator ()");
+            raise<std::runtime_error>("`anonymous-namespace'::extractEntryInMemory::operator ()",
+                                      Text() << _T("ZIP_ReadEntry(") << zip_->name << _T(", ")
+                                             << entry.get()->name << _T(") failed"));
         }
         entry.forget();
         return std::string(buffer_.get() + dataOffset_, size);
@@ -100,11 +96,9 @@ ZipFile::ZipFile(const tstring& path) : zip_(nullptr), owned_(false) {
     char* message = nullptr;
     zip_ = ZIP_Open(tstrings::toUtf8(path).c_str(), &message);
     if (zip_ == nullptr) {
-        throw PmtError<std::runtime_error>(
-            std::runtime_error((Text() << _T("ZIP_Open(") << path << _T(") failed. Error: ")
-                                       << (message == nullptr ? "unknown" : message))
-                                   .utf8()),
-            "ZipFile::ZipFile");
+        raise<std::runtime_error>("ZipFile::ZipFile",
+                                  Text() << _T("ZIP_Open(") << path << _T(") failed. Error: ")
+                                         << (message == nullptr ? "unknown" : message));
     }
     owned_ = true;
 }
@@ -130,27 +124,22 @@ ZipFile& ZipFile::operator=(ZipFile&& other) noexcept {
 }
 
 std::string ZipFile::extractEntryAsUtf8String(const tstring& entryName) const {
-    const auto fail = [](const Text& text, const SourceLocation& where) {
-        throw PmtError<std::runtime_error>(std::runtime_error(text.utf8()), where);
-    };
     static constexpr char kFunction[] = "ZipFile::extractEntryAsUtf8String";
-
     ZipFileEntry found(zip_, tstrings::toUtf8(entryName));
     const nzentry* const entry = found.get();
     if (static_cast<std::uint64_t>(entry->size) > UINT32_MAX) {
-        fail(Text() << _T("Zip entry ") << entryName << _T(" from ") << zip_->name
-                    << _T(" archive is too large to be extracted into memory"),
-             kFunction);
+        raise<std::runtime_error>(
+            kFunction, Text() << _T("Zip entry ") << entryName << _T(" from ") << zip_->name
+                              << _T(" archive is too large to be extracted into memory"));
     }
     if (entry->nlen == 0) {
-        fail(Text() << _T("Unexpected empty name of zip entry ") << entryName << _T(" from ")
-                    << zip_->name,
-             kFunction);
+        raise<std::runtime_error>(kFunction, Text() << _T("Unexpected empty name of zip entry ")
+                                                    << entryName << _T(" from ") << zip_->name);
     }
     if (entry->size == 0 && entry->name[entry->nlen - 1] == '/') {
-        fail(Text() << _T("Zip entry ") << entryName << _T(" from ") << zip_->name
-                    << _T(" archive is a directory and can't be extracted into memory"),
-             kFunction);
+        raise<std::runtime_error>(
+            kFunction, Text() << _T("Zip entry ") << entryName << _T(" from ") << zip_->name
+                              << _T(" archive is a directory and can't be extracted into memory"));
     }
     return extractEntryInMemory(zip_, entry)(found);
 }
