@@ -35,6 +35,5 @@ tstring makePackage(const PackageFacts& facts, const std::vector<PackageTable>& 
 /// caller's.
 MSIHANDLE openPackageSession(const tstring& path);
 
-/// Installs the package's product, without a file in it, and removes it again.
+/// Installs the package's product, without a file in it.
 void installPackage(const tstring& path);
-void removePackage(const PackageFacts& facts);

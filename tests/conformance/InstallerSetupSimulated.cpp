@@ -1,7 +1,6 @@
 #include "InstallerSetup.h"
 
 #include <map>
-#include <stdexcept>
 
 #include "simulated/machine/Machine.h"
 
@@ -69,10 +68,4 @@ void installPackage(const tstring& path) {
                              {INSTALLPROPERTY_VERSIONSTRING, made.facts.version}},
                             made.facts.upgradeCode,
                             made.package});
-}
-
-void removePackage(const PackageFacts& facts) {
-    if (!installer().removeProduct(facts.productCode)) {
-        throw std::runtime_error("the product isn't installed");
-    }
 }

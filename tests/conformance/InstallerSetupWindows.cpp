@@ -144,9 +144,3 @@ void installPackage(const tstring& path) {
     MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
     check(MsiInstallProductW(path.c_str(), _T("")), "MsiInstallProduct");
 }
-
-void removePackage(const PackageFacts& facts) {
-    check(MsiConfigureProductExW(facts.productCode.c_str(), INSTALLLEVEL_MAXIMUM,
-                                 INSTALLSTATE_ABSENT, _T("")),
-          "MsiConfigureProductEx");
-}

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "Inspection.h"
+
 #include <string>
 #include <utility>
 #include <vector>
@@ -90,10 +92,6 @@ std::vector<tstring> subkeys(HKEY key) {
 /// Whether a 32-bit view stands beside this program's own.
 bool hasTwoViews() {
     return sizeof(void*) == 8;
-}
-
-bool isWine() {
-    return GetProcAddress(GetModuleHandleW(_T("ntdll.dll")), "wine_get_version") != nullptr;
 }
 
 class RegistryTest : public testing::Test {

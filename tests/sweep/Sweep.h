@@ -50,7 +50,8 @@ enum class Disturbance {
     Stop      ///< the process ends at it, as by a kill or a power cut
 };
 
-/// Disturbs each platform call of the action in turn, loading of the library included. The running
+/// Disturbs each platform call of the action in turn, loading of the library included; one that
+/// copies a file once more in its middle, which leaves half of it. The running
 /// test fails for each call after which there is a leak, a status that isn't due, or a machine that
 /// a following undisturbed run doesn't bring into the state of one that was never disturbed.
 /// Gives the number of calls swept.

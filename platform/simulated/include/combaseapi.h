@@ -5,15 +5,9 @@
 #include <winerror.h>
 #include <wtypes.h>
 
-#define CLSCTX_INPROC_SERVER 0x1
-#define CLSCTX_INPROC_HANDLER 0x2
-#define CLSCTX_LOCAL_SERVER 0x4
-#define CLSCTX_REMOTE_SERVER 0x10
-#define CLSCTX_ALL \
-    (CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER)
+#define CLSCTX_ALL 0x17
 
 using LPIID = IID*;
-using LPCLSID = CLSID*;
 
 extern "C" {
 
@@ -23,6 +17,5 @@ HRESULT WINAPI CoCreateGuid(GUID* guid);
 int WINAPI StringFromGUID2(REFGUID guid, LPOLESTR text, int size);
 HRESULT WINAPI IIDFromString(LPCOLESTR text, LPIID iid);
 void WINAPI CoUninitialize();
-void WINAPI CoTaskMemFree(LPVOID memory);
 
 }  // extern "C"

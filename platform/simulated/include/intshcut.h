@@ -7,7 +7,6 @@
 
 struct IUniformResourceLocatorW : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE SetURL(LPCWSTR url, DWORD flags) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetURL(LPWSTR* url) = 0;
 };
 
 extern "C" {
@@ -16,6 +15,3 @@ extern const CLSID CLSID_InternetShortcut;
 extern const IID IID_IUniformResourceLocatorW;
 
 }  // extern "C"
-
-#define IUniformResourceLocator IUniformResourceLocatorW
-#define IID_IUniformResourceLocator IID_IUniformResourceLocatorW

@@ -1,4 +1,4 @@
-// Structures that the file functions share, by the layout of Microsoft's documentation.
+// Structures that the file functions share.
 #pragma once
 
 #include <windef.h>
@@ -14,17 +14,10 @@ using LPSECURITY_ATTRIBUTES = SECURITY_ATTRIBUTES*;
 struct OVERLAPPED;
 using LPOVERLAPPED = OVERLAPPED*;
 
+/// Of its members, those that are read.
 struct WIN32_FIND_DATAW {
     DWORD dwFileAttributes;
-    FILETIME ftCreationTime;
-    FILETIME ftLastAccessTime;
-    FILETIME ftLastWriteTime;
-    DWORD nFileSizeHigh;
-    DWORD nFileSizeLow;
-    DWORD dwReserved0;
-    DWORD dwReserved1;
     WCHAR cFileName[MAX_PATH];
-    WCHAR cAlternateFileName[14];
 };
 using WIN32_FIND_DATA = WIN32_FIND_DATAW;
 using LPWIN32_FIND_DATAW = WIN32_FIND_DATAW*;

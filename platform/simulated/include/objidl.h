@@ -5,7 +5,6 @@
 #include <wtypes.h>
 
 struct IPersistFile : IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE Load(LPCOLESTR fileName, DWORD mode) = 0;
     virtual HRESULT STDMETHODCALLTYPE Save(LPCOLESTR fileName, BOOL remember) = 0;
 };
 

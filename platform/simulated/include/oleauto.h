@@ -11,10 +11,7 @@ struct IErrorInfo : IUnknown {
 
 extern "C" {
 
-extern const IID IID_IErrorInfo;
-
 HRESULT WINAPI GetErrorInfo(ULONG reserved, IErrorInfo** info);
-BSTR WINAPI SysAllocString(const OLECHAR* text);
 void WINAPI SysFreeString(BSTR text);
 UINT WINAPI SysStringLen(BSTR text);
 

@@ -6,5 +6,5 @@
 using OLECHAR = WCHAR;
 using LPOLESTR = OLECHAR*;
 using LPCOLESTR = const OLECHAR*;
-/// A text with its length in front of it; made by SysAllocString, freed by SysFreeString.
+/// A text with its length in front of it, freed by SysFreeString.
 using BSTR = OLECHAR*;

@@ -32,41 +32,39 @@ int hexDigit(char16_t unit) {
     return upper >= u'A' && upper <= u'F' ? upper - u'A' + 10 : -1;
 }
 
+/// A text to be freed by SysFreeString; its length in bytes stands in the four bytes in front.
+BSTR makeBstr(std::u16string_view text) {
+    const auto bytes = static_cast<std::uint32_t>(text.size() * sizeof(char16_t));
+    auto* const block = static_cast<char*>(std::malloc(sizeof(bytes) + bytes + sizeof(char16_t)));
+    std::memcpy(block, &bytes, sizeof(bytes));
+    char* const units = block + sizeof(bytes);
+    std::memcpy(units, text.data(), bytes);
+    std::memset(units + bytes, 0, sizeof(char16_t));
+    return reinterpret_cast<BSTR>(units);
+}
+
 class ErrorInfo final : public IErrorInfo, public ComObject {
 public:
     explicit ErrorInfo(std::u16string text) : text_(std::move(text)) {}
 
     std::string description() const override { return "error object"; }
 
-    HRESULT QueryInterface(REFIID iid, void** object) override {
-        Call call("IErrorInfo::QueryInterface");
-        *object = nullptr;
-        if (call.fails()) {
-            return failedResult(call, E_NOINTERFACE);
-        }
-        if (iid != IID_IUnknown && iid != IID_IErrorInfo) {
-            return E_NOINTERFACE;
-        }
-        *object = static_cast<IErrorInfo*>(this);
-        AddRef();
-        return S_OK;
+    HRESULT QueryInterface(REFIID, void**) override {
+        notServed("IErrorInfo::QueryInterface", "any interface");
     }
     ULONG AddRef() override { return ++references_; }
     ULONG Release() override {
-        Call call("IErrorInfo::Release");
-        const ULONG left = --references_;
-        if (left == 0) {
-            Machine::current().shell.remove(this);
-        }
-        return left;
+        return sureCall("IErrorInfo::Release", [&] {
+            const ULONG left = --references_;
+            if (left == 0) {
+                Machine::current().shell.remove(this);
+            }
+            return left;
+        });
     }
     HRESULT GetDescription(BSTR* text) override {
-        Call call("IErrorInfo::GetDescription");
-        if (call.fails()) {
-            return failedResult(call, E_OUTOFMEMORY);
-        }
-        *text = makeBstr(text_);
-        return S_OK;
+        return resultCall("IErrorInfo::GetDescription", E_OUTOFMEMORY,
+                          [&] { *text = makeBstr(text_); });
     }
 
 private:
@@ -75,10 +73,6 @@ private:
 };
 
 }  // namespace
-
-HRESULT failedResult(const Call& call, HRESULT usual) {
-    return HRESULT_FROM_WIN32(call.status(static_cast<std::uint32_t>(usual)));
-}
 
 bool parseGuid(std::u16string_view text, GUID& guid) {
     if (text.size() != kTextLength || text.front() != u'{' || text.back() != u'}') {
@@ -117,17 +111,6 @@ std::u16string guidText(const GUID& guid) {
     return text + u'}';
 }
 
-BSTR makeBstr(std::u16string_view text) {
-    // The length in bytes stands in the four bytes in front of the text.
-    const auto bytes = static_cast<std::uint32_t>(text.size() * sizeof(char16_t));
-    auto* const block = static_cast<char*>(std::malloc(sizeof(bytes) + bytes + sizeof(char16_t)));
-    std::memcpy(block, &bytes, sizeof(bytes));
-    char* const units = block + sizeof(bytes);
-    std::memcpy(units, text.data(), bytes);
-    std::memset(units + bytes, 0, sizeof(char16_t));
-    return reinterpret_cast<BSTR>(units);
-}
-
 }  // namespace simulated
 
 using namespace simulated;
@@ -135,131 +118,104 @@ using namespace simulated;
 extern "C" {
 
 const IID IID_IUnknown = {0x00000000, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-const IID IID_IErrorInfo = {
-    0x1CF2B120, 0x547D, 0x101B, {0x8E, 0x65, 0x08, 0x00, 0x2B, 0x2B, 0xD1, 0x19}};
 
 HRESULT WINAPI CoInitialize(LPVOID reserved) {
-    Call call("CoInitialize");
-    if (call.fails()) {
-        return failedResult(call, RPC_E_CHANGED_MODE);
-    }
-    if (reserved != nullptr) {
-        return E_INVALIDARG;
-    }
-    return Machine::current().shell.comStartsOfThread()++ == 0 ? S_OK : S_FALSE;
+    return resultCall("CoInitialize", RPC_E_CHANGED_MODE, [&]() -> HRESULT {
+        if (reserved != nullptr) {
+            return E_INVALIDARG;
+        }
+        return Machine::current().shell.comStartsOfThread()++ == 0 ? S_OK : S_FALSE;
+    });
 }
 
 void WINAPI CoUninitialize() {
-    Call call("CoUninitialize");
-    int& starts = Machine::current().shell.comStartsOfThread();
-    starts -= starts > 0 ? 1 : 0;
+    sureCall("CoUninitialize", [] {
+        int& starts = Machine::current().shell.comStartsOfThread();
+        starts -= starts > 0 ? 1 : 0;
+    });
 }
 
 HRESULT WINAPI CoCreateInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD, REFIID iid,
                                 LPVOID* object) {
-    Call call("CoCreateInstance");
-    if (object == nullptr) {
-        return E_POINTER;
-    }
     *object = nullptr;
-    if (call.fails()) {
-        return failedResult(call, REGDB_E_CLASSNOTREG);
-    }
-    if (Machine::current().shell.comStarts() == 0) {
-        return CO_E_NOTINITIALIZED;
-    }
-    return outer != nullptr ? CLASS_E_NOAGGREGATION : createShellObject(clsid, iid, object);
-}
-
-void WINAPI CoTaskMemFree(LPVOID memory) {
-    Call call("CoTaskMemFree");
-    std::free(memory);
+    return resultCall("CoCreateInstance", REGDB_E_CLASSNOTREG, [&]() -> HRESULT {
+        if (outer != nullptr) {
+            notServed("CoCreateInstance", "aggregation");
+        }
+        return Machine::current().shell.comStarts() == 0 ? CO_E_NOTINITIALIZED
+                                                         : createShellObject(clsid, iid, object);
+    });
 }
 
 HRESULT WINAPI CoCreateGuid(GUID* guid) {
-    Call call("CoCreateGuid");
-    if (call.fails()) {
-        return failedResult(call, E_FAIL);
-    }
-    if (guid == nullptr) {
-        return E_INVALIDARG;
-    }
-    static std::mt19937_64 numbers{std::random_device()()};
-    const std::uint64_t halves[2] = {numbers(), numbers()};
-    std::memcpy(guid, halves, sizeof(halves));
-    // A random GUID says so: version 4, variant 1.
-    guid->Data3 = static_cast<std::uint16_t>((guid->Data3 & 0x0FFF) | 0x4000);
-    guid->Data4[0] = static_cast<std::uint8_t>((guid->Data4[0] & 0x3F) | 0x80);
-    return S_OK;
+    return resultCall("CoCreateGuid", E_FAIL, [&] {
+        static std::mt19937_64 numbers{std::random_device()()};
+        const std::uint64_t halves[2] = {numbers(), numbers()};
+        std::memcpy(guid, halves, sizeof(halves));
+        // A random GUID says so: version 4, variant 1.
+        guid->Data3 = static_cast<std::uint16_t>((guid->Data3 & 0x0FFF) | 0x4000);
+        guid->Data4[0] = static_cast<std::uint8_t>((guid->Data4[0] & 0x3F) | 0x80);
+    });
 }
 
 int WINAPI StringFromGUID2(REFGUID guid, LPOLESTR text, int size) {
-    Call call("StringFromGUID2");
-    if (call.fails() || text == nullptr || size <= static_cast<int>(kTextLength)) {
-        return 0;
-    }
-    return static_cast<int>(copyOut(guidText(guid), text, static_cast<DWORD>(size))) + 1;
+    return call("StringFromGUID2", ERROR_INSUFFICIENT_BUFFER, [&] {
+        const bool fits = size > static_cast<int>(kTextLength);
+        return fits ? static_cast<int>(copyOut(guidText(guid), text, kTextLength + 1)) + 1 : 0;
+    });
 }
 
 HRESULT WINAPI IIDFromString(LPCOLESTR text, LPIID iid) {
-    Call call("IIDFromString");
-    if (call.fails()) {
-        return failedResult(call, CO_E_IIDSTRING);
-    }
-    if (text == nullptr) {
-        *iid = GUID();
+    return resultCall("IIDFromString", CO_E_IIDSTRING, [&]() -> HRESULT {
+        if (text == nullptr) {
+            notServed("IIDFromString", "a null pointer");
+        }
+        if (argument(text).size() != kTextLength) {
+            return E_INVALIDARG;
+        }
+        if (!parseGuid(text, *iid)) {
+            *iid = GUID();
+            return CO_E_IIDSTRING;
+        }
         return S_OK;
-    }
-    if (argument(text).size() != kTextLength) {
-        return E_INVALIDARG;
-    }
-    if (!parseGuid(text, *iid)) {
-        *iid = GUID();
-        return CO_E_IIDSTRING;
-    }
-    return S_OK;
+    });
 }
 
 HRESULT WINAPI GetErrorInfo(ULONG reserved, IErrorInfo** info) {
-    Call call("GetErrorInfo");
-    if (info == nullptr || reserved != 0) {
-        return E_INVALIDARG;
-    }
     *info = nullptr;
-    if (call.fails()) {
-        return S_FALSE;
-    }
-    Shell& shell = Machine::current().shell;
-    std::optional<std::u16string> text = shell.takeErrorInfo();
-    if (!text) {
-        return S_FALSE;
-    }
-    auto object = std::make_unique<ErrorInfo>(std::move(*text));
-    *info = object.get();
-    shell.add(std::move(object));
-    return S_OK;
-}
-
-BSTR WINAPI SysAllocString(const OLECHAR* text) {
-    Call call("SysAllocString");
-    return text == nullptr || call.fails() ? nullptr : makeBstr(text);
+    return call("GetErrorInfo", ERROR_SUCCESS, HRESULT{S_FALSE}, [&]() -> HRESULT {
+        if (reserved != 0) {
+            return E_INVALIDARG;
+        }
+        Shell& shell = Machine::current().shell;
+        std::optional<std::u16string> text = shell.takeErrorInfo();
+        if (!text) {
+            return S_FALSE;
+        }
+        auto object = std::make_unique<ErrorInfo>(std::move(*text));
+        *info = object.get();
+        shell.add(std::move(object));
+        return S_OK;
+    });
 }
 
 void WINAPI SysFreeString(BSTR text) {
-    Call call("SysFreeString");
-    if (text != nullptr) {
-        std::free(reinterpret_cast<char*>(text) - sizeof(std::uint32_t));
-    }
+    sureCall("SysFreeString", [&] {
+        if (text != nullptr) {
+            std::free(reinterpret_cast<char*>(text) - sizeof(std::uint32_t));
+        }
+    });
 }
 
 UINT WINAPI SysStringLen(BSTR text) {
-    Call call("SysStringLen");
-    if (text == nullptr) {
-        return 0;
-    }
-    std::uint32_t bytes = 0;
-    std::memcpy(&bytes, reinterpret_cast<const char*>(text) - sizeof(bytes), sizeof(bytes));
-    return bytes / static_cast<UINT>(sizeof(char16_t));
+    return sureCall("SysStringLen", [&]() -> UINT {
+        if (text == nullptr) {
+            return 0;
+        }
+        std::uint32_t bytes = 0;
+        std::memcpy(&bytes, reinterpret_cast<const char*>(text) - sizeof(bytes), sizeof(bytes));
+        return bytes / static_cast<UINT>(sizeof(char16_t));
+    });
 }
 
 }  // extern "C"

@@ -51,12 +51,10 @@ bool isDeviceName(std::u16string_view name) {
            (sameText(base.substr(0, 3), u"COM") || sameText(base.substr(0, 3), u"LPT"));
 }
 
-bool isLegalName(std::u16string_view name, bool pattern) {
+bool isLegalName(std::u16string_view name) {
+    constexpr std::u16string_view kIllegal = u"<>:\"/|*?";
     return name.size() <= kMostNameUnits && std::all_of(name.begin(), name.end(), [&](char16_t c) {
-               if (c == u'*' || c == u'?') {
-                   return pattern;
-               }
-               return c >= 32 && std::u16string_view(u"<>:\"/|").find(c) == std::u16string::npos;
+               return c >= 32 && kIllegal.find(c) == std::u16string_view::npos;
            });
 }
 
@@ -157,7 +155,7 @@ std::u16string fullPath(std::u16string_view path, std::u16string_view currentDir
     return result;
 }
 
-FilePath parsePath(std::u16string_view text, std::u16string_view currentDirectory, bool pattern) {
+FilePath parsePath(std::u16string_view text, std::u16string_view currentDirectory) {
     FilePath path;
     if (text.starts_with(u"\\\\?\\")) {
         path = parseLiteral(text.substr(4));
@@ -176,10 +174,9 @@ FilePath parsePath(std::u16string_view text, std::u16string_view currentDirector
             path.isDevice = !path.names.empty() && isDeviceName(path.names.back());
         }
     }
-    for (std::size_t i = 0; i < path.names.size() && path.status == ERROR_SUCCESS; ++i) {
-        if (!isLegalName(path.names[i], pattern && i + 1 == path.names.size())) {
-            path.status = ERROR_INVALID_NAME;
-        }
+    if (path.status == ERROR_SUCCESS &&
+        !std::all_of(path.names.begin(), path.names.end(), isLegalName)) {
+        path.status = ERROR_INVALID_NAME;
     }
     return path;
 }

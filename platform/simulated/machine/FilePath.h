@@ -29,8 +29,7 @@ struct FilePath {
 /// empty path.
 std::u16string fullPath(std::u16string_view path, std::u16string_view currentDirectory);
 
-/// Takes a path apart, absolute or not. With `pattern` its last name may hold "*" and "?".
-FilePath parsePath(std::u16string_view path, std::u16string_view currentDirectory,
-                   bool pattern = false);
+/// Takes a path apart, absolute or not.
+FilePath parsePath(std::u16string_view path, std::u16string_view currentDirectory);
 
 }  // namespace simulated

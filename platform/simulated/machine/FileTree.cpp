@@ -36,36 +36,13 @@ std::u16string shortLetters(std::u16string_view part, std::size_t most) {
     return letters;
 }
 
-/// Four hexadecimal digits of a long name, for the fifth and later names alike in their first six
-/// letters.
-std::u16string nameDigits(std::u16string_view name) {
-    std::uint32_t sum = 0;
-    for (const char16_t c : name) {
-        sum = sum * 31 + upperCase(c);
-    }
-    std::u16string digits;
-    for (int shift = 12; shift >= 0; shift -= 4) {
-        digits += u"0123456789ABCDEF"[(sum >> shift) & 0xF];
-    }
-    return digits;
-}
-
-/// The n-th short name that a long name could get: four are numbered, then digits of the name help.
-std::u16string shortNameCandidate(std::u16string_view name, unsigned n) {
+/// The n-th short name that a long name could get.
+std::u16string shortNameCandidate(std::u16string_view name, char16_t n) {
     const std::size_t dot = name.rfind(u'.');
     const bool hasExtension = dot != std::u16string_view::npos && dot > 0;
-    std::u16string base = shortLetters(hasExtension ? name.substr(0, dot) : name, 6);
-    if (n > 4) {
-        base = base.substr(0, 2) + nameDigits(name);
-        n -= 4;
-    }
-    const std::string number = std::to_string(n);
-    std::u16string result = base.substr(0, kMostBaseUnits - 1 - number.size()) + u"~";
-    result.append(number.begin(), number.end());
-    if (hasExtension) {
-        result += u"." + shortLetters(name.substr(dot + 1), kMostExtensionUnits);
-    }
-    return result;
+    const std::u16string extension =
+        hasExtension ? u"." + shortLetters(name.substr(dot + 1), kMostExtensionUnits) : u"";
+    return shortLetters(hasExtension ? name.substr(0, dot) : name, 6) + u'~' + n + extension;
 }
 
 std::uint32_t field(std::string_view buffer, std::size_t offset, std::size_t width) {
@@ -81,30 +58,6 @@ void appendField(std::string& buffer, std::uint32_t value, std::size_t width) {
     for (std::size_t i = 0; i < width; ++i) {
         buffer += static_cast<char>(value >> (8 * i));
     }
-}
-
-std::string linkBuffer(DWORD tag, std::u16string_view substitute, std::u16string_view print) {
-    const bool isSymbolic = tag == IO_REPARSE_TAG_SYMLINK;
-    const auto substituteSize = static_cast<std::uint32_t>(2 * substitute.size());
-    const auto printSize = static_cast<std::uint32_t>(2 * print.size());
-    std::string buffer;
-    appendField(buffer, tag, 4);
-    appendField(buffer, 8 + (isSymbolic ? 4 : 0) + substituteSize + 2 + printSize + 2, 2);
-    appendField(buffer, 0, 2);
-    appendField(buffer, 0, 2);
-    appendField(buffer, substituteSize, 2);
-    appendField(buffer, substituteSize + 2, 2);
-    appendField(buffer, printSize, 2);
-    if (isSymbolic) {
-        appendField(buffer, substitute.starts_with(u"\\??\\") ? 0 : 1, 4);
-    }
-    for (const std::u16string_view name : {substitute, print}) {
-        for (const char16_t c : name) {
-            appendField(buffer, c, 2);
-        }
-        appendField(buffer, 0, 2);
-    }
-    return buffer;
 }
 
 }  // namespace
@@ -139,12 +92,14 @@ void FileNode::add(std::shared_ptr<FileNode> node, std::u16string_view newName) 
     node->name = newName;
     node->shortName.clear();
     node->parent = this;
-    if (!isShortName(newName)) {
-        unsigned n = 0;
-        do {
-            node->shortName = shortNameCandidate(newName, ++n);
-        } while (entry(node->shortName) != nullptr);
-        shortNames.emplace(node->shortName, node.get());
+    // NTFS numbers four names that are alike and tells others apart by a sum of their letters; here
+    // those get none, as on a volume without short names.
+    for (char16_t n = u'1'; n <= u'4' && node->shortName.empty() && !isShortName(newName); ++n) {
+        const std::u16string candidate = shortNameCandidate(newName, n);
+        if (entry(candidate) == nullptr) {
+            node->shortName = candidate;
+            shortNames.emplace(candidate, node.get());
+        }
     }
     entries.emplace(newName, std::move(node));
 }
@@ -170,6 +125,10 @@ bool FileNode::isProgram() const {
     return std::any_of(uses.begin(), uses.end(), [](const FileUse* use) { return use->program; });
 }
 
+bool FileNode::isForAdministrators() const {
+    return forAdministrators.value_or(parent != nullptr && parent->isForAdministrators());
+}
+
 std::u16string FileNode::path() const {
     return parent == nullptr ? name : parent->path() + u"\\" + name;
 }
@@ -183,33 +142,6 @@ bool isShortName(std::u16string_view name) {
     const std::u16string_view extension = name.substr(dot + 1);
     return !base.empty() && base.size() <= kMostBaseUnits && isShortPart(base) &&
            !extension.empty() && extension.size() <= kMostExtensionUnits && isShortPart(extension);
-}
-
-bool fitsPattern(std::u16string_view name, std::u16string_view pattern) {
-    if (pattern == u"*.*") {
-        return true;
-    }
-    // The last star seen, and how much of the name it has been taken for.
-    std::size_t star = std::u16string_view::npos;
-    std::size_t taken = 0;
-    std::size_t at = 0;
-    std::size_t p = 0;
-    while (at < name.size()) {
-        if (p < pattern.size() && pattern[p] == u'*') {
-            star = p++;
-            taken = at;
-        } else if (p < pattern.size() &&
-                   (pattern[p] == u'?' || upperCase(pattern[p]) == upperCase(name[at]))) {
-            ++p;
-            ++at;
-        } else if (star != std::u16string_view::npos) {
-            p = star + 1;
-            at = ++taken;
-        } else {
-            return false;
-        }
-    }
-    return pattern.find_first_not_of(u'*', p) == std::u16string_view::npos;
 }
 
 std::u16string substituteName(std::string_view reparse) {
@@ -230,16 +162,36 @@ std::u16string substituteName(std::string_view reparse) {
     return name;
 }
 
-bool isRelativeLink(std::string_view reparse) {
-    return field(reparse, 0, 4) == IO_REPARSE_TAG_SYMLINK && (field(reparse, 16, 4) & 1) != 0;
+std::string linkBuffer(DWORD tag, std::u16string_view substitute, std::u16string_view print) {
+    const bool isSymbolic = tag == IO_REPARSE_TAG_SYMLINK;
+    const auto substituteSize = static_cast<std::uint32_t>(2 * substitute.size());
+    const auto printSize = static_cast<std::uint32_t>(2 * print.size());
+    std::string buffer;
+    appendField(buffer, tag, 4);
+    appendField(buffer, 8 + (isSymbolic ? 4 : 0) + substituteSize + 2 + printSize + 2, 2);
+    appendField(buffer, 0, 2);
+    appendField(buffer, 0, 2);
+    appendField(buffer, substituteSize, 2);
+    appendField(buffer, substituteSize + 2, 2);
+    appendField(buffer, printSize, 2);
+    if (isSymbolic) {
+        appendField(buffer, 0, 4);
+    }
+    for (const std::u16string_view name : {substitute, print}) {
+        for (const char16_t c : name) {
+            appendField(buffer, c, 2);
+        }
+        appendField(buffer, 0, 2);
+    }
+    return buffer;
 }
 
-std::string junctionBuffer(std::u16string_view substitute, std::u16string_view print) {
-    return linkBuffer(IO_REPARSE_TAG_MOUNT_POINT, substitute, print);
-}
-
-std::string symbolicLinkBuffer(std::u16string_view substitute, std::u16string_view print) {
-    return linkBuffer(IO_REPARSE_TAG_SYMLINK, substitute, print);
+bool isGoodMountPoint(std::string_view reparse) {
+    const std::uint32_t substituteSize = field(reparse, 10, 2);
+    const std::uint32_t printSize = field(reparse, 14, 2);
+    return field(reparse, 4, 2) == 8 + substituteSize + 2 + printSize + 2 &&
+           field(reparse, 8, 2) == 0 && field(reparse, 12, 2) == substituteSize + 2 &&
+           substituteName(reparse).starts_with(u"\\??\\");
 }
 
 }  // namespace simulated

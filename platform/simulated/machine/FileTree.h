@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,12 +24,13 @@ struct FileUse {
 
 struct FileNode {
     std::u16string name;
-    std::u16string shortName;    ///< empty where the name has the form 8.3 itself
+    std::u16string shortName;    ///< empty where the name has the form 8.3 itself or got none
     FileNode* parent = nullptr;  ///< null for a root, and once it has been taken away
     bool isDirectory = false;
     DWORD attributes = 0;  ///< those that can be set
     bool readDenied = false;
     bool writeDenied = false;
+    std::optional<bool> forAdministrators;  ///< to write; without a value as the parent
     std::string content;
     std::string version;   ///< version resource, empty for none
     std::string reparse;   ///< REPARSE_DATA_BUFFER, empty for none
@@ -58,6 +60,7 @@ struct FileNode {
     /// Whether opening it for `access` with `share` meets another user's objection.
     bool isUsedAgainst(DWORD access, DWORD share) const;
     bool isProgram() const;
+    bool isForAdministrators() const;
 
     /// "C:\Windows\System32"; `root` is the name of the volume.
     std::u16string path() const;
@@ -66,17 +69,13 @@ struct FileNode {
 /// Whether a name has the form 8.3 already and so is its own short name.
 bool isShortName(std::u16string_view name);
 
-/// Whether a name fits a pattern with "*" and "?"; "*.*" fits every name.
-bool fitsPattern(std::u16string_view name, std::u16string_view pattern);
-
 /// The substitute name of a mount point or symbolic link, as it stands in the buffer; empty if the
 /// buffer is no such link or is broken.
 std::u16string substituteName(std::string_view reparse);
-/// Whether a symbolic link's name is relative to the directory it stands in.
-bool isRelativeLink(std::string_view reparse);
-/// The REPARSE_DATA_BUFFER of a junction.
-std::string junctionBuffer(std::u16string_view substitute, std::u16string_view print);
-/// The same of a symbolic link.
-std::string symbolicLinkBuffer(std::u16string_view substitute, std::u16string_view print);
+/// The REPARSE_DATA_BUFFER of a link with IO_REPARSE_TAG_MOUNT_POINT or IO_REPARSE_TAG_SYMLINK.
+std::string linkBuffer(DWORD tag, std::u16string_view substitute, std::u16string_view print);
+/// Whether a mount point's buffer is laid out as Windows demands: the substitute name first, with
+/// its prefix "\??\", the print name behind it, a NUL behind each, and lengths that say so.
+bool isGoodMountPoint(std::string_view reparse);
 
 }  // namespace simulated

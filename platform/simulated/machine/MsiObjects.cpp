@@ -2,8 +2,6 @@
 
 #include <windows.h>
 
-#include <algorithm>
-
 namespace simulated {
 
 namespace {
@@ -36,44 +34,49 @@ std::u16string bracketValue(const std::u16string& name, const MsiRecord& record,
 
 bool MsiView::execute(const MsiRecord* parameters) {
     const std::size_t given = parameters == nullptr ? 0 : parameters->count();
-    if (given < query_.parameterCount()) {
+    const std::size_t wanted = query_.parameterCount();
+    if (given < wanted || (executed_ && !isFetched_)) {
         return false;
     }
-    std::vector<std::u16string> values;
-    for (std::size_t i = 0; i < query_.parameterCount(); ++i) {
-        values.push_back(parameters->fields[i + 1]);
+    PackageQuery::Row values;
+    for (std::size_t i = 1; i <= wanted; ++i) {
+        values.push_back(parameters->fields[i]);
     }
-    rows_ = query_.run(*package_, values);
+    rows_ = query_.run(values);
     next_ = 0;
     executed_ = true;
+    isFetched_ = false;
     return true;
 }
 
-std::optional<std::vector<std::u16string>> MsiView::fetch() {
+std::optional<PackageQuery::Row> MsiView::fetch() {
     if (next_ == rows_.size()) {
+        isFetched_ = true;
         return std::nullopt;
     }
     return rows_[next_++];
 }
 
-UINT giveText(const std::u16string& text, LPWSTR buffer, DWORD* count) {
-    if (buffer != nullptr && count == nullptr) {
-        return ERROR_INVALID_PARAMETER;
-    }
+InstallSession& openSession(MSIHANDLE handle) {
+    InstallSession* const session = installer().openSessionOf(handle);
+    demand(session != nullptr, ERROR_INVALID_HANDLE);
+    return *session;
+}
+
+void giveText(const std::u16string& text, LPWSTR buffer, DWORD* count) {
+    demand(buffer == nullptr || count != nullptr, ERROR_INVALID_PARAMETER);
     if (count == nullptr) {
-        return ERROR_SUCCESS;
+        return;
     }
     const DWORD size = *count;
     *count = static_cast<DWORD>(text.size());
     if (buffer == nullptr) {
-        return ERROR_SUCCESS;
+        return;
     }
     if (size > 0) {
-        const std::size_t kept = std::min<std::size_t>(text.size(), size - 1);
-        std::copy_n(text.begin(), kept, buffer);
-        buffer[kept] = u'\0';
+        buffer[text.copy(buffer, size - 1)] = u'\0';
     }
-    return text.size() < size ? ERROR_SUCCESS : ERROR_MORE_DATA;
+    demand(text.size() < size, ERROR_MORE_DATA);
 }
 
 std::u16string formatRecord(const MsiRecord& record, const InstallSession& session) {

@@ -4,19 +4,12 @@
 
 #include <algorithm>
 
-#include "simulated/machine/Machine.h"
 #include "simulated/machine/MsiObjects.h"
 
 using namespace simulated;
 
 namespace {
 
-Installer& installer() {
-    return Machine::current().installer;
-}
-
-/// Where MsiProcessMessage has no answer to give, and where it fails.
-constexpr int kNoAnswer = 0;
 constexpr int kMessageFailed = -1;
 
 bool isReadable(const InstallSession& session, const std::u16string& name) {
@@ -37,77 +30,57 @@ bool isPropertyName(const std::u16string& name) {
 extern "C" {
 
 UINT WINAPI MsiGetPropertyW(MSIHANDLE session, LPCWSTR name, LPWSTR value, DWORD* count) {
-    Call call("MsiGetPropertyW");
-    if (call.fails()) {
-        return call.status(ERROR_FUNCTION_FAILED);
-    }
-    if (name == nullptr) {
-        return ERROR_INVALID_PARAMETER;
-    }
-    const InstallSession* const found = installer().openSessionOf(session);
-    if (found == nullptr) {
-        return ERROR_INVALID_HANDLE;
-    }
-    return giveText(isReadable(*found, name) ? installer().property(session, name) : u"", value,
-                    count);
+    return statusCall("MsiGetPropertyW", ERROR_FUNCTION_FAILED, [&] {
+        demand(name != nullptr, ERROR_INVALID_PARAMETER);
+        const bool isShown = isReadable(openSession(session), name);
+        giveText(isShown ? installer().property(session, name) : u"", value, count);
+    });
 }
 
 UINT WINAPI MsiSetPropertyW(MSIHANDLE session, LPCWSTR name, LPCWSTR value) {
-    Call call("MsiSetPropertyW");
-    if (call.fails()) {
-        return call.status(ERROR_FUNCTION_FAILED);
-    }
-    if (name == nullptr) {
-        return ERROR_INVALID_PARAMETER;
-    }
-    InstallSession* const found = installer().openSessionOf(session);
-    if (found == nullptr) {
-        return ERROR_INVALID_HANDLE;
-    }
-    if (found->deferred) {
-        return ERROR_FUNCTION_FAILED;
-    }
-    const bool clears = value == nullptr || value[0] == u'\0';
-    if (!isPropertyName(name)) {
-        return name[0] == u'\0' && clears ? ERROR_SUCCESS : ERROR_FUNCTION_FAILED;
-    }
-    if (clears) {
-        found->properties.erase(name);
-    } else {
-        found->properties[name] = value;
-    }
-    return ERROR_SUCCESS;
+    return statusCall("MsiSetPropertyW", ERROR_FUNCTION_FAILED, [&] {
+        demand(name != nullptr, ERROR_INVALID_PARAMETER);
+        InstallSession& found = openSession(session);
+        demand(!found.deferred, ERROR_FUNCTION_FAILED);
+        const std::u16string text(argument(value));
+        if (name[0] == u'\0' && text.empty()) {
+            return;
+        }
+        demand(isPropertyName(name), ERROR_FUNCTION_FAILED);
+        if (text.empty()) {
+            found.properties.erase(name);
+        } else {
+            found.properties[name] = text;
+        }
+    });
 }
 
 BOOL WINAPI MsiGetMode(MSIHANDLE session, MSIRUNMODE mode) {
-    Call call("MsiGetMode");
-    const InstallSession* const found = installer().openSessionOf(session);
-    if (call.fails() || found == nullptr) {
-        return FALSE;
-    }
-    const bool isShown = !found->deferred || mode >= MSIRUNMODE_SCHEDULED;
-    return isShown && found->modes.contains(mode) ? TRUE : FALSE;
+    return call("MsiGetMode", ERROR_INVALID_HANDLE, [&] {
+        const InstallSession& found = openSession(session);
+        const bool isShown = !found.deferred || mode >= MSIRUNMODE_SCHEDULED;
+        return BOOL{isShown && found.modes.contains(mode)};
+    });
 }
 
 int WINAPI MsiProcessMessage(MSIHANDLE session, INSTALLMESSAGE type, MSIHANDLE record) {
-    Call call("MsiProcessMessage");
-    const InstallSession* const found = installer().openSessionOf(session);
-    const auto message = installer().find<MsiRecord>(record);
-    if (call.fails() || found == nullptr || message == nullptr) {
-        return kMessageFailed;
-    }
-    const std::u16string text = formatRecord(*message, *found);
-    installer().addLogLine(text);
-    return type == INSTALLMESSAGE_INFO ? kNoAnswer : installer().sendMessage(type, text);
+    return call("MsiProcessMessage", ERROR_INVALID_HANDLE, kMessageFailed, [&] {
+        const InstallSession& found = openSession(session);
+        const auto message = msiObject<MsiRecord>(record);
+        if (type != INSTALLMESSAGE_INFO) {
+            notServed("MsiProcessMessage", "messages that aren't INSTALLMESSAGE_INFO");
+        }
+        installer().addLogLine(formatRecord(*message, found));
+        return 0;
+    });
 }
 
 MSIHANDLE WINAPI MsiGetActiveDatabase(MSIHANDLE session) {
-    Call call("MsiGetActiveDatabase");
-    const InstallSession* const found = installer().openSessionOf(session);
-    if (call.fails() || found == nullptr || found->deferred) {
-        return 0;
-    }
-    return installer().add(std::make_shared<MsiDatabase>("of the session", found->database));
+    return call("MsiGetActiveDatabase", ERROR_INVALID_HANDLE, [&] {
+        const InstallSession& found = openSession(session);
+        demand(!found.deferred, ERROR_INVALID_HANDLE);
+        return installer().add(std::make_shared<MsiDatabase>("of the session", found.database));
+    });
 }
 
 }  // extern "C"

@@ -7,28 +7,30 @@
 
 namespace simulated {
 
-OpenFile::OpenFile(std::shared_ptr<FileNode> node, DWORD access, DWORD share, bool deleteOnClose)
-    : node_(std::move(node)), access_(access), use_{sharedAccess(access), share} {
+OpenNode::OpenNode(std::shared_ptr<FileNode> node, FileUse use)
+    : node_(std::move(node)), use_(use) {
     if (use_.access != 0) {
         node_->uses.push_back(&use_);
     }
     ++node_->openHandles;
-    node_->deletePending = node_->deletePending || deleteOnClose;
 }
 
-OpenFile::~OpenFile() {
+OpenNode::~OpenNode() {
     std::erase(node_->uses, &use_);
     if (--node_->openHandles == 0 && node_->deletePending && node_->parent != nullptr) {
         node_->parent->take(*node_);
     }
 }
 
+OpenFile::OpenFile(std::shared_ptr<FileNode> node, DWORD access, DWORD share)
+    : OpenNode(std::move(node), {sharedAccess(access), share}), access_(access) {}
+
 std::string OpenFile::description() const {
-    return "file " + toUtf8(node_->path());
+    return "file " + toUtf8(node().path());
 }
 
 std::size_t OpenFile::read(void* buffer, std::size_t size) {
-    const std::string& content = node_->content;
+    const std::string& content = node().content;
     if (position_ >= content.size()) {
         return 0;
     }
@@ -39,10 +41,7 @@ std::size_t OpenFile::read(void* buffer, std::size_t size) {
 }
 
 void OpenFile::write(const void* data, std::size_t size) {
-    std::string& content = node_->content;
-    if (appends()) {
-        position_ = content.size();
-    }
+    std::string& content = node().content;
     if (size == 0) {
         return;
     }
@@ -51,36 +50,21 @@ void OpenFile::write(const void* data, std::size_t size) {
     }
     std::memcpy(content.data() + position_, data, size);
     position_ += size;
-    node_->version.clear();
+    node().version.clear();
 }
 
 void OpenFile::resize(std::uint64_t size) {
-    node_->content.resize(size);
-    node_->version.clear();
-}
-
-DWORD fileAccess(DWORD requested) {
-    DWORD access = requested & FILE_ALL_ACCESS;
-    if ((requested & GENERIC_READ) != 0) {
-        access |= FILE_GENERIC_READ;
-    }
-    if ((requested & GENERIC_WRITE) != 0) {
-        access |= FILE_GENERIC_WRITE;
-    }
-    if ((requested & GENERIC_ALL) != 0) {
-        access |= FILE_ALL_ACCESS;
-    }
-    return access;
+    node().content.resize(size);
+    node().version.clear();
 }
 
 DWORD sharedAccess(DWORD access) {
-    return ((access & (FILE_READ_DATA | FILE_EXECUTE)) != 0 ? FILE_SHARE_READ : 0) |
-           ((access & (FILE_WRITE_DATA | FILE_APPEND_DATA)) != 0 ? FILE_SHARE_WRITE : 0) |
-           ((access & DELETE) != 0 ? FILE_SHARE_DELETE : 0);
+    return ((access & GENERIC_READ) != 0 ? FILE_SHARE_READ : 0) |
+           ((access & GENERIC_WRITE) != 0 ? FILE_SHARE_WRITE : 0);
 }
 
 std::string OpenSearch::description() const {
-    return "search " + toUtf8(pattern_);
+    return "search " + toUtf8(node().path()) + "\\*";
 }
 
 const WIN32_FIND_DATAW* OpenSearch::next() {

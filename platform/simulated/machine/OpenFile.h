@@ -14,21 +14,32 @@
 
 namespace simulated {
 
-class OpenFile : public HandleObject {
+/// A node that is open: it is kept, and kept from others as the share mode says. One that is to be
+/// deleted goes with its last user.
+class OpenNode : public HandleObject {
 public:
-    OpenFile(std::shared_ptr<FileNode> node, DWORD access, DWORD share, bool deleteOnClose);
-    ~OpenFile() override;
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
+    OpenNode(std::shared_ptr<FileNode> node, FileUse use);
+    ~OpenNode() override;
+    OpenNode(const OpenNode&) = delete;
+    OpenNode& operator=(const OpenNode&) = delete;
+
+    FileNode& node() { return *node_; }
+    const FileNode& node() const { return *node_; }
+
+private:
+    std::shared_ptr<FileNode> node_;
+    FileUse use_;
+};
+
+class OpenFile : public OpenNode {
+public:
+    /// `access` is of GENERIC_READ and GENERIC_WRITE.
+    OpenFile(std::shared_ptr<FileNode> node, DWORD access, DWORD share);
 
     std::string description() const override;
 
-    FileNode& node() { return *node_; }
-    bool mayRead() const { return (access_ & FILE_READ_DATA) != 0; }
-    bool mayWrite() const { return (access_ & FILE_WRITE_DATA) != 0; }
-    /// Writes to the end only.
-    bool appends() const { return !mayWrite() && (access_ & FILE_APPEND_DATA) != 0; }
-    DWORD access() const { return access_; }
+    bool mayRead() const { return (access_ & GENERIC_READ) != 0; }
+    bool mayWrite() const { return (access_ & GENERIC_WRITE) != 0; }
 
     std::uint64_t position() const { return position_; }
     void seek(std::uint64_t position) { position_ = position; }
@@ -40,23 +51,21 @@ public:
     void resize(std::uint64_t size);
 
 private:
-    std::shared_ptr<FileNode> node_;
     DWORD access_;
-    FileUse use_;
     std::uint64_t position_ = 0;
 };
 
-/// The access rights that a request of CreateFileW means, generic ones taken apart.
-DWORD fileAccess(DWORD requested);
-
-/// The bits of `FileUse` that access rights come to.
+/// The bits of `FileUse` that GENERIC_READ and GENERIC_WRITE come to.
 DWORD sharedAccess(DWORD access);
 
-/// A search: its answers are those of the moment when it began.
-class OpenSearch : public HandleObject {
+/// How a search has its directory open: for reading, and nobody may delete it.
+constexpr FileUse kSearchUse = {FILE_SHARE_READ, FILE_SHARE_READ | FILE_SHARE_WRITE};
+
+/// A search for everything in a directory; its answers are those of the moment when it began.
+class OpenSearch : public OpenNode {
 public:
-    OpenSearch(std::u16string pattern, std::vector<WIN32_FIND_DATAW> found)
-        : pattern_(std::move(pattern)), found_(std::move(found)) {}
+    OpenSearch(std::shared_ptr<FileNode> directory, std::vector<WIN32_FIND_DATAW> found)
+        : OpenNode(std::move(directory), kSearchUse), found_(std::move(found)) {}
 
     std::string description() const override;
     bool isOfKernel() const override { return false; }
@@ -65,7 +74,6 @@ public:
     const WIN32_FIND_DATAW* next();
 
 private:
-    std::u16string pattern_;
     std::vector<WIN32_FIND_DATAW> found_;
     std::size_t next_ = 0;
 };

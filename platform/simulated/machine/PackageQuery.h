@@ -1,7 +1,10 @@
-// The installer's SQL, as far as it reads: SELECT columns FROM table WHERE condition.
+// The queries on a package that are served, all of one shape:
+//
+//     SELECT <column> | * FROM <table> [WHERE <column> = <value> [OR <column> = <value>] …]
+//
+// A value is a text in single quotes or the parameter marker "?".
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -10,53 +13,31 @@
 
 namespace simulated {
 
-/// A query that has been checked against its database.
-///
-///     SELECT <column>, … | * FROM <table> [WHERE <condition>]
-///
-/// A condition compares a column with a literal in single quotes, with another column or with the
-/// parameter marker "?" by = or <>, or tests it by IS NULL or IS NOT NULL; AND binds tighter than
-/// OR, parentheses group. Keywords have no case, names have. A name may stand in grave accents, and
-/// a column behind its table's name and a dot. A literal can't hold a single quote.
+/// A query that has been checked against its database, which has to outlive it.
 class PackageQuery {
 public:
-    /// Nothing if the text is no such query or names a table or column that the package lacks.
+    using Row = std::vector<std::u16string>;
+
+    /// Nothing if a quotation isn't closed or the package lacks the table or a column. Any other
+    /// text that hasn't the shape isn't served.
     static std::optional<PackageQuery> parse(const std::u16string& text, const Package& package);
 
     /// The number of parameter markers.
     std::size_t parameterCount() const { return parameterCount_; }
 
-    /// The rows of the package that fit, in its order, cut to the chosen columns. There must be as
-    /// many parameters as markers.
-    std::vector<std::vector<std::u16string>> run(
-        const Package& package, const std::vector<std::u16string>& parameters) const;
+    /// The rows that fit, in their order, cut to the chosen column. There must be as many
+    /// parameters as markers.
+    std::vector<Row> run(const Row& parameters) const;
 
 private:
-    friend class PackageQueryParser;
-
-    struct Operand {
-        enum class Kind { Column, Literal, Parameter } kind;
-        std::size_t index = 0;  // of the column or the parameter
-        std::u16string text;    // of the literal
-    };
-
     struct Condition {
-        enum class Kind { And, Or, Equal, NotEqual } kind;
-        std::vector<Condition> parts;  // of And and Or
-        Operand left{};
-        Operand right{};
-
-        bool holds(const std::vector<std::u16string>& row,
-                   const std::vector<std::u16string>& parameters) const;
+        std::size_t column;
+        std::optional<std::u16string> text;  ///< none for a marker
     };
 
-    static const std::u16string& valueOf(const Operand& operand,
-                                         const std::vector<std::u16string>& row,
-                                         const std::vector<std::u16string>& parameters);
-
-    std::u16string table_;
-    std::vector<std::size_t> columns_;
-    std::optional<Condition> condition_;
+    const Table* table_ = nullptr;
+    std::optional<std::size_t> column_;    ///< none for "*"
+    std::vector<Condition> alternatives_;  ///< every row fits if there are none
     std::size_t parameterCount_ = 0;
 };
 

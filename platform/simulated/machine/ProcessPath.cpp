@@ -24,9 +24,9 @@ void redirect(FilePath& path, const Facts& facts) {
 
 }  // namespace
 
-FilePath processPath(const char16_t* path, bool pattern) {
+FilePath processPath(const char16_t* path) {
     const Machine& machine = Machine::current();
-    FilePath result = parsePath(argument(path), machine.volumes.currentDirectory(), pattern);
+    FilePath result = parsePath(argument(path), machine.volumes.currentDirectory());
     if (machine.facts.isWow64()) {
         redirect(result, machine.facts);
     }

@@ -7,6 +7,6 @@ namespace simulated {
 
 /// Takes a path apart as the simulated process means it: relative ones stand below its current
 /// directory, and under WOW64 the system directory is the 32-bit one and "Sysnative" the real one.
-FilePath processPath(const char16_t* path, bool pattern = false);
+FilePath processPath(const char16_t* path);
 
 }  // namespace simulated

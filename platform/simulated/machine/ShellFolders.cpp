@@ -55,30 +55,23 @@ std::optional<std::u16string> Shell::folder(int folder) const {
 extern "C" {
 
 HRESULT WINAPI SHGetFolderPathW(HWND, int folder, HANDLE, DWORD flags, LPWSTR path) {
-    Call call("SHGetFolderPathW");
-    if (path == nullptr || flags > SHGFP_TYPE_DEFAULT) {
-        return E_INVALIDARG;
-    }
     path[0] = u'\0';
-    if (call.fails()) {
-        return failedResult(call, E_FAIL);
-    }
-    Machine& machine = Machine::current();
-    const std::optional<std::u16string> found = machine.shell.folder(folder & kFolderMask);
-    if (!found) {
-        return E_INVALIDARG;
-    }
-    if ((folder & CSIDL_FLAG_CREATE) != 0) {
-        const DWORD status = makeDirectories(machine.volumes, parsePath(*found, u"C:\\"));
-        if (status != ERROR_SUCCESS) {
-            return HRESULT_FROM_WIN32(status);
+    return resultCall("SHGetFolderPathW", E_FAIL, [&] {
+        if (flags != SHGFP_TYPE_CURRENT) {
+            notServed("SHGetFolderPathW", "default folders");
         }
-    } else if (flags == SHGFP_TYPE_CURRENT && (folder & CSIDL_FLAG_DONT_VERIFY) == 0 &&
-               !machine.volumes.isDirectory(*found)) {
-        return E_FAIL;
-    }
-    copyOut(*found, path, MAX_PATH);
-    return S_OK;
+        Machine& machine = Machine::current();
+        const std::optional<std::u16string> found = machine.shell.folder(folder & kFolderMask);
+        if (!found) {
+            notServed("SHGetFolderPathW", "the folder " + std::to_string(folder));
+        }
+        if ((folder & CSIDL_FLAG_CREATE) != 0) {
+            check(makeDirectories(machine.volumes, parsePath(*found, u"C:\\")));
+        } else {
+            demand(machine.volumes.isDirectory(*found), static_cast<DWORD>(E_FAIL));
+        }
+        copyOut(*found, path, MAX_PATH);
+    });
 }
 
 }  // extern "C"

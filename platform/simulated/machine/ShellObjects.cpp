@@ -3,27 +3,13 @@
 #include <intshcut.h>
 #include <shlobj.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <cstring>
-
 #include "simulated/machine/Com.h"
 #include "simulated/machine/Machine.h"
+#include "simulated/machine/ProcessPath.h"
 
 namespace simulated {
 
 namespace {
-
-/// Copies a text as far as it fits, always with a NUL.
-HRESULT giveText(const std::u16string& text, LPWSTR buffer, int size) {
-    if (buffer == nullptr || size <= 0) {
-        return E_INVALIDARG;
-    }
-    const std::size_t kept = std::min<std::size_t>(text.size(), static_cast<std::size_t>(size) - 1);
-    std::copy_n(text.begin(), kept, buffer);
-    buffer[kept] = u'\0';
-    return S_OK;
-}
 
 /// The one object behind both classes; an internet shortcut has the locator as well, and a shell
 /// link has not.
@@ -39,15 +25,8 @@ public:
     }
 
     HRESULT QueryInterface(REFIID iid, void** object) override {
-        Call call("QueryInterface");
-        if (object == nullptr) {
-            return E_POINTER;
-        }
         *object = nullptr;
-        if (call.fails()) {
-            return failedResult(call, E_NOINTERFACE);
-        }
-        return give(iid, object);
+        return resultCall("QueryInterface", E_NOINTERFACE, [&] { return give(iid, object); });
     }
 
     /// QueryInterface without being a call.
@@ -63,12 +42,13 @@ public:
     ULONG AddRef() override { return ++references_; }
 
     ULONG Release() override {
-        Call call("Release");
-        const ULONG left = --references_;
-        if (left == 0) {
-            Machine::current().shell.remove(this);
-        }
-        return left;
+        return sureCall("Release", [&] {
+            const ULONG left = --references_;
+            if (left == 0) {
+                Machine::current().shell.remove(this);
+            }
+            return left;
+        });
     }
 
     HRESULT SetPath(LPCWSTR path) override {
@@ -82,90 +62,27 @@ public:
     }
     HRESULT SetIconLocation(LPCWSTR path, int index) override {
         const HRESULT result = set("IShellLinkW::SetIconLocation", link_.icon, path);
-        if (SUCCEEDED(result)) {
-            link_.iconIndex = index;
-        }
+        link_.iconIndex = SUCCEEDED(result) ? index : link_.iconIndex;
         return result;
     }
-
-    HRESULT GetPath(LPWSTR path, int size, WIN32_FIND_DATAW*, DWORD) override {
-        return get("IShellLinkW::GetPath", link_.target, path, size);
-    }
-    HRESULT GetArguments(LPWSTR arguments, int size) override {
-        return get("IShellLinkW::GetArguments", link_.arguments, arguments, size);
-    }
-    HRESULT GetDescription(LPWSTR text, int size) override {
-        return get("IShellLinkW::GetDescription", link_.description, text, size);
-    }
-    HRESULT GetIconLocation(LPWSTR path, int size, int* index) override {
-        *index = link_.iconIndex;
-        return get("IShellLinkW::GetIconLocation", link_.icon, path, size);
-    }
-
     HRESULT SetURL(LPCWSTR url, DWORD) override {
         return set("IUniformResourceLocatorW::SetURL", link_.target, url);
     }
-    HRESULT GetURL(LPWSTR* url) override {
-        Call call("IUniformResourceLocatorW::GetURL");
-        *url = nullptr;
-        if (call.fails()) {
-            return failedResult(call, E_OUTOFMEMORY);
-        }
-        if (link_.target.empty()) {
-            return S_FALSE;
-        }
-        const std::size_t bytes = (link_.target.size() + 1) * sizeof(WCHAR);
-        *url = static_cast<LPWSTR>(std::malloc(bytes));
-        std::memcpy(*url, link_.target.c_str(), bytes);
-        return S_OK;
-    }
 
-    HRESULT Load(LPCOLESTR fileName, DWORD) override {
-        Call call("IPersistFile::Load");
-        if (call.fails()) {
-            return failedResult(call, HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED));
-        }
-        if (fileName == nullptr) {
-            return E_INVALIDARG;
-        }
-        const Machine& machine = Machine::current();
-        if (!machine.volumes.content(fileName)) {
-            return HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
-        }
-        const std::optional<ShellLink> found = machine.shell.link(fileName);
-        if (!found || found->internet != link_.internet) {
-            return E_FAIL;
-        }
-        link_ = *found;
-        fileName_ = fileName;
-        return S_OK;
-    }
-
-    HRESULT Save(LPCOLESTR fileName, BOOL remember) override {
-        Call call("IPersistFile::Save");
-        if (call.fails()) {
-            return failedResult(call, HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED));
-        }
-        const std::u16string path = fileName == nullptr ? fileName_ : fileName;
-        if (path.empty()) {
-            return E_FAIL;
-        }
-        Volumes& volumes = Machine::current().volumes;
-        Volumes::OpenRequest request;
-        request.access = GENERIC_WRITE;
-        request.disposition = CREATE_ALWAYS;
-        request.flags = FILE_ATTRIBUTE_NORMAL;
-        const Volumes::Opened opened =
-            volumes.open(parsePath(path, volumes.currentDirectory()), request);
-        if (opened.status != ERROR_SUCCESS) {
-            return HRESULT_FROM_WIN32(opened.status);
-        }
-        const std::string text = shellLinkText(link_);
-        opened.file->write(text.data(), text.size());
-        if (fileName != nullptr && remember) {
-            fileName_ = path;
-        }
-        return S_OK;
+    HRESULT Save(LPCOLESTR fileName, BOOL) override {
+        return resultCall("IPersistFile::Save", HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED), [&] {
+            if (fileName == nullptr) {
+                notServed("IPersistFile::Save", "a file that it chooses itself");
+            }
+            Volumes& volumes = Machine::current().volumes;
+            Volumes::OpenRequest request;
+            request.access = GENERIC_WRITE;
+            request.disposition = CREATE_ALWAYS;
+            const Volumes::Opened opened = volumes.open(processPath(fileName), request);
+            check(opened.status);
+            const std::string text = shellLinkText(link_);
+            opened.file->write(text.data(), text.size());
+        });
     }
 
 private:
@@ -185,25 +102,13 @@ private:
     }
 
     static HRESULT set(const char* function, std::u16string& member, LPCWSTR value) {
-        Call call(function);
-        if (call.fails()) {
-            return failedResult(call, E_INVALIDARG);
-        }
-        if (value == nullptr) {
-            return E_INVALIDARG;
-        }
-        member = value;
-        return S_OK;
-    }
-
-    static HRESULT get(const char* function, const std::u16string& member, LPWSTR buffer,
-                       int size) {
-        Call call(function);
-        return call.fails() ? failedResult(call, E_FAIL) : giveText(member, buffer, size);
+        return resultCall(function, E_INVALIDARG, [&] {
+            demand(value != nullptr, static_cast<DWORD>(E_INVALIDARG));
+            member = value;
+        });
     }
 
     ShellLink link_;
-    std::u16string fileName_;
     ULONG references_ = 0;
 };
 

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "simulated/machine/Volumes.h"
+#include "simulated/machine/Machine.h"
 #include "simulated/machine/Wide.h"
 
 namespace simulated {
@@ -14,7 +14,6 @@ namespace {
 constexpr int kMostLinks = 63;
 constexpr std::size_t kMostDirectoryUnits = 248;  // a directory's path leaves room for an 8.3 name
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-constexpr DWORD kWriting = FILE_WRITE_DATA | FILE_APPEND_DATA;
 constexpr DWORD kKeptAttributes = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN |
                                   FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE;
 
@@ -25,8 +24,6 @@ FilePath linkTarget(const FileNode& link) {
     const std::u16string name = substituteName(link.reparse);
     if (tag != IO_REPARSE_TAG_MOUNT_POINT && tag != IO_REPARSE_TAG_SYMLINK) {
         target.status = ERROR_CANT_ACCESS_FILE;
-    } else if (isRelativeLink(link.reparse) && !name.empty() && link.parent != nullptr) {
-        target = parsePath(name, link.parent->path());
     } else if (name.starts_with(u"\\??\\")) {
         target = parsePath(u"\\\\?\\" + name.substr(4), {});
     } else {
@@ -95,11 +92,10 @@ Volumes::Place Volumes::find(const FilePath& path, bool follow) const {
             }
         }
         if (i == names.size()) {
-            if (path.endsInSeparator && !node->isDirectory) {
-                place.status = ERROR_INVALID_NAME;
-            } else {
-                place.node = node;
-            }
+            place.node = node;
+            place.status = path.endsInSeparator && !node->isDirectory ? ERROR_INVALID_NAME
+                           : node->deletePending                      ? ERROR_ACCESS_DENIED
+                                                                      : ERROR_SUCCESS;
             return place;
         }
         FilePath target = linkTarget(*node);
@@ -118,12 +114,17 @@ Volumes::Place Volumes::find(const FilePath& path, bool follow) const {
     return place;
 }
 
+bool Volumes::isWriteDenied(const FileNode& node) const {
+    return !isStarting_ && (node.writeDenied || (node.isForAdministrators() &&
+                                                 !Machine::current().security.administers()));
+}
+
 DWORD Volumes::mayAdd(const Place& place) const {
     if (!place.writable) {
         return ERROR_WRITE_PROTECT;
     }
-    return isDenied(place.parent->writeDenied) || place.parent->deletePending ? ERROR_ACCESS_DENIED
-                                                                              : ERROR_SUCCESS;
+    return isWriteDenied(*place.parent) || place.parent->deletePending ? ERROR_ACCESS_DENIED
+                                                                       : ERROR_SUCCESS;
 }
 
 DWORD Volumes::mayDelete(const Place& place) const {
@@ -131,7 +132,7 @@ DWORD Volumes::mayDelete(const Place& place) const {
     if (!place.writable) {
         return ERROR_WRITE_PROTECT;
     }
-    if (node.parent == nullptr || isDenied(node.writeDenied) || node.deletePending) {
+    if (node.parent == nullptr || isWriteDenied(node)) {
         return ERROR_ACCESS_DENIED;
     }
     return node.isUsedAgainst(FILE_SHARE_DELETE, kShareAll) ? ERROR_SHARING_VIOLATION
@@ -139,16 +140,12 @@ DWORD Volumes::mayDelete(const Place& place) const {
 }
 
 Volumes::Opened Volumes::open(const FilePath& path, const OpenRequest& request) {
-    const DWORD access = fileAccess(request.access);
-    const bool deleteOnClose = (request.flags & FILE_FLAG_DELETE_ON_CLOSE) != 0;
-    const bool truncates =
-        request.disposition == CREATE_ALWAYS || request.disposition == TRUNCATE_EXISTING;
-    const DWORD attributes = (request.flags & kKeptAttributes) | FILE_ATTRIBUTE_ARCHIVE;
+    const bool truncates = request.disposition == CREATE_ALWAYS;
+    const DWORD attributes = (request.flags & FILE_ATTRIBUTE_READONLY) | FILE_ATTRIBUTE_ARCHIVE;
     Place place = find(path, (request.flags & FILE_FLAG_OPEN_REPARSE_POINT) == 0);
     const auto failed = [](DWORD status) { return Opened{status, nullptr, false}; };
 
-    if (place.status == ERROR_FILE_NOT_FOUND && request.disposition != OPEN_EXISTING &&
-        request.disposition != TRUNCATE_EXISTING) {
+    if (place.status == ERROR_FILE_NOT_FOUND && request.disposition != OPEN_EXISTING) {
         const DWORD refused = path.endsInSeparator ? ERROR_INVALID_NAME : mayAdd(place);
         if (refused != ERROR_SUCCESS) {
             return failed(refused);
@@ -158,52 +155,42 @@ Volumes::Opened Volumes::open(const FilePath& path, const OpenRequest& request) 
         place.node->security = request.security;
         place.parent->add(place.node, place.name);
         return {ERROR_SUCCESS,
-                std::make_shared<OpenFile>(place.node, access, request.share, deleteOnClose),
-                false};
+                std::make_shared<OpenFile>(place.node, request.access, request.share), false};
     }
     if (place.status != ERROR_SUCCESS) {
         return failed(place.status);
     }
 
     FileNode& node = *place.node;
-    const bool writes = truncates || (access & kWriting) != 0;
+    const bool writes = (request.access & GENERIC_WRITE) != 0;
     if (request.disposition == CREATE_NEW) {
         return failed(ERROR_FILE_EXISTS);
     }
-    if (node.deletePending || (node.isDirectory && truncates) ||
-        (node.isDirectory && (request.flags & FILE_FLAG_BACKUP_SEMANTICS) == 0)) {
+    if (node.isDirectory && (truncates || (request.flags & FILE_FLAG_BACKUP_SEMANTICS) == 0)) {
         return failed(ERROR_ACCESS_DENIED);
     }
-    if (!place.writable && (writes || (access & DELETE) != 0)) {
+    if (!place.writable && writes) {
         return failed(ERROR_WRITE_PROTECT);
     }
-    const bool isReadOnly = (node.attributes & FILE_ATTRIBUTE_READONLY) != 0;
-    if ((isDenied(node.readDenied) && (access & FILE_READ_DATA) != 0) ||
-        (isDenied(node.writeDenied) && (writes || (access & DELETE) != 0)) ||
-        (isReadOnly && !node.isDirectory && (writes || deleteOnClose)) ||
-        (deleteOnClose && node.isProgram())) {
+    // A file that is hidden or belongs to the system isn't replaced by one that is neither.
+    const DWORD keepsContent = (node.isDirectory ? 0 : FILE_ATTRIBUTE_READONLY) |
+                               (truncates ? FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM : 0);
+    if ((isReadDenied(node) && (request.access & GENERIC_READ) != 0) ||
+        (writes && (isWriteDenied(node) || (node.attributes & keepsContent) != 0))) {
         return failed(ERROR_ACCESS_DENIED);
     }
-    // A file that is hidden or belongs to the system is replaced only by one that says so too.
-    const DWORD guarded = node.attributes & (FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM);
-    if (request.disposition == CREATE_ALWAYS && (guarded & ~request.flags) != 0) {
-        return failed(ERROR_ACCESS_DENIED);
-    }
-    const DWORD used = sharedAccess(access) | (truncates ? FILE_SHARE_WRITE : 0);
-    if (node.isUsedAgainst(used, request.share)) {
+    if (node.isUsedAgainst(sharedAccess(request.access), request.share)) {
         return failed(ERROR_SHARING_VIOLATION);
     }
-    auto file = std::make_shared<OpenFile>(place.node, access, request.share, deleteOnClose);
+    auto file = std::make_shared<OpenFile>(place.node, request.access, request.share);
     if (truncates) {
         file->resize(0);
-    }
-    if (request.disposition == CREATE_ALWAYS) {
         node.attributes |= attributes;
     }
     return {ERROR_SUCCESS, std::move(file), true};
 }
 
-DWORD Volumes::createDirectory(const FilePath& path, std::string security) {
+DWORD Volumes::createDirectory(const FilePath& path) {
     if (path.isDevice) {
         return ERROR_DIRECTORY;
     }
@@ -223,7 +210,6 @@ DWORD Volumes::createDirectory(const FilePath& path, std::string security) {
     if (refused == ERROR_SUCCESS) {
         auto node = std::make_shared<FileNode>();
         node->isDirectory = true;
-        node->security = std::move(security);
         place.parent->add(std::move(node), place.name);
     }
     return refused;
@@ -283,20 +269,19 @@ DWORD Volumes::changeAttributes(const FilePath& path, DWORD attributes) {
     if (!place.writable) {
         return ERROR_WRITE_PROTECT;
     }
-    if (isDenied(place.node->writeDenied)) {
+    if (isWriteDenied(*place.node)) {
         return ERROR_ACCESS_DENIED;
     }
     place.node->attributes = attributes & kKeptAttributes;
     return ERROR_SUCCESS;
 }
 
-DWORD Volumes::copyFile(const FilePath& from, const FilePath& to, bool failIfExists) {
+DWORD Volumes::copyFile(const FilePath& from, const FilePath& to, bool failIfExists, bool part) {
     const Place source = find(from, true);
     if (source.status != ERROR_SUCCESS) {
         return source.status;
     }
-    if (source.node->isDirectory || source.node->deletePending ||
-        isDenied(source.node->readDenied)) {
+    if (source.node->isDirectory || isReadDenied(*source.node)) {
         return ERROR_ACCESS_DENIED;
     }
     if (source.node->isUsedAgainst(FILE_SHARE_READ, kShareAll)) {
@@ -318,20 +303,20 @@ DWORD Volumes::copyFile(const FilePath& from, const FilePath& to, bool failIfExi
         return ERROR_SHARING_VIOLATION;
     } else if (!target.writable) {
         return ERROR_WRITE_PROTECT;
-    } else if (target.node->isDirectory || target.node->deletePending ||
-               isDenied(target.node->writeDenied) ||
+    } else if (target.node->isDirectory || isWriteDenied(*target.node) ||
                (target.node->attributes & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN)) != 0) {
         return ERROR_ACCESS_DENIED;
     } else if (target.node->isUsedAgainst(FILE_SHARE_WRITE, 0)) {
         return ERROR_SHARING_VIOLATION;
     }
-    target.node->content = source.node->content;
-    target.node->version = source.node->version;
+    const std::string& content = source.node->content;
+    target.node->content = content.substr(0, part ? content.size() / 2 : content.size());
+    target.node->version = part ? std::string() : source.node->version;
     target.node->attributes = source.node->attributes | FILE_ATTRIBUTE_ARCHIVE;
     return ERROR_SUCCESS;
 }
 
-DWORD Volumes::moveFile(const FilePath& from, const FilePath& to, DWORD flags) {
+DWORD Volumes::moveFile(const FilePath& from, const FilePath& to, DWORD flags, bool part) {
     const Place source = find(from, false);
     if (source.status != ERROR_SUCCESS) {
         return source.status;
@@ -346,14 +331,14 @@ DWORD Volumes::moveFile(const FilePath& from, const FilePath& to, DWORD flags) {
         if ((flags & MOVEFILE_COPY_ALLOWED) == 0) {
             return ERROR_NOT_SAME_DEVICE;
         }
-        const DWORD status = copyFile(from, to, (flags & MOVEFILE_REPLACE_EXISTING) == 0);
-        if (status == ERROR_SUCCESS) {
+        const DWORD status = copyFile(from, to, (flags & MOVEFILE_REPLACE_EXISTING) == 0, part);
+        if (status == ERROR_SUCCESS && !part) {
             deleteFile(from);  // where that fails the source stays, and the move has succeeded
         }
         return status == ERROR_FILE_EXISTS ? ERROR_ALREADY_EXISTS : status;
     }
     const DWORD refused = mayDelete(source);
-    if (refused != ERROR_SUCCESS) {
+    if (part || refused != ERROR_SUCCESS) {
         return refused;
     }
     if (node.isDirectory && hasOpenEntries(node)) {
@@ -366,7 +351,7 @@ DWORD Volumes::moveFile(const FilePath& from, const FilePath& to, DWORD flags) {
         if ((flags & MOVEFILE_REPLACE_EXISTING) == 0) {
             return ERROR_ALREADY_EXISTS;
         }
-        if (target.node->isDirectory || node.isDirectory || isDenied(target.node->writeDenied) ||
+        if (target.node->isDirectory || node.isDirectory || isWriteDenied(*target.node) ||
             (target.node->attributes & FILE_ATTRIBUTE_READONLY) != 0 ||
             !target.node->uses.empty() || target.node->openHandles != 0) {
             return ERROR_ACCESS_DENIED;

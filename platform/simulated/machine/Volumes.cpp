@@ -35,6 +35,9 @@ constexpr std::u16string_view kWindowsDirectories[] = {
     u"C:\\Windows\\Temp",
 };
 
+constexpr std::u16string_view kForAdministrators[] = {u"C:\\Program Files",
+                                                      u"C:\\Program Files (x86)", u"C:\\Windows"};
+
 [[noreturn]] void refuse(std::u16string_view path, const char* reason) {
     throw std::invalid_argument(toUtf8(path) + ": " + reason);
 }
@@ -122,6 +125,18 @@ void forEachBelow(const FileNode& directory, const Visit& visit) {
     }
 }
 
+/// Adds the paths of the files at and below a node.
+void addFiles(const FileNode& node, std::vector<std::u16string>& paths) {
+    if (!node.isDirectory) {
+        paths.push_back(node.path());
+    }
+    forEachBelow(node, [&](const FileNode& below) {
+        if (!below.isDirectory) {
+            paths.push_back(below.path());
+        }
+    });
+}
+
 }  // namespace
 
 Volumes::Volumes() {
@@ -129,6 +144,10 @@ Volumes::Volumes() {
     for (const std::u16string_view directory : kWindowsDirectories) {
         addDirectory(directory);
     }
+    for (const std::u16string_view directory : kForAdministrators) {
+        existing(directory).forAdministrators = true;
+    }
+    existing(u"C:\\Windows\\Temp").forAdministrators = false;
 }
 
 Volumes::~Volumes() = default;
@@ -176,8 +195,7 @@ void Volumes::addFile(std::u16string_view path, std::string content) {
 }
 
 void Volumes::addJunction(std::u16string_view link, std::u16string_view target) {
-    FileNode& node = makeDirectory(link);
-    node.reparse = junctionBuffer(ntPath(target), target);
+    makeDirectory(link).reparse = linkBuffer(IO_REPARSE_TAG_MOUNT_POINT, ntPath(target), target);
 }
 
 void Volumes::addSymbolicLink(std::u16string_view link, std::u16string_view target) {
@@ -186,7 +204,7 @@ void Volumes::addSymbolicLink(std::u16string_view link, std::u16string_view targ
     } else {
         addFile(link);
     }
-    existing(link).reparse = symbolicLinkBuffer(ntPath(target), target);
+    existing(link).reparse = linkBuffer(IO_REPARSE_TAG_SYMLINK, ntPath(target), target);
 }
 
 void Volumes::setReparsePoint(std::u16string_view path, std::string buffer) {
@@ -209,18 +227,6 @@ void Volumes::setReadOnly(std::u16string_view path, bool readOnly) {
 
 void Volumes::setAttributes(std::u16string_view path, DWORD attributes) {
     existing(path).attributes = attributes & kSettableAttributes;
-}
-
-void Volumes::setShortName(std::u16string_view path, std::u16string_view name) {
-    FileNode& node = existing(path);
-    if (node.parent == nullptr || node.parent->entry(name) != nullptr) {
-        refuse(name, "is taken");
-    }
-    if (!node.shortName.empty()) {
-        node.parent->shortNames.erase(node.shortName);
-    }
-    node.shortName = name;
-    node.parent->shortNames.emplace(name, &node);
 }
 
 void Volumes::setVersion(std::u16string_view path, WORD major, WORD minor, WORD build,
@@ -302,10 +308,13 @@ DWORD Volumes::attributes(std::u16string_view path) const {
     return place.node == nullptr ? INVALID_FILE_ATTRIBUTES : place.node->allAttributes();
 }
 
-std::optional<std::u16string> Volumes::junctionTarget(std::u16string_view path) const {
+std::string Volumes::reparsePoint(std::u16string_view path) const {
     const Place place = absolutePlace(path);
-    const std::u16string name =
-        place.node == nullptr ? std::u16string() : substituteName(place.node->reparse);
+    return place.node == nullptr ? std::string() : place.node->reparse;
+}
+
+std::optional<std::u16string> Volumes::junctionTarget(std::u16string_view path) const {
+    const std::u16string name = substituteName(reparsePoint(path));
     return name.empty() ? std::nullopt : std::optional(withoutNtPrefix(name));
 }
 
@@ -321,11 +330,7 @@ std::string Volumes::security(std::u16string_view path) const {
 std::vector<std::u16string> Volumes::files() const {
     std::vector<std::u16string> paths;
     for (const auto& [name, volume] : volumes_) {
-        forEachBelow(*volume.root, [&](const FileNode& node) {
-            if (!node.isDirectory) {
-                paths.push_back(node.path());
-            }
-        });
+        addFiles(*volume.root, paths);
     }
     return paths;
 }
@@ -333,16 +338,9 @@ std::vector<std::u16string> Volumes::files() const {
 std::vector<std::u16string> Volumes::files(std::u16string_view below) const {
     std::vector<std::u16string> paths;
     const Place place = absolutePlace(below);
-    if (place.node == nullptr) {
-        return paths;
+    if (place.node != nullptr) {
+        addFiles(*place.node, paths);
     }
-    const auto collect = [&](const FileNode& node) {
-        if (!node.isDirectory) {
-            paths.push_back(node.path());
-        }
-    };
-    collect(*place.node);
-    forEachBelow(*place.node, collect);
     return paths;
 }
 

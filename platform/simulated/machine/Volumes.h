@@ -30,7 +30,8 @@ struct DelayedMove {
 
 class Volumes {
 public:
-    /// A fixed drive C: with Windows' own folders.
+    /// A fixed drive C: with Windows' own folders. An ordinary user may not write to Windows'
+    /// folder but for its Temp, nor to those of programs.
     Volumes();
     ~Volumes();
     Volumes(const Volumes&) = delete;
@@ -62,7 +63,6 @@ public:
     void setReadOnly(std::u16string_view path, bool readOnly = true);
     /// Read-only, hidden, system and archive; what else a thing is stays.
     void setAttributes(std::u16string_view path, DWORD attributes);
-    void setShortName(std::u16string_view path, std::u16string_view name);
     /// Gives a file a version resource with this file version.
     void setVersion(std::u16string_view path, WORD major, WORD minor, WORD build, WORD revision);
     /// Gives a file any bytes as its version resource.
@@ -88,6 +88,10 @@ public:
 
     void setCurrentDirectory(std::u16string_view path);
 
+    /// The next planned fault of a copy, or of a move to another drive, comes in the middle of it
+    /// and leaves half of the content at the target.
+    bool nextFaultHalvesCopy = false;
+
     // Looking at it, with the same rules for links. What isn't there gives false or nothing.
 
     bool exists(std::u16string_view path) const;
@@ -96,6 +100,8 @@ public:
     std::optional<std::string> content(std::u16string_view path) const;
     /// As GetFileAttributesW tells them, INVALID_FILE_ATTRIBUTES of what isn't there.
     DWORD attributes(std::u16string_view path) const;
+    /// The REPARSE_DATA_BUFFER of what is there; empty if it is no reparse point.
+    std::string reparsePoint(std::u16string_view path) const;
     /// The substitute name of a junction or symbolic link, without its "\??\".
     std::optional<std::u16string> junctionTarget(std::u16string_view path) const;
     /// The name in the form 8.3, which is the name itself where it has that form.
@@ -120,7 +126,8 @@ public:
     // For the functions that serve the process. They give a system status.
 
     struct Place {
-        DWORD status = 0;  ///< 2: the last name is missing, 3: something in front of it
+        /// 2: the last name is missing, 3: something in front of it, 5: the thing is being deleted
+        DWORD status = 0;
         std::shared_ptr<FileNode> parent;  ///< null for a root, and where the parent is missing
         std::shared_ptr<FileNode> node;    ///< null where it is missing
         std::u16string name;               ///< the last name as given
@@ -133,8 +140,8 @@ public:
         DWORD access = 0;
         DWORD share = 0;
         DWORD disposition = OPEN_EXISTING;
-        DWORD flags = 0;
-        std::string security;  ///< descriptor of a file that is made
+        DWORD flags = 0;            ///< and FILE_ATTRIBUTE_READONLY of a file that is made
+        std::string security = {};  ///< descriptor of a file that is made
     };
     struct Opened {
         DWORD status = 0;
@@ -143,13 +150,17 @@ public:
     };
     Opened open(const FilePath& path, const OpenRequest& request);
 
-    DWORD createDirectory(const FilePath& path, std::string security = {});
+    DWORD createDirectory(const FilePath& path);
     DWORD removeDirectory(const FilePath& path);
     DWORD deleteFile(const FilePath& path);
     DWORD changeAttributes(const FilePath& path, DWORD attributes);
-    DWORD copyFile(const FilePath& from, const FilePath& to, bool failIfExists);
-    DWORD moveFile(const FilePath& from, const FilePath& to, DWORD flags);
+    /// `part`: the copy ends in the middle.
+    DWORD copyFile(const FilePath& from, const FilePath& to, bool failIfExists, bool part = false);
+    /// `part`: a move to another drive ends in the middle of the copy, any other before it begins.
+    DWORD moveFile(const FilePath& from, const FilePath& to, DWORD flags, bool part = false);
     void delayMove(DelayedMove move) { delayedMoves_.push_back(std::move(move)); }
+    /// Whether the process may not write to a thing, delete or rename it, or make entries in it.
+    bool isWriteDenied(const FileNode& node) const;
 
     /// DRIVE_NO_ROOT_DIR if there is no drive or share of that name.
     DWORD driveType(std::u16string_view volume) const;
@@ -172,14 +183,13 @@ private:
     /// Whether an entry may be made at a place that is missing.
     DWORD mayAdd(const Place& place) const;
     DWORD mayDelete(const Place& place) const;
-    /// Rights are the process's; Windows itself, as it starts, may do everything.
-    bool isDenied(bool denied) const { return denied && !isStarting_; }
+    bool isReadDenied(const FileNode& node) const { return node.readDenied && !isStarting_; }
 
     NameMap<Volume> volumes_;
     std::vector<ForeignUse> foreignUses_;
     std::vector<DelayedMove> delayedMoves_;
     std::u16string currentDirectory_ = u"C:\\Windows\\System32";
-    bool isStarting_ = false;
+    bool isStarting_ = false;  ///< Windows itself, which may do everything
 };
 
 }  // namespace simulated

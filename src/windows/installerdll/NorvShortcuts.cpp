@@ -15,7 +15,9 @@
 
 namespace {
 
-using NorvEnvironment::latestOfType;
+using NorvEnvironment::keepLatest;
+using NorvEnvironment::pickPreferred;
+using NorvEnvironment::selectByType;
 using Version = NorvVersionDetails::Base;
 
 constexpr const TCHAR* kMinimalVersion = _T("1.7.0_40");
@@ -163,6 +165,11 @@ private:
     std::int32_t type_;
     const InstalledNorv* product_;
 };
+
+/// The product that the folder of a type serves: the latest; of equal ones the 64-bit one.
+const InstalledNorv* latestOfType(const InstalledNorvSelection& selection, std::int32_t type) {
+    return pickPreferred(keepLatest(selectByType(selection, type)), type, 64);
+}
 
 }  // namespace
 

@@ -16,7 +16,6 @@
 namespace {
 
 using NorvEnvironment::keepLatest;
-using NorvEnvironment::latestOfType;
 using NorvEnvironment::pickPreferred;
 using NorvEnvironment::selectByArch;
 using NorvEnvironment::selectByType;
@@ -352,7 +351,8 @@ void RegistryManager::handle(const UpdateContext& context, const InstallConfigDa
         std::ranges::for_each(kHostExecutables, registerHostProcess);
     }
     updateVkrFileAssociation(pickPreferred(keepLatest(selection), Bundle::kQvr, 64));
-    updateZpmFileAssociation(latestOfType(selection, Bundle::kQvk));
+    updateZpmFileAssociation(
+        pickPreferred(keepLatest(selectByType(selection, Bundle::kQvk)), Bundle::kQvk, 64));
 
     if (context.qvr64.empty() && context.qvk64.empty()) {
         if (SysInfo::is64BitOs()) {

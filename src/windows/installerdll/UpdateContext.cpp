@@ -78,7 +78,8 @@ InstalledNorvRange classRange(InstalledNorvRange ordered, std::int32_t type, std
 /// The code of the latest QVR; all zero when there is none.
 Guid latestQvr(const InstalledNorvSelection& selection) {
     using namespace NorvEnvironment;
-    const InstalledNorv* latest = latestOfType(selection, Bundle::kQvr);
+    const InstalledNorv* latest =
+        pickPreferred(keepLatest(selectByType(selection, Bundle::kQvr)), Bundle::kQvr, 64);
     return latest != nullptr ? latest->productCode : Guid();
 }
 

@@ -14,12 +14,21 @@ using namespace FileUtils;
 using Lines = std::vector<std::string>;
 using Links = OnMachine;
 
+std::string bytesOf(const std::u16string& text) {
+    return std::string(reinterpret_cast<const char*>(text.data()), text.size() * 2);
+}
+
 TEST_F(Links, JunctionIsMadeReadAndDeleted) {
     machine.volumes.addFile(u"C:\\target\\kept.txt", "x");
     createJunction(_T("C:\\a\\link"), _T("C:\\target"));
     EXPECT_EQ(getLinkTarget(_T("C:\\a\\link")), _T("C:\\target"));
     EXPECT_EQ(machine.volumes.junctionTarget(u"C:\\a\\link"), u"C:\\target");
     EXPECT_EQ(machine.volumes.content(u"C:\\a\\link\\kept.txt"), "x");
+    // Tag, length of the data, and for each name its offset and length; then the names, each with
+    // a NUL.
+    EXPECT_EQ(machine.volumes.reparsePoint(u"C:\\a\\link"),
+              std::string("\x03\0\0\xA0\x38\0\0\0\0\0\x1A\0\x1C\0\x12\0", 16) +
+                  bytesOf(std::u16string(u"\\??\\C:\\target\0C:\\target\0", 24)));
     EXPECT_EQ(log(), (Lines{"TRACE FileUtils.cpp FileUtils::`anonymous-namespace'::createDir: "
                             "Created [C:\\a\\] directory",
                             "TRACE FileUtils.cpp FileUtils::`anonymous-namespace'::createDir: "
@@ -99,10 +108,6 @@ std::string reparseBuffer(std::uint32_t tag, std::uint16_t offset, std::uint16_t
     const auto dataLength = static_cast<std::uint16_t>(buffer.size() - 8);
     std::memcpy(buffer.data() + 4, &dataLength, 2);
     return buffer;
-}
-
-std::string bytesOf(const std::u16string& text) {
-    return std::string(reinterpret_cast<const char*>(text.data()), text.size() * 2);
 }
 
 TEST_F(Links, AnyReparseBufferIsRead) {
