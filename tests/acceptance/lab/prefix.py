@@ -4,6 +4,7 @@ import os
 import re
 import shutil
 import subprocess
+import tempfile
 from pathlib import Path
 
 from lab.registry import Hives
@@ -103,11 +104,17 @@ class Prefix:
         return environment
 
     def _wine(self, arguments, timeout=120):
-        finished = subprocess.run(
-            [WINE, *arguments], env=self._environment(), stdin=subprocess.DEVNULL,
-            capture_output=True, timeout=timeout, check=False)
-        return Finished(finished.returncode, finished.stdout.decode("utf-8", "replace"),
-                        finished.stderr.decode("utf-8", "replace"))
+        # Into files: Windows' services and the server keep a pipe open for seconds after the program's
+        # end, and its reader would wait for them.
+        with tempfile.TemporaryFile() as output, tempfile.TemporaryFile() as errors:
+            finished = subprocess.run(
+                [WINE, *arguments], env=self._environment(), stdin=subprocess.DEVNULL,
+                stdout=output, stderr=errors, timeout=timeout, check=False)
+            texts = []
+            for stream in (output, errors):
+                stream.seek(0)
+                texts.append(stream.read().decode("utf-8", "replace"))
+            return Finished(finished.returncode, *texts)
 
     def _stop(self):
         """Ends every process of the prefix; the registry is written out by that."""
