@@ -14,6 +14,8 @@ if(WIN32)
     target_compile_definitions(project_options INTERFACE
         UNICODE _UNICODE WINVER=0x0601 _WIN32_WINNT=0x0601 _WIN32_MSI=500 NOMINMAX
         WIN32_LEAN_AND_MEAN)
+    # Symbols that ship don't tell where they were made.
+    target_compile_options(project_options INTERFACE -fdebug-prefix-map=${PROJECT_SOURCE_DIR}/=)
     # The C++ run-time is linked in: the DLL ships alone.
     target_link_options(project_options INTERFACE -static)
 else()

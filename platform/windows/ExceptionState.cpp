@@ -37,7 +37,7 @@ extern "C" ULONG _tls_index;
 namespace {
 
 /// The model that each thread's copy is made from. Nothing reads or writes it.
-[[gnu::section(".tls$norv"), gnu::used]] __cxxabiv1::__cxa_eh_globals model = {};
+[[gnu::section(".tls$NORV"), gnu::used]] __cxxabiv1::__cxa_eh_globals model = {};
 
 /// The word of the thread's block that points to the array of copies, for 64 and for 32 bits.
 constexpr std::size_t kThreadLocalStorage = 11;

@@ -6,7 +6,8 @@
  *
  * Texts are UTF-8. Messages are static texts that nobody frees. Nothing is thrown.
  */
-#pragma once
+#ifndef NORVCA_ZIP_H
+#define NORVCA_ZIP_H
 
 #include <stddef.h>
 #include <stdint.h>
@@ -96,6 +97,57 @@ char* ZIP_GZip_InitParams(size_t inLength, size_t* outLength, size_t* tmpLength,
 size_t ZIP_GZip_Fully(void* in, size_t inLength, void* out, size_t outLength, void* tmp,
                       size_t tmpLength, int32_t level, char* comment, const char** message);
 
+/* A compiler that lays the structures out otherwise must not go on. */
+#define NZ_HOLDS(name, in64, in32, is) \
+    typedef char nz_##name##_has_moved[(is) == (sizeof(void*) == 8 ? (in64) : (in32)) ? 1 : -1]
+#define NZ_AT(type, field, in64, in32) NZ_HOLDS(type##_##field, in64, in32, offsetof(type, field))
+#define NZ_SIZE(type, in64, in32) NZ_HOLDS(type, in64, in32, sizeof(type))
+
+NZ_AT(nzfile, name, 0, 0);
+NZ_AT(nzfile, refs, 8, 4);
+NZ_AT(nzfile, len, 16, 8);
+NZ_AT(nzfile, cencacheData, 24, 16);
+NZ_AT(nzfile, cencachePos, 32, 24);
+NZ_AT(nzfile, zfd, 40, 32);
+NZ_AT(nzfile, lock, 48, 36);
+NZ_AT(nzfile, comment, 56, 40);
+NZ_AT(nzfile, clen, 64, 44);
+NZ_AT(nzfile, msg, 72, 48);
+NZ_AT(nzfile, entries, 80, 52);
+NZ_AT(nzfile, total, 88, 56);
+NZ_AT(nzfile, table, 96, 60);
+NZ_AT(nzfile, tablelen, 104, 64);
+NZ_AT(nzfile, next, 112, 68);
+NZ_AT(nzfile, cache, 120, 72);
+NZ_AT(nzfile, metanames, 128, 76);
+NZ_AT(nzfile, metacurrent, 136, 80);
+NZ_AT(nzfile, metacount, 140, 84);
+NZ_AT(nzfile, locpos, 144, 88);
+NZ_SIZE(nzfile, 152, 96);
+
+NZ_AT(nzcell, hash, 0, 0);
+NZ_AT(nzcell, next, 4, 4);
+NZ_AT(nzcell, cenpos, 8, 8);
+NZ_SIZE(nzcell, 16, 16);
+
+NZ_AT(nzentry, name, 0, 0);
+NZ_AT(nzentry, time, 8, 8);
+NZ_AT(nzentry, size, 16, 16);
+NZ_AT(nzentry, csize, 24, 24);
+NZ_AT(nzentry, crc, 32, 32);
+NZ_AT(nzentry, comment, 40, 40);
+NZ_AT(nzentry, extra, 48, 44);
+NZ_AT(nzentry, pos, 56, 48);
+NZ_AT(nzentry, flag, 64, 56);
+NZ_AT(nzentry, nlen, 68, 60);
+NZ_SIZE(nzentry, 72, 64);
+
+#undef NZ_HOLDS
+#undef NZ_AT
+#undef NZ_SIZE
+
 #ifdef __cplusplus
 }
+#endif
+
 #endif
