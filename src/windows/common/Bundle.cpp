@@ -17,12 +17,6 @@ using NorvVersionDetails::family;
 using NorvVersionDetails::toString;
 using NorvVersionDetails::withoutBuild;
 
-void throwOnFailure(settings::Status status) {
-    if (status != settings::kSuccess) {
-        throw settings::Exception(status);
-    }
-}
-
 }  // namespace
 
 Bundle::Bundle(std::int32_t productType, const NorvVersionDetails::Base& productVersion,
@@ -30,11 +24,9 @@ Bundle::Bundle(std::int32_t productType, const NorvVersionDetails::Base& product
     : type(productType), bits(architecture), version(productVersion), baseimageChecksum(checksum) {}
 
 void Bundle::throwUnexpectedType(const Bundle& bundle) {
-    throw PmtError<std::runtime_error>(
-        std::runtime_error((Text() << _T("Unexpected type") << bundle.type << _T(" of ")
-                                   << bundle.version.sourceText())
-                               .utf8()),
-        "Bundle::throwUnexpectedType");
+    raise<std::runtime_error>("Bundle::throwUnexpectedType", Text() << _T("Unexpected type")
+                                                                    << bundle.type << _T(" of ")
+                                                                    << bundle.version.sourceText());
 }
 
 tstring getFamilyKeyPath(const Bundle& bundle) {
@@ -69,10 +61,8 @@ const Registry& getRootKey(const Bundle& bundle) {
         case 64:
             return HKLM64;
         default:
-            throw PmtError<std::runtime_error>(
-                std::runtime_error(
-                    (Text() << _T("Unexpected bundle arch: ") << bundle.bits).utf8()),
-                "`anonymous-namespace'::getRootKey");
+            raise<std::runtime_error>("`anonymous-namespace'::getRootKey",
+                                      Text() << _T("Unexpected bundle arch: ") << bundle.bits);
     }
 }
 
@@ -105,9 +95,8 @@ tstring getEnterpriseChecksum() {
 
 NorvVersionDetails::Base readManifestVersion(const std::string& manifestText) {
     SettingsConfig manifest;
-    throwOnFailure(manifest.loadText(manifestText.c_str()));
+    throwIfFailed(manifest.loadText(manifestText.c_str()));
     const char* version = nullptr;
-    throwOnFailure(
-        manifest.api().getString(manifest.context(), "Implementation-Version", &version));
+    throwIfFailed(manifest.api().getString(manifest.context(), "Implementation-Version", &version));
     return NorvVersionDetails::Base(tstrings::fromUtf8(version));
 }

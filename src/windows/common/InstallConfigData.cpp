@@ -45,6 +45,15 @@ constexpr const char* kDefaults =
     "SPONSORS=Enable\n"
     "OEMUPDATE=Disable\n";
 
+constexpr const char* kLoadConfigSettings = "InstallConfigData::LoadConfigSettings";
+
+/// Throws the exception of a configuration that can't be loaded.
+[[noreturn]] void raiseUnloadable(const SourceLocation& where, const std::string& message,
+                                  std::uint32_t status, const std::string& param1,
+                                  const std::string& param2) {
+    raise<InstallConfigData::exception>(where, message, status, param1, param2);
+}
+
 struct LocalDeleter {
     void operator()(void* memory) const { LocalFree(memory); }
 };
@@ -61,9 +70,7 @@ std::vector<std::string> splitCommandLine(const tstring& commandLine) {
     if (!list) {
         const DWORD status = GetLastError();
         const SysError reason(_T("CommandLineToArgvW failed"), CommandLineToArgvW, status);
-        throw PmtError<InstallConfigData::exception>(
-            InstallConfigData::exception(reason.what(), settings::kFailure, "", ""),
-            "InstallConfigData::LoadConfigSettings");
+        raiseUnloadable(kLoadConfigSettings, reason.what(), settings::kFailure, "", "");
     }
     for (int i = 0; i < count; ++i) {
         arguments.push_back(tstrings::toUtf8(list.get()[i]));
@@ -73,15 +80,11 @@ std::vector<std::string> splitCommandLine(const tstring& commandLine) {
 
 std::string printParam(const SettingsConfig& config, const char* name) {
     const std::string head = std::string(name) + " = ";
-    const char* text = nullptr;
-    if (config.api().getString(config.context(), name, &text) == settings::kSuccess) {
+    if (const char* const text = config.text(name)) {
         return head + text + "\n";
     }
-    std::int32_t flag = 0;
-    if (config.api().getBool(config.context(), name, &flag) == settings::kSuccess) {
-        return head + (flag != 0 ? "1" : "0") + "\n";
-    }
-    return {};
+    const std::optional<bool> flag = config.flag(name);
+    return flag ? head + (*flag ? "1" : "0") + "\n" : std::string();
 }
 
 /// The text that tells of a status.
@@ -137,7 +140,8 @@ InstallConfigData::exception::exception(const std::string& message, std::uint32_
       param2_(param2) {}
 
 InstallConfigData::InstallConfigData() {
-    TRACE_SCOPE("InstallConfigData::InstallConfigData", "InstallConfigData::InstallConfigData");
+    constexpr const char* kFunction = "InstallConfigData::InstallConfigData";
+    TRACE_SCOPE(kFunction, kFunction);
     params_ = makeParamTable();
     InitConfig();
 }
@@ -192,7 +196,7 @@ void InstallConfigData::InitConfig() {
 }
 
 void InstallConfigData::LoadConfigSettings(const tstring& commandLine) {
-    constexpr const char* kFunction = "InstallConfigData::LoadConfigSettings";
+    constexpr const char* kFunction = kLoadConfigSettings;
     const std::vector<std::string> arguments = splitCommandLine(commandLine);
 
     LOG_TRACE(kFunction, Text() << _T("-->Loading Important args..."));
@@ -311,17 +315,15 @@ void InstallConfigData::ImportArgsConfigSettings(SettingsConfig& config,
         config.loadText(line.c_str());
     }
     if (!badArguments.empty()) {
-        throw PmtError<exception>(exception("Malformed params", kBadArguments, badArguments, ""),
-                                  "InstallConfigData::ImportArgsConfigSettings");
+        raiseUnloadable(kFunction, "Malformed params", kBadArguments, badArguments, "");
     }
 }
 
 std::string InstallConfigData::buildCommandLine(const SettingsConfig& config) const {
     std::string commandLine;
     for (const ParamDescriptor& param : params_) {
-        const char* value = nullptr;
-        if (param.exported &&
-            config.api().getString(config.context(), param.name, &value) == settings::kSuccess) {
+        const char* const value = param.exported ? config.text(param.name) : nullptr;
+        if (value != nullptr) {
             commandLine += std::string(" ") + param.name + "=\"" + value + "\"";
         }
     }
@@ -329,10 +331,10 @@ std::string InstallConfigData::buildCommandLine(const SettingsConfig& config) co
 }
 
 void InstallConfigData::CheckParams(const SettingsConfig& config) const {
-    TRACE_SCOPE("InstallConfigData::CheckParams", "InstallConfigData::CheckParams");
+    constexpr const char* kFunction = "InstallConfigData::CheckParams";
+    TRACE_SCOPE(kFunction, kFunction);
     for (const ParamDescriptor& param : params_) {
-        const char* value = nullptr;
-        if (config.api().getString(config.context(), param.name, &value) == settings::kSuccess) {
+        if (const char* const value = config.text(param.name)) {
             CheckParam(param, value);
         }
     }
@@ -340,27 +342,24 @@ void InstallConfigData::CheckParams(const SettingsConfig& config) const {
 
 void InstallConfigData::CheckParam(const ParamDescriptor& descriptor,
                                    const std::string& value) const {
+    constexpr const char* kFunction = "InstallConfigData::CheckParam";
     if (descriptor.enterpriseOnly && !IsInstallerEnterprise()) {
-        throw PmtError<exception>(
-            exception("The param is not supported", kBadArguments, descriptor.name, ""),
-            "InstallConfigData::CheckParam");
+        raiseUnloadable(kFunction, "The param is not supported", kBadArguments, descriptor.name,
+                        "");
     }
     if (!descriptor.checkFile) {
         return;
     }
-    LOG_TRACE("InstallConfigData::CheckParam",
-              Text() << _T("Checking if file is accessible for read..."));
+    LOG_TRACE(kFunction, Text() << _T("Checking if file is accessible for read..."));
     const WinHandle file(CreateFileW(tstrings::fromUtf8(value).c_str(), GENERIC_READ,
                                      FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
                                      nullptr));
     if (file.get() == INVALID_HANDLE_VALUE) {
-        throw PmtError<exception>(
-            exception("File is not accessible", settings::kReadError, "", descriptor.name),
-            "InstallConfigData::CheckParam");
+        raiseUnloadable(kFunction, "File is not accessible", settings::kReadError, "",
+                        descriptor.name);
     }
     if (descriptor.checkPlainText) {
-        LOG_TRACE("InstallConfigData::CheckParam",
-                  Text() << _T("Checking if file is a plain text..."));
+        LOG_TRACE(kFunction, Text() << _T("Checking if file is a plain text..."));
     }
 }
 
@@ -379,8 +378,7 @@ void InstallConfigData::verifyResultCode(settings::Status status, const char* me
             line = std::to_string(std::int64_t{lines[0]} + 1);
         }
     }
-    throw PmtError<exception>(exception(message, status, path, line),
-                              "InstallConfigData::verifyResultCode");
+    raiseUnloadable("InstallConfigData::verifyResultCode", message, status, path, line);
 }
 
 std::string InstallConfigData::printConfig(const SettingsConfig& config, const char* title) const {
@@ -392,10 +390,7 @@ std::string InstallConfigData::printConfig(const SettingsConfig& config, const c
 }
 
 bool InstallConfigData::isParamSet(const char* name, const SettingsConfig& config) {
-    const char* text = nullptr;
-    std::int32_t flag = 0;
-    return config.api().getString(config.context(), name, &text) == settings::kSuccess ||
-           config.api().getBool(config.context(), name, &flag) == settings::kSuccess;
+    return config.text(name) != nullptr || config.flag(name).has_value();
 }
 
 bool InstallConfigData::isParamEnabled(FlagParam param) const {

@@ -27,8 +27,8 @@ std::size_t itemIndex(std::int32_t type, std::uint32_t bits) {
         std::find_if(std::begin(kClasses), std::end(kClasses),
                      [&](const SlotClass& slot) { return slot.type == type && slot.bits == bits; });
     if (found == std::end(kClasses)) {
-        throw PmtError<std::invalid_argument>(std::invalid_argument("Unexpected 'tag'"),
-                                              "NorvEnvironment::`anonymous-namespace'::itemIndex");
+        raise<std::invalid_argument>("NorvEnvironment::`anonymous-namespace'::itemIndex",
+                                     "Unexpected 'tag'");
     }
     return static_cast<std::size_t>(found - std::begin(kClasses));
 }

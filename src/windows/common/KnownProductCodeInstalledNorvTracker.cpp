@@ -142,6 +142,7 @@ const ProductCodeTemplate* KnownProductCodeInstalledNorvTracker::match(const tst
 }
 
 const TrackedProduct* KnownProductCodeInstalledNorvTracker::next() {
+    constexpr const char* kFunction = "KnownProductCodeInstalledNorvTracker::next";
     for (int failures = 0;;) {
         TCHAR buffer[kProductCodeBuffer] = {};
         const UINT status = MsiEnumProductsW(index_, buffer);
@@ -152,11 +153,9 @@ const TrackedProduct* KnownProductCodeInstalledNorvTracker::next() {
         if (status != ERROR_SUCCESS) {
             const Text failure = Text() << _T("MsiEnumProducts(") << index
                                         << _T(") failed with error=[") << status << _T("]");
-            LOG_ERROR("KnownProductCodeInstalledNorvTracker::next",
-                      Text() << failure << _T(" \nIgnored."));
+            LOG_ERROR(kFunction, Text() << failure << _T(" \nIgnored."));
             if (++failures == kMostFailuresInARow) {
-                throw PmtError<std::runtime_error>(std::runtime_error(failure.utf8()),
-                                                   "KnownProductCodeInstalledNorvTracker::next");
+                raise<std::runtime_error>(kFunction, failure);
             }
             continue;
         }

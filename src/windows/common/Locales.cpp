@@ -15,6 +15,8 @@
 
 namespace {
 
+constexpr const char* kPreferredLanguages = "Locale::preferredLanguages";
+
 constexpr LANGID kEnglishId = 1033;
 constexpr LANGID kPrimaryLanguageMask = 0x3FF;
 
@@ -97,9 +99,8 @@ std::vector<LANGID> readLangIds(tstring list) {
     for (const tstring& piece : pieces) {
         LANGID id = 0;
         if (!readLangId(piece, id)) {
-            throw PmtError<std::runtime_error>(
-                std::runtime_error((Text() << _T("Cannot get langID: ") << piece).utf8()),
-                "Locale::preferredLanguages");
+            raise<std::runtime_error>(kPreferredLanguages,
+                                      Text() << _T("Cannot get langID: ") << piece);
         }
         ids.push_back(id);
     }
@@ -144,14 +145,13 @@ std::vector<LANGID> Locale::preferredLanguages() {
     using Function = BOOL(WINAPI*)(DWORD, PULONG, PZZWSTR, PULONG);
     const DllFunction<Function> function(Dll(_T("kernel32")), "GetThreadPreferredUILanguages");
     if (!function.isAvailable()) {
-        LOG_INFO("Locale::preferredLanguages", Text() << _T("PreferredUILanguages: XP fallback"));
+        LOG_INFO(kPreferredLanguages, Text() << _T("PreferredUILanguages: XP fallback"));
         return defaultLanguages();
     }
-    LOG_INFO("Locale::preferredLanguages", Text() << _T("PreferredUILanguages: Vista+"));
+    LOG_INFO(kPreferredLanguages, Text() << _T("PreferredUILanguages: Vista+"));
     const Function getLanguages = function;
     const DWORD flags = MUI_LANGUAGE_ID | MUI_MERGE_SYSTEM_FALLBACK | MUI_MERGE_USER_FALLBACK;
-    const auto fail = [&](const TCHAR* what,
-                          const SourceLocation& where = "Locale::preferredLanguages") {
+    const auto fail = [&](const TCHAR* what, const SourceLocation& where = kPreferredLanguages) {
         raise(where, FailedCall(getLanguages)
                          << _T("GetThreadPreferredUILanguages (") << what << _T(") failed"));
     };

@@ -21,21 +21,18 @@ tstring CAImpl::getProperty(const tstring& name) const {
 }
 
 void CAImpl::setProperty(const tstring& name, const tstring& value) {
+    constexpr const char* kFunction = "msi::CAImpl::setProperty";
     if (value.empty()) {
-        throw PmtError<std::invalid_argument>(
-            std::invalid_argument(
-                (Text() << _T("Attempt to assign empty value to '") << name << _T("' MSI property"))
-                    .utf8()),
-            "msi::CAImpl::setProperty");
+        raise<std::invalid_argument>(kFunction, Text() << _T("Attempt to assign empty value to '")
+                                                       << name << _T("' MSI property"));
     }
-    LOG_TRACE("msi::CAImpl::setProperty",
+    LOG_TRACE(kFunction,
               Text() << _T("Setting MSI property '") << name << _T("' to '") << value << _T("'"));
     const UINT status = MsiSetPropertyW(session_, name.c_str(), value.c_str());
     if (status != ERROR_SUCCESS) {
-        throw PmtError<Error>(
-            Error(Text() << _T("MsiSetProperty(") << name << _T(", ") << value << _T(") failed"),
-                  status),
-            "msi::CAImpl::setProperty");
+        raise<Error>(kFunction,
+                     Text() << _T("MsiSetProperty(") << name << _T(", ") << value << _T(") failed"),
+                     status);
     }
 }
 

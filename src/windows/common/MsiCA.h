@@ -37,11 +37,9 @@ public:
     void setProperty(const tstring& name, const tstring& value) override;
     tstring runModes() const override;
 
-    UINT status() const { return status_; }
-
 private:
     MSIHANDLE session_;
-    UINT& status_;
+    [[maybe_unused]] UINT& status_;  ///< no operation sets it
 };
 
 }  // namespace msi

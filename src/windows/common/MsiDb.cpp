@@ -1,6 +1,7 @@
 #include "windows/common/MsiDb.h"
 
 #include "common/share/LogException.h"
+#include "common/share/Logger.h"
 #include "common/share/PmtError.h"
 #include "common/share/Text.h"
 #include "windows/common/MsiError.h"
@@ -12,15 +13,19 @@ namespace msi {
 namespace {
 
 constexpr const TCHAR* kActiveDatabaseName = _T("*CA*");
+constexpr const char* kGetProperty = "msi::Database::getProperty";
+constexpr const char* kOpenDatabase = "msi::`anonymous-namespace'::openDatabase";
+
+/// Of a failed call that has no status of its own.
+constexpr UINT kNoStatus = ERROR_FUNCTION_FAILED;
 
 MSIHANDLE openDatabase(const tstring& path) {
     MSIHANDLE database = 0;
     const UINT status = MsiOpenDatabaseW(path.c_str(), MSIDBOPEN_READONLY, &database);
     if (status != ERROR_SUCCESS) {
-        throw PmtError<Error>(
-            Error(Text() << _T("MsiOpenDatabase(") << path << _T(", MSIDBOPEN_READONLY) failed"),
-                  status),
-            "msi::`anonymous-namespace'::openDatabase");
+        raise<Error>(kOpenDatabase,
+                     Text() << _T("MsiOpenDatabase(") << path << _T(", MSIDBOPEN_READONLY) failed"),
+                     status);
     }
     return database;
 }
@@ -28,19 +33,17 @@ MSIHANDLE openDatabase(const tstring& path) {
 MSIHANDLE openDatabase(MSIHANDLE session) {
     const MSIHANDLE database = MsiGetActiveDatabase(session);
     if (database == 0) {
-        // The call has no status of its own.
-        throw PmtError<Error>(Error(_T("MsiGetActiveDatabase() failed"), ERROR_FUNCTION_FAILED),
-                              "msi::`anonymous-namespace'::openDatabase");
+        raise<Error>(kOpenDatabase, Text() << _T("MsiGetActiveDatabase() failed"), kNoStatus);
     }
     return database;
 }
 
 /// Handles are closed by destructors, which let nothing out: not even a record that can't be
 /// written.
-void logFailedClose(const char* function, const TCHAR* call, MSIHANDLE handle,
+void logFailedClose(const SourceLocation& where, const TCHAR* call, MSIHANDLE handle,
                     UINT status) noexcept {
     try {
-        LOG_WARNING(function,
+        LOG_WARNING(where,
                     Text() << call << _T("(") << handle << _T(") failed with error=") << status);
     } catch (...) {
     }
@@ -72,10 +75,8 @@ void closeDatabaseView(MSIHANDLE handle) noexcept {
 
 DatabaseRecord::DatabaseRecord(UINT fieldCount) : handle_(MsiCreateRecord(fieldCount)) {
     if (!handle_) {
-        throw PmtError<Error>(
-            Error(Text() << _T("MsiCreateRecord(") << fieldCount << _T(") failed"),
-                  ERROR_FUNCTION_FAILED),
-            "msi::DatabaseRecord::DatabaseRecord");
+        raise<Error>("msi::DatabaseRecord::DatabaseRecord",
+                     Text() << _T("MsiCreateRecord(") << fieldCount << _T(") failed"), kNoStatus);
     }
 }
 
@@ -89,8 +90,8 @@ UINT DatabaseRecord::getFieldCount() const {
     const UINT count = MsiRecordGetFieldCount(get());
     // A bad handle gives -1.
     if (static_cast<int>(count) < 1) {
-        throw PmtError<Error>(Error(_T("MsiRecordGetFieldCount() failed"), ERROR_FUNCTION_FAILED),
-                              "msi::DatabaseRecord::getFieldCount");
+        raise<Error>("msi::DatabaseRecord::getFieldCount",
+                     Text() << _T("MsiRecordGetFieldCount() failed"), kNoStatus);
     }
     return count;
 }
@@ -98,10 +99,10 @@ UINT DatabaseRecord::getFieldCount() const {
 void DatabaseRecord::setString(UINT field, const tstring& value) {
     const UINT status = MsiRecordSetStringW(get(), field, value.c_str());
     if (status != ERROR_SUCCESS) {
-        throw PmtError<Error>(Error(Text() << _T("MsiRecordSetString(") << field << _T(", ")
-                                           << value << _T(") failed"),
-                                    status),
-                              "msi::DatabaseRecord::setString");
+        raise<Error>(
+            "msi::DatabaseRecord::setString",
+            Text() << _T("MsiRecordSetString(") << field << _T(", ") << value << _T(") failed"),
+            status);
     }
 }
 
@@ -125,10 +126,10 @@ tstring Database::getProperty(const tstring& name) const {
     DatabaseView view(*this, query);
     const DatabaseRecord record = view.fetch();
     if (record.getFieldCount() != 1) {
-        throw PmtError<Error>(Error(Text() << _T("record.getFieldCount(") << name_ << _T(", ")
-                                           << query << _T(") returned unexpected value"),
-                                    ERROR_SUCCESS),
-                              "msi::Database::getProperty");
+        raise<Error>(kGetProperty,
+                     Text() << _T("record.getFieldCount(") << name_ << _T(", ") << query
+                            << _T(") returned unexpected value"),
+                     UINT{ERROR_SUCCESS});
     }
     return record.getString();
 }
@@ -138,10 +139,8 @@ tstring Database::tryGetProperty(const tstring& name) const {
         return getProperty(name);
     } catch (const NoMoreItemsError&) {
         // A package need not have the property.
-    } catch (const std::exception& e) {
-        logException("msi::Database::getProperty", e);
     } catch (...) {
-        logUnknownException("msi::Database::getProperty");
+        logCaught(kGetProperty);
     }
     return tstring();
 }
@@ -168,9 +167,8 @@ DatabaseRecord DatabaseView::tryFetch() {
         return DatabaseRecord();
     }
     if (status != ERROR_SUCCESS) {
-        throw PmtError<Error>(
-            Error(Text() << _T("MsiViewFetch(") << query_ << _T(") failed"), status),
-            "msi::DatabaseView::tryFetch");
+        raise<Error>("msi::DatabaseView::tryFetch",
+                     Text() << _T("MsiViewFetch(") << query_ << _T(") failed"), status);
     }
     return DatabaseRecord::fromHandle(record);
 }
@@ -178,9 +176,9 @@ DatabaseRecord DatabaseView::tryFetch() {
 DatabaseRecord DatabaseView::fetch() {
     DatabaseRecord record = tryFetch();
     if (!record) {
-        throw PmtError<NoMoreItemsError>(
-            NoMoreItemsError(Text() << _T("No more items in [") << query_ << _T("] query")),
-            "msi::DatabaseView::fetch");
+        raise<NoMoreItemsError>(
+            "msi::DatabaseView::fetch",
+            (Text() << _T("No more items in [") << query_ << _T("] query")).str());
     }
     return record;
 }

@@ -1,11 +1,10 @@
-// Databases of the Windows Installer, and the appender that writes to its log.
+// Databases of the Windows Installer.
 #pragma once
 
 #include <windows.h>
 #include <msi.h>
 #include <msiquery.h>
 
-#include "common/share/Logger.h"
 #include "common/share/tstring.h"
 #include "common/windows/WinAutoHandle.h"
 #include "windows/common/Guid.h"
@@ -82,29 +81,6 @@ public:
 private:
     tstring query_;
     AutoHandle<MSIHANDLE, closeDatabaseView> handle_;
-};
-
-/// Sends the log to the installer's log, and then to the appender that was there before, for as
-/// long as it lives. Appenders nest like the scopes that hold them.
-class MsiLogAppender : public LogAppender {
-public:
-    explicit MsiLogAppender(MSIHANDLE session);
-    ~MsiLogAppender() override;
-    MsiLogAppender(const MsiLogAppender&) = delete;
-    MsiLogAppender& operator=(const MsiLogAppender&) = delete;
-
-    /// Throws msi::Error if the installer has no record to spare. Whether it takes the line is not
-    /// looked at.
-    void append(const LogEvent& event) override;
-
-private:
-    void send(const tstring& line) const;
-
-    MSIHANDLE session_;
-    DWORD threadId_;
-    LogAppender* previous_;
-    TeeLogAppender tee_;
-    bool appending_ = false;
 };
 
 }  // namespace msi

@@ -50,12 +50,8 @@ tstring describe(UINT status) {
 std::string composeError(const tstring& text, UINT status) {
     Text detail;
     detail << _T("MSI error [") << status << _T("]");
-    try {
-        detail << describe(status);
-    } catch (const std::exception& e) {
-        // The status is what counts: it must reach its handler whether or not it can be described.
-        logException("msi::`anonymous-namespace'::composeError", e);
-    }
+    // The status is what counts: it must reach its handler whether or not it can be described.
+    runLogged("msi::`anonymous-namespace'::composeError", [&] { detail << describe(status); });
     return joinErrorMessage(tstrings::toUtf8(text), detail.utf8());
 }
 

@@ -1,4 +1,9 @@
+#include "windows/common/MsiLogAppender.h"
+
+#include <algorithm>
+
 #include "common/share/tstrings.h"
+#include "common/windows/WinAutoHandle.h"
 #include "windows/common/MsiDb.h"
 
 namespace msi {
@@ -7,6 +12,10 @@ namespace {
 
 /// The installer fills the field into the template.
 constexpr const TCHAR* kLineTemplate = _T("Norv [1]");
+
+void leavePlace(std::atomic<DWORD>* place) noexcept {
+    place->store(0);
+}
 
 }  // namespace
 
@@ -22,17 +31,23 @@ MsiLogAppender::~MsiLogAppender() {
     Logger::instance().setAppender(previous_);
 }
 
+/// Null if the thread has a place already. No other thread ever writes its id.
+MsiLogAppender::Place* MsiLogAppender::takePlace(DWORD thread) {
+    if (std::ranges::any_of(places_, [&](const Place& place) { return place == thread; })) {
+        return nullptr;
+    }
+    const auto free = std::ranges::find_if(places_, [&](Place& place) {
+        DWORD nobody = 0;
+        return place.compare_exchange_strong(nobody, thread);
+    });
+    return free != places_.end() ? &*free : nullptr;
+}
+
 void MsiLogAppender::append(const LogEvent& event) {
-    if (appending_) {
-        // A failure to send is a record too, and must not try to be sent.
+    const AutoHandle<Place*, leavePlace> place(takePlace(event.threadId));
+    if (!place) {
         return;
     }
-    struct Guard {
-        explicit Guard(bool& flag) : flag_(flag) { flag_ = true; }
-        ~Guard() { flag_ = false; }
-        bool& flag_;
-    } const guard(appending_);
-
     tstring separator = _T(" ");
     if (event.threadId != threadId_) {
         separator = Text() << _T(" (TID: ") << event.threadId << _T(") ");

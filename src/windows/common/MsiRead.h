@@ -27,10 +27,9 @@ tstring readText(const TCHAR* name, const First& first, const Second& second, Re
             return buffer;
         }
         if (status != ERROR_MORE_DATA) {
-            throw PmtError<Error>(
-                Error(Text() << name << _T("(") << first << _T(", ") << second << _T(") failed"),
-                      status),
-                "msi::`anonymous-namespace'::getProperty");
+            raise<Error>("msi::`anonymous-namespace'::getProperty",
+                         Text() << name << _T("(") << first << _T(", ") << second << _T(") failed"),
+                         status);
         }
         buffer.assign(buffer.size() * 2, _T('\0'));
     }

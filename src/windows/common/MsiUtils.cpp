@@ -39,19 +39,10 @@ private:
         if (context == nullptr || message == nullptr) {
             return kInstallerGoesOn;
         }
-        constexpr const char* kFunction = "msi::`anonymous-namespace'::CallbackTrigger::adapter";
-        try {
-            try {
-                static_cast<ActionData::Callback*>(context)->onMessage(
-                    messageType & kTypeMask, messageType & ~kTypeMask, message);
-            } catch (const std::exception& e) {
-                logException(kFunction, e);
-            } catch (...) {
-                logUnknownException(kFunction);
-            }
-        } catch (...) {
-            // The record can't be written, and the installer takes no exception.
-        }
+        runLogged("msi::`anonymous-namespace'::CallbackTrigger::adapter", [&] {
+            static_cast<ActionData::Callback*>(context)->onMessage(
+                messageType & kTypeMask, messageType & ~kTypeMask, message);
+        });
         return kInstallerGoesOn;
     }
 };
@@ -147,8 +138,7 @@ bool ActionStatus::succeeded() const {
 }
 
 void ActionStatus::throwIt() const {
-    throw PmtError<Error>(Error(tstrings::fromUtf8(failure_), status_),
-                          "msi::ActionStatus::throwIt");
+    raise<Error>("msi::ActionStatus::throwIt", Text() << failure_, status_);
 }
 
 std::unique_ptr<ActionData::State> ActionData::createState() const {

@@ -48,11 +48,12 @@ bool isFile(const tstring& path) {
 
 /// The hive that holds the key; the 64-bit one if both do.
 const Registry& getRegKey(const tstring& path) {
+    constexpr const char* kFunction = "`anonymous-namespace'::getRegKey";
     const bool isIn32 = HKLM32.hasSubkey(path);
     const bool isIn64 = SysInfo::is64BitOs() && HKLM64.hasSubkey(path);
     if (isIn64) {
         if (isIn32) {
-            LOG_WARNING("`anonymous-namespace'::getRegKey",
+            LOG_WARNING(kFunction,
                         Text() << _T("Registry key [") << path
                                << _T("] exists in both 32bit and 64bit HKLM registry hives. Use ")
                                   _T("from 64bit hive."));
@@ -62,11 +63,8 @@ const Registry& getRegKey(const tstring& path) {
     if (isIn32) {
         return HKLM32;
     }
-    throw PmtError<std::runtime_error>(
-        std::runtime_error(
-            (Text() << _T("Registry key '") << path << _T("' not found in none of HKLM hives"))
-                .utf8()),
-        "`anonymous-namespace'::getRegKey");
+    raise<std::runtime_error>(kFunction, Text() << _T("Registry key '") << path
+                                                << _T("' not found in none of HKLM hives"));
 }
 
 /// The values of a product's Uninstall key, which is opened when the first of them is asked for.
@@ -89,19 +87,16 @@ private:
 
 std::int32_t getType(const TrackedProduct& product) {
     if (!isQvrOrQvk(product)) {
-        throw PmtError<std::runtime_error>(
-            std::runtime_error(
-                (Text() << _T("Unknown Norv installation type: ") << product.type).utf8()),
-            "`anonymous-namespace'::getType");
+        raise<std::runtime_error>("`anonymous-namespace'::getType",
+                                  Text() << _T("Unknown Norv installation type: ") << product.type);
     }
     return product.type;
 }
 
 std::uint32_t getArch(const TrackedProduct& product) {
     if (product.bits != 32 && product.bits != 64) {
-        throw PmtError<std::runtime_error>(
-            std::runtime_error((Text() << _T("Unknown bits value: ") << product.bits).utf8()),
-            "`anonymous-namespace'::getArch");
+        raise<std::runtime_error>("`anonymous-namespace'::getArch",
+                                  Text() << _T("Unknown bits value: ") << product.bits);
     }
     return product.bits;
 }
@@ -208,19 +203,11 @@ tstring detectHomeDir(const TrackedProduct& product) {
 // ---- Properties of the product's package ----
 
 tstring getMsiProperty(const TrackedProduct& product, DatabaseHolder& holder, const tstring& name) {
-    constexpr const char* kFunction = "`anonymous-namespace'::getMsiProperty";
-    try {
-        if (holder == nullptr) {
-            holder = std::make_unique<msi::Database>(Guid(product.productCode));
-        }
-    } catch (const std::exception& e) {
-        logException(kFunction, e);
-        return tstring();
-    } catch (...) {
-        logUnknownException(kFunction);
-        return tstring();
+    if (holder == nullptr) {
+        runLogged("`anonymous-namespace'::getMsiProperty",
+                  [&] { holder = std::make_unique<msi::Database>(Guid(product.productCode)); });
     }
-    return holder->tryGetProperty(name);
+    return holder != nullptr ? holder->tryGetProperty(name) : tstring();
 }
 
 // ---- Version ----
@@ -231,7 +218,7 @@ Version adjustVersion(const TrackedProduct& product, const tstring& homeDir) {
     if (product.type != Bundle::kQvr) {
         return product.version;
     }
-    try {
+    return runLogged(kFunction, product.version, [&] {
         const tstring archive = FileUtils::combinePath(homeDir, _T("lib\\rt.vkr"));
         if (GetFileAttributesW(archive.c_str()) == INVALID_FILE_ATTRIBUTES) {
             return product.version;
@@ -242,25 +229,20 @@ Version adjustVersion(const TrackedProduct& product, const tstring& homeDir) {
         if (withoutBuild(product.version) == withoutBuild(named)) {
             return product.version;
         }
-        LOG_INFO("`anonymous-namespace'::adjustVersion",
-                 Text() << _T(" Detected version mapping from ") << product.version.sourceText()
-                        << _T(" to ") << named.sourceText() << _T(" in ") << product.productCode
-                        << _T(" Norv installation."));
+        LOG_INFO(kFunction, Text()
+                                << _T(" Detected version mapping from ")
+                                << product.version.sourceText() << _T(" to ") << named.sourceText()
+                                << _T(" in ") << product.productCode << _T(" Norv installation."));
         return named;
-    } catch (const std::exception& e) {
-        logException(kFunction, e);
-    } catch (...) {
-        logUnknownException(kFunction);
-    }
-    return product.version;
+    });
 }
 
 Version detectFullVersionFromMsi(const TrackedProduct& product, DatabaseHolder& holder) {
     constexpr const char* kFunction = "`anonymous-namespace'::detectFullVersionFromMsi";
-    LOG_TRACE("`anonymous-namespace'::detectFullVersionFromMsi",
+    LOG_TRACE(kFunction,
               Text() << _T("detectFullVersionFromMsi(") << product.productCode << _T(")"));
     const Version& given = product.version;
-    try {
+    return runLogged(kFunction, given, [&] {
         tstring name = _T("FullVersion");
         tstring value = getMsiProperty(product, holder, name);
         if (value.empty()) {
@@ -275,32 +257,26 @@ Version detectFullVersionFromMsi(const TrackedProduct& product, DatabaseHolder& 
             return given;
         }
         if (!given.sourceText().empty() && family(given) != family(candidate)) {
-            LOG_WARNING("`anonymous-namespace'::detectFullVersionFromMsi",
-                        Text() << product.productCode << _T(": ")
-                               << _T("Given version is [") << given.sourceText() << _T("]; ")
-                               << _T("Value of \"") << name << _T("\" MSI property is [") << value
-                               << _T("]. Should have the same family."));
+            LOG_WARNING(kFunction, Text() << product.productCode << _T(": ")
+                                          << _T("Given version is [") << given.sourceText()
+                                          << _T("]; ")
+                                          << _T("Value of \"") << name << _T("\" MSI property is [")
+                                          << value << _T("]. Should have the same family."));
         }
         return candidate;
-    } catch (const std::exception& e) {
-        logException(kFunction, e);
-    } catch (...) {
-        logUnknownException(kFunction);
-    }
-    return given;
+    });
 }
 
 /// Completes a legacy version by the build number in the file version of the launcher.
 Version detectFullVersionFromHomeDir(const TrackedProduct& product, const tstring& homeDir) {
     constexpr const char* kFunction = "`anonymous-namespace'::detectFullVersionFromHomeDir";
-    LOG_TRACE("`anonymous-namespace'::detectFullVersionFromHomeDir",
-              Text() << _T("detectFullVersionFromHomeDir(") << product.productCode << _T(", ")
-                     << homeDir << _T(")"));
+    LOG_TRACE(kFunction, Text() << _T("detectFullVersionFromHomeDir(") << product.productCode
+                                << _T(", ") << homeDir << _T(")"));
     const Version& given = product.version;
     if (homeDir.empty()) {
         return given;
     }
-    try {
+    return runLogged(kFunction, given, [&] {
         const tstring launcher = FileUtils::combinePath(homeDir, _T("bin\\norv.exe"));
         const auto file = FileUtils::getFileVersion(launcher);
         SpecializedVersion<NorvVersionDetails::BaseLegacy> version(given);
@@ -308,18 +284,14 @@ Version detectFullVersionFromHomeDir(const TrackedProduct& product, const tstrin
             version.leaveOutFrom(4);
             return Version(Text() << toString(version) << _T("-b") << file[3]);
         }
-        LOG_WARNING("`anonymous-namespace'::detectFullVersionFromHomeDir",
-                    Text() << product.productCode << _T(": ")
-                           << _T("Given version is [") << given.sourceText() << _T("]; ")
-                           << _T("Value of file version extracted from ") << launcher << _T(" is [")
-                           << file[0] << _T(".") << file[1] << _T(".") << file[2] << _T(".")
-                           << file[3] << _T("]. Unexpected components in file version."));
-    } catch (const std::exception& e) {
-        logException(kFunction, e);
-    } catch (...) {
-        logUnknownException(kFunction);
-    }
-    return given;
+        LOG_WARNING(kFunction, Text() << product.productCode << _T(": ")
+                                      << _T("Given version is [") << given.sourceText() << _T("]; ")
+                                      << _T("Value of file version extracted from ") << launcher
+                                      << _T(" is [") << file[0] << _T(".") << file[1] << _T(".")
+                                      << file[2] << _T(".") << file[3]
+                                      << _T("]. Unexpected components in file version."));
+        return given;
+    });
 }
 
 Version detectFullVersion(const TrackedProduct& product, const tstring& homeDir,
@@ -343,38 +315,24 @@ Version detectFullVersion(const TrackedProduct& product, const tstring& homeDir,
 
 std::int32_t detectQvrMode(const TrackedProduct& product) {
     constexpr const char* kFunction = "`anonymous-namespace'::detectQvrMode";
-    LOG_TRACE("`anonymous-namespace'::detectQvrMode",
+    LOG_TRACE(kFunction,
               Text() << _T("Detect mode of ") << product.productCode << _T(" Norv installation"));
-    try {
+    return runLogged(kFunction, InstalledNorv::kModeStandard, [&] {
         const tstring mode = getVersionKeyValue(product, _T("MSI\\MODE"));
-        if (tstrings::equals(mode, _T("S"), tstrings::CompareType::IgnoreCase)) {
-            return InstalledNorv::kModeStatic;
-        }
-    } catch (const std::exception& e) {
-        logException(kFunction, e);
-    } catch (...) {
-        logUnknownException(kFunction);
-    }
-    return InstalledNorv::kModeStandard;
+        const bool isStatic = tstrings::equals(mode, _T("S"), tstrings::CompareType::IgnoreCase);
+        return isStatic ? InstalledNorv::kModeStatic : InstalledNorv::kModeStandard;
+    });
 }
 
 tstring findBaseimageChecksum(const TrackedProduct& product, DatabaseHolder& holder) {
-    constexpr const char* kFunction = "`anonymous-namespace'::findBaseimageChecksum";
-    try {
+    return runLogged("`anonymous-namespace'::findBaseimageChecksum", tstring(), [&] {
         const tstring enterprise = getMsiProperty(product, holder, _T("Enterprise"));
         if (tstrings::equals(enterprise, _T("yes"), tstrings::CompareType::IgnoreCase)) {
             return getEnterpriseChecksum();
         }
         const tstring checksum = getMsiProperty(product, holder, _T("BaseimageChecksumSHA256"));
-        if (!checksum.empty()) {
-            return verifyChecksumString(checksum, "sha256");
-        }
-    } catch (const std::exception& e) {
-        logException(kFunction, e);
-    } catch (...) {
-        logUnknownException(kFunction);
-    }
-    return tstring();
+        return checksum.empty() ? checksum : verifyChecksumString(checksum, "sha256");
+    });
 }
 
 // ---- The record ----
@@ -464,7 +422,8 @@ bool isWanted(const TrackedProduct& product, std::uint32_t mask) {
 namespace NorvEnvironment {
 
 std::vector<InstalledNorv> detect(std::uint32_t mask) {
-    TRACE_SCOPE("NorvEnvironment::detect", "NorvEnvironment::detect");
+    constexpr const char* kFunction = "NorvEnvironment::detect";
+    TRACE_SCOPE(kFunction, kFunction);
     std::vector<InstalledNorv> result;
     const auto tracker = createInstalledNorvTracker();
     while (const TrackedProduct* tracked = tracker->next()) {
@@ -472,11 +431,10 @@ std::vector<InstalledNorv> detect(std::uint32_t mask) {
         if (product.uninstaller == nullptr) {
             product.uninstaller = &defaultUninstaller();
         }
-        LOG_TRACE("NorvEnvironment::detect",
-                  Text() << _T("Installed Norv detected:")
-                         << _T(" version=") << product.version.sourceText() << _T("; arch=")
-                         << product.bits << _T("; productCode=") << product.productCode
-                         << _T("; type=") << product.type);
+        LOG_TRACE(kFunction, Text() << _T("Installed Norv detected:")
+                                    << _T(" version=") << product.version.sourceText()
+                                    << _T("; arch=") << product.bits << _T("; productCode=")
+                                    << product.productCode << _T("; type=") << product.type);
         if (product.type == TrackedProduct::kUnknownType) {
             product.type = detectType(product.productCode);
         }
@@ -486,14 +444,10 @@ std::vector<InstalledNorv> detect(std::uint32_t mask) {
         if (!isWanted(product, mask)) {
             continue;
         }
-        try {
+        runLogged(kFunction, [&] {
             DatabaseHolder holder;
             result.push_back(getInstalledNorv(product, holder));
-        } catch (const std::exception& e) {
-            logException("NorvEnvironment::detect", e);
-        } catch (...) {
-            logUnknownException("NorvEnvironment::detect");
-        }
+        });
     }
     return result;
 }
@@ -503,12 +457,10 @@ const InstalledNorv& getByProductCode(InstalledNorvRange products, const Guid& p
         products.begin(), products.end(),
         [&](const InstalledNorv& product) { return product.productCode == productCode; });
     if (found == products.end()) {
-        throw PmtError<std::runtime_error>(
-            std::runtime_error((Text()
-                                << _T("No matching Norv found for ") << productCode.toString()
-                                << _T(" Product Code in the given products range"))
-                                   .utf8()),
-            "NorvEnvironment::getByProductCode");
+        raise<std::runtime_error>("NorvEnvironment::getByProductCode",
+                                  Text()
+                                      << _T("No matching Norv found for ") << productCode.toString()
+                                      << _T(" Product Code in the given products range"));
     }
     return *found;
 }

@@ -35,23 +35,21 @@ Resource::Resource(LPCWSTR name, LPCWSTR type, HMODULE module)
     : nameText_(textOf(name)), name_(name), typeText_(textOf(type)), type_(type), module_(module) {}
 
 const void* Resource::getPtr(DWORD& size) const {
-    const auto failure = [&](const TCHAR* what, auto* function, DWORD status) {
-        return SysError(Text() << what << _T(" (name='") << nameText_ << _T("', type='")
-                               << typeText_ << _T("')"),
-                        function, status);
+    const auto fail = [&](FailedCall&& call, const TCHAR* what,
+                          const SourceLocation& where = "Resource::getPtr") {
+        raise(where, call << what << _T(" (name='") << nameText_ << _T("', type='") << typeText_
+                          << _T("')"));
     };
     const bool isString = type_ == reinterpret_cast<LPCWSTR>(RT_STRING);
     const LPCWSTR block = isString ? nameOf((idOf(name_) >> 4) + 1) : name_;
     const HRSRC found = FindResourceW(module_, block, type_);
     if (found == nullptr) {
-        throw PmtError<SysError>(failure(_T("cannot find resource"), FindResourceW, GetLastError()),
-                                 "Resource::getPtr");
+        fail(FailedCall(FindResourceW), _T("cannot find resource"));
     }
     const HGLOBAL loaded = LoadResource(module_, found);
     const void* data = loaded == nullptr ? nullptr : LockResource(loaded);
     if (data == nullptr) {
-        throw PmtError<SysError>(failure(_T("cannot load resource"), LoadResource, GetLastError()),
-                                 "Resource::getPtr");
+        fail(FailedCall(LoadResource), _T("cannot load resource"));
     }
     if (!isString) {
         size = SizeofResource(module_, found);

@@ -9,7 +9,7 @@ void throwIfFailed(settings::Status status) {
 SettingsConfig::SettingsConfig() {
     context_.reset(api().create());
     if (!context_.get()) {
-        throw settings::Exception(settings::kFailure);
+        throwIfFailed(settings::kFailure);
     }
 }
 
@@ -26,4 +26,15 @@ settings::Status SettingsConfig::loadFile(const char* path) {
 settings::Status SettingsConfig::loadText(const char* text) {
     return api().loadText(context(), text, validatorHandle(), keyMapperHandle(), stopOnError_,
                           allowKeyWithoutValue_);
+}
+
+const char* SettingsConfig::text(const char* key) const {
+    const char* text = nullptr;
+    return api().getString(context(), key, &text) == settings::kSuccess ? text : nullptr;
+}
+
+std::optional<bool> SettingsConfig::flag(const char* key) const {
+    std::int32_t flag = 0;
+    const bool isThere = api().getBool(context(), key, &flag) == settings::kSuccess;
+    return isThere ? std::optional(flag != 0) : std::nullopt;
 }

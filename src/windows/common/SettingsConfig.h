@@ -1,6 +1,7 @@
 // Owners of the settings library's handles. Each holds the library's table next to its handle.
 #pragma once
 
+#include <optional>
 #include <utility>
 
 #include "settings/share/settings.h"
@@ -43,6 +44,11 @@ public:
 
     settings::Status loadFile(const char* path);
     settings::Status loadText(const char* text);
+
+    /// The key's text, owned by the configuration; null if the key has none.
+    const char* text(const char* key) const;
+    /// The key's flag, which one without a value has too; nothing if the key has none.
+    std::optional<bool> flag(const char* key) const;
 
     const settings_api& api() const { return context_.api(); }
     settings_context* context() const { return context_.get(); }

@@ -41,10 +41,8 @@ private:
             case Bundle::kQvk:
                 return _T("%2dA3A4F4-B792-11D6-A78A-00B0D02%04d0");
             default:
-                throw PmtError<std::runtime_error>(
-                    std::runtime_error("Unrecognized product type"),
-
-                    "`anonymous-namespace'::UpgradeCodeIterator::getTemplate");
+                raise<std::runtime_error>("`anonymous-namespace'::UpgradeCodeIterator::getTemplate",
+                                          "Unrecognized product type");
         }
     }
 
@@ -78,12 +76,10 @@ public:
                 return &current_;
             }
             if (status != ERROR_NO_MORE_ITEMS) {
-                throw PmtError<std::runtime_error>(
-                    std::runtime_error((Text() << _T("MsiEnumRelatedProducts(") << upgradeCode_
-                                               << _T(", ") << index_ << _T(") failed with error=[")
-                                               << status << _T("]"))
-                                           .utf8()),
-                    "`anonymous-namespace'::InstalledNorvTrackerBase::next");
+                raise<std::runtime_error>(
+                    "`anonymous-namespace'::InstalledNorvTrackerBase::next",
+                    Text() << _T("MsiEnumRelatedProducts(") << upgradeCode_ << _T(", ") << index_
+                           << _T(") failed with error=[") << status << _T("]"));
             }
             upgradeCode_.clear();
         }

@@ -3,7 +3,7 @@
 #include "common/share/LogException.h"
 #include "common/share/Logger.h"
 #include "common/share/Text.h"
-#include "windows/common/MsiDb.h"
+#include "windows/common/MsiLogAppender.h"
 #include "windows/customactions/DebugBreak.h"
 
 namespace {

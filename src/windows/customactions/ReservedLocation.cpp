@@ -33,8 +33,7 @@ tstring reservedLocation() {
 
 void throwIfSilent(const msi::CA& ca, const char* message) {
     if (ca.getProperty(_T("ISSILENT")) == _T("1")) {
-        throw PmtError<std::runtime_error>(std::runtime_error(message),
-                                           "`anonymous-namespace'::throwIfSilent");
+        raise<std::runtime_error>("`anonymous-namespace'::throwIfSilent", message);
     }
 }
 
@@ -49,8 +48,7 @@ bool isReparsePoint(const tstring& path) {
            (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
-bool isReserved(const tstring& directory) {
-    const tstring reserved = reservedFolder();
+bool isReserved(const tstring& directory, const tstring& reserved) {
     const tstring head = directory.substr(0, reserved.size());
     const tstring shortHead = directory.size() < kShortProgramFilesLength
                                   ? tstring()
@@ -74,7 +72,8 @@ void checkReservedLocationOccupied(msi::CA& ca) {
 }
 
 void checkInstallDirReserved(msi::CA& ca) {
-    if (!isReserved(ca.getProperty(_T("INSTALLDIR")))) {
+    const tstring reserved = reservedFolder();
+    if (!isReserved(ca.getProperty(_T("INSTALLDIR")), reserved)) {
         ca.setProperty(_T("RESERVEDDIRECTORY"), _T("0"));
         return;
     }

@@ -6,7 +6,6 @@
 
 #include "common/share/LogException.h"
 #include "common/share/Logger.h"
-#include "common/share/PmtError.h"
 #include "common/share/Text.h"
 #include "common/share/tstrings.h"
 #include "windows/au/common/au/AuMsi.h"
@@ -65,13 +64,7 @@ void addReplacedProducts(const tstring& value, std::set<Guid>& replaced) {
     std::vector<tstring> tokens;
     tstrings::split(tokens, value, _T(";"), tstrings::SplitType::NoShort);
     for (const tstring& token : tokens) {
-        try {
-            replaced.insert(Guid(token));
-        } catch (const std::exception& e) {
-            logException("DisableAUUninstall", e);
-        } catch (...) {
-            logUnknownException("DisableAUUninstall");
-        }
+        runLogged("DisableAUUninstall", [&] { replaced.insert(Guid(token)); });
     }
 }
 

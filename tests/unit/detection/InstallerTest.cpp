@@ -12,6 +12,7 @@
 #include "windows/common/MsiCA.h"
 #include "windows/common/MsiDb.h"
 #include "windows/common/MsiError.h"
+#include "windows/common/MsiLogAppender.h"
 #include "windows/common/MsiUtils.h"
 #include "windows/common/Resources.h"
 
@@ -221,6 +222,38 @@ TEST_F(InstallerCalls, CopyTheLogToTheInstallersLog) {
     EXPECT_TRUE(first.ends_with(" (f)] WARNING: [1] stays")) << first;
     EXPECT_NE(toUtf8(lines[1]).find(" (TID: "), std::string::npos) << toUtf8(lines[1]);
     EXPECT_EQ(logMessages(machine, "INFO"), (Lines{"elsewhere", "alone"}));
+}
+
+/// Has another thread log while it is given a record.
+struct Interrupted : LogAppender {
+    explicit Interrupted(simulated::Machine& where) : machine(where) {}
+    void append(const LogEvent& event) override {
+        if (event.levelName == u"WARNING") {
+            std::thread([this] {
+                const simulated::Running there(machine);
+                LOG_INFO("g", _T("elsewhere"));
+            }).join();
+        }
+    }
+    simulated::Machine& machine;
+};
+
+TEST_F(InstallerCalls, SendRecordsOfAThreadWhileAnotherSends) {
+    Interrupted interrupted(machine);
+    LogAppender* const before = Logger::instance().appender();
+    Logger::instance().setAppender(&interrupted);
+    {
+        const msi::MsiLogAppender appender(session);
+        // The warning about it comes amid the sending.
+        machine.calls.failCall("MsiCloseHandle", 1, 6);
+        LOG_INFO("f", _T("first"));
+        LOG_INFO("f", _T("second"));
+    }
+    Logger::instance().setAppender(before);
+    const auto& lines = machine.installer.log();
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_TRUE(lines[1].ends_with(u" (g)] INFO: elsewhere")) << toUtf8(lines[1]);
+    machine.installer.endProcess();
 }
 
 TEST_F(InstallerCalls, TellWhetherAProductIsInstalled) {

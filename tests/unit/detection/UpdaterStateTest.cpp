@@ -43,6 +43,11 @@ TEST(UpdaterState, FollowsPackageRegistryAndFiles) {
          "2.8.70.1",
          "Found AU version in Registry: <2.8.70.1>"},
         {"bad everywhere", {.fullVersion = u"x", .registryVersion = u"y"}, 0, "", "[y] version"},
+        {"short everywhere",
+         {.fullVersion = u"2.8.51", .registryVersion = u"2.8.60"},
+         0,
+         "",
+         "[2.8.60] version"},
         {"nothing",
          {.fullVersion = {}, .productVersion = {}},
          0,
@@ -68,6 +73,7 @@ TEST(UpdaterState, FollowsPackageRegistryAndFiles) {
         const au::InstalledState found = au::InstalledState::detect();
         EXPECT_EQ(found.state, c.state);
         EXPECT_EQ(toUtf8(found.version.sourceText()), c.version);
+        EXPECT_EQ(found.version == au::Version(), found.state == 0);
         EXPECT_TRUE(c.record == nullptr || logMentions(machine, c.record));
         EXPECT_FALSE(logMentions(machine, "vomlit.exe not found"));
         EXPECT_TRUE(machine.installer.openHandles().empty());

@@ -8,7 +8,6 @@
 
 #include "common/share/LogException.h"
 #include "common/share/Logger.h"
-#include "common/share/PmtError.h"
 #include "common/share/Text.h"
 #include "windows/common/FileUtils.h"
 #include "windows/common/MsiDb.h"
@@ -41,12 +40,13 @@ bool fileExists(const tstring& path) {
     return false;
 }
 
-/// The state of an updater of that version.
+/// The state of an updater of that version; the empty one if the text is no version.
 InstalledState initState(const tstring& versionText) {
-    constexpr const char* kFunction = "au::`anonymous-namespace'::initState";
     InstalledState result;
-    try {
-        result.version.init(versionText);
+    runLogged("au::`anonymous-namespace'::initState", [&] {
+        Version version;
+        version.init(versionText);
+        result.version = version;
         result.state = InstalledState::kComplete;
         const tstring folder = updaterFolder();
         const bool isWhole = std::all_of(
@@ -55,26 +55,8 @@ InstalledState initState(const tstring& versionText) {
         if (!isWhole) {
             result.state = InstalledState::kIncomplete;
         }
-    } catch (const std::exception& e) {
-        logException(kFunction, e);
-    } catch (...) {
-        logUnknownException(kFunction);
-    }
+    });
     return result;
-}
-
-/// Does one step of the detection; false if it threw, which is logged.
-template <class Step>
-bool attempt(Step step) {
-    try {
-        step();
-        return true;
-    } catch (const std::exception& e) {
-        logException("au::InstalledState::detect", e);
-    } catch (...) {
-        logUnknownException("au::InstalledState::detect");
-    }
-    return false;
 }
 
 }  // namespace
@@ -94,29 +76,26 @@ InstalledState InstalledState::detect() {
     }
 
     tstring text;
-    attempt([&] { text = database->getProperty(_T("FullVersion")); });
-    InstalledState result;
-    attempt([&] {
+    runLogged(kFunction, [&] { text = database->getProperty(_T("FullVersion")); });
+    const InstalledState ofPackage = runLogged(kFunction, InstalledState(), [&] {
         if (text.empty()) {
             text = database->getProperty(_T("ProductVersion"));
         }
         LOG_TRACE(kFunction, Text() << _T("Found AU version in MSI: <") << text << _T(">"));
-        result = initState(text);
+        return initState(text);
     });
-    if (result.state != kNotInstalled) {
-        return result;
+    if (ofPackage.state != kNotInstalled) {
+        return ofPackage;
     }
-
-    const bool isRead = attempt([&] {
+    try {
         text = HKLM32.getString(kVersionValue);
         LOG_TRACE(kFunction, Text() << _T("Found AU version in Registry: <") << text << _T(">"));
-        result = initState(text);
-    });
-    if (!isRead) {
-        LOG_WARNING(kFunction, _T("Error initializing AU state"));
-        return InstalledState();
+        return initState(text);
+    } catch (...) {
+        logCaught(kFunction);
     }
-    return result;
+    LOG_WARNING(kFunction, _T("Error initializing AU state"));
+    return InstalledState();
 }
 
 }  // namespace au

@@ -1,0 +1,192 @@
+// What the installer sees of the actions: statuses, both logs, the debug pause, the reserved place.
+#include "windows/customactions/ActionFrame.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "common/share/tstrings.h"
+#include "simulated/machine/Machine.h"
+#include "support/LibraryProcess.h"
+#include "support/LogReader.h"
+#include "support/OnMachine.h"
+#include "support/Products.h"
+
+namespace {
+
+using simulated::Machine;
+using tstrings::toUtf8;
+
+const std::u16string kLatest = u"C:\\Program Files\\Norv\\latest";
+using Properties = std::map<std::u16string, std::u16string>;
+
+UINT call(Machine& machine, const char* action, MSIHANDLE session) {
+    LibraryProcess process(machine);
+    return process.call(action, session);
+}
+
+TEST(ActionFrame, TurnsFailuresIntoStatuses) {
+    const struct {
+        const char* action;
+        const char* failing;
+        UINT status;
+    } cases[] = {
+        {"MSIValidateInstallDir", "MsiGetPropertyW", 1627},
+        {"MSIIsLocalSystemSupported", "OpenProcessToken", 1627},
+        {"MSISetImpersonate", "MsiGetPropertyW", 0},
+        {"MSIRemoveFoldersOnReboot", "MsiGetPropertyW", 1627},
+        {"MSILoadMsiPropertiesFromConfig", "MsiGetPropertyW", 1627},
+        {"SetLatestQvr", "MsiGetPropertyW", 1627},
+        {"DisableVomlitExe", "SHGetFolderPathW", 1627},
+        {"RestoreVomlitExe", "MsiGetPropertyW", 1627},
+        {"DisableAUUninstall", "MsiGetActiveDatabase", 1627},
+        {"checkIfReservedLocationOccupied", "MsiSetPropertyW", 1603},
+        {"checkIfInstallDirReserved", "MsiGetPropertyW", 1603},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.action);
+        Machine machine;
+        machine.facts.environment[u"PMT_CA_DEBUG_BREAK"] = u"";
+        const MSIHANDLE session = machine.installer.openSession();
+        machine.calls.failAll(c.failing);
+        EXPECT_EQ(call(machine, c.action, session), c.status);
+        const auto records = logRecords(machine);
+        ASSERT_GE(records.size(), 3u);
+        const LogRecord& error = records.end()[-2];
+        EXPECT_EQ(records[0].message, std::string("Entering ") + c.action);
+        EXPECT_EQ(error.level + " " + error.file + " " + error.function,
+                  std::string("ERROR CustomActions.cpp ") + c.action);
+        EXPECT_EQ(records.back().message,
+                  std::string("Exiting ") + c.action +
+                      " (entered at CustomActions.cpp:" + std::to_string(records[0].line) + ")");
+        // Both logs tell the same, or the installer's tells nothing.
+        const auto& lines = machine.installer.log();
+        ASSERT_EQ(lines.size(), c.status == 1603 ? records.size() : 0u);
+        EXPECT_TRUE(lines.empty() || toUtf8(lines.back()).ends_with(records.back().message));
+    }
+}
+
+TEST(ActionFrame, TakesExceptionsOfAnyType) {
+    Machine machine;
+    const simulated::Running running(machine);
+    EXPECT_EQ(runInPlainFrame("plain", 7, []() -> UINT { throw 1; }), 7u);
+    EXPECT_EQ(runInFullFrame("full", machine.installer.openSession(), [](msi::CA&) { throw 1; }),
+              1603u);
+    EXPECT_EQ(logMessages(machine, "ERROR"),
+              std::vector<std::string>(2, "Unknown exception caught"));
+    // Nothing can be logged, and with the full frame no box be shown.
+    machine.calls.failAll("MsiCreateRecord");
+    EXPECT_EQ(runInFullFrame("full", machine.installer.openSession(), [](msi::CA&) {}), 1603u);
+}
+
+TEST(ActionFrame, PausesForADebugger) {
+    const struct {
+        const char16_t* value;  ///< null: not set
+        bool occupied, reserved;
+    } cases[] = {
+        {nullptr, false, false},
+        {u"", false, false},
+        {u"*", true, true},
+        {u"**", false, false},
+        {u"checkIfInstallDirReserved", false, true},
+        {u"checkifinstalldirreserved", false, false},
+        {u"x;checkIfInstallDirReserved,checkIfReservedLocationOccupied", true, true},
+        {u"MSIIsLocalSystemSupported", false, false},
+    };
+    for (const auto& c : cases) {
+        Machine machine;
+        if (c.value != nullptr) {
+            machine.facts.environment[u"PMT_CA_DEBUG_BREAK"] = c.value;
+        }
+        const MSIHANDLE session = machine.installer.openSession();
+        const auto boxes = [&](const char* action) {
+            machine.desktop.messageBoxes.clear();
+            EXPECT_EQ(call(machine, action, session), 0u);
+            return machine.desktop.messageBoxes;
+        };
+        EXPECT_EQ(boxes("MSIIsLocalSystemSupported").size(), 0u);
+        EXPECT_EQ(boxes("checkIfReservedLocationOccupied").size(), c.occupied ? 1u : 0u);
+        const auto shown = boxes("checkIfInstallDirReserved");
+        ASSERT_EQ(shown.size(), c.reserved ? 1u : 0u) << toUtf8(c.value ? c.value : u"-");
+        if (c.reserved) {
+            EXPECT_EQ(withoutLines(toUtf8(shown[0].text)),
+                      "CustomActions.cpp at checkIfInstallDirReserved(): debug break. Reason: "
+                      "environment variable PMT_CA_DEBUG_BREAK is set.");
+            EXPECT_EQ(shown[0].caption, u"Norv installer: norvca.dll");
+            EXPECT_EQ(shown[0].type, 0x52040u);
+        }
+    }
+}
+
+TEST(ReservedLocation, MayHoldAReparsePointAlone) {
+    const std::u16string entry = kLatest + u"\\qvk-21";
+    const struct {
+        std::function<void(simulated::Volumes&)> arrange;
+        const char16_t* silent;
+        const char16_t* occupied;
+        UINT status;
+    } cases[] = {
+        {[](auto&) {}, u"1", u"0", 0},
+        {[&](auto& volumes) { volumes.addFile(kLatest + u"\\qvk-20\\x"); }, u"1", u"0", 0},
+        {[&](auto& volumes) { volumes.addDirectory(entry); }, u"", u"1", 0},
+        {[&](auto& volumes) { volumes.addFile(entry); }, u"0", u"1", 0},
+        {[&](auto& volumes) { volumes.addDirectory(entry); }, u"yes", u"1", 0},
+        {[&](auto& volumes) { volumes.addDirectory(entry); }, u"1", u"1", 1603},
+        {[&](auto& volumes) { volumes.addJunction(entry, u"C:\\gone"); }, u"1", u"0", 0},
+    };
+    for (const auto& c : cases) {
+        Machine machine;
+        c.arrange(machine.volumes);
+        const MSIHANDLE session = machine.installer.openSession({{u"ISSILENT", c.silent}});
+        EXPECT_EQ(call(machine, "checkIfReservedLocationOccupied", session), c.status);
+        EXPECT_EQ(machine.installer.property(session, u"DIRECTORYOCCUPIED"), c.occupied);
+        EXPECT_EQ(logMentions(machine,
+                              "throwIfSilent(): We have detected that a location already exists. "
+                              "Please clean up that directory and rerun the installer.' caught"),
+                  c.status != 0);
+    }
+}
+
+TEST(ReservedLocation, IsNoInstallDirectory) {
+    const struct {
+        std::u16string directory;
+        const char16_t* silent;
+        const char16_t* reserved;
+        UINT status;
+    } cases[] = {
+        {u"", u"1", u"0", 0},
+        {u"C:\\x", u"1", u"0", 0},
+        {u"C:\\Program Files\\Norv\\qvk-21", u"1", u"0", 0},
+        {kLatest.substr(0, kLatest.size() - 1), u"1", u"0", 0},
+        {kLatest, u"0", u"1", 0},
+        {kLatest, u"1", u"1", 1603},
+        {tstrings::toLower(kLatest) + u"x\\y", u"", u"1", 0},
+        {u"C:\\PROGRA~1", u"", u"1", 0},
+        {u"C:\\PROGRA~1\\Norv\\qvk-21", u"", u"1", 0},
+        {u"C:\\PROGRA~", u"", u"0", 0},
+        {u"C:\\a|b", u"", u"", 1603},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(toUtf8(c.directory));
+        Machine machine;
+        machine.volumes.addDirectory(kLatest);
+        const MSIHANDLE session =
+            machine.installer.openSession({{u"ISSILENT", c.silent}, {u"INSTALLDIR", c.directory}});
+        EXPECT_EQ(call(machine, "checkIfInstallDirReserved", session), c.status);
+        EXPECT_EQ(machine.installer.property(session, u"RESERVEDDIRECTORY"), c.reserved);
+        EXPECT_EQ(logMentions(machine,
+                              "The directory chosen for installation is reserved. Please "
+                              "choose another location.' caught"),
+                  c.status != 0 && *c.reserved != u'\0');
+    }
+    // The folder comes before the property.
+    Machine machine;
+    machine.calls.keepOrder(true);
+    call(machine, "checkIfInstallDirReserved", machine.installer.openSession());
+    const auto& order = machine.calls.order();
+    EXPECT_LT(std::ranges::find(order, "RegQueryValueExW"),
+              std::ranges::find(order, "MsiGetPropertyW"));
+}
+
+}  // namespace
