@@ -1,7 +1,8 @@
 // Functions that an older Windows may lack, called without linking to them.
 //
 //     const DllFunction<LONG(WINAPI*)(HKEY, LPCWSTR)> deleteTree(Dll(_T("advapi32")),
-//     "RegDeleteTreeW"); if (deleteTree.isAvailable()) {
+//                                                                "RegDeleteTreeW");
+//     if (deleteTree.isAvailable()) {
 //         status = deleteTree(key, nullptr);
 //     }
 #pragma once

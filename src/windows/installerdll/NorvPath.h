@@ -1,5 +1,6 @@
 // The command shims: one directory in the machine's `Path` that holds launchers named after the
-// family's command-line tools. It is a junction, so that a change swaps all of them at once.
+// family's command-line tools. It is a junction, so that `Path` keeps one entry while the directory
+// behind it is another after each change.
 #pragma once
 
 #include "windows/installerdll/NorvSetupManager.h"

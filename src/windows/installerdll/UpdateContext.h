@@ -7,7 +7,7 @@
 
 #include "windows/common/NorvEnvironment.h"
 
-/// What happens to the changed product. The numbers are those of the package's tables.
+/// What happens to the changed product.
 enum class UpdateAction : std::int32_t { None = 0, Install = 1, Remove = 2 };
 
 /// Read-only for the managers, and valid only during their calls.
