@@ -3,8 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
 #include <string>
+#include <vector>
+
+#include "Form.h"
+#include "Inspection.h"
 
 namespace {
 
@@ -52,6 +57,10 @@ TEST(SystemTest, DirectoriesTellTheRoomThatTheyNeed) {
         [](LPWSTR buffer, UINT size) { return GetSystemDirectoryW(buffer, size); },
         [](LPWSTR buffer, UINT size) { return GetWindowsDirectoryW(buffer, size); },
         [](LPWSTR buffer, UINT size) { return UINT{GetTempPathW(size, buffer)}; },
+        [](LPWSTR buffer, UINT size) {
+            return isWindows64Bit() ? GetSystemWow64DirectoryW(buffer, size)
+                                    : GetSystemDirectoryW(buffer, size);
+        },
     };
     for (const auto& call : kCalls) {
         TCHAR buffer[MAX_PATH] = {};
@@ -62,15 +71,17 @@ TEST(SystemTest, DirectoriesTellTheRoomThatTheyNeed) {
         EXPECT_EQ(call(buffer, length + 1), length);
         EXPECT_EQ(call(nullptr, 0), length + 1);
     }
-    TCHAR buffer[MAX_PATH] = {};
-    const UINT length = GetTempPathW(MAX_PATH, buffer);
-    EXPECT_EQ(buffer[length - 1], _T('\\'));
+    if (!isWindows64Bit()) {
+        EXPECT_EQ(GetSystemWow64DirectoryW(nullptr, 0), 0u);
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_CALL_NOT_IMPLEMENTED});
+    }
 }
 
 TEST(SystemTest, TheTemporaryDirectoryIsTheVariables) {
     TCHAR old[MAX_PATH] = {};
     GetEnvironmentVariableW(_T("TMP"), old, MAX_PATH);
-    for (const TCHAR* const value : {_T("C:\\windows"), _T("C:\\windows\\")}) {
+    for (const TCHAR* const value :
+         {_T("C:\\windows"), _T("C:\\windows\\"), _T("C:/windows/temp/..")}) {
         SetEnvironmentVariableW(_T("TMP"), value);
         TCHAR buffer[MAX_PATH] = {};
         EXPECT_EQ(GetTempPathW(MAX_PATH, buffer), 11u);
@@ -137,7 +148,13 @@ TEST(SystemTest, FunctionsAreFoundByName) {
     ASSERT_NE(isWow64, nullptr);
     BOOL wow64 = 7;
     EXPECT_TRUE(isWow64(GetCurrentProcess(), &wow64));
-    EXPECT_EQ(wow64, sizeof(void*) == 8 ? FALSE : TRUE);
+    EXPECT_EQ(wow64 != FALSE, isWindows64Bit() && !isProgram64Bit());
+    EXPECT_FALSE(isWow64(nullptr, &wow64));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
+    SYSTEM_INFO info = {};
+    GetNativeSystemInfo(&info);
+    EXPECT_EQ(info.wProcessorArchitecture,
+              isWindows64Bit() ? PROCESSOR_ARCHITECTURE_AMD64 : PROCESSOR_ARCHITECTURE_INTEL);
     using VersionFunction = LONG(WINAPI*)(OSVERSIONINFOEXW*);
     const auto version = reinterpret_cast<VersionFunction>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(_T("ntdll")), "RtlGetVersion")));
@@ -148,6 +165,13 @@ TEST(SystemTest, FunctionsAreFoundByName) {
     EXPECT_EQ(version(&record), 0);
     EXPECT_GE(record.dwMajorVersion, 5u);
     EXPECT_EQ(record.dwPlatformId, DWORD{VER_PLATFORM_WIN32_NT});
+    OSVERSIONINFOEXW older = {};
+    auto* const head = reinterpret_cast<OSVERSIONINFOW*>(&older);
+    EXPECT_FALSE(GetVersionExW(head));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
+    older.dwOSVersionInfoSize = sizeof(older);
+    EXPECT_TRUE(GetVersionExW(head));
+    EXPECT_EQ(older.dwPlatformId, DWORD{VER_PLATFORM_WIN32_NT});
 }
 
 TEST(SystemTest, TheInstallersTextsAreReadAsData) {
@@ -160,37 +184,79 @@ TEST(SystemTest, TheInstallersTextsAreReadAsData) {
         << status;
     EXPECT_EQ(FindResourceW(module, MAKEINTRESOURCEW(1), MAKEINTRESOURCEW(0x77)), nullptr);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_RESOURCE_TYPE_NOT_FOUND});
+    EXPECT_EQ(LoadResource(module, nullptr), nullptr);
+    EXPECT_EQ(SizeofResource(module, nullptr), 0u);
+    // Wine keeps these texts as messages. That a block holds sixteen counted strings is by
+    // Microsoft's "STRINGTABLE resource".
+    if (!isWine()) {
+        const HRSRC block = FindResourceW(module, MAKEINTRESOURCEW(101), RT_STRING);
+        ASSERT_NE(block, nullptr);
+        const auto* at = static_cast<const TCHAR*>(LockResource(LoadResource(module, block)));
+        const TCHAR* const end = at + SizeofResource(module, block) / sizeof(TCHAR);
+        for (int i = 0; i < 16; ++i) {
+            ASSERT_LT(at, end);
+            at += 1 + *at;
+        }
+        EXPECT_EQ(at, end);
+    }
     EXPECT_TRUE(FreeLibrary(module));
+    EXPECT_FALSE(CloseHandle(module));
     EXPECT_EQ(LoadLibraryExW((systemDirectory() + _T("\\norv-no-such.dll")).c_str(), nullptr,
                              LOAD_LIBRARY_AS_DATAFILE),
               nullptr);
 }
 
+TEST(SystemTest, AVersionIsReadAsItsFileMayBe) {
+    const tstring path = systemDirectory() + _T("\\kernel32.dll");
+    DWORD zeroed = 7;
+    const DWORD size = GetFileVersionInfoSizeW(path.c_str(), &zeroed);
+    EXPECT_EQ(zeroed, 0u);
+    ASSERT_GT(size, sizeof(VS_FIXEDFILEINFO));
+    std::vector<BYTE> block(size);
+    ASSERT_TRUE(GetFileVersionInfoW(path.c_str(), 0, size, block.data()));
+    void* value = nullptr;
+    UINT length = 0;
+    ASSERT_TRUE(VerQueryValueW(block.data(), _T("\\"), &value, &length));
+    EXPECT_EQ(length, sizeof(VS_FIXEDFILEINFO));
+    VS_FIXEDFILEINFO fixed;
+    std::memcpy(&fixed, value, sizeof(fixed));
+    EXPECT_EQ(fixed.dwSignature, 0xFEEF04BDu);
+    TCHAR temp[MAX_PATH];
+    const tstring copy = tstring(temp, GetTempPathW(MAX_PATH, temp)) + _T("NorvVersion.dll");
+    EXPECT_EQ(GetFileVersionInfoSizeW(copy.c_str(), &zeroed), 0u);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
+    ASSERT_TRUE(CopyFileW(path.c_str(), copy.c_str(), FALSE));
+    const HANDLE held = CreateFileW(copy.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    EXPECT_FALSE(GetFileVersionInfoW(copy.c_str(), 0, size, block.data()));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
+    EXPECT_TRUE(CloseHandle(held));
+    EXPECT_TRUE(DeleteFileW(copy.c_str()));
+}
+
+TEST(SystemTest, A32BitProgramReachesTheRealSystemDirectoryAsSysnative) {
+    const tstring native = systemDirectory().substr(0, 11) + _T("Sysnative");
+    EXPECT_EQ(GetFileAttributesW(native.c_str()) != INVALID_FILE_ATTRIBUTES,
+              isWindows64Bit() && !isProgram64Bit());
+    EXPECT_NE(GetFileAttributesW(systemDirectory().c_str()), INVALID_FILE_ATTRIBUTES);
+}
+
 TEST(SystemTest, MessagesEndInALineBreak) {
     const DWORD flags =
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM;
+    const HMODULE module = GetModuleHandleW(_T("advapi32.dll"));
+    LPWSTR text = nullptr;
     for (const DWORD status : {2, 5, 87, 1018}) {
-        LPWSTR text = nullptr;
         const DWORD length =
             FormatMessageW(flags, nullptr, status, 0, reinterpret_cast<LPWSTR>(&text), 0, nullptr);
         ASSERT_GT(length, 3u) << status;
-        const tstring message(text, length);
-        EXPECT_EQ(message.find(_T(".\r\n")), message.size() - 3);
-        EXPECT_EQ(text[length], _T('\0'));
+        EXPECT_EQ(tstring(text).find(_T(".\r\n")), length - 3);
         EXPECT_EQ(LocalFree(text), nullptr);
-        LPWSTR same = nullptr;
-        const HMODULE module = GetModuleHandleW(_T("advapi32.dll"));
         EXPECT_EQ(FormatMessageW(flags | FORMAT_MESSAGE_FROM_HMODULE, module, status, 0,
-                                 reinterpret_cast<LPWSTR>(&same), 0, nullptr),
+                                 reinterpret_cast<LPWSTR>(&text), 0, nullptr),
                   length);
-        LocalFree(same);
-        TCHAR small[4];
-        EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM,
-                                 nullptr, status, 0, small, 4, nullptr),
-                  0u);
-        EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
+        LocalFree(text);
     }
-    LPWSTR text = nullptr;
     EXPECT_EQ(
         FormatMessageW(flags, nullptr, 0x2FFF1234, 0, reinterpret_cast<LPWSTR>(&text), 0, nullptr),
         0u);
@@ -215,24 +281,38 @@ TEST(SystemTest, LanguagesAreFourHexadecimalDigitsEach) {
         EXPECT_EQ(list[i * 5 + 4], _T('\0'));
     }
     EXPECT_EQ(list[count * 5], _T('\0'));
+    EXPECT_EQ(list.substr(0, 4), _T("0409"));
+    EXPECT_EQ(GetThreadLocale(), 0x0409u);
+    EXPECT_EQ(GetUserDefaultUILanguage(), 0x0409);
+    EXPECT_EQ(GetSystemDefaultUILanguage(), 0x0409);
 }
 
-TEST(SystemTest, LocalTimeIsADate) {
+TEST(SystemTest, ClockAndNumbersOfTheProcess) {
+    GetTickCount();
+    Sleep(1);
     SYSTEMTIME time = {};
     GetLocalTime(&time);
     EXPECT_GE(time.wYear, 2020);
     EXPECT_LE(time.wMonth, 12);
     EXPECT_LE(time.wDayOfWeek, 6);
-}
-
-TEST(SystemTest, ALockMayBeTakenTwice) {
+    EXPECT_NE(GetCurrentProcessId(), 0u);
+    EXPECT_EQ(GetCurrentThreadId(), GetCurrentThreadId());
     CRITICAL_SECTION section = {};
-    EXPECT_TRUE(InitializeCriticalSectionAndSpinCount(&section, 100));
+    InitializeCriticalSection(&section);
     EnterCriticalSection(&section);
     EnterCriticalSection(&section);
     LeaveCriticalSection(&section);
     LeaveCriticalSection(&section);
     DeleteCriticalSection(&section);
+}
+
+TEST(SystemTest, WithoutADisplayBoxesAreClosedAndMessagesReachNobody) {
+    EXPECT_EQ(MessageBoxW(nullptr, _T("text"), _T("caption"), MB_OK | MB_TASKMODAL), 0);
+    DWORD_PTR result = 7;
+    EXPECT_NE(SendMessageTimeoutW(HWND_BROADCAST, WM_SETTINGCHANGE, 0,
+                                  reinterpret_cast<LPARAM>(_T("Environment")), SMTO_ABORTIFHUNG,
+                                  1000, &result),
+              0);
 }
 
 }  // namespace

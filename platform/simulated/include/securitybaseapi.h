@@ -12,7 +12,5 @@ BOOL WINAPI GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS wanted, LP
 
 BOOL WINAPI CopySid(DWORD size, PSID copy, PSID sid);
 BOOL WINAPI EqualSid(PSID first, PSID second);
-DWORD WINAPI GetLengthSid(PSID sid);
-BOOL WINAPI IsValidSid(PSID sid);
 
 }  // extern "C"

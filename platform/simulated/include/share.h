@@ -1,8 +1,4 @@
 // Share modes of Windows' C run-time.
 #pragma once
 
-#define _SH_COMPAT 0x00
-#define _SH_DENYRW 0x10
 #define _SH_DENYWR 0x20
-#define _SH_DENYRD 0x30
-#define _SH_DENYNO 0x40

@@ -9,8 +9,8 @@
 
 extern "C" {
 
-/// Modes "r", "w", "a", each also with "+"; behind them "b" or "t". Text mode turns a written line
-/// feed into CR LF and a read CR LF into a line feed. No share mode keeps anyone out.
+/// Modes "rb", "r" for a file that isn't read, and "w", which turns a written line feed into CR LF. No
+/// share mode keeps anyone out.
 FILE* _wfopen(const char16_t* path, const char16_t* mode);
 
 /// Closes `stream` whatever comes of it.

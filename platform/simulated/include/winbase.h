@@ -11,11 +11,7 @@
 
 #define INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(static_cast<LONG_PTR>(-1)))
 
-#define LMEM_FIXED 0x0000
-#define LMEM_ZEROINIT 0x0040
-#define LPTR (LMEM_FIXED | LMEM_ZEROINIT)
 
-#define GET_MODULE_HANDLE_EX_FLAG_PIN 0x1
 #define GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT 0x2
 #define GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS 0x4
 #define LOAD_LIBRARY_AS_DATAFILE 0x2
@@ -24,9 +20,7 @@
 #define FORMAT_MESSAGE_IGNORE_INSERTS 0x0200
 #define FORMAT_MESSAGE_FROM_HMODULE 0x0800
 #define FORMAT_MESSAGE_FROM_SYSTEM 0x1000
-#define FORMAT_MESSAGE_MAX_WIDTH_MASK 0x00ff
 
-#define FILE_MAP_COPY SECTION_QUERY
 #define FILE_MAP_WRITE SECTION_MAP_WRITE
 #define FILE_MAP_READ SECTION_MAP_READ
 #define FILE_MAP_ALL_ACCESS SECTION_ALL_ACCESS
@@ -63,7 +57,6 @@ DWORD WINAPI GetLastError();
 void WINAPI SetLastError(DWORD status);
 BOOL WINAPI CloseHandle(HANDLE handle);
 
-HLOCAL WINAPI LocalAlloc(UINT flags, SIZE_T size);
 /// Null is skipped; gives null.
 HLOCAL WINAPI LocalFree(HLOCAL memory);
 
@@ -102,15 +95,12 @@ DWORD WINAPI FormatMessageW(DWORD flags, LPCVOID source, DWORD messageId, DWORD 
                             LPWSTR buffer, DWORD size, std::va_list* arguments);
 
 void WINAPI InitializeCriticalSection(LPCRITICAL_SECTION section);
-BOOL WINAPI InitializeCriticalSectionAndSpinCount(LPCRITICAL_SECTION section, DWORD spinCount);
 void WINAPI EnterCriticalSection(LPCRITICAL_SECTION section);
 void WINAPI LeaveCriticalSection(LPCRITICAL_SECTION section);
 void WINAPI DeleteCriticalSection(LPCRITICAL_SECTION section);
 
 HANDLE WINAPI CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection,
                                  DWORD sizeHigh, DWORD sizeLow, LPCSTR name);
-HANDLE WINAPI CreateFileMappingW(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection,
-                                 DWORD sizeHigh, DWORD sizeLow, LPCWSTR name);
 HANDLE WINAPI OpenFileMappingA(DWORD access, BOOL inherit, LPCSTR name);
 LPVOID WINAPI MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow,
                             SIZE_T size);

@@ -7,19 +7,12 @@
 
 using BOOL = int;
 using BYTE = std::uint8_t;
-using UCHAR = std::uint8_t;
-using CHAR = char;
 using WORD = std::uint16_t;
-using SHORT = std::int16_t;
-using USHORT = std::uint16_t;
-using INT = int;
 using UINT = unsigned int;
 using DWORD = std::uint32_t;
 using LONG = std::int32_t;
 using ULONG = std::uint32_t;
 using LONGLONG = std::int64_t;
-using ULONGLONG = std::uint64_t;
-using DWORD64 = std::uint64_t;
 using INT_PTR = std::intptr_t;
 using UINT_PTR = std::uintptr_t;
 using LONG_PTR = std::intptr_t;
@@ -31,13 +24,10 @@ using HRESULT = std::int32_t;
 using LSTATUS = LONG;
 using LANGID = WORD;
 using LCID = DWORD;
-using ATOM = WORD;
-using BOOLEAN = BYTE;
 
 using PVOID = void*;
 using LPVOID = void*;
 using LPCVOID = const void*;
-using PBYTE = BYTE*;
 using LPBYTE = BYTE*;
 using LPBOOL = BOOL*;
 using PBOOL = BOOL*;
@@ -51,7 +41,6 @@ using LPCSTR = const char*;
 using PWSTR = WCHAR*;
 using LPWSTR = WCHAR*;
 using PZZWSTR = WCHAR*;
-using PCWSTR = const WCHAR*;
 using LPCWSTR = const WCHAR*;
 
 using HANDLE = void*;
@@ -75,10 +64,8 @@ using FARPROC = INT_PTR (*)();
 
 #define WINAPI
 #define CALLBACK
-#define APIENTRY
 #define STDMETHODCALLTYPE
 #define __stdcall
-#define __cdecl
 
 #define TRUE 1
 #define FALSE 0

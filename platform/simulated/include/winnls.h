@@ -6,13 +6,9 @@
 
 #define CP_ACP 0
 #define CP_UTF8 65001
-#define MB_PRECOMPOSED 0x1
 #define MB_ERR_INVALID_CHARS 0x8
-#define WC_ERR_INVALID_CHARS 0x80
-#define WC_NO_BEST_FIT_CHARS 0x400
 
 #define MUI_LANGUAGE_ID 0x4
-#define MUI_LANGUAGE_NAME 0x8
 #define MUI_MERGE_SYSTEM_FALLBACK 0x10
 #define MUI_MERGE_USER_FALLBACK 0x20
 
@@ -23,7 +19,7 @@ int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int leng
 int WINAPI WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR buffer,
                                int size, LPCSTR defaultChar, LPBOOL usedDefaultChar);
 
-/// Of the formats, MUI_LANGUAGE_ID: a list of four hexadecimal digits each, doubly ended.
+/// A list of four hexadecimal digits each, doubly ended.
 BOOL WINAPI GetThreadPreferredUILanguages(DWORD flags, PULONG count, PWSTR buffer, PULONG size);
 LCID WINAPI GetThreadLocale();
 LANGID WINAPI GetUserDefaultUILanguage();

@@ -9,7 +9,6 @@
 
 #define VER_PLATFORM_WIN32_NT 2
 #define VER_NT_WORKSTATION 1
-#define VER_NT_SERVER 3
 
 struct OSVERSIONINFOW {
     DWORD dwOSVersionInfoSize;
@@ -20,7 +19,6 @@ struct OSVERSIONINFOW {
     WCHAR szCSDVersion[128];
 };
 using LPOSVERSIONINFOW = OSVERSIONINFOW*;
-using POSVERSIONINFOW = OSVERSIONINFOW*;
 
 struct OSVERSIONINFOEXW {
     DWORD dwOSVersionInfoSize;
@@ -35,21 +33,8 @@ struct OSVERSIONINFOEXW {
     BYTE wProductType;
     BYTE wReserved;
 };
-using LPOSVERSIONINFOEXW = OSVERSIONINFOEXW*;
-using POSVERSIONINFOEXW = OSVERSIONINFOEXW*;
 
-#define MAKELANGID(primary, sub) (static_cast<WORD>((static_cast<WORD>(sub) << 10) | (primary)))
-#define PRIMARYLANGID(language) (static_cast<WORD>((language) & 0x3ff))
-#define SUBLANGID(language) (static_cast<WORD>((language) >> 10))
-#define LANGIDFROMLCID(locale) (static_cast<WORD>(locale))
-#define LANG_NEUTRAL 0x00
-#define LANG_ENGLISH 0x09
-#define SUBLANG_NEUTRAL 0x00
-#define SUBLANG_DEFAULT 0x01
 
-#define GENERIC_EXECUTE 0x20000000u
-#define MAXIMUM_ALLOWED 0x02000000u
-#define WRITE_OWNER 0x00080000u
 
 // Registry rights, views and value types.
 #define KEY_QUERY_VALUE 0x0001
@@ -57,12 +42,10 @@ using POSVERSIONINFOEXW = OSVERSIONINFOEXW*;
 #define KEY_CREATE_SUB_KEY 0x0004
 #define KEY_ENUMERATE_SUB_KEYS 0x0008
 #define KEY_NOTIFY 0x0010
-#define KEY_CREATE_LINK 0x0020
 #define KEY_WOW64_64KEY 0x0100
 #define KEY_WOW64_32KEY 0x0200
 #define KEY_READ 0x20019
 #define KEY_WRITE 0x20006
-#define KEY_EXECUTE 0x20019
 #define KEY_ALL_ACCESS 0xF003F
 
 #define REG_OPTION_NON_VOLATILE 0
@@ -74,7 +57,6 @@ using POSVERSIONINFOEXW = OSVERSIONINFOEXW*;
 #define REG_EXPAND_SZ 2
 #define REG_BINARY 3
 #define REG_DWORD 4
-#define REG_DWORD_LITTLE_ENDIAN 4
 #define REG_DWORD_BIG_ENDIAN 5
 #define REG_LINK 6
 #define REG_MULTI_SZ 7
@@ -84,9 +66,7 @@ using POSVERSIONINFOEXW = OSVERSIONINFOEXW*;
 #define REG_QWORD 11
 
 // Shared memory.
-#define PAGE_READONLY 0x02
 #define PAGE_READWRITE 0x04
-#define SECTION_QUERY 0x0001
 #define SECTION_MAP_WRITE 0x0002
 #define SECTION_MAP_READ 0x0004
 #define SECTION_ALL_ACCESS 0x000F001F
@@ -113,14 +93,11 @@ struct SID_AND_ATTRIBUTES {
     DWORD Attributes;
 };
 
-#define SE_GROUP_MANDATORY 0x00000001u
-#define SE_GROUP_ENABLED_BY_DEFAULT 0x00000002u
 #define SE_GROUP_ENABLED 0x00000004u
 #define SE_GROUP_USE_FOR_DENY_ONLY 0x00000010u
 
 // Tokens.
 #define TOKEN_QUERY 0x0008
-#define TOKEN_ALL_ACCESS 0x000F01FFu
 
 enum TOKEN_INFORMATION_CLASS { TokenUser = 1, TokenGroups = 2, TokenElevation = 20 };
 
@@ -155,13 +132,6 @@ struct SECURITY_DESCRIPTOR_RELATIVE {
 
 #define SECURITY_DESCRIPTOR_REVISION 1
 #define SE_DACL_PRESENT 0x0004
-#define SE_SACL_PRESENT 0x0010
-#define SE_DACL_AUTO_INHERIT_REQ 0x0100
-#define SE_SACL_AUTO_INHERIT_REQ 0x0200
-#define SE_DACL_AUTO_INHERITED 0x0400
-#define SE_SACL_AUTO_INHERITED 0x0800
-#define SE_DACL_PROTECTED 0x1000
-#define SE_SACL_PROTECTED 0x2000
 #define SE_SELF_RELATIVE 0x8000
 
 #define ACL_REVISION 2
@@ -173,7 +143,6 @@ struct ACL {
     WORD AceCount;
     WORD Sbz2;
 };
-using PACL = ACL*;
 
 struct ACE_HEADER {
     BYTE AceType;
@@ -189,15 +158,9 @@ struct ACCESS_ALLOWED_ACE {
 };
 
 #define ACCESS_ALLOWED_ACE_TYPE 0
-#define ACCESS_DENIED_ACE_TYPE 1
-#define SYSTEM_AUDIT_ACE_TYPE 2
 #define OBJECT_INHERIT_ACE 0x01
 #define CONTAINER_INHERIT_ACE 0x02
-#define NO_PROPAGATE_INHERIT_ACE 0x04
-#define INHERIT_ONLY_ACE 0x08
 #define INHERITED_ACE 0x10
-#define SUCCESSFUL_ACCESS_ACE_FLAG 0x40
-#define FAILED_ACCESS_ACE_FLAG 0x80
 
 // The name of string tables among the types of resources.
 #define RT_STRING MAKEINTRESOURCEW(6)

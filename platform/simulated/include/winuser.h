@@ -13,7 +13,6 @@
 
 #define HWND_BROADCAST (reinterpret_cast<HWND>(static_cast<ULONG_PTR>(0xffff)))
 #define WM_SETTINGCHANGE 0x001A
-#define SMTO_NORMAL 0x0000
 #define SMTO_ABORTIFHUNG 0x0002
 
 extern "C" {

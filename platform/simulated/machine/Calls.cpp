@@ -51,22 +51,13 @@ std::map<std::string, std::uint64_t> Calls::byName() const {
 
 void Calls::clearJournal() {
     counts_.clear();
-    order_.clear();
 }
 
 Calls::Outcome Calls::enter(const char* function) {
     if (stopped_) {
         return {true, std::nullopt};
     }
-    const auto counted = counts_.find(std::string_view(function));
-    if (counted == counts_.end()) {
-        counts_.emplace(function, 1);
-    } else {
-        ++counted->second;
-    }
-    if (keepOrder_) {
-        order_.emplace_back(function);
-    }
+    ++counts_.try_emplace(function).first->second;
     Outcome outcome;
     for (auto plan = plans_.begin(); plan != plans_.end();) {
         const bool concerned = plan->function.empty() || plan->function == function;

@@ -118,36 +118,29 @@ LPWSTR* makeBlock(const std::vector<std::u16string>& arguments) {
 extern "C" {
 
 LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR commandLine, int* count) {
-    Call call("CommandLineToArgvW");
-    if (call.fails()) {
-        failWith(call.status(ERROR_NOT_ENOUGH_MEMORY));
-        return nullptr;
-    }
-    if (count == nullptr) {
-        failWith(ERROR_INVALID_PARAMETER);
-        return nullptr;
-    }
-    const std::u16string_view line = argument(commandLine);
-    // An empty command line stands for the program itself.
-    const std::vector<std::u16string> arguments =
-        line.empty() ? std::vector{Machine::current().facts.programPath} : split(line);
-    *count = static_cast<int>(arguments.size());
-    return makeBlock(arguments);
+    return call("CommandLineToArgvW", ERROR_NOT_ENOUGH_MEMORY, [&] {
+        const std::u16string_view line = argument(commandLine);
+        // An empty command line stands for the program itself.
+        const std::vector<std::u16string> arguments =
+            line.empty() ? std::vector{Machine::current().facts.programPath} : split(line);
+        *count = static_cast<int>(arguments.size());
+        return makeBlock(arguments);
+    });
 }
 
 BOOL WINAPI PathIsURLW(LPCWSTR path) {
-    const Call call("PathIsURLW");
-    // A scheme has at least two characters, so that the letter of a drive is none.
-    const std::u16string_view text = argument(path);
-    const std::size_t colon = text.find(u':');
-    if (colon == std::u16string_view::npos || colon < 2) {
-        return FALSE;
-    }
-    const bool isScheme = std::all_of(text.begin(), text.begin() + colon, [](char16_t unit) {
-        return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z') ||
-               (unit >= u'0' && unit <= u'9') || unit == u'+' || unit == u'-' || unit == u'.';
+    return sureCall("PathIsURLW", [&] {
+        // A scheme has at least two characters, so that the letter of a drive is none.
+        const std::u16string_view text = argument(path);
+        const std::size_t colon = text.find(u':');
+        const std::u16string_view scheme = text.substr(0, colon);
+        const bool isScheme = std::all_of(scheme.begin(), scheme.end(), [](char16_t unit) {
+            const char16_t upper = upperCase(unit);
+            return (upper >= u'A' && upper <= u'Z') || (unit >= u'0' && unit <= u'9') ||
+                   unit == u'+' || unit == u'-' || unit == u'.';
+        });
+        return colon != text.npos && colon >= 2 && isScheme ? TRUE : FALSE;
     });
-    return isScheme ? TRUE : FALSE;
 }
 
 }  // extern "C"

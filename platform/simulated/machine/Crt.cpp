@@ -71,6 +71,8 @@ int errnoOf(DWORD status) {
             return ENOSPC;
         case ERROR_DIR_NOT_EMPTY:
             return ENOTEMPTY;
+        case ERROR_INSUFFICIENT_BUFFER:
+            return ERANGE;
         default:
             return EINVAL;
     }
@@ -78,144 +80,56 @@ int errnoOf(DWORD status) {
 
 namespace {
 
-constexpr char kTextEnd = '\x1a';
-
-int failWithErrno(DWORD status) {
-    errno = errnoOf(status);
-    return -1;
-}
-
 CrtFiles& crt() {
     return Machine::current().crt;
 }
 
-std::shared_ptr<OpenFile> openFile(const CrtFile* file) {
-    return file == nullptr ? nullptr : Machine::current().handles.find<OpenFile>(file->handle);
-}
-
-DWORD shareOf(int share) {
-    switch (share) {
-        case _SH_DENYRW:
-            return 0;
-        case _SH_DENYWR:
-            return FILE_SHARE_READ;
-        case _SH_DENYRD:
-            return FILE_SHARE_WRITE;
-        default:
-            return FILE_SHARE_READ | FILE_SHARE_WRITE;
+/// A call that gives a value, of which one tells failure; then `errno` has the reason. As on
+/// Windows the functions below set the last error too.
+template <class Result, class Work>
+Result crtCall(const char* function, DWORD usual, Result failed, Work work) {
+    const Call entered(function);
+    try {
+        entered.pass(usual);
+        SetLastError(ERROR_SUCCESS);
+        return work();
+    } catch (const Refusal& refusal) {
+        SetLastError(refusal.status);
+        errno = errnoOf(refusal.status);
+        return failed;
     }
 }
 
-DWORD dispositionOf(int flags) {
-    const bool truncates = (flags & _O_TRUNC) != 0;
-    if ((flags & _O_CREAT) == 0) {
-        return truncates ? TRUNCATE_EXISTING : OPEN_EXISTING;
-    }
-    if ((flags & _O_EXCL) != 0) {
-        return CREATE_NEW;
-    }
-    return truncates ? CREATE_ALWAYS : OPEN_ALWAYS;
+OpenFile& openFile(int number) {
+    const CrtFile* const file = crt().find(number);
+    demand(file != nullptr, ERROR_INVALID_HANDLE);
+    return *Machine::current().handles.find<OpenFile>(file->handle);
 }
 
-/// Opens a file and gives its descriptor a number; the status if that fails.
-DWORD openNumbered(const char16_t* path, int flags, int share, int permissions, int& number) {
-    constexpr int kAccess = _O_WRONLY | _O_RDWR;
-    Volumes::OpenRequest request;
-    request.access = (flags & kAccess) == _O_RDWR     ? GENERIC_READ | GENERIC_WRITE
-                     : (flags & kAccess) == _O_WRONLY ? GENERIC_WRITE
-                                                      : GENERIC_READ;
-    request.share = shareOf(share);
-    request.disposition = dispositionOf(flags);
-    if ((flags & _O_CREAT) != 0 && (permissions & _S_IWRITE) == 0) {
-        request.flags = FILE_ATTRIBUTE_READONLY;
-    }
+/// Opens a file and gives its descriptor.
+int openNumbered(const char16_t* path, const Volumes::OpenRequest& request, bool text,
+                 bool appends) {
     Machine& machine = Machine::current();
     const Volumes::Opened opened = machine.volumes.open(processPath(path), request);
-    if (opened.status == ERROR_SUCCESS) {
-        number = machine.crt.add(
-            {machine.handles.add(opened.file), (flags & _O_BINARY) == 0, (flags & _O_APPEND) != 0});
-    }
-    return opened.status;
-}
-
-/// Reads; in text mode CR LF becomes a line feed, and Ctrl-Z ends the file.
-DWORD readNumbered(int number, void* buffer, std::size_t size, std::size_t& done) {
-    CrtFile* const file = crt().find(number);
-    const std::shared_ptr<OpenFile> open = openFile(file);
-    done = 0;
-    if (open == nullptr || !open->mayRead()) {
-        return ERROR_INVALID_HANDLE;
-    }
-    if (!file->text) {
-        done = open->read(buffer, size);
-        return ERROR_SUCCESS;
-    }
-    char* const out = static_cast<char*>(buffer);
-    char c = 0;
-    while (done < size && !file->atEnd && open->read(&c, 1) == 1) {
-        char next = 0;
-        if (c == kTextEnd) {
-            file->atEnd = true;
-            break;
-        }
-        if (c == '\r' && open->read(&next, 1) == 1) {
-            if (next == '\n') {
-                c = '\n';
-            } else {
-                open->seek(open->position() - 1);
-            }
-        }
-        out[done++] = c;
-    }
-    return ERROR_SUCCESS;
+    check(opened.status);
+    const bool makes = request.disposition == OPEN_ALWAYS || request.disposition == CREATE_ALWAYS;
+    SetLastError(makes && opened.existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
+    return machine.crt.add({machine.handles.add(opened.file), text, appends});
 }
 
 /// Writes; in text mode a line feed becomes CR LF.
-DWORD writeNumbered(int number, const void* data, std::size_t size) {
-    const CrtFile* const file = crt().find(number);
-    const std::shared_ptr<OpenFile> open = openFile(file);
-    if (open == nullptr || !open->mayWrite()) {
-        return ERROR_INVALID_HANDLE;
-    }
-    if (file->appends) {
-        open->seek(open->node().content.size());
-    }
-    if (!file->text) {
-        open->write(data, size);
-        return ERROR_SUCCESS;
+void writeNumbered(int number, std::string_view data) {
+    OpenFile& open = openFile(number);
+    demand(open.mayWrite(), ERROR_INVALID_HANDLE);
+    const CrtFile& file = *crt().find(number);
+    if (file.appends) {
+        open.seek(open.node().content.size());
     }
     std::string text;
-    for (const char c : std::string_view(static_cast<const char*>(data), size)) {
-        text += c == '\n' ? "\r\n" : std::string_view(&c, 1);
+    for (const char c : data) {
+        text += file.text && c == '\n' ? "\r\n" : std::string_view(&c, 1);
     }
-    open->write(text.data(), text.size());
-    return ERROR_SUCCESS;
-}
-
-DWORD seekNumbered(int number, long long distance, int origin, long long& position) {
-    const std::shared_ptr<OpenFile> open = openFile(crt().find(number));
-    if (open == nullptr) {
-        return ERROR_INVALID_HANDLE;
-    }
-    const auto size = static_cast<long long>(open->node().content.size());
-    const long long start = origin == SEEK_SET   ? 0
-                            : origin == SEEK_CUR ? static_cast<long long>(open->position())
-                                                 : size;
-    if (__builtin_add_overflow(start, distance, &position) || position < 0) {
-        return ERROR_INVALID_PARAMETER;
-    }
-    open->seek(static_cast<std::uint64_t>(position));
-    return ERROR_SUCCESS;
-}
-
-_stat64 statOf(const FileNode& node) {
-    _stat64 facts = {};
-    const bool isWritable = (node.attributes & FILE_ATTRIBUTE_READONLY) == 0;
-    facts.st_mode =
-        static_cast<unsigned short>((node.isDirectory ? _S_IFDIR | _S_IEXEC : _S_IFREG) | _S_IREAD |
-                                    (isWritable ? _S_IWRITE : 0));
-    facts.st_size = static_cast<long long>(node.content.size());
-    return facts;
+    open.write(text.data(), text.size());
 }
 
 // The host's FILE calls these with the number of a descriptor as its cookie.
@@ -225,129 +139,64 @@ struct Cookie {
 };
 
 ssize_t readCookie(void* cookie, char* buffer, std::size_t size) {
-    Call call("fread");
-    std::size_t done = 0;
-    const DWORD status =
-        call.fails() ? call.status(ERROR_READ_FAULT)
-                     : readNumbered(static_cast<Cookie*>(cookie)->number, buffer, size, done);
-    return status == ERROR_SUCCESS ? static_cast<ssize_t>(done) : failWithErrno(status);
+    return crtCall("fread", ERROR_READ_FAULT, ssize_t{-1}, [&] {
+        const int number = static_cast<Cookie*>(cookie)->number;
+        OpenFile& open = openFile(number);
+        if (crt().find(number)->text) {
+            notServed("fread", "the text mode");
+        }
+        return static_cast<ssize_t>(open.read(buffer, size));
+    });
 }
 
 ssize_t writeCookie(void* cookie, const char* data, std::size_t size) {
-    Call call("fwrite");
-    const DWORD status = call.fails()
-                             ? call.status(ERROR_DISK_FULL)
-                             : writeNumbered(static_cast<Cookie*>(cookie)->number, data, size);
-    if (status == ERROR_SUCCESS) {
+    return crtCall("fwrite", ERROR_DISK_FULL, ssize_t{0}, [&] {
+        writeNumbered(static_cast<Cookie*>(cookie)->number, {data, size});
         return static_cast<ssize_t>(size);
-    }
-    failWithErrno(status);
-    return 0;  // how a cookie tells of a failed write
-}
-
-int seekCookie(void* cookie, off64_t* offset, int origin) {
-    Call call("fseek");
-    long long position = 0;
-    const DWORD status = call.fails() ? call.status(ERROR_INVALID_HANDLE)
-                                      : seekNumbered(static_cast<Cookie*>(cookie)->number, *offset,
-                                                     origin, position);
-    if (status != ERROR_SUCCESS) {
-        return failWithErrno(status);
-    }
-    *offset = position;
-    return 0;
+    });
 }
 
 int closeCookie(void* cookie) {
-    Call call("fclose");
     const std::unique_ptr<Cookie> owned(static_cast<Cookie*>(cookie));
-    if (call.fails()) {
-        return failWithErrno(call.status(ERROR_INVALID_HANDLE));
-    }
-    return crt().close(owned->number) ? 0 : failWithErrno(ERROR_INVALID_HANDLE);
+    return crtCall("fclose", ERROR_INVALID_HANDLE, -1, [&] {
+        demand(crt().close(owned->number), ERROR_INVALID_HANDLE);
+        return 0;
+    });
 }
 
-/// A mode of _wfopen as flags of _wsopen_s; -1 for none.
-int openFlags(std::u16string_view mode) {
-    const bool updates = mode.find(u'+') != std::u16string_view::npos;
-    const int access = updates ? _O_RDWR : mode.starts_with(u'r') ? _O_RDONLY : _O_WRONLY;
-    const int binary = mode.find(u'b') != std::u16string_view::npos ? _O_BINARY : 0;
-    switch (mode.empty() ? u'\0' : mode[0]) {
-        case u'r':
-            return access | binary;
-        case u'w':
-            return access | binary | _O_CREAT | _O_TRUNC;
-        case u'a':
-            return access | binary | _O_CREAT | _O_APPEND;
-        default:
-            return -1;
-    }
-}
+/// The texts of what `errnoOf` gives.
+constexpr struct {
+    int number;
+    std::string_view words;
+} kErrorTexts[] = {{0, "No error"},
+                   {EINTR, "Interrupted function call"},
+                   {ENOENT, "No such file or directory"},
+                   {EACCES, "Permission denied"},
+                   {EBADF, "Bad file descriptor"},
+                   {ENOMEM, "Not enough space"},
+                   {EEXIST, "File exists"},
+                   {EINVAL, "Invalid argument"},
+                   {ENOSPC, "No space left on device"},
+                   {ENOTEMPTY, "Directory not empty"}};
 
-/// The stream that a call opens, or null with `errno` set.
-FILE* openStream(const Call& call, const char16_t* path, const char16_t* mode) {
-    const int flags = openFlags(argument(mode));
-    int number = -1;
-    const DWORD status = call.fails() ? call.status(ERROR_ACCESS_DENIED)
-                         : flags == -1
-                             ? DWORD{ERROR_INVALID_PARAMETER}
-                             : openNumbered(path, flags, _SH_DENYNO, _S_IREAD | _S_IWRITE, number);
-    if (status != ERROR_SUCCESS) {
-        failWithErrno(status);
-        return nullptr;
+/// The stream over a file that is opened: "r" and "rb" for reading, "w" emptied for writing.
+FILE* openStream(const char16_t* path, const char16_t* given) {
+    const std::u16string_view mode = argument(given);
+    const bool writes = mode == u"w";
+    if (!writes && mode != u"r" && mode != u"rb") {
+        notServed("_wfopen", "the mode " + toUtf8(mode));
     }
-    std::string hostMode;
-    for (const char16_t c : argument(mode)) {
-        hostMode += static_cast<char>(c);
-    }
-    auto cookie = std::make_unique<Cookie>(Cookie{number});
-    FILE* const stream = fopencookie(cookie.get(), hostMode.c_str(),
-                                     {readCookie, writeCookie, seekCookie, closeCookie});
-    if (stream == nullptr) {
-        crt().close(number);
-        return nullptr;
-    }
+    Volumes::OpenRequest request;
+    request.access = writes ? GENERIC_WRITE : GENERIC_READ;
+    request.share = FILE_SHARE_READ | FILE_SHARE_WRITE;
+    request.disposition = writes ? CREATE_ALWAYS : OPEN_EXISTING;
+    auto cookie =
+        std::make_unique<Cookie>(Cookie{openNumbered(path, request, mode != u"rb", false)});
+    FILE* const stream = fopencookie(cookie.get(), writes ? "w" : "r",
+                                     {readCookie, writeCookie, nullptr, closeCookie});
     cookie.release();  // closeCookie frees it
     return stream;
 }
-
-constexpr const char* kErrorTexts[] = {
-    "No error",
-    "Operation not permitted",
-    "No such file or directory",
-    "No such process",
-    "Interrupted function call",
-    "Input/output error",
-    "No such device or address",
-    "Arg list too long",
-    "Exec format error",
-    "Bad file descriptor",
-    "No child processes",
-    "Resource temporarily unavailable",
-    "Not enough space",
-    "Permission denied",
-    "Bad address",
-    "Unknown error",
-    "Resource device",
-    "File exists",
-    "Improper link",
-    "No such device",
-    "Not a directory",
-    "Is a directory",
-    "Invalid argument",
-    "Too many open files in system",
-    "Too many open files",
-    "Inappropriate I/O control operation",
-    "Unknown error",
-    "File too large",
-    "No space left on device",
-    "Invalid seek",
-    "Read-only file system",
-    "Too many links",
-    "Broken pipe",
-    "Domain error",
-    "Result too large",
-};
 
 }  // namespace
 
@@ -358,135 +207,110 @@ using namespace simulated;
 extern "C" {
 
 errno_t _wsopen_s(int* file, const char16_t* path, int flags, int share, int permissions) {
-    Call call("_wsopen_s");
-    *file = -1;
-    const DWORD status = call.fails() ? call.status(ERROR_ACCESS_DENIED)
-                                      : openNumbered(path, flags, share, permissions, *file);
-    return status == ERROR_SUCCESS ? 0 : (failWithErrno(status), errno);
+    *file = crtCall("_wsopen_s", ERROR_ACCESS_DENIED, -1, [&] {
+        if (flags != (_O_WRONLY | _O_APPEND | _O_CREAT) || share != _SH_DENYWR ||
+            permissions != (_S_IREAD | _S_IWRITE)) {
+            notServed("_wsopen_s", "the flags " + std::to_string(flags));
+        }
+        Volumes::OpenRequest request;
+        request.access = GENERIC_WRITE;
+        request.share = FILE_SHARE_READ;
+        request.disposition = OPEN_ALWAYS;
+        return openNumbered(path, request, true, true);
+    });
+    return *file == -1 ? errno : 0;
 }
 
 int _open_osfhandle(std::intptr_t handle, int flags) {
-    Call call("_open_osfhandle");
-    if (call.fails()) {
-        return failWithErrno(call.status(ERROR_INVALID_HANDLE));
-    }
-    Machine& machine = Machine::current();
-    const HANDLE file = reinterpret_cast<HANDLE>(handle);
-    if (machine.handles.find<OpenFile>(file) == nullptr) {
-        return failWithErrno(ERROR_INVALID_HANDLE);
-    }
-    return machine.crt.add({file, (flags & _O_TEXT) != 0, (flags & _O_APPEND) != 0});
-}
-
-int _read(int file, void* buffer, unsigned int size) {
-    Call call("_read");
-    std::size_t done = 0;
-    const DWORD status =
-        call.fails() ? call.status(ERROR_READ_FAULT) : readNumbered(file, buffer, size, done);
-    return status == ERROR_SUCCESS ? static_cast<int>(done) : failWithErrno(status);
+    return crtCall("_open_osfhandle", ERROR_INVALID_HANDLE, -1, [&] {
+        if (flags != 0) {
+            notServed("_open_osfhandle", "the flags " + std::to_string(flags));
+        }
+        Machine& machine = Machine::current();
+        const HANDLE file = reinterpret_cast<HANDLE>(handle);
+        demand(machine.handles.find<OpenFile>(file) != nullptr, ERROR_INVALID_HANDLE);
+        return machine.crt.add({file, false, false});
+    });
 }
 
 int _write(int file, const void* data, unsigned int size) {
-    Call call("_write");
-    const DWORD status =
-        call.fails() ? call.status(ERROR_DISK_FULL) : writeNumbered(file, data, size);
-    return status == ERROR_SUCCESS ? static_cast<int>(size) : failWithErrno(status);
+    return crtCall("_write", ERROR_DISK_FULL, -1, [&] {
+        writeNumbered(file, {static_cast<const char*>(data), size});
+        return static_cast<int>(size);
+    });
 }
 
 errno_t _chsize_s(int file, long long size) {
-    Call call("_chsize_s");
-    const std::shared_ptr<OpenFile> open = openFile(crt().find(file));
-    DWORD status = ERROR_SUCCESS;
-    if (call.fails()) {
-        status = call.status(ERROR_DISK_FULL);
-    } else if (open == nullptr) {
-        status = ERROR_INVALID_HANDLE;
-    } else if (size < 0) {
-        status = ERROR_INVALID_PARAMETER;
-    } else if (!open->mayWrite()) {
-        status = ERROR_ACCESS_DENIED;
-    }
-    if (status != ERROR_SUCCESS) {
-        failWithErrno(status);
-        return errno;
-    }
-    open->resize(static_cast<std::uint64_t>(size));
-    return 0;
+    const int result = crtCall("_chsize_s", ERROR_DISK_FULL, -1, [&] {
+        OpenFile& open = openFile(file);
+        demand(open.mayWrite(), ERROR_ACCESS_DENIED);
+        open.resize(static_cast<std::uint64_t>(size));
+        return 0;
+    });
+    return result == -1 ? errno : 0;
 }
 
 int _close(int file) {
-    Call call("_close");
-    if (call.fails()) {
-        return failWithErrno(call.status(ERROR_INVALID_HANDLE));
-    }
-    return crt().close(file) ? 0 : failWithErrno(ERROR_INVALID_HANDLE);
+    return crtCall("_close", ERROR_INVALID_HANDLE, -1, [&] {
+        demand(crt().close(file), ERROR_INVALID_HANDLE);
+        return 0;
+    });
 }
 
 int _fstat64(int file, _stat64* facts) {
-    Call call("_fstat64");
-    const std::shared_ptr<OpenFile> open = openFile(crt().find(file));
-    if (call.fails() || open == nullptr) {
-        return failWithErrno(call.status(ERROR_INVALID_HANDLE));
-    }
-    *facts = statOf(open->node());
-    return 0;
+    return crtCall("_fstat64", ERROR_INVALID_HANDLE, -1, [&] {
+        facts->st_size = static_cast<long long>(openFile(file).node().content.size());
+        return 0;
+    });
 }
 
+/// A separator at the end is an error, but at that of a drive's root.
 int _wstat64(const char16_t* path, _stat64* facts) {
-    Call call("_wstat64");
-    if (call.fails()) {
-        return failWithErrno(call.status(ERROR_FILE_NOT_FOUND));
-    }
-    const Volumes::Place place = Machine::current().volumes.find(processPath(path), true);
-    if (place.status != ERROR_SUCCESS) {
-        return failWithErrno(ERROR_FILE_NOT_FOUND);
-    }
-    *facts = statOf(*place.node);
-    return 0;
+    return crtCall("_wstat64", ERROR_FILE_NOT_FOUND, -1, [&] {
+        const FilePath whole = processPath(path);
+        const Volumes::Place place = Machine::current().volumes.find(whole, true);
+        demand(place.status == ERROR_SUCCESS && !(whole.endsInSeparator && !whole.names.empty()),
+               ERROR_FILE_NOT_FOUND);
+        facts->st_size = static_cast<long long>(place.node->content.size());
+        return 0;
+    });
 }
 
 int _wmkdir(const char16_t* path) {
-    Call call("_wmkdir");
-    const DWORD status = call.fails()
-                             ? call.status(ERROR_ACCESS_DENIED)
-                             : Machine::current().volumes.createDirectory(processPath(path));
-    return status == ERROR_SUCCESS ? 0 : failWithErrno(status);
+    return crtCall("_wmkdir", ERROR_ACCESS_DENIED, -1, [&] {
+        check(Machine::current().volumes.createDirectory(processPath(path)));
+        return 0;
+    });
 }
 
 char16_t* _wgetcwd(char16_t* buffer, int size) {
-    Call call("_wgetcwd");
-    if (call.fails()) {
-        failWithErrno(call.status(ERROR_ACCESS_DENIED));
-        return nullptr;
-    }
-    const std::u16string& directory = Machine::current().volumes.currentDirectory();
-    if (size <= 0 || directory.size() >= static_cast<std::size_t>(size)) {
-        errno = ERANGE;
-        return nullptr;
-    }
-    copyOut(directory, buffer, static_cast<std::uint32_t>(size));
-    return buffer;
+    char16_t* const none = nullptr;
+    return crtCall("_wgetcwd", ERROR_ACCESS_DENIED, none, [&] {
+        const std::u16string& directory = Machine::current().volumes.currentDirectory();
+        demand(directory.size() < static_cast<std::size_t>(size), ERROR_INSUFFICIENT_BUFFER);
+        copyOut(directory, buffer, static_cast<std::uint32_t>(size));
+        return buffer;
+    });
 }
 
 FILE* _wfopen(const char16_t* path, const char16_t* mode) {
-    Call call("_wfopen");
-    return openStream(call, path, mode);
+    FILE* const none = nullptr;
+    return crtCall("_wfopen", ERROR_ACCESS_DENIED, none, [&] { return openStream(path, mode); });
 }
 
 FILE* _wfreopen(const char16_t* path, const char16_t* mode, FILE* stream) {
-    Call call("_wfreopen");
+    FILE* const none = nullptr;
     std::fclose(stream);
-    return openStream(call, path, mode);
+    return crtCall("_wfreopen", ERROR_ACCESS_DENIED, none, [&] { return openStream(path, mode); });
 }
 
 errno_t strerror_s(char* buffer, std::size_t size, int error) {
-    if (buffer == nullptr || size == 0) {
-        return EINVAL;
+    const auto text = std::find_if(std::begin(kErrorTexts), std::end(kErrorTexts),
+                                   [&](const auto& known) { return known.number == error; });
+    if (text == std::end(kErrorTexts)) {
+        notServed("strerror_s", "the number " + std::to_string(error));
     }
-    const std::size_t index = static_cast<std::size_t>(error);
-    const std::string_view text =
-        error >= 0 && index < std::size(kErrorTexts) ? kErrorTexts[index] : "Unknown error";
-    buffer[text.copy(buffer, size - 1)] = '\0';
+    buffer[text->words.copy(buffer, size - 1)] = '\0';
     return 0;
 }
 

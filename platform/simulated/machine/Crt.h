@@ -11,7 +11,6 @@ struct CrtFile {
     HANDLE handle = nullptr;
     bool text = false;
     bool appends = false;
-    bool atEnd = false;  ///< a text file's Ctrl-Z was read
 };
 
 class CrtFiles {

@@ -26,9 +26,11 @@ Modules& modules() {
     return Machine::current().modules;
 }
 
-HMODULE failNull(DWORD status) {
-    SetLastError(status);
-    return nullptr;
+/// The module behind a handle, refused with this status if there is none.
+Module& moduleOf(HMODULE handle, DWORD status = ERROR_MOD_NOT_FOUND) {
+    Module* const module = modules().fromHandle(handle);
+    demand(module != nullptr, status);
+    return *module;
 }
 
 /// The library that a path names: a bare file name, or one of the system's own directory.
@@ -59,9 +61,7 @@ void addReference(Module& module, bool asData) {
 
 HMODULE loadLibrary(LPCWSTR path, bool asData) {
     Module* const module = findLibrary(argument(path));
-    if (module == nullptr) {
-        return failNull(ERROR_MOD_NOT_FOUND);
-    }
+    demand(module != nullptr, ERROR_MOD_NOT_FOUND);
     addReference(*module, asData);
     return Modules::handleOf(*module, asData);
 }
@@ -139,26 +139,18 @@ const std::vector<char16_t>& blockOf(HRSRC resource) {
     return *reinterpret_cast<const std::vector<char16_t>*>(resource);
 }
 
-/// The text for a status, or the status of the failure.
-const std::u16string* findMessage(DWORD flags, LPCVOID source, DWORD id, DWORD& status) {
+/// The text for a status: of a module's own table, else of the system's.
+const std::u16string& findMessage(DWORD flags, LPCVOID source, DWORD id) {
     if ((flags & FORMAT_MESSAGE_FROM_HMODULE) != 0) {
-        Module* const module =
-            modules().fromHandle(static_cast<HMODULE>(const_cast<void*>(source)));
-        if (module == nullptr) {
-            status = ERROR_RESOURCE_DATA_NOT_FOUND;
-            return nullptr;
+        const Module& module = moduleOf(static_cast<HMODULE>(const_cast<void*>(source)),
+                                        ERROR_RESOURCE_DATA_NOT_FOUND);
+        if (const auto found = module.messages.find(id); found != module.messages.end()) {
+            return found->second;
         }
-        const auto found = module->messages.find(id);
-        if (found != module->messages.end()) {
-            return &found->second;
-        }
-        status = module->messages.empty() ? ERROR_RESOURCE_TYPE_NOT_FOUND : ERROR_MR_MID_NOT_FOUND;
     }
-    if ((flags & FORMAT_MESSAGE_FROM_SYSTEM) != 0) {
-        status = ERROR_MR_MID_NOT_FOUND;
-        return modules().systemMessage(id);
-    }
-    return nullptr;
+    const std::u16string* const text = modules().systemMessage(id);
+    demand(text != nullptr, ERROR_MR_MID_NOT_FOUND);
+    return *text;
 }
 
 }  // namespace
@@ -166,206 +158,125 @@ const std::u16string* findMessage(DWORD flags, LPCVOID source, DWORD id, DWORD& 
 extern "C" {
 
 HMODULE WINAPI LoadLibraryW(LPCWSTR path) {
-    Call call("LoadLibraryW");
-    if (call.fails()) {
-        return failNull(call.status(ERROR_MOD_NOT_FOUND));
-    }
-    return loadLibrary(path, false);
+    return call("LoadLibraryW", ERROR_MOD_NOT_FOUND, [&] { return loadLibrary(path, false); });
 }
 
-HMODULE WINAPI LoadLibraryExW(LPCWSTR path, HANDLE reserved, DWORD flags) {
-    Call call("LoadLibraryExW");
-    if (call.fails()) {
-        return failNull(call.status(ERROR_MOD_NOT_FOUND));
-    }
-    if (reserved != nullptr || (flags & ~LOAD_LIBRARY_AS_DATAFILE) != 0) {
-        return failNull(ERROR_INVALID_PARAMETER);
-    }
-    return loadLibrary(path, flags != 0);
+HMODULE WINAPI LoadLibraryExW(LPCWSTR path, HANDLE, DWORD flags) {
+    return call("LoadLibraryExW", ERROR_MOD_NOT_FOUND, [&] {
+        if (flags != LOAD_LIBRARY_AS_DATAFILE) {
+            notServed("LoadLibraryExW", "the flags " + std::to_string(flags));
+        }
+        return loadLibrary(path, true);
+    });
 }
 
 BOOL WINAPI FreeLibrary(HMODULE handle) {
-    Call call("FreeLibrary");
-    if (call.fails()) {
-        return failWith(call.status(ERROR_MOD_NOT_FOUND));
-    }
-    Module* const module = modules().fromHandle(handle);
-    if (module == nullptr) {
-        return failWith(ERROR_MOD_NOT_FOUND);
-    }
-    auto& references = Modules::isDataHandle(handle) ? module->dataReferences : module->references;
-    if (references.empty()) {
-        return failWith(ERROR_MOD_NOT_FOUND);  // never loaded by this process
-    }
-    Machine::current().handles.close(references.back());
-    references.pop_back();
-    return TRUE;
+    return call("FreeLibrary", ERROR_MOD_NOT_FOUND, [&] {
+        Module& module = moduleOf(handle);
+        auto& references =
+            Modules::isDataHandle(handle) ? module.dataReferences : module.references;
+        demand(!references.empty(), ERROR_MOD_NOT_FOUND);  // never loaded by this process
+        Machine::current().handles.close(references.back());
+        references.pop_back();
+    });
 }
 
 HMODULE WINAPI GetModuleHandleW(LPCWSTR name) {
-    Call call("GetModuleHandleW");
-    if (call.fails()) {
-        return failNull(call.status(ERROR_MOD_NOT_FOUND));
-    }
-    const Module* const module = loadedModule(name);
-    return module == nullptr ? failNull(ERROR_MOD_NOT_FOUND) : Modules::handleOf(*module);
+    return call("GetModuleHandleW", ERROR_MOD_NOT_FOUND, [&] {
+        const Module* const module = loadedModule(name);
+        demand(module != nullptr, ERROR_MOD_NOT_FOUND);
+        return Modules::handleOf(*module);
+    });
 }
 
 BOOL WINAPI GetModuleHandleExW(DWORD flags, LPCWSTR nameOrAddress, HMODULE* handle) {
-    Call call("GetModuleHandleExW");
-    if (handle != nullptr) {
+    return call("GetModuleHandleExW", ERROR_MOD_NOT_FOUND, [&] {
         *handle = nullptr;
-    }
-    if (call.fails()) {
-        return failWith(call.status(ERROR_MOD_NOT_FOUND));
-    }
-    if (handle == nullptr) {
-        return failWith(ERROR_INVALID_PARAMETER);
-    }
-    const bool byAddress = (flags & GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS) != 0;
-    Module* const module = byAddress ? moduleAt(nameOrAddress) : loadedModule(nameOrAddress);
-    if (module == nullptr) {
-        return failWith(ERROR_MOD_NOT_FOUND);
-    }
-    if ((flags & GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT) == 0) {
-        addReference(*module, false);
-    }
-    *handle = Modules::handleOf(*module);
-    return TRUE;
+        const bool byAddress = (flags & GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS) != 0;
+        Module* const module = byAddress ? moduleAt(nameOrAddress) : loadedModule(nameOrAddress);
+        demand(module != nullptr, ERROR_MOD_NOT_FOUND);
+        if ((flags & GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT) == 0) {
+            addReference(*module, false);
+        }
+        *handle = Modules::handleOf(*module);
+    });
 }
 
 DWORD WINAPI GetModuleFileNameW(HMODULE handle, LPWSTR buffer, DWORD size) {
-    Call call("GetModuleFileNameW");
-    if (call.fails()) {
-        return static_cast<DWORD>(failWith(call.status(ERROR_MOD_NOT_FOUND)));
-    }
-    const Module* const module = modules().fromHandle(handle);
-    if (module == nullptr) {
-        return static_cast<DWORD>(failWith(ERROR_MOD_NOT_FOUND));
-    }
-    const std::u16string path = modules().path(*module, Machine::current().facts);
-    if (path.size() < size) {
-        SetLastError(ERROR_SUCCESS);
-        return copyOut(path, buffer, size);
-    }
-    if (size > 0) {
-        path.copy(buffer, size - 1);
-        buffer[size - 1] = u'\0';
-    }
-    SetLastError(ERROR_INSUFFICIENT_BUFFER);
-    return size;
+    return call("GetModuleFileNameW", ERROR_MOD_NOT_FOUND, [&] {
+        const std::u16string path = modules().path(moduleOf(handle), Machine::current().facts);
+        if (path.size() < size) {
+            return copyOut(path, buffer, size);
+        }
+        if (size > 0) {
+            path.copy(buffer, size - 1);
+            buffer[size - 1] = u'\0';
+        }
+        SetLastError(ERROR_INSUFFICIENT_BUFFER);
+        return size;
+    });
 }
 
 FARPROC WINAPI GetProcAddress(HMODULE handle, LPCSTR name) {
-    Call call("GetProcAddress");
-    const auto fail = [](DWORD status) {
-        SetLastError(status);
-        return static_cast<FARPROC>(nullptr);
-    };
-    if (call.fails()) {
-        return fail(call.status(ERROR_PROC_NOT_FOUND));
-    }
-    const Module* const module = modules().fromHandle(handle);
-    if (module == nullptr || Modules::isDataHandle(handle)) {
-        return fail(ERROR_MOD_NOT_FOUND);
-    }
-    if (IS_INTRESOURCE(name) || module->hiddenFunctions.count(name) != 0 ||
-        module != &modules().ownerOf(name)) {
-        return fail(ERROR_PROC_NOT_FOUND);
-    }
-    void* const address = dlsym(ownImage().handle, name);
-    Dl_info info = {};
-    if (address == nullptr || dladdr(address, &info) == 0 || info.dli_fbase != ownImage().base) {
-        return fail(ERROR_PROC_NOT_FOUND);
-    }
-    return reinterpret_cast<FARPROC>(address);
+    return call("GetProcAddress", ERROR_PROC_NOT_FOUND, [&] {
+        const Module& module = moduleOf(handle);
+        demand(!Modules::isDataHandle(handle), ERROR_MOD_NOT_FOUND);
+        demand(!module.hiddenFunctions.contains(name) && &module == &modules().ownerOf(name),
+               ERROR_PROC_NOT_FOUND);
+        void* const address = dlsym(ownImage().handle, name);
+        Dl_info info = {};
+        demand(
+            address != nullptr && dladdr(address, &info) != 0 && info.dli_fbase == ownImage().base,
+            ERROR_PROC_NOT_FOUND);
+        return reinterpret_cast<FARPROC>(address);
+    });
 }
 
 HRSRC WINAPI FindResourceW(HMODULE handle, LPCWSTR name, LPCWSTR type) {
-    Call call("FindResourceW");
-    const auto fail = [](DWORD status) {
-        SetLastError(status);
-        return static_cast<HRSRC>(nullptr);
-    };
-    if (call.fails()) {
-        return fail(call.status(ERROR_RESOURCE_NAME_NOT_FOUND));
-    }
-    Module* const module = modules().fromHandle(handle);
-    if (module == nullptr || (module->strings.empty() && module->messages.empty())) {
-        return fail(ERROR_RESOURCE_DATA_NOT_FOUND);
-    }
-    if (type != RT_STRING || module->strings.empty()) {
-        return fail(ERROR_RESOURCE_TYPE_NOT_FOUND);
-    }
-    const std::vector<char16_t>* const block =
-        IS_INTRESOURCE(name) ? stringBlock(*module, LOWORD(reinterpret_cast<ULONG_PTR>(name)))
-                             : nullptr;
-    if (block == nullptr) {
-        return fail(ERROR_RESOURCE_NAME_NOT_FOUND);
-    }
-    return reinterpret_cast<HRSRC>(const_cast<std::vector<char16_t>*>(block));
+    return call("FindResourceW", ERROR_RESOURCE_NAME_NOT_FOUND, [&] {
+        Module& module = moduleOf(handle, ERROR_RESOURCE_DATA_NOT_FOUND);
+        demand(!module.strings.empty() || !module.messages.empty(), ERROR_RESOURCE_DATA_NOT_FOUND);
+        demand(type == RT_STRING && !module.strings.empty(), ERROR_RESOURCE_TYPE_NOT_FOUND);
+        const std::vector<char16_t>* const block =
+            stringBlock(module, LOWORD(reinterpret_cast<ULONG_PTR>(name)));
+        demand(block != nullptr, ERROR_RESOURCE_NAME_NOT_FOUND);
+        return reinterpret_cast<HRSRC>(const_cast<std::vector<char16_t>*>(block));
+    });
 }
 
 HGLOBAL WINAPI LoadResource(HMODULE, HRSRC resource) {
-    Call call("LoadResource");
-    if (call.fails() || resource == nullptr) {
-        SetLastError(call.status(ERROR_RESOURCE_DATA_NOT_FOUND));
-        return nullptr;
-    }
-    return const_cast<char16_t*>(blockOf(resource).data());
+    return call("LoadResource", ERROR_RESOURCE_DATA_NOT_FOUND, HGLOBAL(), [&]() -> HGLOBAL {
+        demand(resource != nullptr, ERROR_RESOURCE_DATA_NOT_FOUND);
+        return const_cast<char16_t*>(blockOf(resource).data());
+    });
 }
 
 LPVOID WINAPI LockResource(HGLOBAL data) {
-    Call call("LockResource");
-    if (call.fails()) {
-        SetLastError(call.status(ERROR_RESOURCE_DATA_NOT_FOUND));
-        return nullptr;
-    }
-    return data;
+    return call("LockResource", ERROR_RESOURCE_DATA_NOT_FOUND, [&] { return data; });
 }
 
 DWORD WINAPI SizeofResource(HMODULE, HRSRC resource) {
-    Call call("SizeofResource");
-    if (call.fails() || resource == nullptr) {
-        return static_cast<DWORD>(failWith(call.status(ERROR_RESOURCE_DATA_NOT_FOUND)));
-    }
-    return static_cast<DWORD>(blockOf(resource).size() * sizeof(char16_t));
+    return call("SizeofResource", ERROR_RESOURCE_DATA_NOT_FOUND, [&] {
+        demand(resource != nullptr, ERROR_RESOURCE_DATA_NOT_FOUND);
+        return static_cast<DWORD>(blockOf(resource).size() * sizeof(char16_t));
+    });
 }
 
 DWORD WINAPI FormatMessageW(DWORD flags, LPCVOID source, DWORD messageId, DWORD languageId,
                             LPWSTR buffer, DWORD size, std::va_list*) {
-    Call call("FormatMessageW");
-    const bool allocates = (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0;
-    if (allocates && buffer != nullptr) {
+    return call("FormatMessageW", ERROR_MR_MID_NOT_FOUND, [&] {
+        constexpr DWORD kServed = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS;
+        if ((flags & kServed) != kServed || languageId != 0 || size != 0 ||
+            (flags & FORMAT_MESSAGE_FROM_SYSTEM) == 0) {
+            notServed("FormatMessageW", "the flags " + std::to_string(flags));
+        }
         *reinterpret_cast<LPWSTR*>(buffer) = nullptr;
-    }
-    if (call.fails()) {
-        return static_cast<DWORD>(failWith(call.status(ERROR_MR_MID_NOT_FOUND)));
-    }
-    // Inserts and line breaks by width are not simulated: a caller has to take the text as it is.
-    if (buffer == nullptr || (flags & FORMAT_MESSAGE_IGNORE_INSERTS) == 0 ||
-        (flags & FORMAT_MESSAGE_MAX_WIDTH_MASK) != 0) {
-        return static_cast<DWORD>(failWith(ERROR_INVALID_PARAMETER));
-    }
-    constexpr DWORD kEnglish = 0x0409;
-    if (languageId != 0 && languageId != kEnglish) {
-        return static_cast<DWORD>(failWith(ERROR_RESOURCE_LANG_NOT_FOUND));
-    }
-    DWORD status = ERROR_INVALID_PARAMETER;
-    const std::u16string* const text = findMessage(flags, source, messageId, status);
-    if (text == nullptr) {
-        return static_cast<DWORD>(failWith(status));
-    }
-    if (allocates) {
-        const DWORD room = std::max(size, static_cast<DWORD>(text->size() + 1));
+        const std::u16string& text = findMessage(flags, source, messageId);
+        const auto room = static_cast<DWORD>(text.size() + 1);
         auto* const allocated = static_cast<LPWSTR>(std::calloc(room, sizeof(WCHAR)));
         *reinterpret_cast<LPWSTR*>(buffer) = allocated;
-        return copyOut(*text, allocated, room);
-    }
-    if (size <= text->size()) {
-        return static_cast<DWORD>(failWith(ERROR_INSUFFICIENT_BUFFER));
-    }
-    return copyOut(*text, buffer, size);
+        return copyOut(text, allocated, room);
+    });
 }
 
 }  // extern "C"

@@ -119,10 +119,6 @@ void Modules::setMessage(std::u16string_view library, std::uint32_t id, std::u16
     find(library)->messages[id] = text;
 }
 
-void Modules::setSystemMessage(std::uint32_t id, std::u16string_view text) {
-    systemMessages_[id] = text;
-}
-
 Module* Modules::find(std::u16string_view fileName) {
     const auto found = libraries_.find(withExtension(fileName));
     return found == libraries_.end() ? nullptr : found->second.get();

@@ -44,9 +44,8 @@ public:
     void hideFunction(std::u16string_view library, std::string_view function);
     /// Adds or replaces a string resource; an empty text takes it away.
     void setString(std::u16string_view library, std::uint32_t id, std::u16string_view text);
-    /// Adds or replaces a message of a library's message table, or of the system's.
+    /// Adds or replaces a message of a library's message table.
     void setMessage(std::u16string_view library, std::uint32_t id, std::u16string_view text);
-    void setSystemMessage(std::uint32_t id, std::u16string_view text);
 
     // For the functions that serve the process.
 

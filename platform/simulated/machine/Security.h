@@ -41,15 +41,10 @@ std::optional<Bytes> parseSid(std::u16string_view text);
 /// "S-1-..." of a valid binary SID.
 std::u16string formatSid(const void* sid);
 
-/// A self-relative descriptor from its SDDL text, or the status that the text fails with.
-struct ParsedDescriptor {
-    std::uint32_t status = 0;
-    Bytes descriptor;
-};
-ParsedDescriptor parseDescriptor(std::u16string_view text);
+/// A self-relative descriptor from its SDDL text: "D:" and entries that allow.
+Bytes parseDescriptor(std::u16string_view text);
 
-/// The SDDL text of the discretionary list of a self-relative descriptor, for comparing in tests:
-/// "D:(A;OICI;FA;;;SY)". Aliases and names of rights are used where there are some.
+/// The SDDL text of a descriptor that `parseDescriptor` made, for comparing: "D:(A;OICI;FA;;;SY)".
 std::string describeDescriptor(std::span<const std::uint8_t> descriptor);
 
 }  // namespace simulated

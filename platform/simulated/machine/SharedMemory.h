@@ -16,7 +16,7 @@ namespace simulated {
 
 /// A block; it lives as long as a mapping, a view or another process holds it.
 struct SharedBlock {
-    std::string name;  ///< empty for a nameless one
+    std::string name;
     std::vector<std::uint8_t> bytes;
 };
 

@@ -2,50 +2,56 @@
 #include <windows.h>
 
 #include <string>
+#include <utility>
 
 #include "simulated/machine/Machine.h"
 
 using namespace simulated;
 
-extern "C" LONG WINAPI RtlGetVersion(POSVERSIONINFOW version);
+extern "C" LONG WINAPI RtlGetVersion(OSVERSIONINFOW* version);
 
 namespace {
 
 constexpr DWORD kLongestVariable = 32767;
-constexpr DWORD kPageSize = 4096;
 
 Facts& facts() {
     return Machine::current().facts;
 }
 
-DWORD giveDirectory(const std::u16string& directory, LPWSTR buffer, DWORD size) {
-    return copyOut(directory, buffer, size);
-}
-
-/// The first directory that the environment names for temporary files.
-std::u16string temporaryDirectory() {
-    for (const std::u16string_view name : {u"TMP", u"TEMP", u"USERPROFILE"}) {
-        const std::optional<std::u16string> value = facts().variable(name);
-        if (value && !value->empty()) {
-            return *value;
+/// A variable of the process. LocalSystem has no user's folders but those of Windows' own.
+std::optional<std::u16string> variable(std::u16string_view name) {
+    const bool isOwn = facts().processEnvironment.contains(name);
+    if (Machine::current().security.isLocalSystem() && !isOwn) {
+        if (sameText(name, u"TEMP") || sameText(name, u"TMP")) {
+            return facts().windowsDirectory + u"\\Temp";
+        }
+        if (sameText(name, u"USERPROFILE")) {
+            return facts().systemDirectory + u"\\config\\systemprofile";
         }
     }
-    return facts().windowsDirectory;
+    return facts().variable(name);
 }
 
-/// Fills a version record of either size; false for any other size.
-bool fillVersion(OSVERSIONINFOW& record, bool anySize) {
-    const bool extended = record.dwOSVersionInfoSize == sizeof(OSVERSIONINFOEXW);
-    if (!extended && !anySize && record.dwOSVersionInfoSize != sizeof(OSVERSIONINFOW)) {
-        return false;
+/// The first directory that the environment names for temporary files, as a full path.
+std::u16string temporaryDirectory() {
+    std::u16string directory = facts().windowsDirectory;
+    for (const std::u16string_view name : {u"USERPROFILE", u"TEMP", u"TMP"}) {
+        const std::optional<std::u16string> value = variable(name);
+        directory = value && !value->empty() ? *value : directory;
     }
+    directory = fullPath(directory, Machine::current().volumes.currentDirectory());
+    return directory.ends_with(u'\\') ? directory : directory + u'\\';
+}
+
+/// Fills a version record of either size.
+void fillVersion(OSVERSIONINFOW& record) {
     const WindowsVersion& version = facts().version;
     record.dwMajorVersion = version.major;
     record.dwMinorVersion = version.minor;
     record.dwBuildNumber = version.build;
     record.dwPlatformId = VER_PLATFORM_WIN32_NT;
     copyOut(std::u16string_view(version.servicePackText).substr(0, 127), record.szCSDVersion, 128);
-    if (extended) {
+    if (record.dwOSVersionInfoSize == sizeof(OSVERSIONINFOEXW)) {
         auto& whole = reinterpret_cast<OSVERSIONINFOEXW&>(record);
         whole.wServicePackMajor = version.servicePack;
         whole.wServicePackMinor = 0;
@@ -53,7 +59,12 @@ bool fillVersion(OSVERSIONINFOW& record, bool anySize) {
         whole.wProductType = version.productType;
         whole.wReserved = 0;
     }
-    return true;
+}
+
+UINT giveDirectory(const char* function, const std::u16string& directory, LPWSTR buffer,
+                   UINT size) {
+    return call(function, ERROR_NOT_ENOUGH_MEMORY,
+                [&] { return copyOut(directory, buffer, size); });
 }
 
 }  // namespace
@@ -61,196 +72,137 @@ bool fillVersion(OSVERSIONINFOW& record, bool anySize) {
 extern "C" {
 
 DWORD WINAPI GetEnvironmentVariableW(LPCWSTR name, LPWSTR buffer, DWORD size) {
-    Call call("GetEnvironmentVariableW");
-    if (call.fails()) {
-        return static_cast<DWORD>(failWith(call.status(ERROR_ENVVAR_NOT_FOUND)));
-    }
-    const std::optional<std::u16string> value = facts().variable(argument(name));
-    if (!value) {
-        return static_cast<DWORD>(failWith(ERROR_ENVVAR_NOT_FOUND));
-    }
-    return copyOut(*value, buffer, size);
+    return call("GetEnvironmentVariableW", ERROR_ENVVAR_NOT_FOUND, [&] {
+        const std::optional<std::u16string> value = variable(argument(name));
+        demand(value.has_value(), ERROR_ENVVAR_NOT_FOUND);
+        return copyOut(*value, buffer, size);
+    });
 }
 
 BOOL WINAPI SetEnvironmentVariableW(LPCWSTR name, LPCWSTR value) {
-    Call call("SetEnvironmentVariableW");
-    if (call.fails()) {
-        return failWith(call.status(ERROR_NOT_ENOUGH_MEMORY));
-    }
-    const std::u16string_view text = argument(name);
-    if (text.empty() || text.find(u'=', 1) != std::u16string_view::npos) {
-        return failWith(ERROR_INVALID_PARAMETER);
-    }
-    if (value == nullptr && !facts().variable(text)) {
-        return failWith(ERROR_ENVVAR_NOT_FOUND);
-    }
-    if (argument(value).size() > kLongestVariable) {
-        return failWith(ERROR_INVALID_PARAMETER);
-    }
-    auto& changed = facts().processEnvironment[std::u16string(text)];
-    changed = value == nullptr ? std::nullopt : std::optional<std::u16string>(value);
-    return TRUE;
+    return call("SetEnvironmentVariableW", ERROR_NOT_ENOUGH_MEMORY, [&] {
+        const std::u16string_view text = argument(name);
+        demand(!text.empty() && text.find(u'=', 1) == text.npos, ERROR_INVALID_PARAMETER);
+        demand(value != nullptr || variable(text), ERROR_ENVVAR_NOT_FOUND);
+        demand(argument(value).size() <= kLongestVariable, ERROR_INVALID_PARAMETER);
+        facts().processEnvironment[std::u16string(text)] =
+            value == nullptr ? std::nullopt : std::optional<std::u16string>(value);
+    });
 }
 
 DWORD WINAPI GetTempPathW(DWORD size, LPWSTR buffer) {
-    Call call("GetTempPathW");
-    if (call.fails()) {
-        return static_cast<DWORD>(failWith(call.status(ERROR_NOT_ENOUGH_MEMORY)));
-    }
-    std::u16string directory = temporaryDirectory();
-    if (directory.back() != u'\\') {
-        directory += u'\\';
-    }
-    return giveDirectory(directory, buffer, size);
+    return call("GetTempPathW", ERROR_NOT_ENOUGH_MEMORY,
+                [&] { return copyOut(temporaryDirectory(), buffer, size); });
 }
 
 UINT WINAPI GetSystemDirectoryW(LPWSTR buffer, UINT size) {
-    Call call("GetSystemDirectoryW");
-    if (call.fails()) {
-        return static_cast<UINT>(failWith(call.status(ERROR_NOT_ENOUGH_MEMORY)));
-    }
-    return giveDirectory(facts().systemDirectory, buffer, size);
-}
-
-UINT WINAPI GetSystemWow64DirectoryW(LPWSTR buffer, UINT size) {
-    Call call("GetSystemWow64DirectoryW");
-    if (call.fails()) {
-        return static_cast<UINT>(failWith(call.status(ERROR_CALL_NOT_IMPLEMENTED)));
-    }
-    if (!facts().is64BitSystem) {
-        return static_cast<UINT>(failWith(ERROR_CALL_NOT_IMPLEMENTED));
-    }
-    return giveDirectory(facts().wow64Directory, buffer, size);
+    return giveDirectory("GetSystemDirectoryW", facts().systemDirectory, buffer, size);
 }
 
 UINT WINAPI GetWindowsDirectoryW(LPWSTR buffer, UINT size) {
-    Call call("GetWindowsDirectoryW");
-    if (call.fails()) {
-        return static_cast<UINT>(failWith(call.status(ERROR_NOT_ENOUGH_MEMORY)));
-    }
-    return giveDirectory(facts().windowsDirectory, buffer, size);
+    return giveDirectory("GetWindowsDirectoryW", facts().windowsDirectory, buffer, size);
+}
+
+UINT WINAPI GetSystemWow64DirectoryW(LPWSTR buffer, UINT size) {
+    return call("GetSystemWow64DirectoryW", ERROR_CALL_NOT_IMPLEMENTED, [&] {
+        demand(facts().is64BitSystem, ERROR_CALL_NOT_IMPLEMENTED);
+        return copyOut(facts().wow64Directory, buffer, size);
+    });
 }
 
 void WINAPI GetNativeSystemInfo(LPSYSTEM_INFO info) {
-    const Call call("GetNativeSystemInfo");
-    *info = {};
-    info->wProcessorArchitecture =
-        facts().is64BitSystem ? PROCESSOR_ARCHITECTURE_AMD64 : PROCESSOR_ARCHITECTURE_INTEL;
-    info->dwPageSize = kPageSize;
-    info->dwAllocationGranularity = 16 * kPageSize;
-    info->dwNumberOfProcessors = 2;
-    info->dwActiveProcessorMask = 3;
+    sureCall("GetNativeSystemInfo", [&] {
+        *info = {};
+        info->wProcessorArchitecture =
+            facts().is64BitSystem ? PROCESSOR_ARCHITECTURE_AMD64 : PROCESSOR_ARCHITECTURE_INTEL;
+        info->dwNumberOfProcessors = 2;
+    });
 }
 
-LONG WINAPI RtlGetVersion(POSVERSIONINFOW version) {
-    Call call("RtlGetVersion");
-    if (call.fails()) {
-        constexpr DWORD kStatusUnsuccessful = 0xC0000001;
-        return static_cast<LONG>(call.status(kStatusUnsuccessful));
-    }
-    fillVersion(*version, true);
-    return 0;
+LONG WINAPI RtlGetVersion(OSVERSIONINFOW* version) {
+    constexpr DWORD kStatusUnsuccessful = 0xC0000001;
+    return static_cast<LONG>(
+        statusCall("RtlGetVersion", kStatusUnsuccessful, [&] { fillVersion(*version); }));
 }
 
 BOOL WINAPI GetVersionExW(LPOSVERSIONINFOW version) {
-    Call call("GetVersionExW");
-    if (call.fails()) {
-        return failWith(call.status(ERROR_INSUFFICIENT_BUFFER));
-    }
-    return fillVersion(*version, false) ? TRUE : failWith(ERROR_INSUFFICIENT_BUFFER);
+    return call("GetVersionExW", ERROR_INSUFFICIENT_BUFFER, [&] {
+        demand(version->dwOSVersionInfoSize == sizeof(OSVERSIONINFOW) ||
+                   version->dwOSVersionInfoSize == sizeof(OSVERSIONINFOEXW),
+               ERROR_INSUFFICIENT_BUFFER);
+        fillVersion(*version);
+    });
 }
 
 HANDLE WINAPI GetCurrentProcess() {
-    const Call call("GetCurrentProcess");
-    return INVALID_HANDLE_VALUE;
+    return sureCall("GetCurrentProcess", [] { return INVALID_HANDLE_VALUE; });
 }
 
 BOOL WINAPI IsWow64Process(HANDLE process, PBOOL wow64) {
-    Call call("IsWow64Process");
-    if (call.fails()) {
-        return failWith(call.status(ERROR_INVALID_HANDLE));
-    }
-    if (process != INVALID_HANDLE_VALUE) {
-        return failWith(ERROR_INVALID_HANDLE);
-    }
-    *wow64 = facts().isWow64() ? TRUE : FALSE;
-    return TRUE;
+    return call("IsWow64Process", ERROR_INVALID_HANDLE, [&] {
+        demand(process == INVALID_HANDLE_VALUE, ERROR_INVALID_HANDLE);
+        *wow64 = facts().isWow64() ? TRUE : FALSE;
+    });
 }
 
 DWORD WINAPI GetCurrentProcessId() {
-    const Call call("GetCurrentProcessId");
-    return facts().processId;
+    return sureCall("GetCurrentProcessId", [] { return facts().processId; });
 }
 
 DWORD WINAPI GetCurrentThreadId() {
-    const Call call("GetCurrentThreadId");
-    auto& ids = facts().threadIds;
-    const auto next = facts().threadId + static_cast<DWORD>(ids.size()) * 4;
-    return ids.emplace(std::this_thread::get_id(), next).first->second;
+    return sureCall("GetCurrentThreadId", [] {
+        auto& ids = facts().threadIds;
+        const auto next = facts().threadId + static_cast<DWORD>(ids.size()) * 4;
+        return ids.emplace(std::this_thread::get_id(), next).first->second;
+    });
 }
 
 void WINAPI GetLocalTime(SYSTEMTIME* time) {
-    const Call call("GetLocalTime");
-    *time = facts().clock.localTime();
+    sureCall("GetLocalTime", [&] { *time = facts().clock.localTime(); });
 }
 
 DWORD WINAPI GetTickCount() {
-    const Call call("GetTickCount");
-    return static_cast<DWORD>(facts().clock.ticks());
+    return sureCall("GetTickCount", [] { return static_cast<DWORD>(facts().clock.ticks()); });
 }
 
 void WINAPI Sleep(DWORD milliseconds) {
-    const Call call("Sleep");
-    if (!Machine::current().calls.stopped()) {
-        facts().clock.advance(milliseconds);
-    }
+    sureCall("Sleep", [&] {
+        if (!Machine::current().calls.stopped()) {
+            facts().clock.advance(milliseconds);
+        }
+    });
 }
 
 BOOL WINAPI GetThreadPreferredUILanguages(DWORD flags, PULONG count, PWSTR buffer, PULONG size) {
-    Call call("GetThreadPreferredUILanguages");
-    if (call.fails()) {
-        return failWith(call.status(ERROR_INVALID_PARAMETER));
-    }
-    if (count == nullptr || size == nullptr || (buffer == nullptr && *size != 0)) {
-        return failWith(ERROR_INVALID_PARAMETER);
-    }
-    if ((flags & MUI_LANGUAGE_ID) == 0) {
-        return failWith(ERROR_NOT_SUPPORTED);  // names of languages are not simulated
-    }
-    std::u16string list;
-    for (const std::u16string& language : facts().uiLanguages) {
-        list += language + u'\0';
-    }
-    if (list.empty()) {
-        list += u'\0';
-    }
-    list += u'\0';
-    *count = static_cast<ULONG>(facts().uiLanguages.size());
-    const ULONG room = *size;
-    *size = static_cast<ULONG>(list.size());
-    if (buffer == nullptr) {
-        return TRUE;
-    }
-    if (room < list.size()) {
-        return failWith(ERROR_INSUFFICIENT_BUFFER);
-    }
-    list.copy(buffer, list.size());
-    return TRUE;
+    return call("GetThreadPreferredUILanguages", ERROR_INVALID_PARAMETER, [&] {
+        demand(buffer != nullptr || *size == 0, ERROR_INVALID_PARAMETER);
+        if (flags != (MUI_LANGUAGE_ID | MUI_MERGE_SYSTEM_FALLBACK | MUI_MERGE_USER_FALLBACK)) {
+            notServed("GetThreadPreferredUILanguages", "the flags " + std::to_string(flags));
+        }
+        std::u16string list;
+        for (const std::u16string& language : facts().uiLanguages) {
+            list += language + u'\0';
+        }
+        list.append(list.empty() ? 2 : 1, u'\0');
+        *count = static_cast<ULONG>(facts().uiLanguages.size());
+        const ULONG room = std::exchange(*size, static_cast<ULONG>(list.size()));
+        if (buffer != nullptr) {
+            demand(room >= list.size(), ERROR_INSUFFICIENT_BUFFER);
+            list.copy(buffer, list.size());
+        }
+    });
 }
 
 LCID WINAPI GetThreadLocale() {
-    const Call call("GetThreadLocale");
-    return facts().threadLocale;
+    return sureCall("GetThreadLocale", [] { return facts().threadLocale; });
 }
 
 LANGID WINAPI GetUserDefaultUILanguage() {
-    const Call call("GetUserDefaultUILanguage");
-    return facts().userLanguage;
+    return sureCall("GetUserDefaultUILanguage", [] { return facts().userLanguage; });
 }
 
 LANGID WINAPI GetSystemDefaultUILanguage() {
-    const Call call("GetSystemDefaultUILanguage");
-    return facts().systemLanguage;
+    return sureCall("GetSystemDefaultUILanguage", [] { return facts().systemLanguage; });
 }
 
 }  // extern "C"

@@ -12,26 +12,18 @@ using namespace simulated;
 
 namespace {
 
-/// The version resource of a file, or the status that reading it fails with.
-struct FileVersion {
-    DWORD status;
-    const std::string* block;
-};
-
-FileVersion fileVersion(LPCWSTR path) {
-    const Volumes::Place place = Machine::current().volumes.find(processPath(path), true);
-    if (place.status != ERROR_SUCCESS) {
-        return {place.status, nullptr};
-    }
-    if (place.node->isDirectory) {
-        return {ERROR_ACCESS_DENIED, nullptr};
-    }
-    const std::string& block = place.node->version;
-    if (block.empty()) {
-        return {ERROR_RESOURCE_TYPE_NOT_FOUND, nullptr};
-    }
-    return {block.size() < kVersionHeadSize ? DWORD{ERROR_RESOURCE_DATA_NOT_FOUND} : ERROR_SUCCESS,
-            &block};
+/// The version resource of a file, which is opened for reading as any other file is.
+std::string fileVersion(LPCWSTR path) {
+    Volumes::OpenRequest request;
+    request.access = GENERIC_READ;
+    request.share = FILE_SHARE_READ | FILE_SHARE_DELETE;
+    request.disposition = OPEN_EXISTING;
+    const Volumes::Opened opened = Machine::current().volumes.open(processPath(path), request);
+    check(opened.status);
+    std::string block = opened.file->node().version;
+    demand(!block.empty(), ERROR_RESOURCE_TYPE_NOT_FOUND);
+    demand(block.size() >= kVersionHeadSize, ERROR_RESOURCE_DATA_NOT_FOUND);
+    return block;
 }
 
 }  // namespace
@@ -39,61 +31,40 @@ FileVersion fileVersion(LPCWSTR path) {
 extern "C" {
 
 DWORD WINAPI GetFileVersionInfoSizeW(LPCWSTR path, LPDWORD zeroed) {
-    Call call("GetFileVersionInfoSizeW");
-    if (zeroed != nullptr) {
+    return call("GetFileVersionInfoSizeW", ERROR_RESOURCE_TYPE_NOT_FOUND, [&] {
         *zeroed = 0;
-    }
-    if (call.fails()) {
-        return static_cast<DWORD>(failWith(call.status(ERROR_RESOURCE_TYPE_NOT_FOUND)));
-    }
-    const FileVersion version = fileVersion(path);
-    if (version.status != ERROR_SUCCESS) {
-        return static_cast<DWORD>(failWith(version.status));
-    }
-    return static_cast<DWORD>(version.block->size());
+        return static_cast<DWORD>(fileVersion(path).size());
+    });
 }
 
 BOOL WINAPI GetFileVersionInfoW(LPCWSTR path, DWORD, DWORD size, LPVOID block) {
-    Call call("GetFileVersionInfoW");
-    if (call.fails()) {
-        return failWith(call.status(ERROR_RESOURCE_TYPE_NOT_FOUND));
-    }
-    if (block == nullptr) {
-        return failWith(ERROR_INVALID_DATA);
-    }
-    const FileVersion version = fileVersion(path);
-    if (version.status != ERROR_SUCCESS) {
-        return failWith(version.status);
-    }
-    const auto copied = static_cast<DWORD>(version.block->copy(static_cast<char*>(block), size));
-    // Whatever length the resource claims, the block tells no more than is there.
-    WORD length = 0;
-    if (copied >= sizeof(length)) {
-        std::memcpy(&length, block, sizeof(length));
-        length = static_cast<WORD>(std::min<DWORD>(length, copied));
-        std::memcpy(block, &length, sizeof(length));
-    }
-    return TRUE;
+    return call("GetFileVersionInfoW", ERROR_RESOURCE_TYPE_NOT_FOUND, [&] {
+        demand(block != nullptr, ERROR_INVALID_DATA);
+        const auto copied =
+            static_cast<DWORD>(fileVersion(path).copy(static_cast<char*>(block), size));
+        // Whatever length the resource claims, the block tells no more than is there.
+        WORD length = 0;
+        if (copied >= sizeof(length)) {
+            std::memcpy(&length, block, sizeof(length));
+            length = static_cast<WORD>(std::min<DWORD>(length, copied));
+            std::memcpy(block, &length, sizeof(length));
+        }
+    });
 }
 
 BOOL WINAPI VerQueryValueW(LPCVOID block, LPCWSTR subBlock, LPVOID* value, PUINT size) {
-    Call call("VerQueryValueW");
-    if (call.fails()) {
-        return failWith(call.status(ERROR_RESOURCE_TYPE_NOT_FOUND));
-    }
-    // The block tells its own length, which reaches no further than the caller's buffer.
-    WORD length = 0;
-    std::memcpy(&length, block, sizeof(length));
-    const VersionValue found = versionValue({static_cast<const char*>(block), length});
-    const bool isRoot = argument(subBlock).empty() || argument(subBlock) == u"\\";
-    if (found.data == nullptr || !isRoot) {
-        return failWith(ERROR_RESOURCE_TYPE_NOT_FOUND);
-    }
-    *value = const_cast<char*>(found.data);
-    if (size != nullptr) {
+    return call("VerQueryValueW", ERROR_RESOURCE_TYPE_NOT_FOUND, [&] {
+        if (argument(subBlock) != u"\\") {
+            notServed("VerQueryValueW", toUtf8(argument(subBlock)));
+        }
+        // The block tells its own length, which reaches no further than the caller's buffer.
+        WORD length = 0;
+        std::memcpy(&length, block, sizeof(length));
+        const VersionValue found = versionValue({static_cast<const char*>(block), length});
+        demand(found.data != nullptr, ERROR_RESOURCE_TYPE_NOT_FOUND);
+        *value = const_cast<char*>(found.data);
         *size = static_cast<UINT>(found.size);
-    }
-    return TRUE;
+    });
 }
 
 }  // extern "C"

@@ -1,5 +1,8 @@
 #include "simulated/machine/Wide.h"
 
+#include <locale.h>
+#include <wctype.h>
+
 #include <algorithm>
 
 namespace simulated {
@@ -100,17 +103,15 @@ std::u16string fromUtf8(std::string_view utf8) {
 }
 
 char16_t upperCase(char16_t unit) {
-    const auto within = [unit](char16_t first, char16_t last) {
-        return unit >= first && unit <= last;
-    };
-    if (within(u'a', u'z') || (within(0x00E0, 0x00FE) && unit != 0x00F7) ||
-        (within(0x03B1, 0x03C9) && unit != 0x03C2) || within(0x0430, 0x044F)) {
-        return static_cast<char16_t>(unit - 0x20);
+    if (unit < 0x80) {
+        return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 0x20) : unit;
     }
-    if (within(0x0450, 0x045F)) {
-        return static_cast<char16_t>(unit - 0x50);
-    }
-    return unit;
+    // Never freed: a library may still call the machine as the program ends.
+    static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    const auto upper = static_cast<char32_t>(towupper_l(unit, unicode));
+    // Windows' table leaves these alone: dotless i, long s and the micro sign.
+    const bool stays = upper < 0x80 || upper > 0xFFFF || unit == 0x00B5;
+    return stays ? unit : static_cast<char16_t>(upper);
 }
 
 std::u16string upperCase(std::u16string_view text) {

@@ -1,5 +1,4 @@
-// Small help with wide text for the machine's own use. The conversions that the library calls, with
-// their code pages and flags, are Windows functions and stand elsewhere.
+// Small help with wide text.
 #pragma once
 
 #include <string>
@@ -13,8 +12,8 @@ std::string toUtf8(std::u16string_view text);
 /// UTF-8 to UTF-16; a byte that is part of no character becomes U+FFFD.
 std::u16string fromUtf8(std::string_view utf8);
 
-/// Upper-cases as the names of files, keys and codes are compared: letter by letter, for the
-/// alphabets whose capitals lie at a fixed distance (Latin, Greek, Cyrillic).
+/// Upper-cases as the names of files, keys and codes are compared: unit by unit, by Unicode's simple
+/// mapping.
 char16_t upperCase(char16_t unit);
 std::u16string upperCase(std::u16string_view text);
 
