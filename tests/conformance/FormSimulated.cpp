@@ -30,7 +30,7 @@ int main(int argc, char** argv) {
     if (!isWindows64Bit()) {
         machine.become32Bit();
     }
-    for (const std::u16string directory :
+    for (const std::u16string& directory :
          {machine.facts.systemDirectory, machine.facts.wow64Directory}) {
         machine.volumes.addFile(directory + u"\\kernel32.dll");
         machine.volumes.setVersion(directory + u"\\kernel32.dll", 10, 0, 19045, 1);

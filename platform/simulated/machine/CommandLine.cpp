@@ -119,6 +119,7 @@ extern "C" {
 
 LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR commandLine, int* count) {
     return call("CommandLineToArgvW", ERROR_NOT_ENOUGH_MEMORY, [&] {
+        demand(count != nullptr, ERROR_INVALID_PARAMETER);
         const std::u16string_view line = argument(commandLine);
         // An empty command line stands for the program itself.
         const std::vector<std::u16string> arguments =
