@@ -51,6 +51,7 @@ std::map<std::string, std::uint64_t> Calls::byName() const {
 
 void Calls::clearJournal() {
     counts_.clear();
+    order_.clear();
 }
 
 Calls::Outcome Calls::enter(const char* function) {
@@ -58,6 +59,9 @@ Calls::Outcome Calls::enter(const char* function) {
         return {true, std::nullopt};
     }
     ++counts_.try_emplace(function).first->second;
+    if (keepOrder_) {
+        order_.emplace_back(function);
+    }
     Outcome outcome;
     for (auto plan = plans_.begin(); plan != plans_.end();) {
         const bool concerned = plan->function.empty() || plan->function == function;

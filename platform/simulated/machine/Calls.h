@@ -55,6 +55,10 @@ public:
     /// Starts counting anew. Plans go on counting from where they were made.
     void clearJournal();
 
+    /// Keeps the names of the calls in their order from now on, or stops doing so.
+    void keepOrder(bool keep) { keepOrder_ = keep; }
+    const std::vector<std::string>& order() const { return order_; }
+
 private:
     friend class Call;
 
@@ -76,7 +80,9 @@ private:
     std::recursive_mutex mutex_;
     std::map<std::string, std::uint64_t, std::less<>> counts_;
     std::vector<Plan> plans_;
+    std::vector<std::string> order_;
     std::string faultedFunction_;
+    bool keepOrder_ = false;
     bool stopped_ = false;
 };
 
