@@ -57,19 +57,11 @@ protected:
     void TearDown() override { EXPECT_STATUS(ERROR_SUCCESS, MsiCloseHandle(database_)); }
 
     /// The rows that a query gives, sorted; each row's fields with "|" between them.
-    std::vector<tstring> rows(const tstring& query, const std::vector<tstring>& parameters = {}) {
+    std::vector<tstring> rows(const TCHAR* query) {
         MSIHANDLE view = 0;
-        EXPECT_STATUS(ERROR_SUCCESS, MsiDatabaseOpenViewW(database_, query.c_str(), &view));
         MSIHANDLE record = 0;
-        if (!parameters.empty()) {
-            record = MsiCreateRecord(static_cast<UINT>(parameters.size()));
-            for (UINT i = 0; i < parameters.size(); ++i) {
-                EXPECT_STATUS(ERROR_SUCCESS,
-                              MsiRecordSetStringW(record, i + 1, parameters[i].c_str()));
-            }
-        }
-        EXPECT_STATUS(ERROR_SUCCESS, MsiViewExecute(view, record));
-        EXPECT_STATUS(ERROR_SUCCESS, MsiCloseHandle(record));
+        EXPECT_STATUS(ERROR_SUCCESS, MsiDatabaseOpenViewW(database_, query, &view));
+        EXPECT_STATUS(ERROR_SUCCESS, MsiViewExecute(view, 0));
         std::vector<tstring> result;
         while (MsiViewFetch(view, &record) == ERROR_SUCCESS) {
             tstring text;
@@ -79,17 +71,9 @@ protected:
             result.push_back(text);
             EXPECT_STATUS(ERROR_SUCCESS, MsiCloseHandle(record));
         }
-        EXPECT_STATUS(ERROR_SUCCESS, MsiViewClose(view));
         EXPECT_STATUS(ERROR_SUCCESS, MsiCloseHandle(view));
         std::sort(result.begin(), result.end());
         return result;
-    }
-
-    UINT openStatus(const TCHAR* query) {
-        MSIHANDLE view = 0;
-        const UINT status = MsiDatabaseOpenViewW(database_, query, &view);
-        MsiCloseHandle(view);
-        return status;
     }
 
     MSIHANDLE database_ = 0;
@@ -99,52 +83,29 @@ protected:
 
 TEST(Record, FieldsReadAsTheyWereSet) {
     const MSIHANDLE record = MsiCreateRecord(2);
-    ASSERT_NE(0u, record);
     EXPECT_EQ(2u, MsiRecordGetFieldCount(record));
-    EXPECT_EQ(_T(""), fieldOf(record, 1));
     EXPECT_STATUS(ERROR_SUCCESS, MsiRecordSetStringW(record, 0, _T("template [1]")));
-    EXPECT_STATUS(ERROR_SUCCESS, MsiRecordSetStringW(record, 1, _T("one")));
-    EXPECT_STATUS(ERROR_SUCCESS, MsiRecordSetStringW(record, 2, nullptr));
+    EXPECT_STATUS(ERROR_SUCCESS, MsiRecordSetStringW(record, 1, _T("12345")));
     EXPECT_STATUS(ERROR_INVALID_FIELD, MsiRecordSetStringW(record, 3, _T("three")));
     EXPECT_EQ(_T("template [1]"), fieldOf(record, 0));
-    EXPECT_EQ(_T("one"), fieldOf(record, 1));
     EXPECT_EQ(_T(""), fieldOf(record, 2));
     EXPECT_EQ(_T(""), fieldOf(record, 3));
-    EXPECT_STATUS(ERROR_SUCCESS, MsiCloseHandle(record));
-
-    EXPECT_EQ(0u, MsiCreateRecord(65536));
-    const MSIHANDLE empty = MsiCreateRecord(0);
-    EXPECT_EQ(0u, MsiRecordGetFieldCount(empty));
-    EXPECT_STATUS(ERROR_SUCCESS, MsiRecordSetStringW(empty, 0, _T("x")));
-    EXPECT_STATUS(ERROR_SUCCESS, MsiCloseHandle(empty));
-}
-
-TEST(Record, BufferCountsTheNulAndTheCountDoesNot) {
-    const MSIHANDLE record = MsiCreateRecord(1);
-    MsiRecordSetStringW(record, 1, _T("12345"));
-    struct {
-        DWORD size;
-        UINT status;
-    } const cases[] = {
-        {6, ERROR_SUCCESS}, {7, ERROR_SUCCESS}, {5, ERROR_MORE_DATA}, {1, ERROR_MORE_DATA}};
-    for (const auto& c : cases) {
+    // A buffer's size counts the NUL, the length that is told doesn't.
+    const std::pair<DWORD, UINT> sizes[] = {
+        {6, ERROR_SUCCESS}, {5, ERROR_MORE_DATA}, {0, ERROR_MORE_DATA}};
+    for (const auto& [size, status] : sizes) {
         TCHAR buffer[8] = {};
-        DWORD count = c.size;
-        EXPECT_STATUS(c.status, MsiRecordGetStringW(record, 1, buffer, &count)) << c.size;
-        EXPECT_EQ(5u, count) << c.size;
-        if (c.status == ERROR_SUCCESS) {
-            EXPECT_EQ(_T("12345"), tstring(buffer)) << c.size;
-        }
+        DWORD count = size;
+        EXPECT_STATUS(status, MsiRecordGetStringW(record, 1, buffer, &count)) << size;
+        EXPECT_EQ(5u, count) << size;
+        EXPECT_EQ(status == ERROR_SUCCESS ? _T("12345") : _T(""),
+                  size == 5 ? tstring() : tstring(buffer));
     }
     DWORD count = 0;
-    TCHAR untouched = _T('#');
-    EXPECT_STATUS(ERROR_MORE_DATA, MsiRecordGetStringW(record, 1, &untouched, &count));
-    EXPECT_EQ(_T('#'), untouched);
-    EXPECT_EQ(5u, count);
-    count = 0;
     EXPECT_STATUS(ERROR_SUCCESS, MsiRecordGetStringW(record, 1, nullptr, &count));
     EXPECT_EQ(5u, count);
-    MsiCloseHandle(record);
+    EXPECT_STATUS(ERROR_SUCCESS, MsiCloseHandle(record));
+    EXPECT_EQ(0u, MsiCreateRecord(65536));
 }
 
 TEST(MsiHandle, WrongOnesAreRefused) {
@@ -180,21 +141,15 @@ TEST_F(Query, GivesTheRowsThatFit) {
     EXPECT_EQ(Rows{}, rows(_T("SELECT Id FROM Tool WHERE Tool = 'B'")));
     EXPECT_EQ((Rows{_T("b"), _T("c")}),
               rows(_T("SELECT Tool FROM Tool WHERE Id = '{3}' OR Tool = 'b'")));
-    EXPECT_EQ((Rows{_T("a"), _T("b")}),
-              rows(_T("SELECT Tool FROM Tool WHERE Tool = ? OR Id = ?"), {_T("a"), _T("{2}")}));
     EXPECT_EQ(Rows{}, rows(_T("SELECT * FROM Nothing")));
-}
-
-TEST_F(Query, BadOnesAreRefused) {
     for (const TCHAR* query :
          {_T("SELECT * FROM Missing"), _T("SELECT * FROM tool"), _T("SELECT Missing FROM Tool"),
           _T("SELECT * FROM Tool WHERE Missing = 'a'"),
           _T("SELECT * FROM Tool WHERE Tool = 'o'b'")}) {
-        EXPECT_STATUS(ERROR_BAD_QUERY_SYNTAX, openStatus(query))
+        MSIHANDLE view = 0;
+        EXPECT_STATUS(ERROR_BAD_QUERY_SYNTAX, MsiDatabaseOpenViewW(database_, query, &view))
             << testing::PrintToString(tstring(query));
     }
-    EXPECT_STATUS(ERROR_INVALID_PARAMETER,
-                  MsiDatabaseOpenViewW(database_, _T("SELECT * FROM Tool"), nullptr));
 }
 
 TEST_F(Query, ViewIsExecutedFetchedAndClosed) {
@@ -203,97 +158,73 @@ TEST_F(Query, ViewIsExecutedFetchedAndClosed) {
     ASSERT_EQ(UINT{ERROR_SUCCESS},
               MsiDatabaseOpenViewW(database_, _T("SELECT Id FROM Tool WHERE Tool = ?"), &view));
     EXPECT_STATUS(ERROR_FUNCTION_FAILED, MsiViewFetch(view, &record));
-    EXPECT_STATUS(ERROR_FUNCTION_FAILED, MsiViewExecute(view, 0));
+    if (!isWine()) {  // which ends without the parameter that the page of MsiViewExecute demands
+        EXPECT_STATUS(ERROR_FUNCTION_FAILED, MsiViewExecute(view, 0));
+    }
     EXPECT_STATUS(ERROR_INVALID_HANDLE, MsiViewExecute(view, kNoHandle));
     const MSIHANDLE parameter = MsiCreateRecord(1);
-    for (const TCHAR* key : {_T("a"), _T("b")}) {
-        MsiRecordSetStringW(parameter, 1, key);
+    MsiRecordSetStringW(parameter, 1, _T("b"));
+    for (const bool isClosed : {true, false}) {
         EXPECT_STATUS(ERROR_SUCCESS, MsiViewExecute(view, parameter));
         // Wine executes it again; the page of MsiViewClose wants all rows fetched or the view
         // closed.
         if (!isWine()) {
             EXPECT_STATUS(ERROR_FUNCTION_FAILED, MsiViewExecute(view, parameter));
         }
-        EXPECT_STATUS(ERROR_INVALID_PARAMETER, MsiViewFetch(view, nullptr));
         EXPECT_STATUS(ERROR_SUCCESS, MsiViewFetch(view, &record));
-        EXPECT_EQ(key == tstring(_T("a")) ? _T("{1}") : _T("{2}"), fieldOf(record, 1));
+        EXPECT_EQ(_T("{2}"), fieldOf(record, 1));
         EXPECT_STATUS(ERROR_SUCCESS, MsiCloseHandle(record));
         EXPECT_STATUS(ERROR_NO_MORE_ITEMS, MsiViewFetch(view, &record));
         EXPECT_EQ(0u, record);
-        EXPECT_STATUS(ERROR_SUCCESS, MsiViewClose(view));
+        EXPECT_STATUS(ERROR_SUCCESS, isClosed ? MsiViewClose(view) : UINT{ERROR_SUCCESS});
     }
     MsiCloseHandle(parameter);
     MsiCloseHandle(view);
-}
-
-TEST(Package, MissingOneIsNotOpened) {
-    MSIHANDLE database = 0;
     EXPECT_NE(UINT{ERROR_SUCCESS},
-              MsiOpenDatabaseW(_T("C:\\no such folder\\x.msi"), MSIDBOPEN_READONLY, &database));
-    EXPECT_EQ(0u, database);
+              MsiOpenDatabaseW(_T("C:\\no such folder\\x.msi"), MSIDBOPEN_READONLY, &record));
 }
 
-TEST(Session, PropertiesAndDatabase) {
+TEST(Session, PropertiesMessagesModesAndDatabase) {
     const MSIHANDLE session = openPackageSession(packagePath());
-    struct {
-        const TCHAR* name;
-        const TCHAR* value;
-        UINT status;
-        const TCHAR* read;
-    } const cases[] = {{_T("A"), _T("1"), ERROR_SUCCESS, _T("1")},
-                       {_T("A"), _T(""), ERROR_SUCCESS, _T("")},
-                       {_T("lower"), _T("x y"), ERROR_SUCCESS, _T("x y")},
-                       {_T("A.b_2"), _T("2"), ERROR_SUCCESS, _T("2")},
-                       {_T("ProductVersion"), _T("9"), ERROR_SUCCESS, _T("9")},
-                       {_T("A"), nullptr, ERROR_SUCCESS, _T("")}};
-    for (const auto& c : cases) {
+    const auto read = [&](const TCHAR* name) {
         TCHAR buffer[20] = {};
         DWORD count = 20;
-        EXPECT_STATUS(c.status, MsiSetPropertyW(session, c.name, c.value))
-            << testing::PrintToString(tstring(c.name));
-        EXPECT_STATUS(ERROR_SUCCESS, MsiGetPropertyW(session, c.name, buffer, &count));
-        EXPECT_EQ(tstring(c.read), tstring(buffer, count))
-            << testing::PrintToString(tstring(c.name));
+        const UINT status = MsiGetPropertyW(session, name, buffer, &count);
+        return status == ERROR_SUCCESS ? tstring(buffer, count) : _T("status ") + tstring(buffer);
+    };
+    const std::pair<const TCHAR*, const TCHAR*> sets[] = {{_T("A"), _T("1")},
+                                                          {_T("A"), _T("")},
+                                                          {_T("lower"), _T("x y")},
+                                                          {_T("A.b_2"), _T("2")},
+                                                          {_T("ProductVersion"), _T("9")},
+                                                          {_T("A"), _T("nineteen units here")}};
+    for (const auto& [name, value] : sets) {
+        EXPECT_STATUS(ERROR_SUCCESS, MsiSetPropertyW(session, name, value));
+        EXPECT_EQ(value, read(name));
     }
+    EXPECT_EQ(_T(""), read(_T("a")));
+    EXPECT_STATUS(ERROR_SUCCESS, MsiSetPropertyW(session, _T("A"), _T("twenty units are he!")));
+    EXPECT_EQ(_T("status twenty units are he"), read(_T("A"))) << "cut";
+    EXPECT_STATUS(ERROR_SUCCESS, MsiSetPropertyW(session, _T("A"), nullptr));
     EXPECT_STATUS(ERROR_INVALID_PARAMETER, MsiSetPropertyW(session, nullptr, _T("1")));
     EXPECT_STATUS(ERROR_FUNCTION_FAILED, MsiSetPropertyW(session, _T(""), _T("1")));
-
-    TCHAR buffer[20] = {};
-    DWORD count = 20;
-    EXPECT_STATUS(ERROR_INVALID_PARAMETER, MsiGetPropertyW(session, nullptr, buffer, &count));
-    EXPECT_STATUS(ERROR_INVALID_PARAMETER, MsiGetPropertyW(session, _T("A"), buffer, nullptr));
-    EXPECT_STATUS(ERROR_SUCCESS, MsiGetPropertyW(session, _T("a"), buffer, &count));
-    EXPECT_EQ(0u, count);
-    const tstring nineteen(19, _T('n'));
-    MsiSetPropertyW(session, _T("LONG"), nineteen.c_str());
-    count = 20;
-    EXPECT_STATUS(ERROR_SUCCESS, MsiGetPropertyW(session, _T("LONG"), buffer, &count));
-    EXPECT_EQ(nineteen, tstring(buffer, count));
-    MsiSetPropertyW(session, _T("LONG"), (nineteen + _T("n")).c_str());
-    count = 20;
-    EXPECT_STATUS(ERROR_MORE_DATA, MsiGetPropertyW(session, _T("LONG"), buffer, &count));
-    EXPECT_EQ(20u, count);
-    EXPECT_EQ(nineteen, tstring(buffer));
 
     const MSIHANDLE message = MsiCreateRecord(1);
     MsiRecordSetStringW(message, 0, _T("Norv [1]"));
     MsiRecordSetStringW(message, 1, _T("text"));
     EXPECT_EQ(0, MsiProcessMessage(session, INSTALLMESSAGE_INFO, message));
-    EXPECT_EQ(-1, MsiProcessMessage(session, INSTALLMESSAGE_INFO, 0));
+    EXPECT_NE(0, MsiProcessMessage(session, INSTALLMESSAGE_INFO, 0));
     MsiCloseHandle(message);
     for (const MSIRUNMODE mode : {MSIRUNMODE_ADMIN, MSIRUNMODE_SCHEDULED, MSIRUNMODE_COMMIT}) {
         EXPECT_FALSE(MsiGetMode(session, mode)) << mode;
     }
-
     const MSIHANDLE database = MsiGetActiveDatabase(session);
-    ASSERT_NE(0u, database);
     MSIHANDLE view = 0;
     EXPECT_STATUS(ERROR_SUCCESS, MsiDatabaseOpenViewW(database, _T("SELECT Id FROM Tool"), &view));
-    EXPECT_STATUS(ERROR_SUCCESS, MsiCloseHandle(view));
-    EXPECT_STATUS(ERROR_SUCCESS, MsiCloseHandle(database));
-    EXPECT_STATUS(ERROR_SUCCESS, MsiCloseHandle(session));
-    count = 20;
-    EXPECT_STATUS(ERROR_INVALID_HANDLE, MsiGetPropertyW(session, _T("A"), buffer, &count));
+    for (const MSIHANDLE handle : {view, database, session}) {
+        EXPECT_STATUS(ERROR_SUCCESS, MsiCloseHandle(handle));
+    }
+    EXPECT_STATUS(ERROR_INVALID_HANDLE, MsiSetPropertyW(session, _T("A"), _T("")));
 }
 
 TEST(Products, UnknownAndMalformedCodes) {

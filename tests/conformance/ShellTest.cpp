@@ -54,33 +54,24 @@ TEST(CommandLine, SplitsByQuotesAndBackslashes) {
         const TCHAR* line;
         Arguments arguments;
     } const cases[] = {
-        {_T("p"), {_T("p")}},
-        {_T("p a b"), {_T("p"), _T("a"), _T("b")}},
         {_T("p \t a\t"), {_T("p"), _T("a")}},
         {_T(" a"), {_T(""), _T("a")}},
         {_T("KEY=value OTHER=\"a b\""), {_T("KEY=value"), _T("OTHER=a b")}},
         // The program's name has rules of its own.
         {_T("\"p q\" a"), {_T("p q"), _T("a")}},
-        {_T("\"p\\\" a"), {_T("p\\"), _T("a")}},
         {_T("\"p\"q a"), {_T("p"), _T("q"), _T("a")}},
         {_T("p\"q r\" a"), {_T("p\"q"), _T("r a")}},
-        {_T("\"p q"), {_T("p q")}},
-        {_T("a\\\\\"b c"), {_T("a\\\\\"b"), _T("c")}},
         // Backslashes count in front of a quote alone.
         {_T("p a\\b\\\\c \\"), {_T("p"), _T("a\\b\\\\c"), _T("\\")}},
         {_T("p a\\\"b"), {_T("p"), _T("a\"b")}},
         {_T("p a\\\\\"b c\" d"), {_T("p"), _T("a\\b c"), _T("d")}},
         {_T("p a\\\\\\\"b c"), {_T("p"), _T("a\\\"b"), _T("c")}},
-        {_T("p \"a\\\\\" b"), {_T("p"), _T("a\\"), _T("b")}},
         {_T("p \"C:\\x y\\\\\" z"), {_T("p"), _T("C:\\x y\\"), _T("z")}},
         // Quotes in a row.
         {_T("p \"\" a"), {_T("p"), _T(""), _T("a")}},
         {_T("p a\"\"b c"), {_T("p"), _T("ab"), _T("c")}},
-        {_T("p a\"\"\"b c"), {_T("p"), _T("a\"b"), _T("c")}},
         {_T("p \"a\"\"b c"), {_T("p"), _T("a\"b"), _T("c")}},
         {_T("p \"a\"\"\"b c"), {_T("p"), _T("a\"b c")}},
-        {_T("p \"a\"\"\"\" b"), {_T("p"), _T("a\""), _T("b")}},
-        {_T("p \"\"\"\"\"\" a"), {_T("p"), _T("\"\""), _T("a")}},
         {_T("p \"a b"), {_T("p"), _T("a b")}},
         {_T("p a\\\"\"b c"), {_T("p"), _T("a\"b c")}},
     };

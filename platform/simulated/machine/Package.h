@@ -55,9 +55,6 @@ public:
         return *this;
     }
 
-    /// The file of the package is gone.
-    Package& missing() { return unreadable(ERROR_OPEN_FAILED); }
-
     /// The status of opening; 0 unless the package was made unreadable.
     std::uint32_t openStatus() const { return openStatus_; }
 

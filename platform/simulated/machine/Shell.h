@@ -50,9 +50,6 @@ public:
     /// The shortcut in a file; nothing if there is no file or no shortcut in it.
     std::optional<ShellLink> link(const std::u16string& path) const;
 
-    /// Whether an internet shortcut object offers IShellLinkW, as Windows' does.
-    bool internetShortcutIsShellLink = true;
-
     /// Puts a standard folder at another place, for every process. `folder` is a CSIDL.
     void setFolder(int folder, const std::u16string& path) { folders_[folder] = path; }
 

@@ -39,8 +39,6 @@ std::optional<std::u16string> Shell::folder(int folder) const {
     switch (folder) {
         case CSIDL_COMMON_PROGRAMS:
             return drive + u"\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs";
-        case CSIDL_PROGRAM_FILES:
-            return facts.isWow64() ? x86 : own;
         case CSIDL_PROGRAM_FILESX86:
             return x86;
         case CSIDL_PROGRAM_FILES_COMMON:

@@ -87,12 +87,10 @@ public:
 
 private:
     void* interfaceOf(REFIID iid) {
-        const bool isShellLink =
-            !link_.internet || Machine::current().shell.internetShortcutIsShellLink;
         if (iid == IID_IPersistFile || iid == IID_IUnknown) {
             return static_cast<IPersistFile*>(this);
         }
-        if (iid == IID_IShellLinkW && isShellLink) {
+        if (iid == IID_IShellLinkW) {
             return static_cast<IShellLinkW*>(this);
         }
         if (iid == IID_IUniformResourceLocatorW && link_.internet) {

@@ -199,11 +199,7 @@ void Volumes::addJunction(std::u16string_view link, std::u16string_view target) 
 }
 
 void Volumes::addSymbolicLink(std::u16string_view link, std::u16string_view target) {
-    if (isDirectory(target)) {
-        makeDirectory(link);
-    } else {
-        addFile(link);
-    }
+    addFile(link);
     existing(link).reparse = linkBuffer(IO_REPARSE_TAG_SYMLINK, ntPath(target), target);
 }
 

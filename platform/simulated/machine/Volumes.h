@@ -53,7 +53,7 @@ public:
     void addFile(std::u16string_view path, std::string content = {});
     /// Makes a link of a directory that is made; the target need not be there.
     void addJunction(std::u16string_view link, std::u16string_view target);
-    /// Makes a file or, where the target is one, a directory that is a symbolic link.
+    /// Makes a file that is a symbolic link to one.
     void addSymbolicLink(std::u16string_view link, std::u16string_view target);
     /// Makes an existing file or directory a reparse point with a REPARSE_DATA_BUFFER of any bytes.
     void setReparsePoint(std::u16string_view path, std::string buffer);
