@@ -82,14 +82,11 @@ void addCell(nzfile* zip, std::int64_t position, const char* name, std::uint32_t
     head = zip->total++;
 }
 
-std::int64_t countHeaders(const char* at, const char* end) {
+/// How many headers follow from `at` on, the last of which may be cut short.
+std::int64_t countHeaders(const char* directory, std::int64_t at, std::int64_t size) {
     std::int64_t count = 0;
-    while (end - at >= kCentralHeaderSize) {
+    for (; size - at >= kCentralHeaderSize; at += centralLength(directory + at)) {
         ++count;
-        if (centralLength(at) > end - at) {
-            break;
-        }
-        at += centralLength(at);
     }
     return count;
 }
@@ -122,7 +119,7 @@ Outcome walk(nzfile* zip, const char* directory, std::int64_t size, std::int64_t
         at += centralLength(header);
     }
     if (zip->total == count && size - at >= kCentralHeaderSize && realCount != nullptr) {
-        *realCount = count + countHeaders(directory + at, directory + size);
+        *realCount = count + countHeaders(directory, at, size);
         return Outcome::CountTooLow;
     }
     if (at != size) {

@@ -3,20 +3,19 @@
 
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "settings/share/settings.h"
 
-inline settings_api settingsTable() {
+inline const settings_api api = [] {
     settings_api table;
     getSettingsApi(&table);
     return table;
-}
+}();
 
 template <class Handle, void (*settings_api::*destroy)(Handle*)>
 struct HandleDeleter {
-    void operator()(Handle* handle) const { (settingsTable().*destroy)(handle); }
+    void operator()(Handle* handle) const { (api.*destroy)(handle); }
 };
 
 using ContextHandle =
@@ -53,63 +52,48 @@ public:
     /// Every key in order: "a=1|b|c=".
     std::string dump() const {
         std::string result;
-        const auto add = [](settings_context* context, std::uint32_t, std::uint32_t index,
+        const auto add = [](settings_context* context, std::uint32_t count, std::uint32_t index,
                             const char* key, void* out) {
             auto& text = *static_cast<std::string*>(out);
-            text += std::string(index ? "|" : "") + key;
             const char* value = nullptr;
-            if (settingsTable().getString(context, key, &value) == settings::kSuccess) {
-                text += std::string("=") + value;
-            }
+            const bool has = api.getString(context, key, &value) == settings::kSuccess;
+            text += key + (has ? std::string("=") + value : "") + (index + 1 < count ? "|" : "");
         };
         api.forEachKey(handle.get(), add, &result);
         return result;
     }
 
-    /// "12" for a value, "status 303" for a failure.
-    std::string getInt(const char* key) const {
-        std::int32_t number = 0;
-        const settings::Status status = api.getInt(handle.get(), key, &number);
-        return answer(status, std::to_string(number));
-    }
-    std::string getBool(const char* key) const {
-        std::int32_t flag = 0;
-        const settings::Status status = api.getBool(handle.get(), key, &flag);
-        return answer(status, std::to_string(flag));
-    }
-    std::string getDouble(const char* key) const {
-        double number = 0;
-        const settings::Status status = api.getDouble(handle.get(), key, &number);
-        return answer(status, std::to_string(number));
-    }
-    std::string getString(const char* key) const {
-        const char* text = "";
-        const settings::Status status = api.getString(handle.get(), key, &text);
-        return answer(status, text);
+    /// What an entry reads: "12" for a number, "status 303" for a failure.
+    template <class Number>
+    std::string read(settings::Status (*entry)(settings_context*, const char*, Number*),
+                     const char* key) const {
+        Number number = {};
+        const settings::Status status = entry(handle.get(), key, &number);
+        if (status != settings::kSuccess) {
+            return "status " + std::to_string(status);
+        }
+        if constexpr (std::is_pointer_v<Number>) {
+            return number;
+        } else {
+            return std::to_string(number);
+        }
     }
 
     std::vector<int> errors() const {
         const std::int32_t* lines = nullptr;
-        std::uint32_t count = 0;
+        std::uint32_t count = 7;
         api.getErrors(handle.get(), &lines, &count);
-        return lines ? std::vector<int>(lines, lines + count) : std::vector<int>();
+        return {lines, lines + count};
     }
 
-    settings_api api = settingsTable();
     ContextHandle handle;
-
-private:
-    static std::string answer(settings::Status status, const std::string& text) {
-        return status == settings::kSuccess ? text : "status " + std::to_string(status);
-    }
 };
 
-/// Builds a validator or key mapper: `fill` gets the table and the builder.
+/// Builds a validator or key mapper: `fill` gets the builder.
 template <class Fill>
 Validator makeValidator(Fill fill) {
-    const settings_api api = settingsTable();
     settings_validator_builder* builder = api.createValidatorBuilder();
-    fill(api, builder);
+    fill(builder);
     settings_validator* validator = nullptr;
     api.buildValidator(builder, &validator);
     api.destroyValidatorBuilder(builder);
@@ -118,9 +102,8 @@ Validator makeValidator(Fill fill) {
 
 template <class Fill>
 Mapper makeMapper(Fill fill) {
-    const settings_api api = settingsTable();
     settings_key_mapper_builder* builder = api.createKeyMapperBuilder();
-    fill(api, builder);
+    fill(builder);
     settings_key_mapper* mapper = nullptr;
     api.buildKeyMapper(builder, &mapper);
     api.destroyKeyMapperBuilder(builder);

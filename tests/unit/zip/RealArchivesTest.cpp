@@ -1,105 +1,82 @@
-// Archives that other tools have made (make_archives.py), held against what those tools read.
-#include <cstring>
+// Archives that Info-ZIP, 7-Zip and Python make of files of every kind. A tool that isn't installed
+// makes none.
 #include <filesystem>
 #include <fstream>
-#include <map>
 
 #include "unit/zip/ZipTest.h"
 
 namespace {
 
-const std::filesystem::path kFolder = NORV_ARCHIVES;
-
 std::string fileContent(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
-    EXPECT_TRUE(in) << path;
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-/// What stands in an .expected file.
-struct Expected {
-    std::string comment;
-    std::int64_t front = 0;
-    std::map<std::string, std::string> entries;
-
-    explicit Expected(const std::string& bytes) : bytes_(bytes) {
-        comment = text(number(4));
-        front = static_cast<std::int64_t>(number(8));
-        for (std::uint64_t left = number(4); left > 0; --left) {
-            const std::string name = text(number(4));
-            entries[name] = text(number(8));
-        }
+TEST_F(ZipTest, ArchivesOfOtherToolsHoldTheFilesThatTheyWereMadeOf) {
+    std::map<std::string, std::string> tree = {
+        {"META-INF/MANIFEST.MF", "Implementation-Version: 1.8.0_45-b13\r\n"},
+        {"empty.txt", ""},
+        {"exactly4096.bin", std::string(4096, '\xa5')},
+        {"Gr\u00fc\u00dfe/\u4f60\u597d.txt", "\xc3\xa4"}};
+    for (unsigned i = 0; i < 50000; ++i) {
+        tree["text.txt"] += std::to_string(i * i);
     }
-
-private:
-    std::uint64_t number(std::size_t size) {
-        std::uint64_t value = 0;
-        std::memcpy(&value, bytes_.data() + at_, size);
-        at_ += size;
-        return value;
+    const std::filesystem::path folder = testing::TempDir() + "norv_archives";
+    remove_all(folder);
+    for (const auto& [name, data] : tree) {
+        create_directories((folder / "tree" / name).parent_path());
+        std::ofstream(folder / "tree" / name, std::ios::binary) << data;
     }
-    std::string text(std::uint64_t size) {
-        at_ += size;
-        return bytes_.substr(at_ - size, size);
-    }
-
-    std::string bytes_;
-    std::size_t at_ = 0;
-};
-
-TEST_F(ZipTest, ArchivesOfOtherToolsHaveTheContentsThatTheseToolsRead) {
-    std::ifstream skipped(kFolder / "skipped.txt");
-    ASSERT_TRUE(skipped) << "no archives in " << kFolder << "; run make_archives.py";
-    for (std::string line; std::getline(skipped, line);) {
-        std::cout << line << '\n';
-    }
-    int archives = 0;
-    for (const auto& file : std::filesystem::directory_iterator(kFolder)) {
-        if (file.path().extension() != ".zip") {
+    const struct {
+        const char* tool;
+        const char* arguments;
+        int front = 0;
+        int comment = 0;
+    } cases[] = {
+        {"zip", "-qr9 ../a.zip ."},
+        {"zip", "-qr0 ../a.zip ."},
+        {"zip", "-qrfz ../a.zip ."},
+        {"zip", "-qrz ../a.zip . <empty.txt"},
+        {"zip", "-qr - . >../a.zip"},
+        {"zip", "-qr - . | cat text.txt - >../a.zip", static_cast<int>(tree["text.txt"].size())},
+        {"zip", "-qr - . | cat text.txt - >../a.zip && zip -qA ../a.zip"},
+        {"7z", "a -tzip -mm=Deflate -mx=9 -mcu=on ../a.zip './*' >../log"},
+        // ZIP64 records from 100 bytes on, of an end header that has to be told.
+        {"python3",
+         "-c 'import zipfile, os; zipfile.ZIP64_LIMIT = 100; a = zipfile.ZipFile(\"../a.zip\", "
+         "\"w\", 8); [a.write(f) for f in (\"text.txt\", \"empty.txt\")]; a.close(); "
+         "b = open(\"../a.zip\", \"r+b\"); b.seek(-14, 2); b.write(b\"\\xff\" * 12)'"},
+        {"python3",
+         "-c 'import zipfile; a = zipfile.ZipFile(\"../a.zip\", \"w\"); a.comment = b\"c\" * "
+         "65535; "
+         "[a.writestr(str(i), str(i)) for i in range(70000)]; a.close()'",
+         0, 65535},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.arguments);
+        const std::string run = std::string(c.tool) + " " + c.arguments;
+        if (std::system((std::string("command -v ") + c.tool + " >/dev/null").c_str()) != 0) {
             continue;
         }
-        ++archives;
-        SCOPED_TRACE(file.path().filename());
-        auto expectedFile = file.path();
-        Expected expected(fileContent(expectedFile.replace_extension(".expected")));
-        nzfile* const zip = open(fileContent(file.path()));
+        std::filesystem::remove(folder / "a.zip");
+        ASSERT_EQ(std::system(("cd " + (folder / "tree").string() + " && " + run).c_str()), 0);
+        nzfile* const zip = open(fileContent(folder / "a.zip"));
         ASSERT_NE(zip, nullptr) << message;
-        EXPECT_EQ(zip->locpos, expected.front);
-        EXPECT_EQ(zip->clen, static_cast<std::int32_t>(expected.comment.size()));
-        EXPECT_EQ(zip->comment == nullptr ? "" : std::string(zip->comment), expected.comment);
-        for (std::int32_t i = 0; i < zip->total; ++i) {
+        EXPECT_EQ(zip->locpos, c.front);
+        EXPECT_EQ(zip->clen, c.comment);
+        for (std::int32_t i = 0; i<zip->total; i += zip->total> 60000 ? 1000 : 1) {
             nzentry* const entry = ZIP_GetNextEntry(zip, i);
             ASSERT_NE(entry, nullptr);
             const std::string name = entry->name;
-            const auto found = expected.entries.find(name);
-            if (found == expected.entries.end()) {
-                // Extraction leaves no trace of a folder that an archive names but "./" itself.
-                EXPECT_EQ(name, "./");
-                nz::freeEntry(zip, entry);
-                continue;
-            }
-            EXPECT_EQ(entry->crc, static_cast<std::int64_t>(
-                                      crc32(0, reinterpret_cast<const Bytef*>(found->second.data()),
-                                            static_cast<uInt>(found->second.size()))));
-            std::string data;
-            ASSERT_TRUE(read(zip, entry, &data)) << name;
-            EXPECT_TRUE(data == found->second) << name;
-            nzentry* const again = nz::findEntry(zip, name.c_str());
-            ASSERT_NE(again, nullptr) << name;
-            ASSERT_TRUE(read(zip, again, &data)) << name;
-            EXPECT_TRUE(data == found->second) << name;
-            found->second = "seen";
-            if (HasFailure()) {
-                break;
-            }
-        }
-        for (const auto& [name, data] : expected.entries) {
-            // A folder may be there only as part of its files' names.
-            EXPECT_TRUE(data == "seen" || name.back() == '/') << name;
+            // Of the many entries of one archive each holds its own name, of folders none anything.
+            const std::string expected = tree.contains(name)   ? tree[name]
+                                         : name.ends_with('/') ? ""
+                                                               : name;
+            EXPECT_TRUE(content(zip, entry) == expected) << name;
+            EXPECT_TRUE(content(zip, name) == expected) << name;
         }
         ZIP_Close(zip);
     }
-    EXPECT_GE(archives, 9);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -39,64 +38,59 @@ private:
     int ends_[2];
 };
 
+/// A number put over the bytes of a header: of a local ('l') or central one ('c') by its index, or
+/// of the end header ('e').
+struct Put {
+    char header;
+    std::size_t index;
+    std::size_t offset;
+    std::uint64_t value;
+    int size;
+};
+
+inline archive::Archive changed(archive::Archive a, const std::vector<Put>& puts) {
+    for (const Put& p : puts) {
+        const std::size_t at = p.header == 'l'   ? a.locals.at(p.index)
+                               : p.header == 'c' ? a.centrals.at(p.index)
+                                                 : a.end;
+        archive::put(a.bytes, at + p.offset, p.value, p.size);
+    }
+    return a;
+}
+
 class ZipTest : public testing::Test {
 protected:
     void TearDown() override { EXPECT_TRUE(machine.handles.open().empty()); }
 
-    void place(const std::string& bytes) { machine.volumes.addFile(u"C:\\a.zip", bytes); }
-
-    nzfile* open(const std::string& bytes) {
-        place(bytes);
-        return open();
-    }
-    nzfile* open() {
+    nzfile* open(const std::string& bytes, const char* name = "C:\\a.zip") {
+        machine.volumes.addFile(u"C:\\a.zip", bytes);
         message = unset;
-        return ZIP_Open("C:\\a.zip", &message);
+        return ZIP_Open(name, &message);
     }
 
-    /// What ZIP_Open says of these bytes: "opened", "null" or the message.
-    std::string verdict(const std::string& bytes) {
-        nzfile* const zip = open(bytes);
-        if (zip != nullptr) {
-            EXPECT_EQ(message, nullptr);
-            ZIP_Close(zip);
-            return "opened";
-        }
-        return message == nullptr ? "null" : message;
-    }
-
-    /// Reads an entry; true if the library has taken it back.
-    static bool read(nzfile* zip, nzentry* entry, std::string* data) {
-        // No entry here is larger: what claims to be gets no room, and nothing may be written.
-        const auto room = std::clamp<std::int64_t>(entry->size, 0, 1 << 20);
-        data->assign(static_cast<std::size_t>(room), '?');
-        std::string name(static_cast<std::size_t>(entry->nlen) + 1, '?');
-        const std::string own = entry->name;
-        const bool done = ZIP_ReadEntry(zip, entry, data->data(), name.data()) == 1;
-        EXPECT_EQ(name.c_str(), own);
-        return done;
-    }
-
-    /// The content of an entry, which goes back to the library; "failed: " and the one write to
+    /// What the library gives for an entry, which goes back to it; "failed: " and the one write to
     /// stderr if it can't be read.
     static std::string content(nzfile* zip, nzentry* entry) {
         if (entry == nullptr) {
             return "no entry";
         }
-        std::string data;
+        // No entry here is larger: what claims to be gets no room, and nothing may be written.
+        const auto room = std::clamp<std::int64_t>(entry->size, 0, 1 << 20);
+        std::string data(static_cast<std::size_t>(room), '?');
+        std::string name(static_cast<std::size_t>(entry->nlen) + 1, '?');
+        const std::string own = entry->name;
         const StderrWrites writes;
-        const bool done = read(zip, entry, &data);
-        const std::string printed = writes.next();
-        EXPECT_EQ(writes.next(), "");
+        const bool done = ZIP_ReadEntry(zip, entry, data.data(), name.data()) == 1;
+        EXPECT_EQ(name.c_str(), own);
         if (!done) {
             nz::freeEntry(zip, entry);
-            return "failed: " + printed;
+            data = "failed: " + writes.next();
         }
-        EXPECT_EQ(printed, "");
+        EXPECT_EQ(writes.next(), "");
         return data;
     }
-    static std::string content(nzfile* zip, const char* name) {
-        return content(zip, nz::findEntry(zip, name));
+    static std::string content(nzfile* zip, const std::string& name) {
+        return content(zip, nz::findEntry(zip, name.c_str()));
     }
 
     static inline char unset[] = "unset";
