@@ -9,8 +9,14 @@
 
 namespace {
 
+const settings_api api = [] {
+    settings_api table;
+    getSettingsApi(&table);
+    return table;
+}();
+
 struct Rules {
-    explicit Rules(const settings_api& api) {
+    Rules() {
         constexpr FixedValue kWords[] = {{"Enable", 1, settings::kExactCase},
                                          {"disable", 0, settings::kStoreListedText}};
         settings_validator_builder* rules = api.createValidatorBuilder();
@@ -21,12 +27,12 @@ struct Rules {
         api.addDirnameKey(rules, "p", 0);
         api.allowUnknownKeys(rules, 1);
         require(api.buildValidator(rules, &validator) == settings::kSuccess);
-        api.destroyValidatorBuilder(rules);
         settings_key_mapper_builder* mappings = api.createKeyMapperBuilder();
         for (const char* key : {"i", "b", "d", "w", "p"}) {
             api.addKeyMapping(mappings, key, key, 0);
         }
         require(api.buildKeyMapper(mappings, &keyMapper) == settings::kSuccess);
+        api.destroyValidatorBuilder(rules);
         api.destroyKeyMapperBuilder(mappings);
     }
 
@@ -35,19 +41,18 @@ struct Rules {
 };
 
 /// Reads each key in every way.
-void readKey(settings_context* context, std::uint32_t, std::uint32_t, const char* key, void* api) {
-    const auto& table = *static_cast<const settings_api*>(api);
+void readKey(settings_context* context, std::uint32_t, std::uint32_t, const char* key, void*) {
     const char* text = nullptr;
     std::int32_t number = 0;
     double real = 0;
-    const settings::Status status = table.getString(context, key, &text);
+    const settings::Status status = api.getString(context, key, &text);
     require(status == settings::kSuccess || status == settings::kNoFittingValue);
-    require(table.getInt(context, key, &number) != settings::kNoSuchKey);
-    require(table.getBool(context, key, &number) != settings::kNoSuchKey);
-    require(table.getDouble(context, key, &real) != settings::kNoSuchKey);
+    require(api.getInt(context, key, &number) != settings::kNoSuchKey);
+    require(api.getBool(context, key, &number) != settings::kNoSuchKey);
+    require(api.getDouble(context, key, &real) != settings::kNoSuchKey);
 }
 
-void saveAndReload(settings_api& api, settings_context* context, const Rules& rules) {
+void saveAndReload(settings_context* context, const Rules& rules) {
     require(api.save(context, "C:/f/saved.cfg") == settings::kSuccess);
     settings_context* again = api.create();
     const settings::Status status =
@@ -68,12 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (size == 0) {
         return 0;
     }
-    static settings_api api = [] {
-        settings_api table;
-        getSettingsApi(&table);
-        return table;
-    }();
-    static const Rules rules(api);
+    static const Rules rules;
     static simulated::Machine machine;
     const simulated::Running running(machine);
     const std::uint8_t options = data[0];
@@ -81,23 +81,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     settings_validator* validator = options & 1 ? rules.validator : nullptr;
     settings_key_mapper* keyMapper = options & 1 ? rules.keyMapper : nullptr;
     settings_context* context = api.create();
-    settings::Status status;
-    if (options & 8) {
-        machine.volumes.addFile(u"C:\\f\\read.cfg", text);
-        status = api.loadFile(context, "C:\\f\\read.cfg", validator, keyMapper, options & 2,
-                              options & 4);
-    } else {
-        status =
-            api.loadText(context, text.c_str(), validator, keyMapper, options & 2, options & 4);
-    }
+    machine.volumes.addFile(u"C:\\f\\read.cfg", text);
+    const settings::Status status = (options & 8 ? api.loadFile : api.loadText)(
+        context, options & 8 ? "C:\\f\\read.cfg" : text.c_str(), validator, keyMapper, options & 2,
+        options & 4);
     require(status == settings::kSuccess || status == settings::kBadLines ||
             status == settings::kTextNotUtf8 || status == settings::kFileTooLong);
-    api.forEachKey(context, readKey, &api);
+    api.forEachKey(context, readKey, context);
     // A zero byte cuts keys and values short, and a key may begin with what is a byte order mark at
     // the head of a file: what is saved then need not read back.
     if ((options & 1) && text.find('\0') == std::string::npos &&
         text.find("\xEF\xBB\xBF") == std::string::npos) {
-        saveAndReload(api, context, rules);
+        saveAndReload(context, rules);
     }
     api.destroy(context);
     return 0;

@@ -50,51 +50,42 @@ nzfile* openCounted(const char* name, std::size_t fileSize) {
 }
 
 /// Reads an entry into room for no more than the archive can hold of it: whatever the entry claims,
-/// nothing may be written behind that. True if the library has taken the entry back.
-bool read(nzfile* zip, nzentry* entry) {
+/// nothing may be written behind that.
+void read(nzfile* zip, nzentry* entry) {
     const std::int64_t inFile =
         entry->csize == 0 ? zip->len
                           : std::min(std::max<std::int64_t>(entry->csize, 0), zip->len) * 1032;
     const std::int64_t room = std::clamp<std::int64_t>(entry->size, 0, inFile);
     const std::unique_ptr<char[]> data(new char[static_cast<std::size_t>(room)]);
     const std::unique_ptr<char[]> name(new char[static_cast<std::size_t>(entry->nlen) + 1]);
-    const bool done = ZIP_ReadEntry(zip, entry, data.get(), name.get()) == 1;
-    require(!done || entry->size <= room);
-    return done;
+    const std::int64_t size = entry->size;
+    if (ZIP_ReadEntry(zip, entry, data.get(), name.get()) == 1) {
+        require(size <= room);
+    } else {
+        nz::freeEntry(zip, entry);
+    }
 }
 
 void walk(nzfile* zip) {
-    const std::int32_t count = std::min(zip->total, kMostEntries);
-    require(ZIP_GetNextEntry(zip, -1) == nullptr);
     require(ZIP_GetNextEntry(zip, zip->total) == nullptr);
-    for (std::int32_t i = 0; i < count; ++i) {
-        nzentry* entry = ZIP_GetNextEntry(zip, i);
+    for (std::int32_t i = 0; i < std::min(zip->total, kMostEntries); ++i) {
+        nzentry* const entry = ZIP_GetNextEntry(zip, i);
         if (entry == nullptr) {
             continue;
         }
         const std::string name = entry->name;
-        if (!read(zip, entry)) {
-            nz::freeEntry(zip, entry);
-        }
-        std::int32_t size = 0;
-        std::int32_t nameLength = 0;
-        entry = ZIP_FindEntry(zip, name.c_str(), &size, &nameLength);
-        if (entry != nullptr) {
-            require(name == entry->name && static_cast<std::size_t>(nameLength) == name.size());
-            nz::freeEntry(zip, i % 2 == 0 ? entry : nullptr);
-            if (i % 2 != 0) {
-                nz::freeEntry(zip, entry);
-            }
+        read(zip, entry);
+        nzentry* const found = nz::findEntry(zip, name.c_str());
+        require(found == nullptr || name == found->name);
+        nz::freeEntry(zip, i % 2 == 0 ? found : nullptr);
+        if (i % 2 != 0) {
+            nz::freeEntry(zip, found);
         }
     }
-    require(nz::findEntry(zip, "no such name") == nullptr || zip->total > 0);
-}
-
-void extract(const tstring& path, const std::string& name) {
     try {
-        const ZipFile file(path);
-        (void)file.extractEntryAsUtf8String(tstring(name.begin(), name.end()));
+        (void)ZipFile(_T("C:\\a.zip")).extractEntryAsUtf8String(_T("META-INF/MANIFEST.MF"));
     } catch (const std::runtime_error&) {
+        // refused
     }
 }
 
@@ -107,10 +98,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     nzfile* const zip = openCounted("C:\\a.zip", size);
     if (zip != nullptr) {
-        require(ZIP_Open("C:\\a.zip", nullptr) == zip);
         walk(zip);
-        extract(_T("C:\\a.zip"), "META-INF/MANIFEST.MF");
-        ZIP_Close(zip);
         ZIP_Close(zip);
     }
     require(ZIP_Open("C:\\a.zip", nullptr) == nullptr);

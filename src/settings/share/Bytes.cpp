@@ -1,32 +1,16 @@
 #include "settings/share/Bytes.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace settings_impl {
 
 namespace {
 
-/// How many bytes the form has that this byte leads, 0 if it leads none.
+/// How many bytes the form has that this byte leads, as its leading ones tell; 0 if it leads none.
 std::size_t formLength(unsigned char lead) {
-    if (lead < 0x80) {
-        return 1;
-    }
-    if (lead < 0xC0) {
-        return 0;
-    }
-    if (lead < 0xE0) {
-        return 2;
-    }
-    if (lead < 0xF0) {
-        return 3;
-    }
-    if (lead < 0xF8) {
-        return 4;
-    }
-    if (lead < 0xFC) {
-        return 5;
-    }
-    return lead < 0xFE ? 6 : 0;
+    const int ones = std::countl_one(lead);
+    return ones == 0 ? 1 : ones == 1 || ones > 6 ? 0 : static_cast<std::size_t>(ones);
 }
 
 char lower(char byte) {

@@ -64,6 +64,19 @@ std::string join(const std::vector<std::string>& pieces) {
     return text;
 }
 
+/// What Windows makes of a text in the other form: `call` gets the room and its size, both 0 to ask
+/// for what is needed.
+template <class Result, class Source, class Call>
+Result convert(const Source& text, Call call) {
+    Result result;
+    const int needed = text.empty() ? 0 : call(nullptr, 0);
+    result.resize(static_cast<std::size_t>(std::max(needed, 0)));
+    if (!text.empty() && (needed <= 0 || call(result.data(), needed) != needed)) {
+        fail(settings::kFailure);
+    }
+    return result;
+}
+
 /// The path seen from the current directory, in pieces.
 std::vector<std::string> fromCurrentDirectory(const std::string& path) {
     TCHAR buffer[kPathLimit];
@@ -93,33 +106,17 @@ std::vector<std::string> resolveParents(const std::vector<std::string>& pieces) 
 }  // namespace
 
 WideText toWide(const std::string& text) {
-    if (text.empty()) {
-        return {};
-    }
-    const int length = static_cast<int>(text.size());
-    const int needed =
-        MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(), length, nullptr, 0);
-    WideText wide(static_cast<std::size_t>(std::max(needed, 0)), TCHAR());
-    if (needed <= 0 || MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(), length,
-                                           wide.data(), needed) != needed) {
-        fail(settings::kFailure);
-    }
-    return wide;
+    return convert<WideText>(text, [&text](TCHAR* room, int size) {
+        return MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(),
+                                   static_cast<int>(text.size()), room, size);
+    });
 }
 
 std::string toUtf8(const WideText& text) {
-    if (text.empty()) {
-        return {};
-    }
-    const int length = static_cast<int>(text.size());
-    const int needed =
-        WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-    std::string narrow(static_cast<std::size_t>(std::max(needed, 0)), '\0');
-    if (needed <= 0 || WideCharToMultiByte(CP_UTF8, 0, text.data(), length, narrow.data(), needed,
-                                           nullptr, nullptr) != needed) {
-        fail(settings::kFailure);
-    }
-    return narrow;
+    return convert<std::string>(text, [&text](char* room, int size) {
+        return WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), room,
+                                   size, nullptr, nullptr);
+    });
 }
 
 const std::string& checkPath(const std::string& text) {
