@@ -174,11 +174,7 @@ bool readCentralDirectory(nzfile* zip) {
         // reading.
         outcome = readOnce(zip, realCount, nullptr);
     }
-    if (outcome == Outcome::Failed) {
-        freeTables(zip);
-        return false;
-    }
-    return true;
+    return outcome != Outcome::Failed;
 }
 
 void freeTables(nzfile* zip) {

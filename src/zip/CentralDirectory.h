@@ -14,7 +14,7 @@ namespace nz {
 /// Memory is taken for the headers that the file has room for, whatever their count is said to be.
 bool readCentralDirectory(nzfile* zip);
 
-/// Frees what `readCentralDirectory` has made, but for the comment.
+/// Frees what `readCentralDirectory` has made, also if it failed, but for the comment.
 void freeTables(nzfile* zip);
 
 /// The hash of a name, over its bytes as signed characters.

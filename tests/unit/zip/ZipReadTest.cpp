@@ -97,10 +97,14 @@ TEST_F(ZipTest, RawBytesAreReadWithinTheEntry) {
         EXPECT_EQ(zip->msg == nullptr, c.result >= 0);
     }
     EXPECT_EQ(stored->pos, 30 + 6);
+    nzentry* const unread = ZIP_GetNextEntry(zip, 0);
     machine.calls.failAll("ReadFile");
     char byte;
     EXPECT_EQ(nz::readEntry(zip, stored, 0, &byte, 1), -1);
     EXPECT_STREQ(zip->msg, "ZIP_Read: error reading zip file");
+    EXPECT_EQ(nz::readEntry(zip, unread, 0, &byte, 1), -1);
+    EXPECT_STREQ(zip->msg, "error reading zip file");
+    nz::freeEntry(zip, unread);
     nz::freeEntry(zip, stored);
     nz::freeEntry(zip, empty);
     const StderrWrites writes;
