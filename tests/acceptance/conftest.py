@@ -1,5 +1,6 @@
 """What every tier of this folder is given."""
 
+import os
 import shutil
 import subprocess
 from pathlib import Path
@@ -63,17 +64,17 @@ def builder(work, library, tools, bits):
 @pytest.fixture(scope="session")
 def display():
     """A display of our own for message boxes; its name."""
-    for number in range(71, 99):
-        server = subprocess.Popen(["Xvfb", f":{number}", "-screen", "0", "1024x768x24", "-nolisten", "tcp"],
-                                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        try:
-            server.wait(timeout=2)
-        except subprocess.TimeoutExpired:
-            yield f":{number}"
-            server.terminate()
-            server.wait()
-            return
-    pytest.fail("no display could be opened")
+    reading, writing = os.pipe()
+    server = subprocess.Popen(
+        ["Xvfb", "-displayfd", str(writing), "-screen", "0", "1024x768x24", "-nolisten", "tcp"],
+        pass_fds=[writing], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    os.close(writing)
+    with os.fdopen(reading) as pipe:
+        number = pipe.readline().strip()   # it comes when the display is ready
+    assert number, "no display could be opened"
+    yield f":{number}"
+    server.terminate()
+    server.wait()
 
 
 @pytest.fixture(scope="session")

@@ -16,11 +16,6 @@ constexpr UINT kBadConfiguration = 61015;
 
 constexpr std::uint64_t kShards = 8;
 
-/// Long runs are swept with this step between the calls: 1 in an optimised build, which sweeps
-/// every call; more where sanitizers make a run some forty times as slow. The step has no divisor
-/// with the seven calls of a log record in common, so that each of them is met.
-constexpr std::uint64_t kLongStep = NORV_SWEEP_STEP;
-
 const std::u16string kVendor = u"HKLM\\Software\\Halvorex";
 const std::u16string kCommon = u"C:\\Program Files\\Common Files\\Dovrin\\Norv\\";
 const std::u16string kMenu = u"C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs\\";
@@ -130,8 +125,7 @@ SweptAction setLatestQvr() {
             {0, kFunctionFailed},
             kInterruptedShims,
             kFailedUpdate,
-            kSharedPlaces,
-            kLongStep};
+            kSharedPlaces};
 }
 
 SweptAction loadMsiPropertiesFromConfig() {
@@ -158,7 +152,7 @@ SweptAction loadMsiPropertiesFromConfig() {
 SweptAction immediate(const char* action, std::map<std::u16string, std::u16string> properties,
                       std::set<UINT> statuses, std::vector<ExpectedDifference> expected = {},
                       std::vector<ExpectedDifference> afterFailure = {},
-                      const char* ownPlaces = kNowhere, std::uint64_t step = 1) {
+                      const char* ownPlaces = kNowhere) {
     const bool toolIsAway = properties.count(u"DisableVomlitExe") != 0;
     return {action,
             [=] {
@@ -187,8 +181,7 @@ SweptAction immediate(const char* action, std::map<std::u16string, std::u16strin
             std::move(statuses),
             std::move(expected),
             std::move(afterFailure),
-            ownPlaces,
-            step};
+            ownPlaces};
 }
 
 SweptAction restoreVomlitExe() {
@@ -215,10 +208,10 @@ std::vector<SweptAction> allActions() {
               "what could not be deleted at once stays registered for the restart"}},
             R"(C:\\old home|C:\\Users\\User\\linked)"),
         immediate("DisableVomlitExe", {}, {0, kFunctionFailed}, kInterruptedMove,
-                  kNoTemporaryDirectory, R"(\\vomlit\.exe )", kLongStep),
+                  kNoTemporaryDirectory, R"(\\vomlit\.exe )"),
         restoreVomlitExe(),
         immediate("DisableAUUninstall", {{u"OLDQVRS", u"{26A24AE4-039D-4CA4-87B4-2F64180045F0};"}},
-                  {0, kFunctionFailed}, {}, {}, kNowhere, kLongStep),
+                  {0, kFunctionFailed}, {}, {}, kNowhere),
         immediate("checkIfReservedLocationOccupied", {{u"ISSILENT", u"1"}}, {0, kInstallFailure}),
         immediate("checkIfInstallDirReserved", {{u"INSTALLDIR", u"C:\\x"}}, {0, kInstallFailure}),
     };
@@ -235,8 +228,7 @@ class ActionSweep : public testing::TestWithParam<Part> {};
 TEST_P(ActionSweep, LeavesTheMachineInOrder) {
     const Part part = GetParam();
     const SweptAction action = allActions()[part.action];
-    const std::uint64_t calls =
-        sweep(action, part.disturbance, {part.shard * action.step, kShards * action.step});
+    const std::uint64_t calls = sweep(action, part.disturbance, {part.shard, kShards});
     RecordProperty("calls", static_cast<int>(calls));
     std::printf("swept %llu calls of %s\n", static_cast<unsigned long long>(calls), action.action);
 }

@@ -33,7 +33,6 @@ struct SweptAction {
     std::vector<ExpectedDifference> expectedAfterFailure;  ///< and not after a stop
     /// ECMAScript, found in the line of each file or directory that the action may take away.
     std::string ownPlaces;
-    std::uint64_t step = 1;  ///< of the calls swept
     /// Every status of an undisturbed run behind the disturbed one.
     std::set<UINT> nextStatuses = {0};
 };

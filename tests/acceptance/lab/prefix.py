@@ -45,13 +45,13 @@ class Prefix:
         self._known = set(self._walk())
 
     def close(self):
-        self._stop()
+        self._stop("-k9")
         shutil.rmtree(self.directory, ignore_errors=True)
         shutil.rmtree(self._saved, ignore_errors=True)
 
     def reset(self):
         """Makes the machine what it was when it was new."""
-        self._stop()
+        self._stop("-k9")
         for hive in HIVES:
             shutil.copy2(self._saved / hive, self.directory / hive)
         added = [path for path in self._walk() if path not in self._known]
@@ -116,9 +116,9 @@ class Prefix:
                 texts.append(stream.read().decode("utf-8", "replace"))
             return Finished(finished.returncode, *texts)
 
-    def _stop(self):
-        """Ends every process of the prefix; the registry is written out by that."""
-        subprocess.run([WINESERVER, "-k"], env=self._environment(), check=False,
+    def _stop(self, how="-k"):
+        """Ends every process of the prefix; the registry is written out by that, but not by "-k9"."""
+        subprocess.run([WINESERVER, how], env=self._environment(), check=False,
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         subprocess.run([WINESERVER, "-w"], env=self._environment(), check=False, timeout=60)
 

@@ -69,12 +69,8 @@ BOOL CALLBACK closeBox(HWND window, LPARAM found) {
 }
 
 DWORD WINAPI waitForBox(LPVOID) {
-    for (int i = 0; i < 200; ++i) {
-        bool found = false;
-        EnumWindows(closeBox, reinterpret_cast<LPARAM>(&found));
-        if (found) {
-            return 0;
-        }
+    bool found = false;
+    while (EnumWindows(closeBox, reinterpret_cast<LPARAM>(&found)), !found) {
         Sleep(50);
     }
     return 0;
