@@ -1,9 +1,9 @@
 """Packs the installed files of both architectures into the kit's archive.
 
-usage: kit.py <directory of the files> <directory of the archive>
+usage: kit.py <directory of the files> <directory of the archive> <version>
 
-The same files give the same bytes: sorted, with one time and one mode. The archive has the version
-that the libraries tell; it is refused if they differ.
+The same files give the same bytes: sorted, with one time and one mode. Libraries of another version,
+left by an older build, are refused.
 """
 
 import hashlib
@@ -21,11 +21,12 @@ def version_of(library):
 
 
 def main():
-    contents, target = Path(sys.argv[1]), Path(sys.argv[2])
-    versions = {version_of(library) for library in contents.glob("x*/norvca.dll")}
-    if len(versions) != 1 or len(list(contents.glob("x*/norvca.dll"))) != 2:
-        sys.exit(f"one version for two architectures is wanted, not {sorted(versions)}")
-    name = f"norvca-{versions.pop()}"
+    contents, target, version = Path(sys.argv[1]), Path(sys.argv[2]), sys.argv[3]
+    for architecture in ("x64", "x86"):
+        found = version_of(contents / architecture / "norvca.dll")
+        if found != version:
+            sys.exit(f"{architecture}/norvca.dll is of version {found}, not {version}")
+    name = f"norvca-{version}"
     files = sorted((path for path in contents.rglob("*") if path.is_file()),
                    key=lambda path: path.relative_to(contents).as_posix())
     sums = "".join(f"{hashlib.sha256(path.read_bytes()).hexdigest()}  {path.relative_to(contents).as_posix()}\n"

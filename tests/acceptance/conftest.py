@@ -12,7 +12,7 @@ from lab.prefix import Prefix
 
 
 def pytest_addoption(parser):
-    parser.addoption("--library", type=Path, required=True, help="the built norvca.dll")
+    parser.addoption("--library", type=Path, required=True, help="norvca.dll in the kit's layout")
     parser.addoption("--bits", type=int, required=True, help="its architecture: 64 or 32")
     parser.addoption("--tools", type=Path, required=True, help="where callaction.exe lies")
     parser.addoption("--work", type=Path, required=True, help="a directory to work in; emptied first")
