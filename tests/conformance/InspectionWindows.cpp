@@ -1,7 +1,8 @@
 #include "Inspection.h"
 
+#include <objbase.h>  // before what needs it
+
 #include <intshcut.h>
-#include <objbase.h>
 #include <sddl.h>
 #include <shlobj.h>
 
