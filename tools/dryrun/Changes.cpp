@@ -1,0 +1,115 @@
+#include "dryrun/Changes.h"
+
+#include <algorithm>
+#include <map>
+
+#include "dryrun/Description.h"
+
+namespace {
+
+constexpr std::string_view kPathValue =
+    "HKLM\\SYSTEM\\CURRENTCONTROLSET\\CONTROL\\SESSION MANAGER\\ENVIRONMENT [PATH]";
+
+struct Fact {
+    std::string text = {};
+    bool isContainer = false;  ///< a key or directory that is told by what is in it
+};
+using Facts = std::map<std::string, Fact>;
+
+/// The keys or directories around a name; a directory's name ends in a backslash.
+void addContainers(Facts& facts, const std::string& name, bool isRegistry) {
+    for (std::size_t end = name.find('\\'); end != std::string::npos;
+         end = name.find('\\', end + 1)) {
+        facts.try_emplace(name.substr(0, end + (isRegistry ? 0 : 1)), Fact{"", true});
+    }
+}
+
+Facts registryFacts(const Json& description) {
+    Facts facts;
+    for (const auto& [key, values] : description["registry"].items()) {
+        addContainers(facts, key, true);
+        facts[key] = {"", !values.empty()};
+        for (const auto& [name, value] : values.items()) {
+            facts[key + " [" + name + "]"].text = oneLine(value);
+        }
+    }
+    return facts;
+}
+
+Facts fileFacts(const Json& description) {
+    Facts facts;
+    for (const auto& [path, file] : description["files"].items()) {
+        addContainers(facts, path, false);
+        facts[path] = {file.empty() ? "" : oneLine(file)};
+    }
+    return facts;
+}
+
+Facts otherFacts(const Json& description, const char* part) {
+    Facts facts;
+    const Json entries = description.value(part, Json::object());
+    for (const auto& [name, value] : entries.items()) {
+        facts[value.is_object() ? value["from"].get<std::string>() : name].text =
+            !value.is_object()     ? value.get<std::string>()
+            : value.contains("to") ? "moved to " + value["to"].get<std::string>()
+                                   : "deleted";
+    }
+    return facts;
+}
+
+void compare(const std::string& group, const Facts& before, const Facts& after,
+             std::vector<Change>& changes) {
+    for (const auto& [name, fact] : before) {
+        const auto now = after.find(name);
+        if (now == after.end()) {
+            changes.push_back({group, '-', name, fact.text, ""});
+        } else if (now->second.text != fact.text) {
+            changes.push_back({group, '~', name, fact.text, now->second.text});
+        }
+    }
+    for (const auto& [name, fact] : after) {
+        // A new key or directory shows in what it holds.
+        if (!before.contains(name) && !fact.isContainer) {
+            changes.push_back({group, '+', name, "", fact.text});
+        }
+    }
+}
+
+}  // namespace
+
+std::string oneLine(const Json& value) {
+    std::string text;
+    if (value.is_string()) {
+        text = value.get<std::string>();
+    } else if (value.is_object()) {
+        for (const auto& [name, fact] : value.items()) {
+            text += (text.empty() ? "" : ", ") + name + " " + oneLine(fact);
+        }
+    } else {
+        text = value.dump();
+    }
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return c < 32 || c == 127; }, ' ');
+    return text;
+}
+
+std::vector<Change> changesOf(const Json& before, const Json& after, const std::string& startMenu) {
+    std::vector<Change> changes;
+    compare("Registry", registryFacts(before), registryFacts(after), changes);
+    compare("Files", fileFacts(before), fileFacts(after), changes);
+    compare("At the next restart", otherFacts(before, "atRestart"), otherFacts(after, "atRestart"),
+            changes);
+    compare("Properties", otherFacts(before, "properties"), otherFacts(after, "properties"),
+            changes);
+    for (Change& change : changes) {
+        const std::string name = foldedName(change.what);
+        if (change.group == "Registry" && name == kPathValue) {
+            change.group = "Path";
+        } else if (change.group == "Files" && name.starts_with(foldedName(startMenu) + "\\")) {
+            change.group = "Start menu";
+        }
+    }
+    std::stable_sort(changes.begin(), changes.end(),
+                     [](const auto& a, const auto& b) { return a.what < b.what; });
+    return changes;
+}
