@@ -15,6 +15,7 @@ def pytest_addoption(parser):
     parser.addoption("--library", type=Path, required=True, help="norvca.dll in the kit's layout")
     parser.addoption("--bits", type=int, required=True, help="its architecture: 64 or 32")
     parser.addoption("--tools", type=Path, required=True, help="where callaction.exe lies")
+    parser.addoption("--dry-run", help="the dry run, for what is to be foretold")
     parser.addoption("--work", type=Path, required=True, help="a directory to work in; emptied first")
 
 
