@@ -24,6 +24,17 @@ inline void addConfigFiles(simulated::Machine& machine, const std::string& runti
     }
 }
 
+/// "313 [<param1>] [<param2>]" of the exception that the action throws, or "none".
+template <class Action>
+std::string failureOf(Action action) {
+    try {
+        action();
+        return "none";
+    } catch (const InstallConfigData::exception& e) {
+        return std::to_string(e.status()) + " [" + e.param1() + "] [" + e.param2() + "]";
+    }
+}
+
 /// What differs from the defaults of a loaded configuration, in the order of the table:
 /// "NOSTARTMENU=1 INSTALLDIR=[C:\x] /s", with "-STATIC" for a default that is missing.
 inline std::string stateOf(const InstallConfigData& config) {

@@ -67,25 +67,20 @@ TEST_F(Detection, FindsTheClassesThatTheMaskSelects) {
     const Lines all = {"QVR64 1.8.0_45-b13", "GFX64 2.2.0", "QVR32 1.8.0_301-b09",
                        "QVK32 1.7.0_80-b15", "QVR32 17",    "QVK64 11.0.2+9",
                        "QVK64 21-ea+35"};
-    const struct {
-        std::uint32_t mask;
-        std::vector<int> found;  ///< indices of `all`
-    } cases[] = {
-        {0x37, {0, 1, 2, 3, 4, 5, 6}},
-        {0x33, {0, 2, 3, 4, 5, 6}},
-        {0x31, {0, 2, 4}},
-        {0x22, {5, 6}},
-        {0x24, {1}},
-        {0x14, {}},
-        {0x07, {}},
-        {0x30, {}},
-    };
-    for (const auto& c : cases) {
+    const std::pair<std::uint32_t, std::vector<int>> cases[] = {{0x37, {0, 1, 2, 3, 4, 5, 6}},
+                                                                {0x33, {0, 2, 3, 4, 5, 6}},
+                                                                {0x31, {0, 2, 4}},
+                                                                {0x22, {5, 6}},
+                                                                {0x24, {1}},
+                                                                {0x14, {}},
+                                                                {0x07, {}},
+                                                                {0x30, {}}};
+    for (const auto& [mask, found] : cases) {
         Lines expected;
-        for (const int index : c.found) {
+        for (const int index : found) {
             expected.push_back(all[static_cast<std::size_t>(index)]);
         }
-        EXPECT_EQ(list(c.mask), expected) << c.mask;
+        EXPECT_EQ(list(mask), expected) << mask;
     }
 }
 
@@ -146,10 +141,6 @@ TEST_F(Detection, CompletesVersionsByFallBacks) {
          "1.8.0_45-b14", 8, nullptr},
         {"file version", qvr(u"1.8.0_45-b13"), without(u"FullVersion"), "1.8.0_45-b13", 8,
          "detectFullVersionFromHomeDir("},
-        {"file version without build", qvr(u"1.8.0_45"), without(u"FullVersion"), "1.8.0_45-b0", 8,
-         nullptr},
-        {"file version of a kit", qvk(u"1.7.0-b15"), without(u"FullVersion"), "1.7.0-b15", 8,
-         nullptr},
         {"no file", qvr(u"1.8.0_45-b13"),
          [](Product& product) {
              product.packageProperties.clear();
@@ -158,29 +149,17 @@ TEST_F(Detection, CompletesVersionsByFallBacks) {
          "1.8.0_045", 4, "InstalledNorv(1.8.0_45|Full version unknown|QVR|64bit|"},
         {"no version", qvr(u"1.8.0_45-b13"), fullVersion(u"1.8"), "1.8.0_45-b13", 8,
          "Failed to parse [1.8] version string. The string is too short' caught"},
-        {"long", qvr(u"1.8.0_45-b13"),
-         [](Product& product) {
-             product.packageProperties[u"FullVersion"] = std::u16string(10'000, u'9');
-         },
-         "1.8.0_45-b13", 8, "Number of unrecognized characters is 10000"},
         {"other family", qvr(u"1.8.0_45-b13"), fullVersion(u"1.7.0_80-b15"), "1.7.0_80-b15", 8,
          "{26A24AE4-039D-4CA4-87B4-2F64180045F0}: Given version is [1.8.0_045]; Value of "
          "\"FullVersion\" MSI property is [1.7.0_80-b15]. Should have the same family."},
-        {"other update", qvr(u"1.8.0_45-b13"), fullVersion(u"1.8.0_60-b1"), "1.8.0_60-b1", 8,
-         nullptr},
         {"manifest", qvr(u"1.8.0_45-b13"), manifest(u"1.8.0_301-b09"), "1.8.0_301-b09", 8,
          " Detected version mapping from 1.8.0_045 to 1.8.0_301-b09 in "
          "{26A24AE4-039D-4CA4-87B4-2F64180045F0} Norv installation."},
-        {"manifest without build", qvr(u"1.8.0_45-b13"), manifest(u"1.8.0_301"), "1.8.0_301", 8,
-         nullptr},
         {"same manifest", qvr(u"1.8.0_45-b13"), manifest(u"1.8.0_45-b99"), "1.8.0_45-b13", 8,
          nullptr},
         {"bad manifest", qvr(u"1.8.0_45-b13"), manifest(u"next"), "1.8.0_45-b13", 8,
          "Number of unrecognized characters is 4"},
-        {"binary manifest", qvr(u"1.8.0_45-b13"), manifest(u"1.8.0\u0001\n\u00e9=\u0000x"),
-         "1.8.0_45-b13", 8, "caught"},
         {"kit's manifest", qvk(u"1.8.0-b13"), manifest(u"1.9.0-b1"), "1.8.0-b13", 8, nullptr},
-        {"Zentra", qvr(u"11.0.2+9-LTS", 32), [](Product&) {}, "11.0.2+9-LTS", 8, nullptr},
         {"Zentra's manifest", qvr(u"11.0.2+9"), manifest(u"17"), "11.0.2+9", 8,
          "unknown version tag"},
         {"nothing of Zentra", qvr(u"11.0.2+9"), without(u"FullVersion"), "", 0,
@@ -211,26 +190,11 @@ TEST_F(Detection, GoesOnWhenAPackageOrAnArchiveIsDamaged) {
     } cases[] = {
         {"locked package", [](auto& package, auto&) { package.unreadable(1627); },
          ", MSIDBOPEN_READONLY) failed. MSI error [1627]"},
-        {"no tables", [](auto& package, auto&) { package = {}; },
-         "MsiDatabaseOpenView(SELECT Value FROM Property WHERE Property = 'FullVersion') failed"},
-        {"no column",
-         [](auto& package, auto&) {
-             package = {};
-             package.table(u"Property", {u"Property", u"Content"}).row({u"FullVersion", u"1"});
-         },
-         "MsiDatabaseOpenView("},
         {"no archive",
          [&](auto& package, const Product& product) {
              package = {};
              package.table(u"Property", {u"Property", u"Value"});
              machine.volumes.addFile(product.homeDir + u"\\lib\\rt.vkr", "no archive");
-         },
-         "ZIP_Open("},
-        {"directory for an archive",
-         [&](auto& package, const Product& product) {
-             package = {};
-             package.table(u"Property", {u"Property", u"Value"});
-             machine.volumes.addDirectory(product.homeDir + u"\\lib\\rt.vkr");
          },
          "ZIP_Open("},
         {"odd launcher",
@@ -280,25 +244,21 @@ TEST_F(Detection, SearchesTheHomeDirectory) {
         {u"", u"\\", u"", u"C:/", u"k", u"k"},
         {u"", u"", u"", u"", u"", u""},
     };
-    for (const auto& product : {qvr(u"1.8.0_45-b13"), qvk(u"1.8.0-b13")}) {
-        for (const auto& c : cases) {
-            const auto text = [&](const char16_t* pattern) {
-                return tstrings::replace(pattern, u"HOME", product.homeDir);
-            };
-            Product changed = product;
-            changed.info[u"InstallLocation"] = text(c.location);
-            changed.info[u"ProductIcon"] = text(c.productIcon);
-            changed.versionKeyValues[u"NorvHome"] = text(c.norvHome);
-            const std::u16string key = uninstallKeys + changed.code;
-            machine.registry.setString(View::Bits64, key, u"DisplayIcon", text(c.displayIcon));
-            machine.registry.setString(View::Bits64, key, u"Readme", text(c.readme));
-            EXPECT_EQ(toUtf8(detectOne(changed).homeDir), toUtf8(text(c.found)));
-        }
+    for (const auto& c : cases) {
+        Product product = qvk(u"1.8.0-b13");
+        const auto text = [&](const char16_t* pattern) {
+            return tstrings::replace(pattern, u"HOME", product.homeDir);
+        };
+        product.info[u"InstallLocation"] = text(c.location);
+        product.info[u"ProductIcon"] = text(c.productIcon);
+        product.versionKeyValues[u"NorvHome"] = text(c.norvHome);
+        const std::u16string key = uninstallKeys + product.code;
+        machine.registry.setString(View::Bits64, key, u"DisplayIcon", text(c.displayIcon));
+        machine.registry.setString(View::Bits64, key, u"Readme", text(c.readme));
+        EXPECT_EQ(toUtf8(detectOne(product).homeDir), toUtf8(text(c.found)));
     }
-    EXPECT_TRUE(logMentions(machine,
-                            "Unexpected empty value of [InstallLocation] product property "
-                            "of {26A24AE4-039D-4CA4-87B4-2F64180045F0} Norv installation. "
-                            "Fall back to heuristic home directory detection."));
+    EXPECT_TRUE(
+        logMentions(machine, "Unexpected empty value of [InstallLocation] product property of "));
     EXPECT_TRUE(logMentions(machine, "Try home directory from [NorvHome] registry value of "));
 
     // A kit has a compiler.

@@ -40,24 +40,19 @@ protected:
 
 TEST_F(InstallerCalls, ReadTextsOfAnyLength) {
     EXPECT_EQ(msi::getProperty(session, _T("Unset")), u"");
-    const struct {
-        std::size_t length;
-        std::uint64_t calls;
-    } cases[] = {{0, 1}, {1, 1}, {19, 1}, {20, 2}, {39, 2}, {40, 3}, {1000, 7}, {100'000, 14}};
-    for (const auto& c : cases) {
-        const std::u16string text(c.length, u'\u4e2d');
+    for (const auto& [length, calls] : {std::pair{0u, 1u}, {19, 1}, {20, 2}, {40, 3}, {1000, 7}}) {
+        const std::u16string text(length, u'\u4e2d');
         properties[u"P"] = text;
         machine.calls.clearJournal();
         EXPECT_EQ(msi::getProperty(session, _T("P")), text);
-        EXPECT_EQ(machine.calls.count("MsiGetPropertyW"), c.calls) << c.length;
+        EXPECT_EQ(machine.calls.count("MsiGetPropertyW"), calls) << length;
     }
     EXPECT_EQ(thrownText([] { msi::getProperty(999, _T("P")); }),
               "MsiGetProperty(999, P) failed. MSI error [6](The handle given to the installer is "
               "not valid.)");
-    EXPECT_NE(thrownBy([] {
-                  msi::getProperty(999, _T("P"));
-              }).find(" at msi::`anonymous-namespace'::getProperty(): "),
-              std::string::npos);
+    EXPECT_TRUE(thrownBy([] {
+                    msi::getProperty(999, _T("P"));
+                }).find(" at msi::`anonymous-namespace'::getProperty(): ") != std::string::npos);
 }
 
 TEST_F(InstallerCalls, SetPropertiesThroughTheSessionObject) {
@@ -116,14 +111,10 @@ TEST_F(InstallerCalls, QueryDatabases) {
               "MsiGetProductInfo({4A03706F-666A-4037-7777-5F2748764D10}, LocalPackage) failed. MSI "
               "error [1605](The product is not installed.)");
     auto& package = addProduct({{u"LocalPackage", u"C:\\Windows\\Installer\\au.msi"}});
-    package.table(u"Property", {u"Property", u"Value"})
-        .row({u"A", u"1"})
-        .row({u"B", std::u16string(500, u'b')})
-        .row({u"Empty", u""});
+    package.table(u"Property", {u"Property", u"Value"}).row({u"A", u"1"}).row({u"Empty", u""});
     {
         const msi::Database database{Guid(kCode)};
         EXPECT_EQ(database.getProperty(_T("A")), u"1");
-        EXPECT_EQ(database.getProperty(_T("B")).size(), 500u);
         EXPECT_EQ(database.tryGetProperty(_T("Empty")), u"");
         EXPECT_EQ(database.tryGetProperty(_T("Missing")), u"");
         EXPECT_EQ(logRecords(machine).size(), 0u);
@@ -132,14 +123,12 @@ TEST_F(InstallerCalls, QueryDatabases) {
                         .starts_with("No more items in [SELECT Value FROM Property WHERE Property "
                                      "= 'Missing'] query. MSI error [259]"));
         EXPECT_EQ(database.tryGetProperty(_T("it's")), u"");
-        EXPECT_TRUE(logMentions(machine, "Exception with message 'MsiDb.cpp("));
         EXPECT_TRUE(logMentions(machine,
                                 "MsiDatabaseOpenView(SELECT Value FROM Property WHERE "
                                 "Property = 'it's') failed. MSI error [1615]"));
 
         msi::DatabaseView view(database, _T("SELECT * FROM Property"));
         msi::DatabaseRecord first = view.fetch();
-        EXPECT_TRUE(view.tryFetch());
         EXPECT_TRUE(view.tryFetch());
         EXPECT_FALSE(view.tryFetch());
         EXPECT_EQ(first.getFieldCount(), 2u);
@@ -150,19 +139,24 @@ TEST_F(InstallerCalls, QueryDatabases) {
         msi::DatabaseView chosen(database, _T("SELECT Value FROM Property WHERE Property = ?"),
                                  parameter);
         EXPECT_EQ(chosen.fetch().getString(), u"1");
-        EXPECT_TRUE(thrownText([&] {
-                        msi::DatabaseView(database,
-                                          _T("SELECT Value FROM Property WHERE Property = ?"));
-                    }).starts_with("MsiViewExecute(SELECT Value FROM"));
-        EXPECT_TRUE(thrownText([&] {
-                        parameter.setString(7, _T("x"));
-                    }).starts_with("MsiRecordSetString(7, x) failed. MSI error ["));
-        EXPECT_TRUE(thrownText([] {
-                        msi::DatabaseRecord().getFieldCount();
-                    }).starts_with("MsiRecordGetFieldCount() failed. MSI error [1627]"));
-        EXPECT_TRUE(thrownText([] {
-                        msi::DatabaseRecord(70'000);
-                    }).starts_with("MsiCreateRecord(70000) failed. MSI error [1627]"));
+        const auto fails = [](auto call, const char* start) {
+            const std::string text = thrownText(call);
+            EXPECT_TRUE(text.starts_with(start)) << text;
+        };
+        fails(
+            [&] { msi::DatabaseView(database, _T("SELECT Value FROM Property WHERE Value = ?")); },
+            "MsiViewExecute(SELECT Value FROM");
+        fails([&] { parameter.setString(7, _T("x")); }, "MsiRecordSetString(7, x) failed. MSI err");
+        fails([] { msi::DatabaseRecord().getFieldCount(); },
+              "MsiRecordGetFieldCount() failed. MSI error [1627]");
+        fails([] { msi::DatabaseRecord(70'000); },
+              "MsiCreateRecord(70000) failed. MSI error [1627]");
+        fails([] { msi::Database(MSIHANDLE{0}); },
+              "MsiGetActiveDatabase() failed. MSI error [1627]");
+        machine.calls.failAll("MsiViewFetch", 1610);
+        fails([&] { view.tryFetch(); },
+              "MsiViewFetch(SELECT * FROM Property) failed. MSI error [1610");
+        machine.calls.clearPlans();
     }
     package.unreadable(1619);
     EXPECT_EQ(thrownText([] { msi::Database(Guid(kCode)); }),
@@ -172,9 +166,6 @@ TEST_F(InstallerCalls, QueryDatabases) {
     machine.installer.session(session).database.table(u"T", {u"C"}).row({u"x"});
     EXPECT_EQ(msi::DatabaseView(msi::Database(session), _T("SELECT C FROM T")).fetch().getString(),
               u"x");
-    EXPECT_TRUE(thrownText([] {
-                    msi::Database(MSIHANDLE{0});
-                }).starts_with("MsiGetActiveDatabase() failed. MSI error [1627]"));
 }
 
 TEST_F(InstallerCalls, LogHandlesThatCannotBeClosed) {
@@ -274,15 +265,12 @@ TEST(ActionData, QuotesItsCommandLine) {
         std::map<tstring, tstring> properties;
         const char* commandLine;
     } cases[] = {
-        {u"", {}, ""},
         {u" \t", {}, ""},
         {u"\t/x  y ", {}, "/x  y"},
         {u"", {{u"KEY", u""}}, "KEY=\"\""},
-        {u"", {{u"KEY", u"a b"}}, "KEY=\"a b\""},
         {u"", {{u"KEY", u"a\tb"}}, "KEY=\"a\tb\""},
-        {u"", {{u"KEY", u"a\"b"}}, "KEY=a\"\"b"},
         {u"", {{u"KEY", u"a\" b"}}, "KEY=\"a\"\" b\""},
-        {u"/x ", {{u"B", u"2"}, {u"A", u" 1"}}, "/x A=\" 1\" B=2"},
+        {u"/x ", {{u"B", u"a\"b"}, {u"A", u" 1"}}, "/x A=\" 1\" B=a\"\"b"},
     };
     for (const auto& c : cases) {
         msi::ActionData data;
@@ -297,7 +285,7 @@ struct Messages : msi::ActionData::Callback {
         received.push_back(std::to_string(type >> 24) + " " + std::to_string(flags) + " " +
                            toUtf8(text));
         if (text == u"throw") {
-            throw std::runtime_error("of a callback");
+            throw 1;
         }
     }
     Lines received;
@@ -322,6 +310,9 @@ TEST_F(InstallerCalls, RemoveAProductUnderSettingsOfTheirOwn) {
         EXPECT_EQ(machine.installer.settings().handlerFilter, 0xFFFFFFFFu);
         EXPECT_EQ(machine.installer.sendMessage(INSTALLMESSAGE_WARNING | 0x31, u"words"), 0);
         EXPECT_EQ(machine.installer.sendMessage(INSTALLMESSAGE_INFO, u"throw"), 0);
+        const auto& settings = machine.installer.settings();
+        EXPECT_EQ(settings.handler(settings.handlerContext, INSTALLMESSAGE_INFO, nullptr), 0);
+        EXPECT_EQ(settings.handler(nullptr, INSTALLMESSAGE_INFO, u"words"), 0);
         return status;
     };
     addProduct();
@@ -337,15 +328,12 @@ TEST_F(InstallerCalls, RemoveAProductUnderSettingsOfTheirOwn) {
         EXPECT_EQ(machine.installer.settings().handler, nullptr);
         EXPECT_EQ(machine.installer.settings().logMode, 0u);
     }
+    const std::string done = "MsiConfigureProductEx(" + toUtf8(kCode) + ", 65535, 2, REMOVE=ALL) ";
     EXPECT_EQ(logMessages(machine, "INFO"),
-              (Lines{"MsiConfigureProductEx(" + toUtf8(kCode) + ", 65535, 2, REMOVE=ALL) succeeded",
-                     "MsiConfigureProductEx(" + toUtf8(kCode) +
-                         ", 65535, 2, REMOVE=ALL) succeeded [1641]",
-                     "MsiConfigureProductEx(" + toUtf8(kCode) +
-                         ", 65535, 2, REMOVE=ALL) succeeded [3010]"}));
+              (Lines{done + "succeeded", done + "succeeded [1641]", done + "succeeded [3010]"}));
     ASSERT_EQ(messages.received.size(), 8u);
     EXPECT_EQ(messages.received[0], "2 49 words");
-    EXPECT_TRUE(logHas(machine, "Exception with message 'of a callback' caught"));
+    EXPECT_EQ(logMessages(machine, "ERROR"), Lines(4, "Unknown exception caught"));
 }
 
 }  // namespace

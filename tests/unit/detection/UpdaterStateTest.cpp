@@ -21,17 +21,11 @@ TEST(UpdaterState, FollowsPackageRegistryAndFiles) {
         const char* record;  ///< or null
     } cases[] = {
         {"whole", {}, 1, "2.8.51.9", "Found AU version in MSI: <2.8.51.9>"},
-        {"empty property",
-         {.fullVersion = u"", .productVersion = u"2.8.60.1"},
-         1,
-         "2.8.60.1",
-         nullptr},
         {"no property",
          {.fullVersion = {}, .productVersion = u"2.8.60.1"},
          1,
          "2.8.60.1",
          "No more items in [SELECT Value FROM Property WHERE Property = 'FullVersion'] query"},
-        {"five numbers", {.fullVersion = u"2.8.51.9.3"}, 1, "2.8.51.9.3", nullptr},
         {"registry",
          {.fullVersion = u"2.8.51", .registryVersion = u"2.8.70.1"},
          1,
@@ -42,7 +36,6 @@ TEST(UpdaterState, FollowsPackageRegistryAndFiles) {
          1,
          "2.8.70.1",
          "Found AU version in Registry: <2.8.70.1>"},
-        {"bad everywhere", {.fullVersion = u"x", .registryVersion = u"y"}, 0, "", "[y] version"},
         {"short everywhere",
          {.fullVersion = u"2.8.51", .registryVersion = u"2.8.60"},
          0,
@@ -64,6 +57,7 @@ TEST(UpdaterState, FollowsPackageRegistryAndFiles) {
          2,
          "2.8.51.9",
          "tolmark.exe not found."},
+        {"no vomlit", {.hasVomlit = false}, 2, "2.8.51.9", "vomlit.exe not found."},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -75,7 +69,7 @@ TEST(UpdaterState, FollowsPackageRegistryAndFiles) {
         EXPECT_EQ(toUtf8(found.version.sourceText()), c.version);
         EXPECT_EQ(found.version == au::Version(), found.state == 0);
         EXPECT_TRUE(c.record == nullptr || logMentions(machine, c.record));
-        EXPECT_FALSE(logMentions(machine, "vomlit.exe not found"));
+        EXPECT_LE(logMessages(machine, "WARNING").size(), 1u);
         EXPECT_TRUE(machine.installer.openHandles().empty());
     }
 }

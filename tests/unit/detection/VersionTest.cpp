@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <array>
 #include <string>
 #include <vector>
 
@@ -35,39 +35,25 @@ TEST(NorvVersion, AcceptsBothSchemes) {
         const char* components;
         const char* canonical;
     } cases[] = {
-        {"1.8.0", "1.8.0.0.0.0.0.0", "1.8.0"},
-        {"1.8.0_45", "1.8.0.45.0.0.0.0", "1.8.0_45"},
         {"1.8.0_05-b03", "1.8.0.5.3.0.0.0", "1.8.0_05-b03"},
-        {"1.8.0_45-b13", "1.8.0.45.13.0.0.0", "1.8.0_45-b13"},
         {"1.8.0-b132", "1.8.0.0.132.0.0.0", "1.8.0-b132"},
-        {"1.8.0_45-ea-b13", "1.8.0.45.13.0.0.0", "1.8.0_45-b13"},
         {"1.8.0_45-ea-fcs-b13", "1.8.0.45.13.0.0.0", "1.8.0_45-b13"},
         {"1.8.0_45-ea", "1.8.0.45.0.0.0.0", "1.8.0_45"},
-        {"1.8.0_45-b0", "1.8.0.45.0.0.0.0", "1.8.0_45"},
         {"1.8.0_45-b", "1.8.0.45.0.0.0.0", "1.8.0_45"},
         {"1.8.0_45-", "1.8.0.45.0.0.0.0", "1.8.0_45"},
         {"1.8.00_045", "1.8.0.45.0.0.0.0", "1.8.0_45"},
-        {"1.8.0_45-b2147483647", "1.8.0.45.2147483647.0.0.0", "1.8.0_45-b2147483647"},
         // A build that no number holds is a tag like any other.
         {"1.8.0_45-b2147483648", "1.8.0.45.0.0.0.0", "1.8.0_45"},
         {"2.2.0", "2.2.0.0.0.0.0.0", "2.2.0"},
         {"9", "3.9.0.0.0.0.0.0", "9"},
-        {"11", "3.11.0.0.0.0.0.0", "11"},
-        {"2147483647", "3.2147483647.0.0.0.0.0.0", "2147483647"},
         {"11.0", "3.11.0.0.0.0.0.0", "11"},
-        {"11.0.2", "3.11.0.2.0.0.0.0", "11.0.2"},
-        {"11.0.2+9", "3.11.0.2.0.0.0.9", "11.0.2+9"},
         {"11.0.2.0+9-LTS", "3.11.0.2.0.0.0.9", "11.0.2+9"},
         {"11.0.0.1", "3.11.0.0.1.0.0.0", "11.0.0.1"},
-        {"11+9", "3.11.0.0.0.0.0.9", "11+9"},
-        {"11-ea", "3.11.0.0.0.0.0.0", "11"},
-        {"11-ea+22", "3.11.0.0.0.0.0.22", "11+22"},
+        {"11--", "3.11.0.0.0.0.0.0", "11"},
         {"11.1-ea+22-x", "3.11.1.0.0.0.0.22", "11.1+22"},
-        {"11+0", "3.11.0.0.0.0.0.0", "11"},
         {"11+-LTS", "3.11.0.0.0.0.0.0", "11"},
-        {"21.0.12+7-LTS", "3.21.0.12.0.0.0.7", "21.0.12+7"},
         {"11.0.2.1.3.4+9", "3.11.0.2.1.3.4.9", "11.0.2.1.3.4+9"},
-        {"11.0.2.1.3.4-ea", "3.11.0.2.1.3.4.0", "11.0.2.1.3.4"},
+        {"2147483647", "3.2147483647.0.0.0.0.0.0", "2147483647"},
         // The dot between two numbers may stand twice behind the first of them.
         {"11..5", "3.11.5.0.0.0.0.0", "11.5"},
     };
@@ -84,60 +70,49 @@ TEST(NorvVersion, AcceptsBothSchemes) {
 }
 
 TEST(NorvVersion, RefusesTheRest) {
-    const struct {
-        const char* text;
-        int unrecognized;  ///< 0: too short
-    } cases[] = {
-        {"", 0},
-        {"1", 0},
-        {"1.8", 0},
-        {"2", 0},
-        {"2.2", 0},
-        {"8", 1},
-        {"0", 1},
-        {"3.1.2", 5},
-        {"1.0.0", 4},
-        {"1.", 1},
-        {"1.8.", 1},
-        {"1.8.0.", 1},
-        {"1.8.0.5", 2},
-        {"1.8-b13", 5},
-        {"1.8.x", 1},
-        {"1.8.0_", 1},
-        {"1.8.0_x", 2},
-        {"1.8.0_45-b13-foo", 4},
-        {"1.8.0--b13", 5},
-        {"2.2.0_1", 3},
-        {"2.2.0-b1", 4},
-        {"11.", 1},
-        {"11.0.2.", 1},
-        {"11.0.2.1.3.4.5", 3},
-        {"11-", 1},
-        {"11+", 1},
-        {"11+x", 1},
-        {"11x", 3},
-        {" 11", 3},
-        {"11 ", 3},
-        {"+11", 3},
-        {"-11", 3},
-        {"0x11", 4},
-        {".", 1},
-        {"2147483648", 10},
-        {"11.0.2147483648", 10},
-        {"11.0.2+2147483648", 10},
-        {"1.8.0_2147483648", 11},
-        {"4294967297.8.0", 14},
-    };
-    for (const auto& c : cases) {
-        const std::string start = std::string("Failed to parse [") + c.text + "] version string";
-        const std::string expected =
-            c.unrecognized == 0 ? start + ". The string is too short"
-                                : start + " completely. Number of unrecognized characters is " +
-                                      std::to_string(c.unrecognized);
-        EXPECT_EQ(thrownText([&] { norv(c.text); }), expected);
+    // How much of the text isn't understood; nothing of it is, but it is too short.
+    const std::pair<const char*, int> cases[] = {{"", 0},
+                                                 {"1", 0},
+                                                 {"1.8", 0},
+                                                 {"2.2", 0},
+                                                 {"8", 1},
+                                                 {"0", 1},
+                                                 {"3.1.2", 5},
+                                                 {"1.", 1},
+                                                 {"1.8.", 1},
+                                                 {"1.8.-", 1},
+                                                 {"1.8.0.5", 2},
+                                                 {"1.8-b13", 5},
+                                                 {"1.8.0_", 1},
+                                                 {"1.8.0_x", 2},
+                                                 {"01.0.0", 4},
+                                                 {"1.8.0_45-b13-foo", 4},
+                                                 {"1.8.0--b13", 5},
+                                                 {"2.2.0_1", 3},
+                                                 {"2.2.0-b1", 4},
+                                                 {"11.", 1},
+                                                 {"11.0.2.1.3.4.5", 3},
+                                                 {"11-", 1},
+                                                 {"11+x", 1},
+                                                 {"11+5+", 2},
+                                                 {"11x", 3},
+                                                 {" 11", 3},
+                                                 {"+11", 3},
+                                                 {"0x11", 4},
+                                                 {".", 1},
+                                                 {"2147483648", 10},
+                                                 {"11.0.2147483648", 10},
+                                                 {"11.0.2+2147483648", 10},
+                                                 {"1.8.0_2147483648", 11},
+                                                 {"4294967297.8.0", 14}};
+    for (const auto& [text, unrecognized] : cases) {
+        const std::string start = std::string("Failed to parse [") + text + "] version string";
+        const std::string tail = unrecognized == 0
+                                     ? ". The string is too short"
+                                     : " completely. Number of unrecognized characters is " +
+                                           std::to_string(unrecognized);
+        EXPECT_EQ(thrownText([&, version = text] { norv(version); }), start + tail);
     }
-    // Digits of other scripts are none.
-    EXPECT_THROW(Base(u"\u0661\u0661.0.2"), std::runtime_error);
     EXPECT_NE(thrownBy([] {
                   norv("x");
               }).find("at VersionDetails::Base<8,struct NorvVersionDetails::Parser,1>::init(): "),
@@ -147,8 +122,8 @@ TEST(NorvVersion, RefusesTheRest) {
 TEST(NorvVersion, StaysLinearInLongTexts) {
     constexpr std::size_t kLength = 100'000;
     // Each shape makes a different scan walk the whole text.
-    for (const char* unit : {"-", "-b", "-b0", "-b1x", ".", "0", "+", "_", "1.", "-1"}) {
-        for (const char* head : {"1.8.0_45", "11", "1.8.0", ""}) {
+    for (const char* unit : {"-", "-b1x", ".", "0", "+", "1."}) {
+        for (const char* head : {"1.8.0_45", "11"}) {
             std::string text = head;
             while (text.size() < kLength) {
                 text += unit;
@@ -162,43 +137,34 @@ TEST(NorvVersion, StaysLinearInLongTexts) {
 }
 
 TEST(NorvVersion, IsOrderedAcrossSchemes) {
-    Base openBuild = norv("1.8.0_45-b13");
-    openBuild = withoutBuild(openBuild);
-    const std::vector<Base> rising = {
-        Base::unknown(),
-        Base(),
-        family(norv("1.8.0_45")),
-        norv("1.8.0"),
-        openBuild,
-        norv("1.8.0_45"),
-        norv("1.8.0_45-b13"),
-        norv("1.8.0_45-b14"),
-        norv("1.8.0_46"),
-        norv("1.8.0_999"),
-        norv("2.2.0"),
-        norv("9"),
-        norv("11.0.2"),
-        norv("11.0.2+9"),
-        norv("11.0.20"),
-        norv("21-ea+1"),
-    };
+    const std::vector<Base> rising = {Base::unknown(),
+                                      Base(),
+                                      family(norv("1.8.0_45")),
+                                      norv("1.8.0"),
+                                      withoutBuild(norv("1.8.0_45")),
+                                      norv("1.8.0_45"),
+                                      norv("1.8.0_45-b13"),
+                                      norv("1.8.0_46"),
+                                      norv("2.2.0"),
+                                      norv("9"),
+                                      norv("11.0.2"),
+                                      norv("11.0.2+9"),
+                                      norv("11.0.20")};
     for (std::size_t i = 0; i < rising.size(); ++i) {
         for (std::size_t k = 0; k < rising.size(); ++k) {
             EXPECT_EQ(rising[i] < rising[k], i < k) << i << " " << k;
             EXPECT_EQ(rising[i] == rising[k], i == k) << i << " " << k;
         }
     }
-    EXPECT_EQ(norv("11.0.2.0+9-LTS"), norv("11.0.2+9"));
 }
 
 TEST(NorvVersion, KnowsFamilyPrecisionAndScheme) {
-    EXPECT_EQ(family(norv("1.8.0_45-b13")), family(norv("1.8.0_301")));
-    EXPECT_EQ(family(norv("11.0.2")), family(norv("11.0.20.1")));
     EXPECT_NE(family(norv("1.9.0")), family(norv("9")));
-    EXPECT_EQ(toUtf8(toString(family(norv("1.8.0_45-b13")))), "1.8");
-    EXPECT_EQ(toUtf8(toString(family(norv("11.0.2+9")))), "11");
-    EXPECT_EQ(toUtf8(toString(withoutBuild(norv("1.8.0_45-b13")))), "1.8.0_45");
-    EXPECT_EQ(toUtf8(toString(withoutBuild(norv("11.0.2.1+9")))), "11.0.2.1");
+    for (const auto& [text, ofFamily, ofKey] : {std::array{"1.8.0_45-b13", "1.8", "1.8.0_45"},
+                                                std::array{"11.0.2.1+9", "11", "11.0.2.1"}}) {
+        EXPECT_EQ(toUtf8(toString(family(norv(text)))), ofFamily);
+        EXPECT_EQ(toUtf8(toString(withoutBuild(norv(text)))), ofKey);
+    }
     EXPECT_EQ(toUtf8(sourceText(family(norv("1.8.0_45-b13")))), "1.8.0_45-b13");
 
     EXPECT_EQ(Base::unknown().precision(), 0u);
@@ -227,26 +193,17 @@ TEST(NorvVersion, KnowsFamilyPrecisionAndScheme) {
 
 TEST(GenericVersion, ReadsFourOrFiveNumbers) {
     using Version = VersionDetails::Base<5, VersionDetails::Parser, 4>;
-    const struct {
-        const char* text;
-        const char* result;  ///< components, or the end of the message
-    } cases[] = {
-        {"2.8.51.9", "2.8.51.9.0"},
-        {"2.8.51.9.7", "2.8.51.9.7"},
-        {"02.08.0.0", "2.8.0.0.0"},
-        {"2.8.51", "too short"},
-        {"", "too short"},
-        {"2.8.51.9.", "characters is 1"},
-        {"2.8.51.9.7.1", "characters is 2"},
-        {"2.8.51.x", "characters is 1"},
-        {"2.8..51.9", "characters is 5"},
-        {"x", "characters is 1"},
-    };
+    // The components, or the end of the message.
+    const std::pair<const char*, const char*> cases[] = {
+        {"2.8.51.9", "2.8.51.9.0"},       {"2.8.51.9.7", "2.8.51.9.7"},
+        {"02.08.0.0", "2.8.0.0.0"},       {"2.8.51", "too short"},
+        {"2.8.51.9.", "characters is 1"}, {"2.8.51.9.7.1", "characters is 2"},
+        {"2.8..51.9", "characters is 5"}};
     for (const auto& c : cases) {
         Version version;
-        const std::string message = thrownBy([&] { version.init(fromUtf8(c.text)); });
+        const std::string message = thrownBy([&] { version.init(fromUtf8(c.first)); });
         const std::string result = message == "nothing" ? components(version) : message;
-        EXPECT_TRUE(result.ends_with(c.result)) << c.text << ": " << result;
+        EXPECT_TRUE(result.ends_with(c.second)) << c.first << ": " << result;
     }
 
     std::int32_t numbers[8];
