@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 
 #include "common/share/tstrings.h"
@@ -9,66 +10,49 @@
 
 namespace {
 
-using products::Updater;
 using tstrings::toUtf8;
 
 TEST(UpdaterState, FollowsPackageRegistryAndFiles) {
+    using Text = std::optional<std::u16string>;
     const struct {
-        const char* name;
-        Updater updater;
+        Text fullVersion, productVersion, registryVersion;  ///< none: no such property or value
+        std::string missing;                                ///< executables
         std::int32_t state;
         const char* version;
-        const char* record;  ///< or null
+        const char* record;
     } cases[] = {
-        {"whole", {}, 1, "2.8.51.9", "Found AU version in MSI: <2.8.51.9>"},
-        {"no property",
-         {.fullVersion = {}, .productVersion = u"2.8.60.1"},
-         1,
-         "2.8.60.1",
-         "No more items in [SELECT Value FROM Property WHERE Property = 'FullVersion'] query"},
-        {"registry",
-         {.fullVersion = u"2.8.51", .registryVersion = u"2.8.70.1"},
-         1,
-         "2.8.70.1",
-         "Failed to parse [2.8.51] version string. The string is too short' caught"},
-        {"no versions",
-         {.fullVersion = {}, .productVersion = {}, .registryVersion = u"2.8.70.1"},
-         1,
-         "2.8.70.1",
-         "Found AU version in Registry: <2.8.70.1>"},
-        {"short everywhere",
-         {.fullVersion = u"2.8.51", .registryVersion = u"2.8.60"},
-         0,
-         "",
-         "[2.8.60] version"},
-        {"nothing",
-         {.fullVersion = {}, .productVersion = {}},
-         0,
-         "",
-         "Error initializing AU state"},
-        {"no tolpeck",
-         {.hasTolpeck = false},
+        {u"2.8.51.9", u"1", {}, "", 1, "2.8.51.9", "Found AU version in MSI: <2.8.51.9>"},
+        {u"", u"2.8.60.1", {}, "", 1, "2.8.60.1", "Found AU version in MSI: <2.8.60.1>"},
+        {{}, u"2.8.60.1", {}, "", 1, "2.8.60.1", "No more items in [SELECT Value FROM Property W"},
+        {u"2.8.51", {}, u"2.8.70.1", "", 1, "2.8.70.1", "Failed to parse [2.8.51] version string."},
+        {{}, {}, u"2.8.70.1", "", 1, "2.8.70.1", "Found AU version in Registry: <2.8.70.1>"},
+        {u"2.8.51", {}, u"2.8.60", "", 0, "", "[2.8.60] version"},
+        {{}, {}, {}, "", 0, "", "Error initializing AU state"},
+        {u"2.8.51.9",
+         {},
+         {},
+         "tolpeck",
          2,
          "2.8.51.9",
          "Expected AU executable C:\\Program Files (x86)\\Common Files\\Norv\\Norv "
          "Update\\tolpeck.exe not found."},
-        {"no tolmark",
-         {.hasTolmark = false, .hasVomlit = false},
-         2,
-         "2.8.51.9",
-         "tolmark.exe not found."},
-        {"no vomlit", {.hasVomlit = false}, 2, "2.8.51.9", "vomlit.exe not found."},
+        {u"2.8.51.9", {}, {}, "tolmark vomlit", 2, "2.8.51.9", "tolmark.exe not found."},
+        {u"2.8.51.9", {}, {}, "vomlit", 2, "2.8.51.9", "vomlit.exe not found."},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(c.record);
         simulated::Machine machine;
         const simulated::Running running(machine);
-        products::installUpdater(machine, c.updater);
+        const auto has = [&](const char* name) {
+            return c.missing.find(name) == std::string::npos;
+        };
+        products::installUpdater(machine, {c.fullVersion, c.productVersion, c.registryVersion,
+                                           has("tolpeck"), has("tolmark"), has("vomlit")});
         const au::InstalledState found = au::InstalledState::detect();
         EXPECT_EQ(found.state, c.state);
         EXPECT_EQ(toUtf8(found.version.sourceText()), c.version);
         EXPECT_EQ(found.version == au::Version(), found.state == 0);
-        EXPECT_TRUE(c.record == nullptr || logMentions(machine, c.record));
+        EXPECT_TRUE(logMentions(machine, c.record));
         EXPECT_LE(logMessages(machine, "WARNING").size(), 1u);
         EXPECT_TRUE(machine.installer.openHandles().empty());
     }
