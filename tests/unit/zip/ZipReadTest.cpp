@@ -20,6 +20,7 @@ TEST_F(ZipTest, EntriesAreReadOrTheirFaultIsPrinted) {
     const std::string zeros(300000, '\0');
     const std::uint64_t packed = deflated(big).size();
     const std::string piece(5000, 'x');
+    const Archive stored = make({{"e", "data", true}});
     Archive behind = make({{"e", "data"}});
     behind.bytes.insert(behind.directory, piece);
     behind.centrals[0] += piece.size();
@@ -41,7 +42,8 @@ TEST_F(ZipTest, EntriesAreReadOrTheirFaultIsPrinted) {
         {make({{"e", "data", true}}), {{'l', 0, 28, 0xffff, 2}}, std::string("!") + badSize},
         {make({{"e", "data", true}}), {{'l', 0, 0, 0, 4}}, "!invalid LOC header (bad signature)"},
         {make({{"e", "data"}}), {{'c', 0, 42, 0xfffffff0, 4}}, "!error reading zip file"},
-        // Past the file.
+        // Past the file, by little or much.
+        {stored, {{'c', 0, 24, stored.bytes.size() - 30, 4}}, std::string("!") + badSize},
         {make({{"e", "data", true}}), {{'c', 0, 24, 0xfffffffe, 4}}, std::string("!") + badSize},
         {make({{"e", "data"}}), {{'c', 0, 20, 0xfffffffe, 4}}, std::string("!") + badSize},
         // Stream and sizes that don't end together, but for a stream that lacks its end mark alone.
