@@ -8,6 +8,7 @@
 #include <array>
 #include <charconv>
 #include <cstring>
+#include <iterator>
 
 #include "simulated/machine/Calls.h"
 #include "simulated/machine/Names.h"
@@ -42,7 +43,7 @@ constexpr const char* kParser = "ConvertStringSecurityDescriptorToSecurityDescri
 template <class T>
 void append(Bytes& bytes, const T& value) {
     const auto* const first = reinterpret_cast<const std::uint8_t*>(&value);
-    bytes.insert(bytes.end(), first, first + sizeof(value));
+    std::copy_n(first, sizeof(value), std::back_inserter(bytes));
 }
 
 /// Takes the text up to a separator, and the separator.
