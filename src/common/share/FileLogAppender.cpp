@@ -4,9 +4,9 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
-#include <vector>
-
+#include "common/share/BaseName.h"
 #include "common/share/Logger.h"
+#include "common/share/ProcessPaths.h"
 #include "common/share/tstrings.h"
 
 namespace {
@@ -14,19 +14,6 @@ namespace {
 constexpr const TCHAR* kDefaultName = _T("tolmark.log");
 constexpr std::int64_t kSizeLimit = 10485760;
 constexpr int kOpenTries = 10;
-
-/// The temporary directory of the account, without trailing separators.
-tstring temporaryDirectory() {
-    std::vector<TCHAR> buffer(MAX_PATH + 1);
-    DWORD length = GetTempPathW(static_cast<DWORD>(buffer.size()), buffer.data());
-    if (length > buffer.size()) {
-        buffer.resize(length);
-        length = GetTempPathW(static_cast<DWORD>(buffer.size()), buffer.data());
-    }
-    tstring directory(buffer.data(), length < buffer.size() ? length : 0);
-    directory.erase(directory.find_last_not_of(_T("\\/")) + 1);
-    return directory;
-}
 
 /// Opens the log for appending in text mode, which writes a line feed as CR LF. No second writer is
 /// let in; where one holds the file, waits for it a little. -1 when it never let go.
@@ -46,10 +33,9 @@ int openLog(const tstring& path) {
 
 }  // namespace
 
-FileLogAppender::FileLogAppender(const tstring& fileName) : sizeLimit_(kSizeLimit) {
-    const auto separator = fileName.find_last_of(_T("\\/"));
-    const tstring base = separator == tstring::npos ? fileName : fileName.substr(separator + 1);
-    path_ = temporaryDirectory() + _T("\\") + (fileName.empty() ? kDefaultName : base);
+FileLogAppender::FileLogAppender(const tstring& fileName)
+    : path_(temporaryDirectory() + _T("\\")), sizeLimit_(kSizeLimit) {
+    path_ += fileName.empty() ? kDefaultName : baseName(fileName);
 }
 
 void FileLogAppender::append(const LogEvent& event) {
@@ -57,7 +43,8 @@ void FileLogAppender::append(const LogEvent& event) {
     std::string text;
     try {
         text = tstrings::toUtf8(tstrings::unsafe_format(
-            _T("[%04u/%02u/%02u %02u:%02u:%02u.%03u, %s (PID: %u, TID: %u), %s:%u (%s)]\n\t%s: %s\n"),
+            _T("[%04u/%02u/%02u %02u:%02u:%02u.%03u, %s (PID: %u, TID: %u), %s:%u (%s)]\n\t%s: ")
+            _T("%s\n"),
             time.wYear, time.wMonth, time.wDay, time.wHour, time.wMinute, time.wSecond,
             time.wMilliseconds, event.processName.c_str(), event.processId, event.threadId,
             event.file.c_str(), event.line, event.function.c_str(), event.levelName.c_str(),

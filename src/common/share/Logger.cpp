@@ -1,6 +1,7 @@
 #include "common/share/Logger.h"
 
-#include <vector>
+#include "common/share/BaseName.h"
+#include "common/share/ProcessPaths.h"
 
 namespace {
 
@@ -18,29 +19,18 @@ const TCHAR* levelName(LogLevel level) {
     return _T("UNKNOWN");
 }
 
-tstring lastComponent(const tstring& path) {
-    const auto separator = path.find_last_of(_T("\\/"));
-    return separator == tstring::npos ? path : path.substr(separator + 1);
-}
-
 /// The file name of the module that holds this code, which is not the process's own.
 tstring findProcessName() {
-    HMODULE module = nullptr;
-    if (!GetModuleHandleExW(
-            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-            reinterpret_cast<LPCWSTR>(&findProcessName), &module)) {
-        return _T("Unkown");
+    try {
+        const HMODULE module = moduleOf(reinterpret_cast<const void*>(&findProcessName));
+        const tstring path = module != nullptr ? modulePath(module) : tstring();
+        if (!path.empty()) {
+            return tstring(baseName(path));
+        }
+    } catch (const std::exception&) {
+        // A path that there is no memory for is as unknown as any other.
     }
-    std::vector<TCHAR> buffer(MAX_PATH);
-    DWORD length;
-    while ((length = GetModuleFileNameW(module, buffer.data(),
-                                        static_cast<DWORD>(buffer.size()))) >= buffer.size()) {
-        buffer.resize(buffer.size() * 2);
-    }
-    if (length == 0) {
-        return _T("Unkown");
-    }
-    return lastComponent(tstring(buffer.data(), length));
+    return _T("Unkown");
 }
 
 tstring& processName() {
@@ -68,7 +58,7 @@ void Logger::log(LogLevel level, const TCHAR* file, int line, const TCHAR* funct
     event.processId = GetCurrentProcessId();
     event.processName = processName();
     event.levelName = levelName(level);
-    event.file = lastComponent(file);
+    event.file = baseName(file);
     event.line = line;
     event.function = function;
     event.message = message;

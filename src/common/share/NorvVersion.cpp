@@ -155,10 +155,9 @@ std::size_t runSteps(const SuffixStep (&steps)[N], std::size_t heads, View text,
         std::int32_t& target = step.target == kNoTarget ? ignored : destination[step.target];
         const std::size_t stillLeft = step.run(text.substr(text.size() - left), target);
         if (stillLeft > left) {
-            throw PmtError<std::runtime_error>(
-                std::runtime_error(tstrings::toUtf8(tstrings::unsafe_format(
-                    _T("[%d < %d] failed"), static_cast<int>(left), static_cast<int>(stillLeft)))),
-                "NorvVersionDetails::`anonymous-namespace'::parse");
+            raise<std::runtime_error>(
+                "NorvVersionDetails::`anonymous-namespace'::parse",
+                Text() << _T("[") << left << _T(" < ") << stillLeft << _T("] failed"));
         }
         if (stillLeft < left) {
             left = stillLeft;
@@ -194,9 +193,8 @@ Head readHead(const tstring& text) {
 
 std::size_t parse(const tstring& text, std::int32_t* destination, std::size_t& count) {
     if (count < kCapacity) {
-        throw PmtError<std::length_error>(
-            std::length_error("Insufficient size of destination buffer"),
-            "NorvVersionDetails::`anonymous-namespace'::parse");
+        raise<std::length_error>("NorvVersionDetails::`anonymous-namespace'::parse",
+                                 "Insufficient size of destination buffer");
     }
     const Head head = readHead(text);
     count = 0;
@@ -310,8 +308,8 @@ std::size_t Base::precision() const {
 }
 
 void Base::throwUnrecognizedVersionType() {
-    throw PmtError<std::logic_error>(std::logic_error("unknown version tag"),
-                                     "NorvVersionDetails::Base::throwUnrecognizedVersionType");
+    raise<std::logic_error>("NorvVersionDetails::Base::throwUnrecognizedVersionType",
+                            "unknown version tag");
 }
 
 tstring toString(const Base& version) {
@@ -344,8 +342,7 @@ Base withoutBuild(const Base& version) {
 }
 
 void throwWrongScheme(const Base& version, const char* refusal, const SourceLocation& where) {
-    throw PmtError<std::runtime_error>(
-        std::runtime_error((Text() << version.sourceText() << refusal).utf8()), where);
+    raise<std::runtime_error>(where, Text() << version.sourceText() << refusal);
 }
 
 }  // namespace NorvVersionDetails

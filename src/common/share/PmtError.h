@@ -25,9 +25,6 @@ struct SourceLocation {
     int line;
 };
 
-/// What follows the last separator of a source file's path.
-const char* baseName(const char* file);
-
 /// "<file>(<line>) at <function>(): <what>", with the base name of the file.
 std::string formatLocatedMessage(const std::exception& error, const SourceLocation& where);
 

@@ -38,8 +38,12 @@ void appendCodePoint(std::string& text, char32_t point) {
 char32_t takeCodePoint(std::string_view& utf8) {
     const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(utf8[i]); };
     const unsigned char lead = byteAt(0);
-    const int length = lead < 0x80 ? 1 : lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3
-                                                    : lead < 0xF5 ? 4 : 0;
+    const int length = lead < 0x80   ? 1
+                       : lead < 0xC2 ? 0
+                       : lead < 0xE0 ? 2
+                       : lead < 0xF0 ? 3
+                       : lead < 0xF5 ? 4
+                                     : 0;
     char32_t point = length == 1 ? lead : lead & (0x7Fu >> length);
     bool valid = length != 0 && utf8.size() >= static_cast<std::size_t>(length);
     for (int i = 1; valid && i < length; ++i) {
@@ -57,6 +61,11 @@ char32_t takeCodePoint(std::string_view& utf8) {
 }
 
 }  // namespace
+
+// Made and ended at some hundreds of places, and therefore not there.
+Text::Text() = default;
+Text::Text(const Text& other) = default;
+Text::~Text() = default;
 
 Text& Text::operator<<(const tstring& text) {
     text_ += text;
@@ -90,7 +99,8 @@ Text& Text::operator<<(const Hex& number) {
     }
     for (const char* digit = digits; digit != result.ptr; ++digit) {
         const bool letter = *digit >= 'a';
-        text_.push_back(static_cast<TCHAR>(letter && number.upperCase ? *digit - 'a' + 'A' : *digit));
+        text_.push_back(
+            static_cast<TCHAR>(letter && number.upperCase ? *digit - 'a' + 'A' : *digit));
     }
     return *this;
 }

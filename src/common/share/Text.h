@@ -1,5 +1,5 @@
-// Composes the text of a log record or an exception. It stands where a wide stream would: streams of
-// the C++ run-time triple the size of the DLL, and know no 16-bit text outside Windows.
+// Composes the text of a log record or an exception. It stands where a wide stream would: streams
+// of the C++ run-time triple the size of the DLL, and know no 16-bit text outside Windows.
 #pragma once
 
 #include <concepts>
@@ -12,9 +12,8 @@
 namespace text_detail {
 
 template <class T>
-concept Character = std::same_as<T, char> || std::same_as<T, wchar_t> ||
-                    std::same_as<T, char8_t> || std::same_as<T, char16_t> ||
-                    std::same_as<T, char32_t>;
+concept Character = std::same_as<T, char> || std::same_as<T, wchar_t> || std::same_as<T, char8_t> ||
+    std::same_as<T, char16_t> || std::same_as<T, char32_t>;
 
 }  // namespace text_detail
 
@@ -28,6 +27,9 @@ struct Hex {
 /// A text that grows by `<<`. It calls no Windows function, so the last error outlives composing.
 class Text {
 public:
+    Text();
+    Text(const Text& other);
+    ~Text();
     Text& operator<<(const tstring& text);
     /// A null pointer writes "NULL".
     Text& operator<<(const TCHAR* text);
@@ -42,9 +44,9 @@ public:
     Text& operator<<(bool flag) { return *this << (flag ? _T('1') : _T('0')); }
     /// Decimal.
     template <class Number>
-        requires std::integral<Number> && (!text_detail::Character<Number>) &&
-                 (!std::same_as<Number, bool>)
-    Text& operator<<(Number number) {
+    requires std::integral<Number> &&
+        (!text_detail::Character<Number>)&&(!std::same_as<Number, bool>)Text&
+        operator<<(Number number) {
         if constexpr (std::is_signed_v<Number>) {
             return appendSigned(number);
         } else {

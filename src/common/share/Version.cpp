@@ -33,11 +33,9 @@ bool tryParseComponent(std::basic_string_view<TCHAR> token, std::int32_t& compon
 std::int32_t parseComponent(std::basic_string_view<TCHAR> token) {
     std::int32_t component = 0;
     if (!tryParseComponent(token, component)) {
-        throw PmtError<std::runtime_error>(
-            std::runtime_error((Text() << _T("Failed to recognize version component in [")
-                                       << tstring(token) << _T("]"))
-                                   .utf8()),
-            "VersionDetails::parseComponent");
+        raise<std::runtime_error>("VersionDetails::parseComponent",
+                                  Text() << _T("Failed to recognize version component in [")
+                                         << tstring(token) << _T("]"));
     }
     return component;
 }
@@ -45,8 +43,8 @@ std::int32_t parseComponent(std::basic_string_view<TCHAR> token) {
 std::size_t Parser::operator()(const tstring& text, std::int32_t* destination,
                                std::size_t& count) const {
     if (count == 0) {
-        throw PmtError<std::length_error>(std::length_error("Destination buffer can't be empty"),
-                                          "VersionDetails::Parser::operator ()");
+        raise<std::length_error>("VersionDetails::Parser::operator ()",
+                                 "Destination buffer can't be empty");
     }
     std::vector<tstring> tokens;
     tstrings::split(tokens, text, _T("."));
@@ -58,11 +56,9 @@ std::size_t Parser::operator()(const tstring& text, std::int32_t* destination,
         consumed += tokens[read].size() + (hasNext ? 1 : 0);
     }
     if (consumed > text.size()) {
-        throw PmtError<std::runtime_error>(
-            std::runtime_error(
-                (Text() << _T("[") << consumed << _T(" < ") << text.size() << _T("] failed"))
-                    .utf8()),
-            "VersionDetails::Parser::operator ()");
+        raise<std::runtime_error>(
+            "VersionDetails::Parser::operator ()",
+            Text() << _T("[") << consumed << _T(" < ") << text.size() << _T("] failed"));
     }
     count = read;
     // A dot at the end starts no number: it stays with what was not recognised.
@@ -73,20 +69,16 @@ std::size_t Parser::operator()(const tstring& text, std::int32_t* destination,
 }
 
 void throwUnrecognized(const tstring& text, std::size_t unrecognized, const SourceLocation& where) {
-    throw PmtError<std::runtime_error>(
-        std::runtime_error((Text()
-                            << _T("Failed to parse [") << text << _T("] version string completely.")
-                            << _T(" Number of unrecognized characters is ") << unrecognized)
-                               .utf8()),
-        where);
+    raise<std::runtime_error>(where,
+                              Text() << _T("Failed to parse [") << text
+                                     << _T("] version string completely. Number of unrecognized ")
+                                        _T("characters is ")
+                                     << unrecognized);
 }
 
 void throwTooShort(const tstring& text, const SourceLocation& where) {
-    throw PmtError<std::runtime_error>(
-        std::runtime_error((Text() << _T("Failed to parse [") << text
-                                   << _T("] version string. The string is too short"))
-                               .utf8()),
-        where);
+    raise<std::runtime_error>(where, Text() << _T("Failed to parse [") << text
+                                            << _T("] version string. The string is too short"));
 }
 
 }  // namespace VersionDetails

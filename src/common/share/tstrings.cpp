@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <stdexcept>
 
+#include "common/share/GrowingBuffer.h"
 #include "common/share/PmtError.h"
 
 namespace tstrings {
@@ -55,19 +56,18 @@ tstring fromMultiByte(const std::string& text, UINT codePage, DWORD flags) {
 
 tstring unsafe_format(const TCHAR* format, ...) {
     if (format == nullptr) {
-        throw PmtError<std::invalid_argument>(
-            std::invalid_argument("Destination buffer can't be NULL"), "tstrings::unsafe_format");
+        raise<std::invalid_argument>("tstrings::unsafe_format", "Destination buffer can't be NULL");
     }
-    tstring result;
-    int length;
-    do {
-        result.resize(result.size() + kFormatStep);
-        std::va_list arguments;
-        va_start(arguments, format);
-        length = _vsnwprintf(result.data(), result.size(), format, arguments);
-        va_end(arguments);
-    } while (length < 0);
-    result.resize(static_cast<std::size_t>(length));
+    std::va_list arguments;
+    va_start(arguments, format);
+    const tstring result = readGrowing<tstring>(kFormatStep, [&](TCHAR* text, std::size_t size) {
+        std::va_list again;
+        va_copy(again, arguments);
+        const int length = _vsnwprintf(text, size, format, again);
+        va_end(again);
+        return length < 0 ? size + kFormatStep : static_cast<std::size_t>(length);
+    });
+    va_end(arguments);
     return result;
 }
 

@@ -1,21 +1,16 @@
 #include "common/windows/WinAutoHandle.h"
 
-#include "common/share/Logger.h"
-#include "common/share/tstrings.h"
+#include "common/share/LogException.h"
 #include "common/windows/WinErrorHandling.h"
 
 namespace {
 
-/// Handles are closed by destructors, which let nothing out: not even a record that can't be
-/// written.
-void logFailedClose(const char* function, const TCHAR* call, const void* handle,
+/// Closers are called by destructors, which let nothing out.
+void logFailedClose(const SourceLocation& where, const char* call, const void* handle,
                     DWORD status) noexcept {
-    try {
-        const Text closing = Text() << call << _T("(") << handle << _T(")");
-        LOG_ERROR(function, tstrings::unsafe_format(_T("%s failed with %s"), closing.str().c_str(),
-                                                    describeSystemError(status, nullptr).c_str()));
-    } catch (...) {
-    }
+    runLogged(where, [&] {
+        logFailedCall(where, Text() << call << _T("(") << handle << _T(")"), status);
+    });
 }
 
 }  // namespace
@@ -25,7 +20,7 @@ void closeHANDLE(HANDLE handle) noexcept {
         return;
     }
     if (!CloseHandle(handle)) {
-        logFailedClose("closeHANDLE", _T("CloseHandle"), handle, GetLastError());
+        logFailedClose("closeHANDLE", "CloseHandle", handle, GetLastError());
     }
 }
 
@@ -35,6 +30,18 @@ void closeRegHandle(HKEY key) noexcept {
     }
     const LSTATUS status = RegCloseKey(key);
     if (status != ERROR_SUCCESS) {
-        logFailedClose("closeRegHandle", _T("RegCloseKey"), key, static_cast<DWORD>(status));
+        logFailedClose("closeRegHandle", "RegCloseKey", key, static_cast<DWORD>(status));
     }
+}
+
+void closeFind(HANDLE find) noexcept {
+    FindClose(find);
+}
+
+void freeLocal(void* block) noexcept {
+    LocalFree(block);
+}
+
+void freeLibrary(HMODULE module) noexcept {
+    FreeLibrary(module);
 }

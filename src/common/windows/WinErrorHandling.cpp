@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "common/share/Logger.h"
+#include "common/share/ProcessPaths.h"
 #include "common/share/tstrings.h"
 #include "common/windows/WinAutoHandle.h"
 
@@ -13,12 +14,6 @@ namespace {
 
 constexpr DWORD kWin32FacilityMask = 0x1FFF0000;
 constexpr DWORD kWin32Facility = 0x00070000;
-
-void freeLocal(LPWSTR text) noexcept {
-    LocalFree(text);
-}
-
-using LocalText = AutoHandle<LPWSTR, freeLocal>;
 
 bool isSpace(char c) {
     return std::isspace(static_cast<unsigned char>(c)) != 0;
@@ -56,7 +51,7 @@ tstring findDescription(DWORD status, HMODULE module) {
     if (length == 0) {
         return _T("No description available");
     }
-    const LocalText owner(buffer);
+    const LocalBlock owner(buffer);
     tstring description(buffer, length);
     for (TCHAR& c : description) {
         if (c < 32) {
@@ -76,11 +71,8 @@ tstring composeDetail(const void* failingFunction, DWORD status,
                       const TCHAR* word = _T("Some error")) {
     Text detail;
     detail << word << _T(" [") << status << _T("]");
-    HMODULE module = nullptr;
-    if (failingFunction != nullptr &&
-        !GetModuleHandleExW(
-            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-            static_cast<LPCWSTR>(failingFunction), &module)) {
+    const HMODULE module = failingFunction != nullptr ? moduleOf(failingFunction) : nullptr;
+    if (failingFunction != nullptr && module == nullptr) {
         LOG_WARNING(
             "`anonymous-namespace'::composeDetail",
             Text() << _T("GetModuleHandleEx() failed for ") << failingFunction << _T(" address."));
@@ -139,8 +131,8 @@ tstring describeComError(HRESULT status) {
     const auto value = static_cast<DWORD>(status);
     const bool wrapsWin32 = (value & kWin32FacilityMask) == kWin32Facility;
     const DWORD described = wrapsWin32 ? value & 0xFFFF : value;
-    return tstrings::unsafe_format(_T("COM error 0x%08X (%s)"), value,
-                                   findDescription(described, nullptr).c_str());
+    return Text() << _T("COM error 0x") << Hex{value, 8, true} << _T(" (")
+                  << findDescription(described, nullptr) << _T(")");
 }
 
 std::string joinErrorMessage(const std::string& text, const std::string& detail) {
@@ -162,6 +154,10 @@ SysError::SysError(const tstring& text, const void* failingFunction, DWORD statu
 
 void raise(const SourceLocation& where, const FailedCall& call) {
     raise<SysError>(where, call.text_.str(), call.function_, call.status_);
+}
+
+void logFailedCall(const SourceLocation& where, const Text& call, DWORD status) {
+    LOG_ERROR(where, Text() << call << _T(" failed with ") << describeSystemError(status, nullptr));
 }
 
 ComError::ComError(const tstring& text, HRESULT status)

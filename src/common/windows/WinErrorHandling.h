@@ -52,6 +52,8 @@ public:
         : function_(reinterpret_cast<const void*>(function)), status_(status) {}
     explicit FailedCall(std::nullptr_t, DWORD status = GetLastError()) : status_(status) {}
 
+    DWORD status() const { return status_; }
+
     template <class Part>
     FailedCall& operator<<(const Part& part) {
         text_ << part;
@@ -65,6 +67,9 @@ private:
     DWORD status_;
     Text text_;
 };
+
+/// Logs at ERROR "<call> failed with <describeSystemError>": a failed call that stops nothing.
+void logFailedCall(const SourceLocation& where, const Text& call, DWORD status = GetLastError());
 
 /// A failed COM or shell call.
 class ComError : public std::runtime_error {

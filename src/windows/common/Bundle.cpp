@@ -82,6 +82,10 @@ tstring getRuntimeHome(const InstalledNorv& product) {
     return FileUtils::combinePath(product.homeDir, getQvrSubdirectory(product));
 }
 
+tstring toolPath(const InstalledNorv& product, const TCHAR* executable) {
+    return FileUtils::combinePath(FileUtils::combinePath(product.homeDir, _T("bin")), executable);
+}
+
 tstring getMsiValue(const Bundle& bundle, const tstring& name, const tstring& fallback) {
     const tstring valuePath =
         FileUtils::combinePath(FileUtils::combinePath(getVersionKeyPath(bundle), _T("MSI")), name);

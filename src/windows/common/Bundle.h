@@ -49,6 +49,9 @@ tstring getQvrSubdirectory(const Bundle& bundle);
 /// The directory of the product's runtime.
 tstring getRuntimeHome(const InstalledNorv& product);
 
+/// An executable in the product's own "bin" directory.
+tstring toolPath(const InstalledNorv& product, const TCHAR* executable);
+
 /// What the product's installer left under `name` in the subkey "MSI" of the version key; the
 /// fallback if it can't be read.
 tstring getMsiValue(const Bundle& bundle, const tstring& name, const tstring& fallback);

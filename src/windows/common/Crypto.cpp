@@ -7,19 +7,15 @@
 
 const tstring& verifyChecksumString(const tstring& value, const std::string& algorithm) {
     constexpr std::size_t kLength = 64;
+    const auto refuse = [&](const TCHAR* what, const SourceLocation& where) {
+        raise<std::runtime_error>(
+            where, Text() << what << value << _T(" ") << algorithm << _T(" hash string."));
+    };
     if (value.size() != kLength) {
-        throw PmtError<std::runtime_error>(
-            std::runtime_error((Text() << _T("Unexpected length of ") << value << _T(" ")
-                                       << algorithm << _T(" hash string."))
-                                   .utf8()),
-            "verifyChecksumString");
+        refuse(_T("Unexpected length of "), "verifyChecksumString");
     }
     if (value.find_first_not_of(_T("abcdef1234567890")) != tstring::npos) {
-        throw PmtError<std::runtime_error>(
-            std::runtime_error((Text() << _T("Illegal character in ") << value << _T(" ")
-                                       << algorithm << _T(" hash string."))
-                                   .utf8()),
-            "verifyChecksumString");
+        refuse(_T("Illegal character in "), "verifyChecksumString");
     }
     return value;
 }

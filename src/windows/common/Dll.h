@@ -9,6 +9,7 @@
 
 #include "common/share/PmtError.h"
 #include "common/share/tstring.h"
+#include "common/windows/WinAutoHandle.h"
 
 /// A library of the system directory, loaded for as long as the object lives.
 class Dll {
@@ -20,15 +21,13 @@ public:
     /// A further reference to the library. Throws SysError.
     Dll(const Dll& other);
     Dll& operator=(const Dll&) = delete;
-    ~Dll();
 
     const tstring& path() const { return path_; }
-    HMODULE handle() const { return handle_; }
+    HMODULE handle() const { return handle_.get(); }
 
 private:
     tstring path_;
-    HMODULE handle_;
-    bool owned_;
+    LoadedLibrary handle_;
 };
 
 namespace dll_detail {

@@ -7,69 +7,40 @@
 #include <cerrno>
 #include <cstring>
 
+#include "common/share/GrowingBuffer.h"
 #include "common/share/LogException.h"
 #include "common/share/Logger.h"
 #include "common/share/PmtError.h"
 #include "common/share/tstrings.h"
 #include "common/windows/WinAutoHandle.h"
 #include "common/windows/WinErrorHandling.h"
-#include "windows/common/DirectoryIterator.h"
 #include "windows/common/ReparsePoint.h"
 #include "windows/common/Security.h"
 #include "windows/common/VersionResource.h"
 
 namespace {
 
-template <class Function>
-[[noreturn]] void throwSysError(const tstring& text, Function* failed, DWORD status,
-                                const SourceLocation& where) {
-    throw PmtError<SysError>(SysError(text, failed, status), where);
-}
-
-/// The status is the last error, which composing the text leaves alone.
-template <class Function>
-[[noreturn]] void throwLastError(const tstring& text, Function* failed,
-                                 const SourceLocation& where) {
-    throwSysError(text, failed, GetLastError(), where);
-}
-
-[[noreturn]] void throwRuntimeError(const Text& text, const SourceLocation& where) {
-    throw PmtError<std::runtime_error>(std::runtime_error(text.utf8()), where);
-}
-
-/// Asks `call(buffer, size)` for a path with a buffer that starts empty and grows to what the call
-/// reports. Empty when the call fails; the reason is the last error.
-template <class Call>
-tstring pathFrom(Call call) {
-    std::vector<TCHAR> buffer;
-    for (;;) {
-        const DWORD length = call(buffer.data(), static_cast<DWORD>(buffer.size()));
-        if (length < buffer.size() || length == 0) {
-            return tstring(buffer.data(), length);
-        }
-        buffer.resize(length + 1);
-    }
-}
-
 tstring absolutePath(const tstring& path) {
-    const tstring result = pathFrom([&](TCHAR* buffer, DWORD size) {
-        return GetFullPathNameW(path.c_str(), size, buffer, nullptr);
+    return readGrowing<tstring>(0, [&](TCHAR* buffer, std::size_t size) {
+        const DWORD length =
+            GetFullPathNameW(path.c_str(), static_cast<DWORD>(size), buffer, nullptr);
+        if (length == 0) {
+            raise("`anonymous-namespace'::absolutePath", FailedCall(GetFullPathNameW)
+                                                             << _T("GetFullPathName failed"));
+        }
+        return length;
     });
-    if (result.empty()) {
-        throwLastError(_T("GetFullPathName failed"), GetFullPathNameW,
-                       "`anonymous-namespace'::absolutePath");
-    }
-    return result;
 }
 
 tstring convertShortPathToLong(const tstring& path) {
-    const tstring result = pathFrom(
-        [&](TCHAR* buffer, DWORD size) { return GetLongPathNameW(path.c_str(), buffer, size); });
-    if (result.empty()) {
-        throwLastError(_T("GetLongPathName failed"), GetLongPathNameW,
-                       "`anonymous-namespace'::convertShortPathToLong");
-    }
-    return result;
+    return readGrowing<tstring>(0, [&](TCHAR* buffer, std::size_t size) {
+        const DWORD length = GetLongPathNameW(path.c_str(), buffer, static_cast<DWORD>(size));
+        if (length == 0) {
+            raise("`anonymous-namespace'::convertShortPathToLong",
+                  FailedCall(GetLongPathNameW) << _T("GetLongPathName failed"));
+        }
+        return length;
+    });
 }
 
 /// The fixed part of a version resource.
@@ -77,15 +48,14 @@ const VS_FIXEDFILEINFO& readResourceRecord(const VersionResource& resource,
                                            const tstring& subBlock) {
     void* record = nullptr;
     UINT size = 0;
+    constexpr const char* kHere = "`anonymous-namespace'::readResourceRecord";
     const Text call = Text() << _T("VerQueryValueW(") << resource.path() << _T(", ") << subBlock
                              << _T(")");
     if (!VerQueryValueW(resource.block().data(), subBlock.c_str(), &record, &size)) {
-        throwLastError(Text() << call << _T(" failed"), VerQueryValueW,
-                       "`anonymous-namespace'::readResourceRecord");
+        raise(kHere, FailedCall(VerQueryValueW) << call << _T(" failed"));
     }
     if (size < sizeof(VS_FIXEDFILEINFO)) {
-        throwRuntimeError(Text() << call << _T(" returned unexpected buffer size."),
-                          "`anonymous-namespace'::readResourceRecord");
+        raise<std::runtime_error>(kHere, Text() << call << _T(" returned unexpected buffer size."));
     }
     return *static_cast<const VS_FIXEDFILEINFO*>(record);
 }
@@ -95,6 +65,11 @@ const VS_FIXEDFILEINFO& readResourceRecord(const VersionResource& resource,
 namespace FileUtils {
 
 namespace {
+
+bool hasAttribute(const tstring& path, DWORD attribute) {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & attribute) != 0;
+}
 
 /// The longest beginning of an absolute path that exists; empty when not even its drive does.
 tstring existingPrefix(const tstring& path) {
@@ -126,8 +101,9 @@ void createDir(const tstring& path) {
     }
     const DWORD status = GetLastError();
     if (!isDirectory(path)) {
-        throwSysError(Text() << _T("CreateDirectory(") << path << _T(") failed"), CreateDirectoryW,
-                      status, "FileUtils::`anonymous-namespace'::createDir");
+        raise("FileUtils::`anonymous-namespace'::createDir", FailedCall(CreateDirectoryW, status)
+                                                                 << _T("CreateDirectory(") << path
+                                                                 << _T(") failed"));
     }
 }
 
@@ -135,9 +111,9 @@ void createDir(const tstring& path) {
 std::size_t append(ReparseBuffer& buffer, std::size_t offset, const tstring& text) {
     const std::size_t room = (ReparseBuffer::kSize - offset) / sizeof(TCHAR);
     if (text.size() + 1 > room) {
-        throwRuntimeError(Text() << _T("wcscpy_s(ptr, ") << room << _T(", ") << text
-                                 << _T(") failed. Return value: ") << ERANGE,
-                          "FileUtils::`anonymous-namespace'::append");
+        raise<std::runtime_error>("FileUtils::`anonymous-namespace'::append",
+                                  Text() << _T("wcscpy_s(ptr, ") << room << _T(", ") << text
+                                         << _T(") failed. Return value: ") << ERANGE);
     }
     const std::size_t size = (text.size() + 1) * sizeof(TCHAR);
     std::memcpy(buffer.bytes + offset, text.c_str(), size);
@@ -162,20 +138,32 @@ ReparseBuffer mountPointBuffer(const tstring& target) {
     return buffer;
 }
 
-bool isLink(const tstring& path) {
-    const DWORD attributes = GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES &&
-           (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+/// Makes an empty directory a junction.
+void setMountPoint(const tstring& link, ReparseBuffer& buffer) {
+    constexpr const char* kHere = "FileUtils::createJunction";
+    const WinHandle directory(CreateFileW(link.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                                          FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT,
+                                          nullptr));
+    if (!directory) {
+        raise(kHere, FailedCall(CreateFileW) << link << _T(": cannot open"));
+    }
+    const DWORD size =
+        buffer.number(ReparseBuffer::kDataLength) + static_cast<DWORD>(ReparseBuffer::kHeaderSize);
+    DWORD returned = 0;
+    if (!DeviceIoControl(directory.get(), FSCTL_SET_REPARSE_POINT, buffer.bytes, size, nullptr, 0,
+                         &returned, nullptr)) {
+        raise(kHere, FailedCall(DeviceIoControl) << link << _T(": cannot set reparse point"));
+    }
 }
 
 /// False when it can't be created, be it that the name is taken.
 bool createNewFile(const tstring& path) {
-    const HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
+    WinHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                               FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) {
         return false;
     }
-    WinHandle(file).reset();
+    file.reset();
     LOG_TRACE("FileUtils::`anonymous-namespace'::createNewFile",
               Text() << _T("Created [") << path << _T("] file"));
     return true;
@@ -185,9 +173,9 @@ bool createNewFile(const tstring& path) {
 void moveFileImpl(const tstring& src, const tstring& dst, DWORD flags) {
     const bool isFolder = isDirectory(src);
     if (!MoveFileExW(src.c_str(), dst.empty() ? nullptr : dst.c_str(), flags)) {
-        throwLastError(Text() << _T("MoveFileEx(") << src << _T(", ") << dst << _T(", ") << flags
-                              << _T(") failed"),
-                       MoveFileExW, "FileUtils::`anonymous-namespace'::moveFileImpl");
+        raise("FileUtils::`anonymous-namespace'::moveFileImpl",
+              FailedCall(MoveFileExW) << _T("MoveFileEx(") << src << _T(", ") << dst << _T(", ")
+                                      << flags << _T(") failed"));
     }
     const bool delayed = (flags & MOVEFILE_DELAY_UNTIL_REBOOT) != 0;
     Text message;
@@ -223,34 +211,26 @@ bool deleteFileImpl(const tstring& path) {
 
 /// Part of a deletion that throws nothing, so the record may get lost.
 void warnOfReadOnlyFile(const tstring& path, DWORD status) {
-    try {
+    constexpr const char* kHere = "FileUtils::tryDeleteFile";
+    runLogged(kHere, [&] {
         const SysError error(Text() << _T("Failed to discard R/O attribute from [") << path
                                     << _T("] file. File will not be deleted"),
                              SetFileAttributesW, status);
-        LOG_WARNING("FileUtils::tryDeleteFile", Text() << error.what());
-    } catch (const std::exception& e) {
-        logException("FileUtils::tryDeleteFile", e);
-    }
+        LOG_WARNING(kHere, Text() << error.what());
+    });
 }
 
 /// Deletes the files of a directory, and goes on past one that stays.
 class DeleteFilesCallback : public DirectoryCallback {
 public:
-    explicit DeleteFilesCallback(bool throwOnFailure) : throwOnFailure_(throwOnFailure) {}
-
     bool failed() const { return failed_; }
 
     bool onFile(const tstring& path) override {
-        if (throwOnFailure_) {
-            deleteFile(path);
-        } else if (!tryDeleteFile(path)) {
-            failed_ = true;
-        }
+        failed_ |= !tryDeleteFile(path);
         return true;
     }
 
 protected:
-    const bool throwOnFailure_;
     bool failed_ = false;
 };
 
@@ -258,16 +238,8 @@ protected:
 /// behind it go first, then the junction. Whoever deletes a tree must know what is linked into it.
 class DeleteAllCallback : public DeleteFilesCallback {
 public:
-    using DeleteFilesCallback::DeleteFilesCallback;
-
     bool onFolder(const tstring& path) override {
-        if (throwOnFailure_) {
-            DeleteAllCallback below(true);
-            iterateDirectory(path, below);
-            deleteDirectory(path);
-        } else if (!deleteAll(path)) {
-            failed_ = true;
-        }
+        failed_ |= !deleteAll(path);
         return true;
     }
 };
@@ -277,63 +249,62 @@ class BatchDeleter {
 public:
     BatchDeleter(const tstring& path, bool recursive) : path_(path), recursive_(recursive) {}
 
-    bool execute() const {
-        try {
+    bool execute() const noexcept {
+        return runLogged("FileUtils::`anonymous-namespace'::BatchDeleter::execute", false, [this] {
             if (!exists(path_)) {
                 return true;
             }
             if (!isDirectory(path_)) {
                 return false;
             }
-            return recursive_ ? walk<DeleteAllCallback>() && tryDeleteDirectory(path_)
-                              : walk<DeleteFilesCallback>();
-        } catch (const std::exception& e) {
-            logException(kExecute, e);
-        } catch (...) {
-            logUnknownException(kExecute);
-        }
-        return false;
+            return recursive_ ? walk(DeleteAllCallback()) && tryDeleteDirectory(path_)
+                              : walk(DeleteFilesCallback());
+        });
     }
 
 private:
-    template <class Callback>
-    bool walk() const {
-        Callback callback(false);
+    bool walk(DeleteFilesCallback&& callback) const {
         iterateDirectory(path_, callback);
         return !callback.failed();
     }
-
-    static constexpr const char* kExecute =
-        "FileUtils::`anonymous-namespace'::BatchDeleter::execute";
 
     const tstring path_;
     const bool recursive_;
 };
 
 void deleteOnReboot(const tstring& path) {
-    try {
-        moveFileImpl(path, tstring(), MOVEFILE_DELAY_UNTIL_REBOOT);
-    } catch (const std::exception& e) {
-        logException("FileUtils::`anonymous-namespace'::deleteOnReboot", e);
-    } catch (...) {
-        logUnknownException("FileUtils::`anonymous-namespace'::deleteOnReboot");
-    }
+    runLogged("FileUtils::`anonymous-namespace'::deleteOnReboot",
+              [&] { moveFileImpl(path, tstring(), MOVEFILE_DELAY_UNTIL_REBOOT); });
 }
+
+/// Lists a directory and what it holds, each directory before what is below it. One that can't be
+/// read is a log record and doesn't keep the others from the list.
+class ReadableTree : public DirectoryCallback {
+public:
+    explicit ReadableTree(const tstring& path) { onFolder(path); }
+
+    const std::vector<tstring>& items() const { return items_; }
+
+    bool onFile(const tstring& path) override {
+        items_.push_back(path);
+        return true;
+    }
+
+    bool onFolder(const tstring& path) override {
+        items_.push_back(path);
+        runLogged("FileUtils::Deleter::execute", [&] { iterateDirectory(path, *this); });
+        return true;
+    }
+
+private:
+    std::vector<tstring> items_;
+};
 
 /// Registers a directory for deletion after what it holds: at the restart only an empty directory
 /// can be deleted.
 void deleteTreeOnReboot(const tstring& path) {
-    std::vector<tstring> items = {path};
-    try {
-        DirectoryIterator(path).findItems(items);
-    } catch (const std::exception& e) {
-        logException("FileUtils::Deleter::execute", e);
-    }
-    std::for_each(items.rbegin(), items.rend(), deleteOnReboot);
-}
-
-void closeFind(HANDLE find) noexcept {
-    FindClose(find);
+    const ReadableTree tree(path);
+    std::for_each(tree.items().rbegin(), tree.items().rend(), deleteOnReboot);
 }
 
 }  // namespace
@@ -345,16 +316,24 @@ bool exists(const tstring& path) {
 }
 
 bool isDirectory(const tstring& path) {
+    return hasAttribute(path, FILE_ATTRIBUTE_DIRECTORY);
+}
+
+bool isFile(const tstring& path) {
     const DWORD attributes = GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+bool isLink(const tstring& path) {
+    return hasAttribute(path, FILE_ATTRIBUTE_REPARSE_POINT);
 }
 
 bool isSamePath(const tstring& a, const tstring& b) {
     const auto check = [](const tstring& path, const TCHAR* which) {
         if (hasIllegalPathCharacter(path)) {
-            throwRuntimeError(
-                Text() << _T("isSamePath: Illegal characters in ") << which << _T(" arg ") << path,
-                "FileUtils::isSamePath");
+            raise<std::runtime_error>(
+                "FileUtils::isSamePath",
+                Text() << _T("isSamePath: Illegal characters in ") << which << _T(" arg ") << path);
         }
     };
     check(a, _T("first"));
@@ -382,36 +361,32 @@ PathType pathType(const tstring& path) {
 }
 
 tstring getLinkTarget(const tstring& path) {
+    constexpr const char* kHere = "FileUtils::getLinkTarget";
     if (!isLink(path)) {
-        throwRuntimeError(Text() << path << _T(": not a link"), "FileUtils::getLinkTarget");
+        raise<std::runtime_error>(kHere, Text() << path << _T(": not a link"));
     }
     const DWORD flags =
         FILE_FLAG_OPEN_REPARSE_POINT | (isDirectory(path) ? FILE_FLAG_BACKUP_SEMANTICS : DWORD{0});
-    const HANDLE opened =
-        CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                    OPEN_EXISTING, flags, nullptr);
-    if (opened == INVALID_HANDLE_VALUE) {
-        throwLastError(Text() << path << _T(": cannot open"), CreateFileW,
-                       "FileUtils::getLinkTarget");
+    const WinHandle link(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                     nullptr, OPEN_EXISTING, flags, nullptr));
+    if (!link) {
+        raise(kHere, FailedCall(CreateFileW) << path << _T(": cannot open"));
     }
-    const WinHandle link(opened);
     ReparseBuffer buffer;
     DWORD size = 0;
     if (!DeviceIoControl(link.get(), FSCTL_GET_REPARSE_POINT, nullptr, 0, buffer.bytes,
                          ReparseBuffer::kSize, &size, nullptr)) {
-        throwLastError(Text() << path << _T(": cannot get reparse point"), DeviceIoControl,
-                       "FileUtils::getLinkTarget");
+        raise(kHere, FailedCall(DeviceIoControl) << path << _T(": cannot get reparse point"));
     }
     if (buffer.pathBuffer() == 0) {
-        throwRuntimeError(Text() << path << _T(": unknown reparse tag ") << buffer.tag(),
-                          "FileUtils::getLinkTarget");
+        raise<std::runtime_error>(kHere,
+                                  Text() << path << _T(": unknown reparse tag ") << buffer.tag());
     }
     const std::optional<tstring> target = buffer.target();
     if (!target) {
-        throwRuntimeError(Text() << path << _T(": damaged reparse point"),
-                          "FileUtils::getLinkTarget");
+        raise<std::runtime_error>(kHere, Text() << path << _T(": damaged reparse point"));
     }
-    LOG_TRACE("FileUtils::getLinkTarget",
+    LOG_TRACE(kHere,
               Text() << _T("Target for [") << path << _T("] link is [") << *target << _T("]"));
     return *target;
 }
@@ -428,22 +403,16 @@ void createDirectories(const tstring& path) {
 
 void createJunction(const tstring& link, const tstring& target) {
     ReparseBuffer buffer = mountPointBuffer(target);
+    const bool isNew = !exists(link);
     createDirectories(link);
-    const HANDLE opened =
-        CreateFileW(link.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                    FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
-    if (opened == INVALID_HANDLE_VALUE) {
-        throwLastError(Text() << link << _T(": cannot open"), CreateFileW,
-                       "FileUtils::createJunction");
-    }
-    WinHandle directory(opened);
-    const DWORD size =
-        buffer.number(ReparseBuffer::kDataLength) + static_cast<DWORD>(ReparseBuffer::kHeaderSize);
-    DWORD returned = 0;
-    if (!DeviceIoControl(directory.get(), FSCTL_SET_REPARSE_POINT, buffer.bytes, size, nullptr, 0,
-                         &returned, nullptr)) {
-        throwLastError(Text() << link << _T(": cannot set reparse point"), DeviceIoControl,
-                       "FileUtils::createJunction");
+    try {
+        setMountPoint(link, buffer);
+    } catch (...) {
+        // A plain directory in its place would be taken for somebody else's ever after.
+        if (isNew) {
+            runLogged("FileUtils::createJunction", [&] { tryDeleteDirectory(link); });
+        }
+        throw;
     }
     LOG_TRACE("FileUtils::createJunction", Text()
                                                << _T("Created [") << link << _T("] junction for [")
@@ -453,8 +422,9 @@ void createJunction(const tstring& link, const tstring& target) {
 tstring createTempFile(const tstring& prefix, const tstring& suffix, const tstring& dir) {
     const auto check = [](const TCHAR* which, const tstring& part) {
         if (hasIllegalFileNameCharacter(part)) {
-            throwRuntimeError(Text() << _T("Illegal characters in ") << which << _T("=") << part,
-                              "FileUtils::createTempFile");
+            raise<std::runtime_error>(
+                "FileUtils::createTempFile",
+                Text() << _T("Illegal characters in ") << which << _T("=") << part);
         }
     };
     check(_T("prefix"), prefix);
@@ -467,9 +437,9 @@ tstring createTempFile(const tstring& prefix, const tstring& suffix, const tstri
             return path;
         }
     }
-    throwRuntimeError(Text() << _T("createTempFile(") << prefix << _T(", ") << suffix << _T(", ")
-                             << dir << _T(") failed"),
-                      "FileUtils::createTempFile");
+    raise<std::runtime_error>("FileUtils::createTempFile", Text() << _T("createTempFile(") << prefix
+                                                                  << _T(", ") << suffix << _T(", ")
+                                                                  << dir << _T(") failed"));
 }
 
 tstring createUniqueFile(const tstring& path) {
@@ -484,27 +454,27 @@ tstring createUniqueFile(const tstring& path) {
 void copyFile(const tstring& src, const tstring& dst, bool failIfExists) {
     createDirectories(dirname(dst));
     if (!CopyFileW(src.c_str(), dst.c_str(), failIfExists ? TRUE : FALSE)) {
-        throwLastError(Text() << _T("CopyFile(") << src << _T(", ") << dst << _T(", ")
-                              << failIfExists << _T(") failed"),
-                       CopyFileW, "FileUtils::copyFile");
+        raise("FileUtils::copyFile", FailedCall(CopyFileW)
+                                         << _T("CopyFile(") << src << _T(", ") << dst << _T(", ")
+                                         << failIfExists << _T(") failed"));
     }
     LOG_TRACE("FileUtils::copyFile",
               Text() << _T("Copied [") << src << _T("] file to [") << dst << _T("]"));
 }
 
 void copyPersistentFile(const tstring& src, const tstring& dst) {
+    constexpr const char* kHere = "FileUtils::copyPersistentFile";
     if (!exists(src)) {
-        throwRuntimeError(Text() << _T("FileUtils::copyPersistentFile(") << src << _T(", ") << dst
-                                 << _T(", 0) failed. Source file not found."),
-                          "FileUtils::copyPersistentFile");
+        raise<std::runtime_error>(kHere, Text() << _T("FileUtils::copyPersistentFile(") << src
+                                                << _T(", ") << dst
+                                                << _T(", 0) failed. Source file not found."));
     }
-    try {
+    const bool isCopied = runLogged(kHere, false, [&] {
         copyFile(src, dst, false);
+        return true;
+    });
+    if (isCopied) {
         return;
-    } catch (const std::exception& e) {
-        logException("FileUtils::copyPersistentFile", e);
-    } catch (...) {
-        logUnknownException("FileUtils::copyPersistentFile");
     }
     const tstring tmp = createUniqueFile(src);
     copyFile(src, tmp, false);
@@ -548,8 +518,8 @@ bool tryDeleteFile(const tstring& path) {
 
 void deleteFile(const tstring& path) {
     if (!tryDeleteFile(path)) {
-        throwLastError(Text() << _T("DeleteFile(") << path << _T(") failed"), DeleteFileW,
-                       "FileUtils::deleteFile");
+        raise("FileUtils::deleteFile", FailedCall(DeleteFileW)
+                                           << _T("DeleteFile(") << path << _T(") failed"));
     }
 }
 
@@ -564,14 +534,15 @@ bool tryDeleteDirectory(const tstring& path) {
 
 void deleteDirectory(const tstring& path) {
     if (!tryDeleteDirectory(path)) {
-        throwLastError(Text() << _T("RemoveDirectory(") << path << _T(") failed"), RemoveDirectoryW,
-                       "FileUtils::deleteDirectory");
+        raise("FileUtils::deleteDirectory",
+              FailedCall(RemoveDirectoryW) << _T("RemoveDirectory(") << path << _T(") failed"));
     }
 }
 
 void deleteJunction(const tstring& path) {
     if (!isLink(path)) {
-        throwRuntimeError(Text() << path << _T(": is not a junction"), "FileUtils::deleteJunction");
+        raise<std::runtime_error>("FileUtils::deleteJunction",
+                                  Text() << path << _T(": is not a junction"));
     }
     deleteDirectory(path);
 }
@@ -643,17 +614,16 @@ bool DirectoryCallback::onFolder(const tstring&) {
 }
 
 void iterateDirectory(const tstring& path, DirectoryCallback& callback) {
+    constexpr const char* kHere = "FileUtils::iterateDirectory";
     WIN32_FIND_DATAW found;
-    const HANDLE opened = FindFirstFileW(combinePath(path, _T("*")).c_str(), &found);
-    if (opened == INVALID_HANDLE_VALUE) {
-        const DWORD status = GetLastError();
-        if (status == ERROR_FILE_NOT_FOUND) {
+    const FindHandle find(FindFirstFileW(combinePath(path, _T("*")).c_str(), &found));
+    if (!find) {
+        FailedCall failure(FindFirstFileW);
+        if (failure.status() == ERROR_FILE_NOT_FOUND) {
             return;
         }
-        throwSysError(Text() << _T("FindFirstFile(") << path << _T(") failed"), FindFirstFileW,
-                      status, "FileUtils::iterateDirectory");
+        raise(kHere, failure << _T("FindFirstFile(") << path << _T(") failed"));
     }
-    const AutoHandle<HANDLE, closeFind> find(opened);
     do {
         const tstring name = found.cFileName;
         const tstring entry = combinePath(path, name);
@@ -667,10 +637,9 @@ void iterateDirectory(const tstring& path, DirectoryCallback& callback) {
             return;
         }
     } while (FindNextFileW(find.get(), &found));
-    const DWORD status = GetLastError();
-    if (status != ERROR_NO_MORE_FILES) {
-        throwSysError(Text() << _T("FindNextFile(") << path << _T(") failed"), FindNextFileW,
-                      status, "FileUtils::iterateDirectory");
+    FailedCall failure(FindNextFileW);
+    if (failure.status() != ERROR_NO_MORE_FILES) {
+        raise(kHere, failure << _T("FindNextFile(") << path << _T(") failed"));
     }
 }
 
@@ -680,8 +649,8 @@ void setPermissions(const tstring& path) {
     const security::SecurityDescriptor descriptor(
         _T("D:(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;WD)"));
     if (!SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor.get())) {
-        throwLastError(Text() << _T("setPermissions(") << path << _T(") failed"), SetFileSecurityW,
-                       "FileUtils::setPermissions");
+        raise("FileUtils::setPermissions", FailedCall(SetFileSecurityW)
+                                               << _T("setPermissions(") << path << _T(") failed"));
     }
 }
 
@@ -697,15 +666,16 @@ std::array<std::uint16_t, 4> getFileVersion(const tstring& path) {
 }  // namespace FileUtils
 
 VersionResource::VersionResource(const tstring& path) : path_(path) {
+    constexpr const char* kHere = "VersionResource::VersionResource";
     DWORD zeroed = 0;
     const DWORD size = GetFileVersionInfoSizeW(path.c_str(), &zeroed);
     if (size == 0) {
-        throwLastError(Text() << _T("GetFileVersionInfoSize(") << path << _T(") failed"),
-                       GetFileVersionInfoSizeW, "VersionResource::VersionResource");
+        raise(kHere, FailedCall(GetFileVersionInfoSizeW)
+                         << _T("GetFileVersionInfoSize(") << path << _T(") failed"));
     }
     block_.resize(size);
     if (!GetFileVersionInfoW(path.c_str(), 0, size, block_.data())) {
-        throwLastError(Text() << _T("GetFileVersionInfo(") << path << _T(") failed"),
-                       GetFileVersionInfoW, "VersionResource::VersionResource");
+        raise(kHere, FailedCall(GetFileVersionInfoW)
+                         << _T("GetFileVersionInfo(") << path << _T(") failed"));
     }
 }

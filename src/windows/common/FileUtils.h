@@ -22,6 +22,12 @@ bool exists(const tstring& path);
 /// Whether the path is there and is a directory. A junction to a directory is one.
 bool isDirectory(const tstring& path);
 
+/// Whether the path is there and is no directory.
+bool isFile(const tstring& path);
+
+/// Whether the path is a junction or any other reparse point.
+bool isLink(const tstring& path);
+
 /// Whether two paths name the same place: short names, case, relative parts and kinds of
 /// separators don't matter. What doesn't exist of a path is compared as a text. Throws, also for an
 /// illegal character in a path.
@@ -41,7 +47,8 @@ tstring getLinkTarget(const tstring& path);
 /// Creates the directory and those above it; what is there already stays. Throws.
 void createDirectories(const tstring& path);
 
-/// Makes `link` a junction to the directory `target`. Throws.
+/// Makes `link` a junction to the directory `target`. Throws, and then no directory that it made
+/// for the link remains.
 void createJunction(const tstring& link, const tstring& target);
 
 /// Creates an empty file `<dir>\<prefix><number><suffix>` under a name that is free, and gives its

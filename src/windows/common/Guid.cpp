@@ -16,9 +16,8 @@ constexpr int kTextSize = 128;
 GUID initGuid(const tstring& text) {
     GUID value = {};
     if (FAILED(IIDFromString(text.c_str(), &value))) {
-        throw PmtError<std::runtime_error>(
-            std::runtime_error((Text() << _T("IIDFromString(") << text << _T(") failed")).utf8()),
-            "`anonymous-namespace'::initGuid");
+        raise<std::runtime_error>("`anonymous-namespace'::initGuid",
+                                  Text() << _T("IIDFromString(") << text << _T(") failed"));
     }
     return value;
 }
@@ -49,8 +48,7 @@ tstring Guid::toString() const {
     TCHAR text[kTextSize] = {};
     const int size = StringFromGUID2(value_, text, kTextSize);
     if (size < 3) {
-        throw PmtError<std::runtime_error>(std::runtime_error("StringFromGUID2() failed"),
-                                           "Guid::toString");
+        raise<std::runtime_error>("Guid::toString", "StringFromGUID2() failed");
     }
     return text;
 }
@@ -58,8 +56,7 @@ tstring Guid::toString() const {
 Guid Guid::generate() {
     GUID value = {};
     if (FAILED(CoCreateGuid(&value))) {
-        throw PmtError<std::runtime_error>(std::runtime_error("CoCreateGuid() failed"),
-                                           "Guid::generate");
+        raise<std::runtime_error>("Guid::generate", "CoCreateGuid() failed");
     }
     return Guid(value);
 }

@@ -354,7 +354,7 @@ void InstallConfigData::CheckParam(const ParamDescriptor& descriptor,
     const WinHandle file(CreateFileW(tstrings::fromUtf8(value).c_str(), GENERIC_READ,
                                      FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
                                      nullptr));
-    if (file.get() == INVALID_HANDLE_VALUE) {
+    if (!file) {
         raiseUnloadable(kFunction, "File is not accessible", settings::kReadError, "",
                         descriptor.name);
     }

@@ -17,12 +17,6 @@ namespace msi {
 
 namespace {
 
-void freeLibrary(HMODULE module) noexcept {
-    FreeLibrary(module);
-}
-
-using LoadedLibrary = AutoHandle<HMODULE, freeLibrary>;
-
 /// The installer's texts, which its library keeps under the low half of the status.
 tstring descriptionIn(HMODULE library, UINT status) {
     try {
@@ -37,11 +31,8 @@ tstring describe(UINT status) {
     const tstring path = FileUtils::combinePath(SysInfo::getSystemDir(), _T("msimsg.dll"));
     const LoadedLibrary library(LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
     if (!library) {
-        const tstring reason = describeSystemError(GetLastError(), nullptr);
-        const Text call = Text() << _T("LoadLibraryExW(") << path << _T(")");
-        LOG_ERROR(
-            "msi::`anonymous-namespace'::describe",
-            tstrings::unsafe_format(_T("%s failed with %s"), call.str().c_str(), reason.c_str()));
+        logFailedCall("msi::`anonymous-namespace'::describe",
+                      Text() << _T("LoadLibraryExW(") << path << _T(")"));
         return tstring();
     }
     return Text() << _T("(") << descriptionIn(library.get(), status) << _T(")");

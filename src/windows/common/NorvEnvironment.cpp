@@ -39,11 +39,6 @@ bool isQvrOrQvk(const TrackedProduct& product) {
     return product.type == Bundle::kQvr || product.type == Bundle::kQvk;
 }
 
-bool isFile(const tstring& path) {
-    const DWORD attributes = GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
-}
-
 // ---- The product's keys in the registry ----
 
 /// The hive that holds the key; the 64-bit one if both do.
@@ -128,7 +123,7 @@ std::uint32_t detectBits(const TrackedProduct& product) {
 
 bool isHomeDir(const TrackedProduct& product, const tstring& directory) {
     const auto hasProgram = [&](const TCHAR* program) {
-        return isFile(FileUtils::combinePath(directory, program));
+        return FileUtils::isFile(FileUtils::combinePath(directory, program));
     };
     switch (product.type) {
         case Bundle::kQvr:

@@ -7,8 +7,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "common/share/GrowingBuffer.h"
 #include "common/share/Logger.h"
-#include "common/share/PmtError.h"
 #include "common/share/tstrings.h"
 #include "common/windows/WinAutoHandle.h"
 #include "common/windows/WinErrorHandling.h"
@@ -66,14 +66,17 @@ tstring viewSuffix(REGSAM view) {
     return view == KEY_WOW64_32KEY ? _T("32") : view == KEY_WOW64_64KEY ? _T("64") : _T("");
 }
 
+[[noreturn]] void fail(FailedCall call, const TCHAR* words, const tstring& path,
+                       const SourceLocation& where) {
+    raise(where, call << words << _T(" (") << path << _T(") error"));
+}
+
 /// Throws "<words> (<path>) error" when the status is none of success.
 template <class Function>
 void check(LSTATUS status, const TCHAR* words, const tstring& path, Function function,
            const SourceLocation& where) {
     if (status != ERROR_SUCCESS) {
-        throw PmtError<SysError>(SysError(Text() << words << _T(" (") << path << _T(") error"),
-                                          function, static_cast<DWORD>(status)),
-                                 where);
+        fail(FailedCall(function, static_cast<DWORD>(status)), words, path, where);
     }
 }
 
@@ -85,21 +88,32 @@ LSTATUS openKey(HKEY parent, const tstring& subkey, REGSAM access, RegHandle& op
     return status;
 }
 
-/// What `enumerate(index, name, size)` names, up to the status that ends the list.
+/// What `enumerate`, one of the two enumerating functions, names up to the status that ends the
+/// list.
 template <class Enumerate>
-std::vector<tstring> namesFrom(DWORD nameSize, const TCHAR* words, const tstring& keyName,
-                               Enumerate enumerate, const void* function, const char* where) {
+std::vector<tstring> namesFrom(Enumerate* enumerate, HKEY key, DWORD nameSize, const TCHAR* words,
+                               const tstring& keyName, const SourceLocation& where) {
     std::vector<tstring> names;
     std::vector<TCHAR> buffer(nameSize);
     for (DWORD index = 0;; ++index) {
         DWORD size = nameSize;
-        const LSTATUS status = enumerate(index, buffer.data(), &size);
+        const LSTATUS status =
+            enumerate(key, index, buffer.data(), &size, nullptr, nullptr, nullptr, nullptr);
         if (status == ERROR_NO_MORE_ITEMS) {
             return names;
         }
-        check(status, words, combinePath(keyName, tstrings::toString(index + 1)), function, where);
+        check(status, words, combinePath(keyName, tstrings::toString(index + 1)), enumerate, where);
         names.emplace_back(buffer.begin(), std::find(buffer.begin(), buffer.end(), _T('\0')));
     }
+}
+
+LSTATUS deleteValueOf(HKEY key, const tstring& keyName, const tstring& name) {
+    const LSTATUS status = RegDeleteValueW(key, name.c_str());
+    if (status == ERROR_SUCCESS) {
+        LOG_TRACE("Registry::deleteValue",
+                  Text() << _T("Deleted [") << keyName << _T("\\") << name << _T("] value"));
+    }
+    return status;
 }
 
 }  // namespace
@@ -192,37 +206,26 @@ std::vector<BYTE> Registry::getValue(const tstring& valuePath, DWORD& type) cons
     if (!directory.empty()) {
         return Registry(*this, directory, Mode::Read).getValue(name, type);
     }
-    std::vector<BYTE> data;
-    DWORD size = 0;
-    LSTATUS status;
-    for (;;) {
-        status = RegQueryValueExW(key_, name.c_str(), nullptr, &type,
-                                  data.empty() ? nullptr : data.data(), &size);
+    return readGrowing<std::vector<BYTE>>(0, [&](BYTE* data, std::size_t room) -> std::size_t {
+        auto size = static_cast<DWORD>(room);
+        const LSTATUS status =
+            RegQueryValueExW(key_, name.c_str(), nullptr, &type, room == 0 ? nullptr : data, &size);
         if (status == ERROR_MORE_DATA) {
-            // It has grown since its size was asked.
-            data.resize(size);
-        } else if (!data.empty() || status != ERROR_SUCCESS || size == 0) {
-            break;
-        } else {
-            data.resize(size);
+            return std::max<std::size_t>(size, room + 1);  // it has grown since its size was asked
         }
-    }
-    check(status, _T("query value"), combinePath(name_, name), RegQueryValueExW,
-          "Registry::getValue");
-    data.resize(size);
-    return data;
+        check(status, _T("query value"), combinePath(name_, name), RegQueryValueExW,
+              "Registry::getValue");
+        return size;
+    });
 }
 
 tstring Registry::getString(const tstring& valuePath) const {
     DWORD type = REG_NONE;
     const std::vector<BYTE> data = getValue(valuePath, type);
     if (type != REG_SZ && type != REG_EXPAND_SZ) {
-        throw PmtError<std::runtime_error>(
-            std::runtime_error((Text()
-                                << _T("query string value (") << combinePath(name_, valuePath)
-                                << _T(") error: wrong type"))
-                                   .utf8()),
-            "Registry::getString");
+        raise<std::runtime_error>("Registry::getString", Text() << _T("query string value (")
+                                                                << combinePath(name_, valuePath)
+                                                                << _T(") error: wrong type"));
     }
     tstring text(data.size() / sizeof(TCHAR), _T('\0'));
     if (!text.empty()) {
@@ -252,46 +255,42 @@ void Registry::setExpandString(const tstring& valuePath, const tstring& value) c
 }
 
 void Registry::setText(const tstring& valuePath, const tstring& value, DWORD type,
-                       const TCHAR* words, const char* function) const {
+                       const TCHAR* words, const SourceLocation& where) const {
     const tstring directory = dirname(valuePath);
     const tstring name = basename(valuePath);
     if (!directory.empty()) {
-        Registry(*this, directory, Mode::Write).setText(name, value, type, words, function);
+        Registry(*this, directory, Mode::Write).setText(name, value, type, words, where);
         return;
     }
     const DWORD size = static_cast<DWORD>((value.size() + 1) * sizeof(TCHAR));
     check(RegSetValueExW(key_, name.c_str(), 0, type, reinterpret_cast<const BYTE*>(value.c_str()),
                          size),
-          words, combinePath(name_, name), RegSetValueExW, function);
+          words, combinePath(name_, name), RegSetValueExW, where);
     Text shown;
     if (value.size() > kLongestLoggedValue) {
         shown << value.substr(0, kLongestLoggedValue) << _T("...]; length=") << value.size();
     } else {
         shown << value << _T("]");
     }
-    LOG_TRACE(function, Text() << _T("Set [") << name_ << _T("\\") << name << _T("]=")
-                               << typeName(type) << _T("[") << shown);
+    LOG_TRACE(where, Text() << _T("Set [") << name_ << _T("\\") << name << _T("]=")
+                            << typeName(type) << _T("[") << shown);
 }
 
 LSTATUS Registry::deleteValue(const tstring& valuePath) const {
     const tstring directory = dirname(valuePath);
-    const tstring name = basename(valuePath);
     RegHandle opened;
-    HKEY key = key_;
     if (!directory.empty()) {
         const LSTATUS status = openKey(key_, directory, kWriteAccess | view_, opened);
         if (status != ERROR_SUCCESS) {
             return status;
         }
-        key = opened.get();
     }
-    const LSTATUS status = RegDeleteValueW(key, name.c_str());
-    if (status == ERROR_SUCCESS) {
-        LOG_TRACE("Registry::deleteValue", Text()
-                                               << _T("Deleted [") << combinePath(name_, directory)
-                                               << _T("\\") << name << _T("] value"));
-    }
-    return status;
+    return deleteValueOf(opened ? opened.get() : key_, combinePath(name_, directory),
+                         basename(valuePath));
+}
+
+LSTATUS Registry::deleteNamedValue(const tstring& name) const {
+    return deleteValueOf(key_, name_, name);
 }
 
 LSTATUS Registry::deleteSubkey(const tstring& subkey) const {
@@ -336,19 +335,11 @@ void Registry::deleteKeyTree(const tstring& subkey) const {
 }
 
 std::vector<tstring> Registry::getSubkeyNames() const {
-    return namesFrom(
-        kSubkeyNameSize, _T("enum subkeys"), name_,
-        [this](DWORD index, TCHAR* name, DWORD* size) {
-            return RegEnumKeyExW(key_, index, name, size, nullptr, nullptr, nullptr, nullptr);
-        },
-        reinterpret_cast<const void*>(RegEnumKeyExW), "Registry::getSubkeyNames");
+    return namesFrom(RegEnumKeyExW, key_, kSubkeyNameSize, _T("enum subkeys"), name_,
+                     "Registry::getSubkeyNames");
 }
 
 std::vector<tstring> Registry::getValueNames() const {
-    return namesFrom(
-        kValueNameSize, _T("enum values"), name_,
-        [this](DWORD index, TCHAR* name, DWORD* size) {
-            return RegEnumValueW(key_, index, name, size, nullptr, nullptr, nullptr, nullptr);
-        },
-        reinterpret_cast<const void*>(RegEnumValueW), "Registry::getValueNames");
+    return namesFrom(RegEnumValueW, key_, kValueNameSize, _T("enum values"), name_,
+                     "Registry::getValueNames");
 }

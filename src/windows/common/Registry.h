@@ -11,6 +11,7 @@
 
 #include <vector>
 
+#include "common/share/PmtError.h"
 #include "common/share/tstring.h"
 
 class Registry {
@@ -61,6 +62,9 @@ public:
     /// Deletes a value and gives the Win32 status. No key is created on the way.
     LSTATUS deleteValue(const tstring& valuePath) const;
 
+    /// Deletes the value of this very key that has the name, which is no path whatever it holds.
+    LSTATUS deleteNamedValue(const tstring& name) const;
+
     /// Deletes a key that has no subkeys and gives the Win32 status.
     LSTATUS deleteSubkey(const tstring& subkey) const;
 
@@ -77,7 +81,7 @@ public:
 private:
     void close() noexcept;
     void setText(const tstring& valuePath, const tstring& value, DWORD type, const TCHAR* words,
-                 const char* function) const;
+                 const SourceLocation& where) const;
 
     HKEY key_;
     bool owned_;

@@ -11,21 +11,16 @@ namespace security {
 
 namespace {
 
-void freeLocal(void* block) noexcept {
-    LocalFree(block);
-}
-
-/// A block that Windows hands over.
-using LocalBlock = AutoHandle<void*, freeLocal>;
-
-WinHandle processToken() {
+WinHandle openToken(const SourceLocation& where) {
     HANDLE token = nullptr;
     if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) {
-        const DWORD status = GetLastError();
-        throw PmtError<SysError>(SysError(_T("OpenProcessToken failed"), OpenProcessToken, status),
-                                 "security::`anonymous-namespace'::processToken");
+        raise(where, FailedCall(OpenProcessToken) << _T("OpenProcessToken failed"));
     }
     return WinHandle(token);
+}
+
+WinHandle processToken() {
+    return openToken("security::`anonymous-namespace'::processToken");
 }
 
 }  // namespace
@@ -33,45 +28,37 @@ WinHandle processToken() {
 Sid::Sid(const tstring& text) {
     PSID found = nullptr;
     if (!ConvertStringSidToSidW(text.c_str(), &found)) {
-        const DWORD status = GetLastError();
-        throw PmtError<SysError>(
-            SysError(_T("ConvertStringSidToSid failed"), ConvertStringSidToSidW, status),
-            "security::Sid::Sid");
+        raise("security::Sid::Sid", FailedCall(ConvertStringSidToSidW)
+                                        << _T("ConvertStringSidToSid failed"));
     }
     const LocalBlock owner(found);
-    if (!CopySid(sizeof(bytes_), bytes_, found)) {
-        const DWORD status = GetLastError();
-        throw PmtError<SysError>(SysError(_T("CopySid failed"), CopySid, status),
-                                 "security::Sid::Sid");
-    }
+    copyFrom(found, "security::Sid::Sid");
 }
 
 Sid Sid::fromPSID(PSID sid) {
     Sid result;
-    if (!CopySid(sizeof(result.bytes_), result.bytes_, sid)) {
-        const DWORD status = GetLastError();
-        throw PmtError<SysError>(SysError(_T("CopySid failed"), CopySid, status),
-                                 "security::Sid::fromPSID");
-    }
+    result.copyFrom(sid, "security::Sid::fromPSID");
     return result;
 }
 
+void Sid::copyFrom(PSID sid, const SourceLocation& where) {
+    if (!CopySid(sizeof(bytes_), bytes_, sid)) {
+        raise(where, FailedCall(CopySid) << _T("CopySid failed"));
+    }
+}
+
 Sid Sid::processOwnerUser() {
+    constexpr const char* kHere = "security::Sid::processOwnerUser";
     const WinHandle token = processToken();
     DWORD size = 0;
     GetTokenInformation(token.get(), TokenUser, nullptr, 0, &size);
     if (size == 0) {
-        const DWORD status = GetLastError();
-        throw PmtError<SysError>(
-            SysError(_T("GetTokenInformation (get size) failed"), GetTokenInformation, status),
-            "security::Sid::processOwnerUser");
+        raise(kHere, FailedCall(GetTokenInformation)
+                         << _T("GetTokenInformation (get size) failed"));
     }
     std::vector<BYTE> buffer(size);
     if (!GetTokenInformation(token.get(), TokenUser, buffer.data(), size, &size)) {
-        const DWORD status = GetLastError();
-        throw PmtError<SysError>(
-            SysError(_T("GetTokenInformation failed"), GetTokenInformation, status),
-            "security::Sid::processOwnerUser");
+        raise(kHere, FailedCall(GetTokenInformation) << _T("GetTokenInformation failed"));
     }
     return fromPSID(reinterpret_cast<const TOKEN_USER*>(buffer.data())->User.Sid);
 }
@@ -79,10 +66,8 @@ Sid Sid::processOwnerUser() {
 tstring Sid::toString() const {
     LPWSTR text = nullptr;
     if (!ConvertSidToStringSidW(get(), &text)) {
-        const DWORD status = GetLastError();
-        throw PmtError<SysError>(
-            SysError(_T("ConvertSidToStringSid failed"), ConvertSidToStringSidW, status),
-            "security::Sid::toString");
+        raise("security::Sid::toString", FailedCall(ConvertSidToStringSidW)
+                                             << _T("ConvertSidToStringSid failed"));
     }
     const LocalBlock owner(text);
     return text;
@@ -117,20 +102,12 @@ bool isProcessElevated() {
     if (SysInfo::osVersion() <= SysInfo::OsVersion::WindowsXp) {
         return isUserAdmin();  // no elevation before Windows Vista
     }
-    HANDLE opened = nullptr;
-    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened)) {
-        const DWORD status = GetLastError();
-        throw PmtError<SysError>(SysError(_T("OpenProcessToken failed"), OpenProcessToken, status),
-                                 "security::isProcessElevated");
-    }
-    const WinHandle token(opened);
+    const WinHandle token = openToken("security::isProcessElevated");
     TOKEN_ELEVATION elevation = {};
     DWORD size = 0;
     if (!GetTokenInformation(token.get(), TokenElevation, &elevation, sizeof(elevation), &size)) {
-        const DWORD status = GetLastError();
-        throw PmtError<SysError>(
-            SysError(_T("GetTokenInformation failed"), GetTokenInformation, status),
-            "security::isProcessElevated");
+        raise("security::isProcessElevated", FailedCall(GetTokenInformation)
+                                                 << _T("GetTokenInformation failed"));
     }
     return elevation.TokenIsElevated != 0;
 }
@@ -140,11 +117,9 @@ SecurityDescriptor::SecurityDescriptor(const tstring& text) {
     ULONG size = 0;
     if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1, &found,
                                                               &size)) {
-        const DWORD status = GetLastError();
-        throw PmtError<SysError>(
-            SysError(_T("ConvertStringSecurityDescriptorToSecurityDescriptor failed"),
-                     ConvertStringSecurityDescriptorToSecurityDescriptorW, status),
-            "security::SecurityDescriptor::SecurityDescriptor");
+        raise("security::SecurityDescriptor::SecurityDescriptor",
+              FailedCall(ConvertStringSecurityDescriptorToSecurityDescriptorW)
+                  << _T("ConvertStringSecurityDescriptorToSecurityDescriptor failed"));
     }
     const LocalBlock owner(found);
     const auto* bytes = static_cast<const BYTE*>(found);

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "common/share/PmtError.h"
 #include "common/share/tstring.h"
 
 namespace security {
@@ -28,6 +29,7 @@ public:
 
 private:
     Sid() = default;
+    void copyFrom(PSID sid, const SourceLocation& where);
 
     alignas(DWORD) BYTE bytes_[SECURITY_MAX_SID_SIZE] = {};
 };

@@ -14,7 +14,7 @@ namespace {
 /// Throws ComError "<call> failed" when the call did.
 void check(HRESULT status, const tstring& call, const SourceLocation& where) {
     if (FAILED(status)) {
-        throw PmtError<ComError>(ComError(Text() << call << _T(" failed"), status), where);
+        raise<ComError>(where, (Text() << call << _T(" failed")).str(), status);
     }
 }
 
@@ -22,8 +22,7 @@ void check(HRESULT status, const tstring& call, const SourceLocation& where) {
 
 tstring Shortcut::create() const {
     if (name.empty() || description.empty() || target.empty() || folder.empty()) {
-        throw PmtError<std::logic_error>(std::logic_error("Shortcut not configured properly"),
-                                         "Shortcut::create");
+        raise<std::logic_error>("Shortcut::create", "Shortcut not configured properly");
     }
     const bool isUrl = PathIsURLW(target.c_str()) != FALSE;
     const ComPtr<IShellLinkW> link = isUrl ? createUrl() : createLink();

@@ -2,14 +2,12 @@
 
 #include <shlobj.h>
 
-#include <algorithm>
 #include <stdexcept>
-#include <vector>
 
+#include "common/share/GrowingBuffer.h"
 #include "common/share/LogException.h"
 #include "common/share/Logger.h"
-#include "common/share/PmtError.h"
-#include "common/share/tstrings.h"
+#include "common/share/ProcessPaths.h"
 #include "common/windows/WinErrorHandling.h"
 #include "windows/common/Dll.h"
 #include "windows/common/Paths.h"
@@ -18,11 +16,6 @@
 namespace {
 
 using FileUtils::removeTrailingSlash;
-
-/// The text of a buffer up to its NUL.
-tstring textOf(const std::vector<TCHAR>& buffer) {
-    return tstring(buffer.begin(), std::find(buffer.begin(), buffer.end(), _T('\0')));
-}
 
 /// Both calls take the basic form and tell the extended one by its size.
 OSVERSIONINFOW* asBasic(OSVERSIONINFOEXW& version) {
@@ -54,40 +47,32 @@ bool initWithGetVersionEx(OSVERSIONINFOEXW& version) {
         return false;
     }
     if (!getVersion(asBasic(version))) {
-        const DWORD status = GetLastError();
-        LOG_ERROR("`anonymous-namespace'::initWithGetVersionEx",
-                  tstrings::unsafe_format(_T("%s failed with %s"), _T("GetVersionExW()"),
-                                          describeSystemError(status, nullptr).c_str()));
+        logFailedCall("`anonymous-namespace'::initWithGetVersionEx", Text()
+                                                                         << _T("GetVersionExW()"));
         return false;
     }
     return true;
 }
 
 /// One way to learn the version. Loading the library can't fail, so neither can this.
-bool tryInit(bool (*init)(OSVERSIONINFOEXW&), const char* name, OSVERSIONINFOEXW& version) {
+bool tryInit(bool (*init)(OSVERSIONINFOEXW&), const SourceLocation& where,
+             OSVERSIONINFOEXW& version) noexcept {
     OSVERSIONINFOEXW found = {};
     found.dwOSVersionInfoSize = sizeof(found);
     static_assert(sizeof(found) == 284);
-    try {
-        if (init(found)) {
-            version = found;
-            return true;
+    return runLogged(where, false, [&] {
+        if (!init(found)) {
+            return false;
         }
-    } catch (const std::exception& e) {
-        logException(name, e);
-    }
-    return false;
+        version = found;
+        return true;
+    });
 }
 
 SysInfo::OsVersion detectOsVersion() noexcept {
     OSVERSIONINFOEXW version = {};
-    try {
-        if (!tryInit(initWithRtlGetVersion, "`anonymous-namespace'::initWithRtlGetVersion",
-                     version)) {
-            tryInit(initWithGetVersionEx, "`anonymous-namespace'::initWithGetVersionEx", version);
-        }
-    } catch (...) {
-        // Nothing could even be logged: the version stays unknown.
+    if (!tryInit(initWithRtlGetVersion, "`anonymous-namespace'::initWithRtlGetVersion", version)) {
+        tryInit(initWithGetVersionEx, "`anonymous-namespace'::initWithGetVersionEx", version);
     }
     return SysInfo::classifyOsVersion(version.dwMajorVersion, version.dwMinorVersion);
 }
@@ -106,22 +91,19 @@ constexpr std::size_t kFirstPathSize = 260;
 
 /// What the three directory functions of Windows have in common; `name` is the messages' own.
 tstring getSystemDirImpl(UINT(WINAPI* function)(LPWSTR, UINT), const TCHAR* name) {
-    std::vector<TCHAR> buffer(kFirstPathSize);
-    for (int round = 0; round < 2; ++round) {
-        const UINT length = function(buffer.data(), static_cast<UINT>(buffer.size()));
-        if (length == 0) {
-            const DWORD status = GetLastError();
-            throw PmtError<SysError>(SysError(Text() << name << _T(" failed"), function, status),
-                                     "SysInfo::getSystemDirImpl");
-        }
-        if (length < buffer.size()) {
-            return removeTrailingSlash(textOf(buffer));
-        }
-        buffer.resize(length + 1);
-    }
-    throw PmtError<std::runtime_error>(
-        std::runtime_error((Text() << _T("Unexpected reply from") << name).utf8()),
-        "SysInfo::getSystemDirImpl");
+    constexpr const char* kHere = "SysInfo::getSystemDirImpl";
+    int rounds = 0;
+    return removeTrailingSlash(
+        readGrowing<tstring>(kFirstPathSize, [&](TCHAR* path, std::size_t size) {
+            if (++rounds > 2) {
+                raise<std::runtime_error>(kHere, Text() << _T("Unexpected reply from") << name);
+            }
+            const std::size_t length = function(path, static_cast<UINT>(size));
+            if (length == 0) {
+                raise(kHere, FailedCall(function) << name << _T(" failed"));
+            }
+            return length < size ? length : length + 1;
+        }));
 }
 
 }  // namespace
@@ -159,49 +141,35 @@ bool isWow64() {
     }
     BOOL result = FALSE;
     if (!isWow64Process(GetCurrentProcess(), &result)) {
-        throw PmtError<std::runtime_error>(std::runtime_error("fnIsWow64Process() failed"),
-                                           "SysInfo::isWow64");
+        raise<std::runtime_error>("SysInfo::isWow64", "fnIsWow64Process() failed");
     }
     return result != FALSE;
 }
 
+std::uint32_t runningBits() {
+    return is64BitOs() && !isWow64() ? 64 : 32;
+}
+
 HMODULE getCurrentModuleHandle() {
-    HMODULE module = nullptr;
-    if (!GetModuleHandleExW(
-            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-            reinterpret_cast<LPCWSTR>(&getCurrentModuleHandle), &module)) {
-        const DWORD status = GetLastError();
-        throw PmtError<SysError>(
-            SysError(_T("GetModuleHandleExW failed"), GetModuleHandleExW, status),
-            "SysInfo::getCurrentModuleHandle");
+    const HMODULE module = moduleOf(reinterpret_cast<const void*>(&getCurrentModuleHandle));
+    if (module == nullptr) {
+        raise("SysInfo::getCurrentModuleHandle", FailedCall(GetModuleHandleExW)
+                                                     << _T("GetModuleHandleExW failed"));
     }
     return module;
 }
 
 tstring getModulePath(HMODULE module) {
-    std::vector<TCHAR> buffer(kFirstPathSize);
-    DWORD length;
-    while ((length = GetModuleFileNameW(module, buffer.data(),
-                                        static_cast<DWORD>(buffer.size()))) >= buffer.size()) {
-        buffer.resize(buffer.size() * 2);
+    const tstring path = modulePath(module);
+    if (path.empty()) {
+        raise("SysInfo::`anonymous-namespace'::getModulePath",
+              FailedCall(GetModuleFileNameW) << _T("GetModuleFileName failed"));
     }
-    if (length == 0) {
-        const DWORD status = GetLastError();
-        throw PmtError<SysError>(
-            SysError(_T("GetModuleFileName failed"), GetModuleFileNameW, status),
-            "SysInfo::`anonymous-namespace'::getModulePath");
-    }
-    return removeTrailingSlash(textOf(buffer));
+    return removeTrailingSlash(path);
 }
 
 tstring getTempDir() {
-    std::vector<TCHAR> buffer(kFirstPathSize);
-    const DWORD length = GetTempPathW(static_cast<DWORD>(buffer.size()), buffer.data());
-    if (length > buffer.size()) {
-        buffer.resize(length);
-        GetTempPathW(length, buffer.data());
-    }
-    return removeTrailingSlash(textOf(buffer));
+    return temporaryDirectory();
 }
 
 tstring getSystemDir() {
@@ -218,8 +186,7 @@ tstring getWindowsDir() {
 
 tstring getSystem64Dir() {
     if (!is64BitOs()) {
-        throw PmtError<std::runtime_error>(std::runtime_error("OS is not 64bit"),
-                                           "SysInfo::getSystem64Dir");
+        raise<std::runtime_error>("SysInfo::getSystem64Dir", "OS is not 64bit");
     }
     // Under WOW64 the system directory's own name leads to the 32-bit one.
     return isWow64() ? FileUtils::combinePath(getWindowsDir(), _T("Sysnative")) : getSystemDir();
@@ -239,32 +206,26 @@ tstring SHGetFolderPathAdapter(int folder, int mode) {
     const int wanted = mode == 1 ? folder | CSIDL_FLAG_CREATE : folder;
     const HRESULT status = SHGetFolderPathW(nullptr, wanted, nullptr, SHGFP_TYPE_CURRENT, path);
     if (FAILED(status)) {
-        throw PmtError<ComError>(
-            ComError(Text() << _T("SHGetFolderPath(0x") << Hex{static_cast<std::uint32_t>(folder)}
-                            << _T(", mode=") << mode << _T(")"),
-                     status),
-            "SysInfo::SHGetFolderPathAdapter");
+        const Text call = Text() << _T("SHGetFolderPath(0x")
+                                 << Hex{static_cast<std::uint32_t>(folder)} << _T(", mode=") << mode
+                                 << _T(")");
+        raise<ComError>("SysInfo::SHGetFolderPathAdapter", call.str(), status);
     }
     return removeTrailingSlash(path);
 }
 
 tstring getEnvVariable(const tstring& name, const tstring& fallback) {
-    std::vector<TCHAR> buffer(10);
-    SetLastError(ERROR_SUCCESS);
-    const DWORD length =
-        GetEnvironmentVariableW(name.c_str(), buffer.data(), static_cast<DWORD>(buffer.size()));
-    if (GetLastError() == ERROR_ENVVAR_NOT_FOUND) {
-        return fallback;
-    }
-    if (length > buffer.size()) {
-        buffer.resize(length);
+    constexpr std::size_t kFirstSize = 10;
+    bool isSet = true;
+    const tstring value = readGrowing<tstring>(kFirstSize, [&](TCHAR* text, std::size_t size) {
         SetLastError(ERROR_SUCCESS);
-        GetEnvironmentVariableW(name.c_str(), buffer.data(), length);
-        if (GetLastError() != ERROR_SUCCESS) {
-            return fallback;
-        }
-    }
-    return textOf(buffer);
+        const std::size_t length =
+            GetEnvironmentVariableW(name.c_str(), text, static_cast<DWORD>(size));
+        const DWORD status = GetLastError();
+        isSet = status != ERROR_ENVVAR_NOT_FOUND && (size == kFirstSize || status == ERROR_SUCCESS);
+        return length;
+    });
+    return isSet ? value : fallback;
 }
 
 }  // namespace SysInfo

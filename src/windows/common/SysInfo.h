@@ -2,6 +2,8 @@
 // trailing separator.
 #pragma once
 
+#include <cstdint>
+
 #include "common/share/tstring.h"
 
 namespace SysInfo {
@@ -30,6 +32,10 @@ bool is64BitOs();
 
 /// Whether this is a 32-bit process on a 64-bit system. Throws std::runtime_error.
 bool isWow64();
+
+/// The bits of the code that runs, as products name theirs: 64 on a 64-bit system unless this is a
+/// 32-bit process there, else 32. Throws std::runtime_error.
+std::uint32_t runningBits();
 
 /// The module that holds this code: the library, not the process. Throws SysError.
 HMODULE getCurrentModuleHandle();

@@ -42,12 +42,6 @@ bool isPresent(const tstring& path) {
            GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-bool isReparsePoint(const tstring& path) {
-    const DWORD attributes = GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES &&
-           (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-}
-
 bool isReserved(const tstring& directory, const tstring& reserved) {
     const tstring head = directory.substr(0, reserved.size());
     const tstring shortHead = directory.size() < kShortProgramFilesLength
@@ -61,7 +55,7 @@ bool isReserved(const tstring& directory, const tstring& reserved) {
 
 void checkReservedLocationOccupied(msi::CA& ca) {
     const tstring location = reservedLocation();
-    if (isPresent(location) && !isReparsePoint(location)) {
+    if (isPresent(location) && !FileUtils::isLink(location)) {
         ca.setProperty(_T("DIRECTORYOCCUPIED"), _T("1"));
         throwIfSilent(ca,
                       "We have detected that a location already exists. Please clean up that "

@@ -38,8 +38,8 @@ std::vector<tstring> getAlinkFiles(std::uint32_t bits) {
                 _T("lib\\ext\\assist-link-64.vkr")};
     }
     if (bits != 32) {
-        throw PmtError<std::invalid_argument>(std::invalid_argument("Unexpected NorvArch value"),
-                                              "`anonymous-namespace'::getAlinkFiles");
+        raise<std::invalid_argument>("`anonymous-namespace'::getAlinkFiles",
+                                     "Unexpected NorvArch value");
     }
     if (SysInfo::is64BitOs()) {
         return {_T("bin\\WindowsAssistLink-32.dll"), _T("bin\\NorvAssistLink-32.dll"),

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/share/LogException.h"
 #include "common/share/Logger.h"
 #include "common/share/tstrings.h"
 #include "common/windows/WinErrorHandling.h"
@@ -13,7 +14,6 @@
 #include "windows/common/PackageVersion.h"
 #include "windows/common/Registry.h"
 #include "windows/common/SysInfo.h"
-#include "common/share/LogException.h"
 
 namespace {
 
@@ -76,10 +76,8 @@ void NotifySytemChanges() {
     if (SendMessageTimeoutW(HWND_BROADCAST, WM_SETTINGCHANGE, 0,
                             reinterpret_cast<LPARAM>(_T("Environment")), SMTO_ABORTIFHUNG,
                             kBroadcastTimeout, &result) == 0) {
-        const DWORD status = GetLastError();
-        LOG_ERROR("`anonymous-namespace'::NotifySytemChanges",
-                  tstrings::unsafe_format(_T("%s failed with %s"), _T("SendMessageTimeout"),
-                                          describeSystemError(status, nullptr).c_str()));
+        logFailedCall("`anonymous-namespace'::NotifySytemChanges", Text()
+                                                                       << _T("SendMessageTimeout"));
     }
 }
 

@@ -3,12 +3,11 @@
 #include <memory>
 
 #include "common/share/LogException.h"
+#include "windows/common/SysInfo.h"
 #include "windows/installerdll/AssistLink.h"
 #include "windows/installerdll/NorvPath.h"
 #include "windows/installerdll/NorvShortcuts.h"
 #include "windows/installerdll/RegistryUtils.h"
-#include "common/share/LogException.h"
-#include "windows/installerdll/RunningArchitecture.h"
 
 namespace {
 
@@ -95,21 +94,16 @@ void notifyOfMissingTypes(Callback& managers, const InstalledNorvSelection& sele
 }  // namespace
 
 NorvSetupManager::NorvSetupManager() {
-    product.bits = runningBits();
+    product.bits = SysInfo::runningBits();
 }
 
 bool NorvSetupManager::update(const InstallConfigData& config,
                               const std::vector<InstalledNorv>& products) const {
-    try {
+    return runLogged("NorvSetupManager::update", false, [&] {
         const UpdatePlan plan(products, product, action);
         AllCallbacks managers;
         managers.handle(plan.context(), config, action != UpdateAction::None ? &product : nullptr);
         notifyOfMissingTypes(managers, plan.context().selection);
         return true;
-    } catch (const std::exception& e) {
-        logException("NorvSetupManager::update", e);
-    } catch (...) {
-        logUnknownException("NorvSetupManager::update");
-    }
-    return false;
+    });
 }

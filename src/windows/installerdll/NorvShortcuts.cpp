@@ -4,13 +4,13 @@
 
 #include <vector>
 
+#include "common/share/LogException.h"
 #include "common/share/Logger.h"
 #include "common/share/tstrings.h"
 #include "windows/common/FileUtils.h"
 #include "windows/common/Shortcut.h"
 #include "windows/common/SysInfo.h"
 #include "windows/installerdll/MenuTexts.h"
-#include "common/share/LogException.h"
 #include "windows/installerdll/WebSites.h"
 
 namespace {
@@ -21,10 +21,6 @@ using NorvEnvironment::selectByType;
 using Version = NorvVersionDetails::Base;
 
 constexpr const TCHAR* kMinimalVersion = _T("1.7.0_40");
-
-tstring binPath(const InstalledNorv& product, const TCHAR* name) {
-    return FileUtils::combinePath(FileUtils::combinePath(product.homeDir, _T("bin")), name);
-}
 
 /// The folder of a type in the Start menu of all users.
 tstring folderOf(std::int32_t type) {
@@ -60,7 +56,7 @@ Shortcut makeShortcut(TextGetter name, TextGetter description, const tstring& ta
 std::vector<Shortcut> qvrShortcuts(const InstalledNorv& product) {
     using namespace menu_texts;
     const tstring site = kSiteAddress;
-    const tstring controlPanel = binPath(product, _T("norvcpl.exe"));
+    const tstring controlPanel = toolPath(product, _T("norvcpl.exe"));
     return {
         makeShortcut(visitSite, learnMore, site + _T("/")),
         makeShortcut(getHelp, getHelpHint, site + _T("/help")),
@@ -79,7 +75,7 @@ std::vector<Shortcut> qvkShortcuts(const InstalledNorv& product) {
 void updateShortcuts(const InstalledNorv& product) {
     TRACE_SCOPE("`anonymous-namespace'::updateShortcuts", "updateShortcuts");
     const ComInitializer com;
-    const tstring icon = binPath(product, _T("norv.exe"));
+    const tstring icon = toolPath(product, _T("norv.exe"));
     // Older products know their web shortcuts by the names of links.
     const auto fileType =
         product.version >= Version(_T("1.8.0_60")) ? Shortcut::kByTarget : Shortcut::kAlwaysLnk;
@@ -112,9 +108,9 @@ public:
     ProductShortcuts(std::int32_t type, const InstalledNorv* product)
         : type_(type), product_(product) {
         if (product != nullptr && product->type != type) {
-            throw PmtError<std::invalid_argument>(
-                std::invalid_argument("inconsistent arguments"),
-                "`anonymous-namespace'::ProductShortcuts::ProductShortcuts");
+            raise<std::invalid_argument>(
+                "`anonymous-namespace'::ProductShortcuts::ProductShortcuts",
+                "inconsistent arguments");
         }
     }
 
@@ -134,7 +130,7 @@ private:
             return refuse(Text() << _T(" The minimal supported version is ") << kMinimalVersion);
         }
         if (type_ == Bundle::kQvk && product_->version < Version(_T("11"))) {
-            const tstring tool = binPath(*product_, _T("wmq.exe"));
+            const tstring tool = toolPath(*product_, _T("wmq.exe"));
             if (!FileUtils::exists(tool)) {
                 return refuse(Text() << _T(" ") << tool
                                      << _T(" not found. Probably this release doesn't include ")

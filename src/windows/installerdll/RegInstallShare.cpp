@@ -1,10 +1,10 @@
 #include "windows/installerdll/RegInstallShare.h"
 
+#include "common/share/LogException.h"
 #include "common/share/Logger.h"
 #include "common/share/progress/ClientOperation.h"
 #include "windows/common/FileUtils.h"
 #include "windows/installerdll/NorvSetupManager.h"
-#include "common/share/LogException.h"
 
 namespace {
 

@@ -5,13 +5,13 @@
 #include <map>
 #include <vector>
 
+#include "common/share/LogException.h"
 #include "common/share/Logger.h"
+#include "common/share/tstrings.h"
 #include "windows/common/FileUtils.h"
 #include "windows/common/Registry.h"
 #include "windows/common/SysInfo.h"
 #include "windows/installerdll/FileAssociation.h"
-#include "common/share/LogException.h"
-#include "windows/installerdll/RunningArchitecture.h"
 
 namespace {
 
@@ -123,10 +123,7 @@ void updateCurrentFamilyVersion(const InstalledNorv& product) {
 /// Refuses what doesn't belong below the template's family key.
 void verifyGroup(const Products& products, const Bundle& bundleTemplate,
                  const InstalledNorv* current) {
-    const auto refuse = [](const char* text) {
-        throw PmtError<std::invalid_argument>(std::invalid_argument(text),
-                                              "`anonymous-namespace'::synchRegistry");
-    };
+    constexpr const char* kHere = "`anonymous-namespace'::synchRegistry";
 
     NorvEnvironment::InstalledNorvsVerifier verifier;
     verifier.checkHomeDirs = false;
@@ -136,20 +133,20 @@ void verifyGroup(const Products& products, const Bundle& bundleTemplate,
 
     for (const InstalledNorv& product : products) {
         if (isZentra(product) != isZentra(bundleTemplate)) {
-            refuse("Unexpected items in 'instaledNorvs' parameter");
+            raise<std::invalid_argument>(kHere, "Unexpected items in 'instaledNorvs' parameter");
         }
     }
     if (current == nullptr) {
         return;
     }
     if (current->type != bundleTemplate.type || current->bits != bundleTemplate.bits) {
-        refuse("Unexpected type of 'current' parameter");
+        raise<std::invalid_argument>(kHere, "Unexpected type of 'current' parameter");
     }
     const bool isListed = std::ranges::any_of(products, [=](const InstalledNorv& product) {
         return product.productCode == current->productCode;
     });
     if (!isListed) {
-        refuse("Unexpected value of 'current' parameter");
+        raise<std::invalid_argument>(kHere, "Unexpected value of 'current' parameter");
     }
 }
 
@@ -223,7 +220,8 @@ void cleanUpForUser(const Registry& key, const UpdateContext& context) {
         key.tryDeleteKeyTree(kVendorKey);
     }
 
-    const tstring legacyQvrKey = getFamilyKeyPath(legacyTemplate(Bundle::kQvr, runningBits()));
+    const tstring legacyQvrKey =
+        getFamilyKeyPath(legacyTemplate(Bundle::kQvr, SysInfo::runningBits()));
     if (key.hasSubkey(legacyQvrKey)) {
         if (qvrs.empty()) {
             key.tryDeleteKeyTree(legacyQvrKey);
@@ -247,6 +245,10 @@ void cleanUpForAllUsers(const Registry& root, const UpdateContext& context) {
     });
 }
 
+bool isPreferences(const tstring& subkey) {
+    return tstrings::equals(subkey, kPreferences, tstrings::CompareType::IgnoreCase);
+}
+
 /// Deletes the vendor's key of an architecture without products, but for the user's preferences.
 void cleanArchKeys(std::uint32_t bits) {
     runLogged("`anonymous-namespace'::cleanArchKeys", [&] {
@@ -254,18 +256,19 @@ void cleanArchKeys(std::uint32_t bits) {
         if (!root.hasSubkey(kVendorKey)) {
             return;
         }
-        const Registry key(root, kVendorKey, Registry::Mode::Read);
+        const Registry key(root, kVendorKey, Registry::Mode::Write);
         const std::vector<tstring> values = key.getValueNames();
         std::vector<tstring> subkeys = key.getSubkeyNames();
-        if (std::erase(subkeys, kPreferences) == 0) {
+        if (std::erase_if(subkeys, isPreferences) == 0) {
             root.tryDeleteKeyTree(kVendorKey);
             return;
         }
+        // By their names below the opened key: as paths, some of them would lead out of it.
         for (const tstring& name : subkeys) {
-            root.tryDeleteKeyTree(FileUtils::combinePath(kVendorKey, name));
+            key.tryDeleteKeyTree(name);
         }
         for (const tstring& name : values) {
-            root.deleteValue(FileUtils::combinePath(kVendorKey, name));
+            key.deleteNamedValue(name);
         }
     });
 }
@@ -274,10 +277,6 @@ void cleanArchKeys(std::uint32_t bits) {
 
 constexpr FileAssociation kVkrFiles{_T("vkrfile"), _T(".vkr")};
 constexpr FileAssociation kZpmFiles{_T("zpmfile"), _T(".zpm")};
-
-tstring toolPath(const InstalledNorv& product, const TCHAR* executable) {
-    return FileUtils::combinePath(FileUtils::combinePath(product.homeDir, _T("bin")), executable);
-}
 
 /// `product` is the one that is to open such files; null when none can.
 void updateVkrFileAssociation(const InstalledNorv* product) {

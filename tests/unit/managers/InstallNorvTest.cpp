@@ -1,3 +1,4 @@
+#include "common/share/Logger.h"
 #include "unit/managers/Family.h"
 #include "windows/installerdll/RegInstallShare.h"
 
@@ -61,6 +62,29 @@ TEST(InstallNorv, SurvivesWhateverFails) {
     EXPECT_EQ(logRecords(noChannel.machine).back().file, "RegInstallShare.cpp");
     EXPECT_EQ(noChannel.files(kHome), "core.zip|patchqvr.exe|tools.zip");
     EXPECT_EQ(noChannel.tree(kVendor), "QVR{17}");
+
+    // Nor does a record that can't be composed stop anything.
+    struct : LogAppender {
+        void append(const LogEvent& event) override {
+            failed += event.levelName == _T("ERROR");
+            if (event.levelName == _T("ERROR")) {
+                throw std::runtime_error("no room for a record");
+            }
+        }
+        int failed = 0;
+    } full;
+    ProductUpdate noRecords;
+    noRecords.machine.registry.denyWrite(View::Bits64, kVendor + _T("\\QVR"));
+    noRecords.machine.volumes.remove(kMenu);
+    LogAppender* const file = Logger::instance().appender();
+    Logger::instance().setAppender(&full);
+    noRecords.run();
+    Logger::instance().setAppender(file);
+    EXPECT_GE(full.failed, 3) << "the registry, the shortcuts and what they were told";
+    EXPECT_EQ(noRecords.tree(kAts + _T("\\Dovrin_NorvAssistLink")), "");
+    EXPECT_EQ(noRecords.machine.desktop.broadcasts.size(), 1u);
+    EXPECT_EQ(noRecords.files(kHome), "");
+    EXPECT_EQ(noRecords.posts, kStartAndEnd);
 
     ProductUpdate listedTwice;
     listedTwice.listed.push_back(listedTwice.listed[0]);

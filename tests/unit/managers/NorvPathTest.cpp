@@ -187,6 +187,8 @@ TEST(NorvPath, MeetsWhatStandsInItsWay) {
         EXPECT_THROW(pc.run(), SysError);
         EXPECT_TRUE(pc.machine.volumes.exists(kStaging + _T("\\norv.exe")));
         EXPECT_TRUE(logMentions(pc.machine, "norvpath targetDir: "));
+        pc.run();
+        EXPECT_EQ(pc.shims(), kNew);
     }
 }
 

@@ -1,3 +1,5 @@
+#include <set>
+
 #include "unit/managers/Family.h"
 #include "windows/installerdll/RegistryUtils.h"
 
@@ -130,6 +132,30 @@ TEST(RegistryManager, KeepsPreferencesAlone) {
     }
 }
 
+/// Names that would lead elsewhere as paths, and what lies there.
+TEST(RegistryManager, CleansTheVendorKeyAndNothingElse) {
+    Family pc;
+    auto& registry = pc.machine.registry;
+    const auto set = [&](const tstring& key, const TCHAR* name) {
+        registry.setString(View::Bits64, key, name, _T("x"));
+    };
+    for (const TCHAR* name : {_T(""), _T("/a"), _T("b/"), _T("\\c"), _T("App\\d"), _T("plain")}) {
+        set(kVendor, name);
+    }
+    for (const TCHAR* key : {_T("\\/PREFS"), _T("\\Tool/"), _T("\\Tool"), _T("\\PREFS\\App")}) {
+        set(kVendor + key, _T("d"));
+    }
+    set(_T("HKLM\\Software"), _T("Halvorex"));
+    set(kVendor + _T("\\PREFS"), _T(""));
+    EXPECT_TRUE(pc.update(UpdateAction::None, "r64:17"));
+    EXPECT_EQ(registry.valueNames(View::Bits64, kVendor), std::vector<tstring>());
+    EXPECT_EQ(pc.tree(kVendor), "PREFS{App}");
+    EXPECT_EQ(pc.value(kVendor + _T("\\PREFS"), _T("")), "x");
+    EXPECT_EQ(pc.value(kVendor + _T("\\PREFS\\App"), _T("d")), "x");
+    EXPECT_EQ(pc.value(_T("HKLM\\Software"), _T("Halvorex")), "x");
+    EXPECT_EQ(pc.errors(), Strings());
+}
+
 TEST(RegistryManager, FailsWhereFamilyKeysCanNotBeTrusted) {
     const InstalledNorv qvr32 = product("r32:17");
     const InstalledNorv qvr64 = product("r64:17");
@@ -143,6 +169,7 @@ TEST(RegistryManager, FailsWhereFamilyKeysCanNotBeTrusted) {
         {{}, &qvr32, "Unexpected value of 'current' parameter"},
     };
     RegistryManager manager;
+    std::set<std::string> places;  // each refusal has its own line
     for (const auto& c : cases) {
         Family pc("r32:11");
         UpdateContext context;
@@ -152,7 +179,9 @@ TEST(RegistryManager, FailsWhereFamilyKeysCanNotBeTrusted) {
             manager.handle(context, pc.config, nullptr);
             ADD_FAILURE() << c.text;
         } catch (const std::invalid_argument& e) {
-            EXPECT_NE(std::string(e.what()).find(c.text), std::string::npos) << e.what();
+            const std::string what = e.what();
+            EXPECT_NE(what.find(c.text), std::string::npos) << what;
+            EXPECT_TRUE(places.insert(what.substr(0, what.find(')'))).second) << what;
         }
         EXPECT_EQ(pc.tree(kVendor, View::Bits32), "QVR{11}");
     }

@@ -181,6 +181,29 @@ TEST_F(Deleting, BatchLeavesTheRestToTheRestart) {
     EXPECT_FALSE(machine.volumes.exists(u"C:\\file"));
 }
 
+/// A folder that can't be listed keeps nothing else from the restart.
+TEST_F(Deleting, BatchRegistersWhatItCanList) {
+    for (const TCHAR* path : {u"C:\\t\\a\\used", u"C:\\t\\b\\hidden", u"C:\\t\\c\\used"}) {
+        machine.volumes.addFile(path);
+        machine.volumes.lock(path);
+    }
+    machine.volumes.denyRead(u"C:\\t\\b");
+    Deleter(true).appendTree(u"C:\\t").execute();
+    std::u16string registered;
+    for (const auto& move : machine.volumes.delayedMoves()) {
+        registered += move.from + u" ";
+    }
+    EXPECT_EQ(registered, u"C:\\t\\c\\used C:\\t\\c C:\\t\\b C:\\t\\a\\used C:\\t\\a C:\\t ");
+    const Lines lines = log();
+    EXPECT_EQ(
+        std::ranges::count(lines,
+                           "ERROR FileUtils.cpp FileUtils::Deleter::execute: Exception with "
+                           "message 'FileUtils.cpp at FileUtils::iterateDirectory(): FindFirstFile("
+                           "C:\\t\\b) failed. System error [5](system error 5 (Access is "
+                           "denied))' caught"),
+        1);
+}
+
 /// No failure of a single call lets anything out of a batch.
 TEST_F(Deleting, BatchThrowsNothing) {
     machine.volumes.addFile(u"C:\\readonly");
