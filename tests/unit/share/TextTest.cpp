@@ -1,22 +1,117 @@
+// Composing, converting, formatting and cutting of texts.
 #include "common/share/Text.h"
 
-#include <gtest/gtest.h>
+#include "common/share/tstrings.h"
+#include "support/OnMachine.h"
 
 namespace {
 
-TEST(Text, WritesEveryKindOfPiece) {
-    const Text text = Text() << _T("a") << tstring(_T("b")) << "\xE6\x97\xA5" << -5 << 7u << true
+using namespace tstrings;
+using Texts = OnMachine;
+using Tokens = std::vector<tstring>;
+
+TEST_F(Texts, AreComposedOfEveryKindOfPiece) {
+    const Text text = Text() << u"a" << tstring(u"b") << "\xE6\x97\xA5" << -5 << 7u << true << false
                              << static_cast<const TCHAR*>(nullptr) << Hex{0x2A, 4}
-                             << Hex{0xAB, 2, true};
-    EXPECT_EQ(text.str(), _T("ab\u65E5-571NULL002aAB"));
-    EXPECT_EQ(text.utf8(), "ab\xE6\x97\xA5-571NULL002aAB");
+                             << Hex{0xAB, 2, true} << reinterpret_cast<void*>(0x1F);
+    EXPECT_EQ(text.str(), u"ab\u65E5-5710NULL002aAB0x1f");
+    EXPECT_EQ(text.utf8(), "ab\xE6\x97\xA5-5710NULL002aAB0x1f");
+    EXPECT_EQ(toString(-2147483647 - 1) + toString(18446744073709551615ull),
+              u"-214748364818446744073709551615");
 }
 
-TEST(Text, ReplacesWhatIsNoUnicode) {
-    EXPECT_EQ((Text() << "x\xFFy\xE6\x97").str(), _T("x\uFFFDy\uFFFD\uFFFD"));
-    const tstring lone{_T('a'), static_cast<TCHAR>(0xD800), _T('b')};
-    EXPECT_EQ((Text() << lone).utf8(), "a\xEF\xBF\xBD" "b");
-    EXPECT_EQ((Text() << "\xF0\x9F\x98\x80").utf8(), "\xF0\x9F\x98\x80");
+TEST_F(Texts, AreConverted) {
+    const struct {
+        std::string utf8;
+        tstring wide;
+        tstring strict;  // what fromUtf8 makes of it
+    } rows[] = {
+        {"", u"", u""},
+        {"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF", u"\x7F\u0080\u07FF\u0800\uFFFF",
+         u"\x7F\u0080\u07FF\u0800\uFFFF"},
+        {"\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", u"\U00010000\U0010FFFF", u"\U00010000\U0010FFFF"},
+        {std::string("a\0b", 3), tstring(u"a\0b", 3), tstring(u"a\0b", 3)},
+        {"x\xFFy\xE6\x97", u"x\uFFFDy\uFFFD\uFFFD", u""},
+        {"\xC1\xBF\xE0\x9F\xBF", u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD", u""},
+        {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD", u""},
+        {"\xF0\x8F\xBF\xBF", u"\uFFFD\uFFFD\uFFFD\uFFFD", u""},
+        {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD", u""},
+        {"\xF5", u"\uFFFD", u""},
+        {"\xC3\x28", u"\uFFFD(", u""},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ((Text() << row.utf8).str(), row.wide) << row.utf8;
+        EXPECT_EQ(fromUtf8(row.utf8), row.strict);
+        if (!row.strict.empty()) {
+            EXPECT_EQ(toUtf8(row.wide), row.utf8);
+            EXPECT_EQ((Text() << row.wide).utf8(), row.utf8);
+        }
+    }
+    for (const char16_t* lone : {u"\xD800z", u"\xDBFFz", u"\xDC00z", u"\xDFFFz"}) {
+        EXPECT_EQ((Text() << lone).utf8(), "\xEF\xBF\xBDz");
+    }
+    EXPECT_EQ((Text() << u"\xD800").utf8(), "\xEF\xBF\xBD");
+
+    machine.calls.failCall("WideCharToMultiByte", 2);
+    EXPECT_EQ(thrownBy<std::runtime_error>([] { toUtf8(u"x"); }),
+              "tstrings.cpp at tstrings::`anonymous-namespace'::toMultiByte(): "
+              "Unexpected reply from WideCharToMultiByte()");
+    machine.calls.failCall("MultiByteToWideChar", 2);
+    EXPECT_EQ(thrownBy<std::runtime_error>([] { fromUtf8("x"); }),
+              "tstrings.cpp at tstrings::`anonymous-namespace'::fromMultiByte(): "
+              "Unexpected reply from MultiByteToWideChar()");
+}
+
+TEST_F(Texts, AreFormattedAtAnyLength) {
+    for (const std::size_t length : {0u, 1u, 255u, 256u, 257u, 512u, 513u, 5000u}) {
+        const tstring piece(length, u'x');
+        EXPECT_EQ(unsafe_format(u"%s", piece.c_str()), piece) << length;
+    }
+    EXPECT_EQ(unsafe_format(u"%s|%u|%03u|%%", u"\u65E5", 4294967295u, 7u),
+              u"\u65E5|4294967295|007|%");
+    EXPECT_EQ(thrownBy<std::invalid_argument>([] { unsafe_format(nullptr); }),
+              "tstrings.cpp at tstrings::unsafe_format(): Destination buffer can't be NULL");
+}
+
+TEST_F(Texts, AreSplit) {
+    const struct {
+        const TCHAR* text;
+        const TCHAR* delimiter;
+        Tokens all;
+        Tokens longOnes;
+    } rows[] = {
+        {u"", u";", {}, {}},
+        {u"a;b", u"", {}, {}},
+        {u".", u".", {u"", u""}, {}},
+        {u"aa;;b;cc;", u";", {u"aa", u"", u"b", u"cc", u""}, {u"aa", u"cc"}},
+        {u"aa--bb-cc", u"--", {u"aa", u"bb-cc"}, {u"aa", u"bb-cc"}},
+        {u"aaaa", u"aa", {u"", u"", u""}, {}},
+        {u"ab", u"x", {u"ab"}, {u"ab"}},
+    };
+    for (const auto& row : rows) {
+        Tokens tokens;
+        split(tokens, row.text, row.delimiter);
+        EXPECT_EQ(tokens, row.all);
+        split(tokens, row.text, row.delimiter, SplitType::NoShort);
+        EXPECT_EQ(Tokens(tokens.begin() + static_cast<long>(row.all.size()), tokens.end()),
+                  row.longOnes);
+    }
+}
+
+TEST_F(Texts, AreComparedAndChanged) {
+    constexpr auto kIgnoreCase = CompareType::IgnoreCase;
+    EXPECT_EQ(toLower(u"AZ[@\u00C4\u0130"), u"az[@\u00C4\u0130");
+    EXPECT_TRUE(equals(u"NORV", u"norv", kIgnoreCase) && !equals(u"NORV", u"norv"));
+    EXPECT_FALSE(equals(u"norv", u"norv1", kIgnoreCase) ||
+                 equals(u"\u00C4", u"\u00E4", kIgnoreCase));
+    EXPECT_TRUE(startsWith(u"NORV_X", u"norv", kIgnoreCase) && startsWith(u"no", u""));
+    EXPECT_TRUE(startsWith(u"norv", u"norv") && !startsWith(u"NORV_X", u"norv"));
+    EXPECT_FALSE(startsWith(u"no", u"norv", kIgnoreCase));
+    EXPECT_EQ(replace(u"aXbX", u"X", u"XX"), u"aXXbXX");
+    EXPECT_EQ(replace(u"aaa", u"aa", u"b"), u"ba");
+    EXPECT_EQ(replace(u"abc", u"", u"x"), u"abc");
+    EXPECT_EQ(trim(u"- a - ", u" -"), u"a");
+    EXPECT_EQ(trim(u"- - ", u" -") + trim(u" a ", u""), u" a ");
 }
 
 }  // namespace
