@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "unit/managers/Family.h"
 #include "windows/installerdll/AssistLink.h"
 

@@ -1,5 +1,6 @@
 #include "unit/managers/Family.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <sstream>
 

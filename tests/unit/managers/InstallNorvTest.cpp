@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "common/share/Logger.h"
 #include "unit/managers/Family.h"
 #include "windows/installerdll/RegInstallShare.h"

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <functional>
 
 #include "unit/managers/Family.h"

@@ -1,4 +1,6 @@
 // How failures read: places, statuses and their words, and the records of caught exceptions.
+#include <regex>
+
 #include "common/share/LogException.h"
 #include "common/windows/WinAutoHandle.h"
 #include "common/windows/WinErrorHandling.h"

@@ -1,5 +1,7 @@
 #include "common/share/Logger.h"
 
+#include <optional>
+#include <set>
 #include <cstdlib>
 #include <new>
 

@@ -1,4 +1,6 @@
 // The block of shared memory and what is posted in it.
+#include <map>
+
 #include "common/share/progress/ClientOperation.h"
 #include "common/share/progress/OperationMailbox.h"
 #include "support/OnMachine.h"

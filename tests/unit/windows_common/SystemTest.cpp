@@ -1,0 +1,267 @@
+// The running Windows, its directories, accounts, identifiers and shortcuts.
+#include <shlobj.h>
+
+#include <functional>
+
+#include "common/windows/WinErrorHandling.h"
+#include "support/LibraryProcess.h"
+#include "support/OnMachine.h"
+#include "windows/common/Dll.h"
+#include "windows/common/Guid.h"
+#include "windows/common/Security.h"
+#include "windows/common/Shortcut.h"
+#include "windows/common/SysInfo.h"
+
+namespace {
+
+using SysInfo::OsVersion;
+using Lines = std::vector<std::string>;
+using System = OnMachine;
+
+TEST(OsVersions, AreClassified) {
+    const struct {
+        DWORD major;
+        DWORD minor;
+        OsVersion version;
+    } rows[] = {
+        {0, 0, OsVersion::Unknown},      {4, 9, OsVersion::Unknown},   {5, 0, OsVersion::Unknown},
+        {5, 1, OsVersion::WindowsXp},    {5, 2, OsVersion::WindowsXp}, {5, 3, OsVersion::Unknown},
+        {6, 0, OsVersion::WindowsVista}, {6, 1, OsVersion::Windows7},  {6, 2, OsVersion::Windows8},
+        {6, 3, OsVersion::Windows81},    {6, 4, OsVersion::Later},     {7, 0, OsVersion::Later},
+        {10, 0, OsVersion::Windows10},   {10, 1, OsVersion::Later},    {11, 0, OsVersion::Later},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(SysInfo::classifyOsVersion(row.major, row.minor), row.version)
+            << row.major << "." << row.minor;
+    }
+}
+
+/// The version is asked while the library is loaded, which nothing may stop.
+TEST(OsVersions, LoadingSurvivesWhatIsNotThere) {
+    const std::string rtl = "ERROR SysInfo.cpp `anonymous-namespace'::initWithRtlGetVersion: ";
+    const std::string ex = "ERROR SysInfo.cpp `anonymous-namespace'::initWithGetVersionEx: ";
+    const struct {
+        std::function<void(simulated::Machine&)> arrange;
+        Lines log;
+    } rows[] = {
+        {[](simulated::Machine&) {}, {}},
+        {[](simulated::Machine& m) { m.modules.hideFunction(u"ntdll", "RtlGetVersion"); },
+         {rtl + "RtlGetVersion is not available"}},
+        {[](simulated::Machine& m) {
+             m.calls.failCall("RtlGetVersion", 1, 5);
+             m.modules.hideFunction(u"kernel32", "GetVersionExW");
+         },
+         {rtl + "RtlGetVersion() failed: 5", ex + "GetVersionExW is not available"}},
+        {[](simulated::Machine& m) {
+             m.calls.failCall("GetSystemDirectoryW", 1, ERROR_ACCESS_DENIED);
+             m.calls.failCall("GetVersionExW", 1, ERROR_ACCESS_DENIED);
+         },
+         {rtl + "Exception with message 'SysInfo.cpp at SysInfo::getSystemDirImpl(): "
+                "GetSystemDirectory failed. System error [5](system error 5 (Access is denied))' "
+                "caught",
+          ex + "GetVersionExW() failed with system error 5 (Access is denied)"}},
+    };
+    for (const auto& row : rows) {
+        simulated::Machine machine;
+        row.arrange(machine);
+        const LibraryProcess process(machine);
+        Lines lines;
+        for (const LogRecord& r : logRecords(machine)) {
+            lines.push_back(
+                withoutLines(r.level + " " + r.file + " " + r.function + ": " + r.message));
+        }
+        EXPECT_EQ(lines, row.log);
+        EXPECT_NE(process.address("ZIP_Open"), nullptr);
+    }
+}
+
+TEST_F(System, ProcessSeesItsDirectories) {
+    const struct {
+        bool system64;
+        bool process64;
+        const TCHAR* system64Dir;  // null: none
+        const TCHAR* programFiles;
+    } rows[] = {
+        {true, true, u"C:\\Windows\\System32", u"D:\\Programs"},
+        {true, false, u"C:\\Windows\\Sysnative", u"D:\\Programs"},
+        {false, false, nullptr, u"C:\\Program Files"},
+    };
+    for (const auto& row : rows) {
+        simulated::Machine other;
+        if (!row.system64) {
+            other.become32Bit();
+        }
+        other.facts.is64BitProcess = row.process64;
+        other.registry.setString(simulated::View::Bits64,
+                                 u"HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion",
+                                 u"ProgramFilesDir", u"D:\\Programs\\/");
+        const simulated::Running onOther(other);
+        EXPECT_EQ(SysInfo::is64BitOs(), row.system64);
+        EXPECT_EQ(SysInfo::isWow64(), row.system64 && !row.process64);
+        EXPECT_EQ(SysInfo::runningBits(), row.process64 ? 64u : 32u);
+        EXPECT_EQ(SysInfo::getProgramFilesDir(), row.programFiles);
+        if (row.system64Dir != nullptr) {
+            EXPECT_EQ(SysInfo::getSystem64Dir(), row.system64Dir);
+            EXPECT_EQ(SysInfo::getWow64Dir(), u"C:\\Windows\\SysWOW64");
+        } else {
+            EXPECT_EQ(thrownBy<std::runtime_error>([] { SysInfo::getSystem64Dir(); }),
+                      "SysInfo.cpp at SysInfo::getSystem64Dir(): OS is not 64bit");
+        }
+        EXPECT_EQ(other.handles.open(), Lines());
+    }
+    machine.facts.is64BitProcess = false;
+    machine.modules.hideFunction(u"kernel32", "IsWow64Process");
+    EXPECT_FALSE(SysInfo::isWow64());
+    machine.shell.setFolder(CSIDL_PROGRAM_FILES_COMMON, u"C:\\Common\\");
+    machine.shell.setFolder(CSIDL_COMMON_PROGRAMS, u"C:\\Menu");
+    EXPECT_THROW(SysInfo::SHGetFolderPathAdapter(CSIDL_COMMON_PROGRAMS), ComError);
+    EXPECT_EQ(SysInfo::SHGetFolderPathAdapter(CSIDL_PROGRAM_FILES_COMMON, 1), u"C:\\Common");
+    EXPECT_TRUE(machine.volumes.isDirectory(u"C:\\Common"));
+}
+
+TEST_F(System, TextsOfAnyLengthAreRead) {
+    for (const std::size_t length : {10u, 258u, 259u, 260u, 261u, 300u}) {
+        SCOPED_TRACE(length);
+        const std::u16string path = u"C:\\" + std::u16string(length - 3, u'x');
+        machine.facts.windowsDirectory = path;
+        machine.facts.systemDirectory = path + u"\\";
+        machine.facts.processEnvironment[u"TMP"] = path + u"\\\\";
+        machine.facts.modulePath = path;
+        EXPECT_EQ(SysInfo::getWindowsDir(), path);
+        EXPECT_EQ(SysInfo::getSystemDir(), path);
+        EXPECT_EQ(SysInfo::getTempDir(), path);
+        machine.calls.clearJournal();
+        EXPECT_EQ(SysInfo::getModulePath(SysInfo::getCurrentModuleHandle()), path);
+        EXPECT_EQ(machine.calls.count("GetModuleFileNameW"), length < 260 ? 1u : 2u);
+    }
+    for (const std::size_t length : {0u, 1u, 8u, 9u, 10u, 11u, 32000u}) {
+        const std::u16string value(length, u'v');
+        machine.facts.processEnvironment[u"NORV"] = value;
+        SetLastError(ERROR_ENVVAR_NOT_FOUND);  // of an earlier call
+        EXPECT_EQ(SysInfo::getEnvVariable(u"norv", u"none"), value) << length;
+    }
+    EXPECT_EQ(SysInfo::getEnvVariable(u"NOTHING", u"none"), u"none");
+    machine.calls.failCall("GetEnvironmentVariableW", 2, ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(SysInfo::getEnvVariable(u"NORV", u"none"), u"none");
+}
+
+TEST_F(System, LibraryFunctionNeedNotBeThere) {
+    using Function = DWORD(WINAPI*)();
+    const auto bind = [](const char* name) {
+        return DllFunction<Function>(Dll(u"kernel32"), name);
+    };
+    machine.facts.clock.setTicks(99);
+    EXPECT_EQ(bind("GetTickCount")(), 99u);
+    const DllFunction<Function> none = bind("NoSuchFunction");
+    EXPECT_TRUE(bind("GetTickCount").isAvailable() && !none.isAvailable());
+    const std::string thrown = thrownBy<std::runtime_error>([&] { static_cast<Function>(none); });
+    EXPECT_EQ(thrown.find("Dll.h at DllFunction<F>::operator F() const"), 0u) << thrown;
+    EXPECT_TRUE(
+        thrown.ends_with("(): NoSuchFunction() function is not available in "
+                         "C:\\Windows\\System32\\kernel32"));
+}
+
+TEST_F(System, AccountsAreToldApart) {
+    for (const auto& [text, sid] :
+         {std::pair{u"S-1-5-18", u"S-1-5-18"}, {u"BA", u"S-1-5-32-544"}}) {
+        EXPECT_EQ(security::Sid::fromPSID(security::Sid(text).get()).toString(), sid);
+    }
+    const struct {
+        void (*arrange)(simulated::Security&);
+        bool isAdmin;
+        bool isElevated;
+    } rows[] = {
+        {[](simulated::Security&) {}, true, true},
+        {[](simulated::Security& s) { s.becomeLocalSystem(); }, true, true},
+        {[](simulated::Security& s) { s.becomeFilteredAdministrator(); }, true, false},
+        {[](simulated::Security& s) { s.becomeOrdinaryUser(); }, false, false},
+        {[](simulated::Security& s) { s.groups.clear(); }, false, true},
+    };
+    for (const auto& row : rows) {
+        machine.security = {};
+        row.arrange(machine.security);
+        EXPECT_EQ(security::Sid::processOwnerUser().toString(), machine.security.user);
+        EXPECT_EQ(security::isUserAdmin(), row.isAdmin);
+        EXPECT_EQ(security::isProcessElevated(), row.isElevated);
+    }
+}
+
+TEST_F(System, GuidsAreReadInEachForm) {
+    const TCHAR* const form = u"{26A24AE4-039D-4CA4-87B4-2F64180451F0}";
+    for (const TCHAR* text :
+         {form, u"26A24AE4-039D-4CA4-87B4-2F64180451F0", u"26A24AE4039D4CA487B42F64180451F0",
+          u"{26A24AE4039D4CA487B42F64180451F0}", u"26a24ae4039d4ca487b42f64180451f0"}) {
+        EXPECT_EQ(Guid(tstring(text)).toString(), form);
+    }
+    for (const tstring text : {
+             u"",
+             u"x",
+             u"26A24AE4039D4CA487B42F64180451F",
+             u"26A24AE4039D4CA487B42F64180451F0A",
+             u"{26A24AE4-039D-4CA4-87B4-2F64180451F0",
+             u"26A24AE4-039D-4CA4-87B4-2F64180451F0}",
+             u"{26A24AE4039D4CA487B42F64180451F0",
+             u"26A24AE4-039D4CA487B42F64180451F0",
+             u"{26A24AE4-039D-4CA4-87B4-2F64180451FG}",
+             u"{26A24AE4x039D-4CA4-87B4-2F64180451F0}",
+             u"{{26A24AE4-039D-4CA4-87B4-2F64180451F0}}",
+         }) {
+        EXPECT_EQ(thrownBy<std::runtime_error>([&] { Guid{text}; }),
+                  (Text() << "Guid.cpp at `anonymous-namespace'::initGuid(): IIDFromString(" << text
+                          << ") failed")
+                      .utf8());
+    }
+    const Guid made = Guid::generate();
+    EXPECT_TRUE(Guid().isEmpty() && !made.isEmpty());
+    EXPECT_EQ(made, Guid(made.toString()));
+    EXPECT_NE(made, Guid::generate());
+    EXPECT_TRUE(Guid() < made && !(made < Guid()) && !(made < made));
+}
+
+TEST_F(System, ShortcutsAreWrittenByTargetAndType) {
+    machine.volumes.addDirectory(u"C:\\Menu");
+    const struct {
+        const TCHAR* target;
+        std::int32_t fileType;
+        const TCHAR* path;
+        const TCHAR* arguments;  // of the file; an internet shortcut has none
+    } rows[] = {
+        {u"C:\\norv.exe", 0, u"C:\\Menu\\Norv.lnk", u"-x"},
+        {u"C:\\norv.exe", 1, u"C:\\Menu\\Norv.url", u"-x"},
+        {u"C:\\norv.exe", 2, u"C:\\Menu\\Norv.lnk", u""},
+        {u"https://norv.example/", 0, u"C:\\Menu\\Norv.url", nullptr},
+        {u"https://norv.example/", 1, u"C:\\Menu\\Norv.url", nullptr},
+        {u"https://norv.example/", 2, u"C:\\Menu\\Norv.lnk", nullptr},
+    };
+    const ComInitializer com;
+    for (const auto& row : rows) {
+        const tstring arguments = row.arguments != nullptr ? row.arguments : u"";
+        const Shortcut whole = {u"Norv",   u"What it is", u"C:\\Menu\\", row.target,
+                                arguments, row.fileType,  u"C:\\icon"};
+        machine.calls.clearJournal();
+        EXPECT_EQ(whole.create(), row.path);
+        const simulated::ShellLink expected = {
+            row.arguments == nullptr, row.target, arguments, u"What it is", u"C:\\icon", 0};
+        EXPECT_EQ(machine.shell.link(row.path), expected);
+        EXPECT_EQ(machine.calls.count("IShellLinkW::SetArguments"), arguments.empty() ? 0u : 1u);
+        machine.volumes.remove(row.path);
+        for (tstring Shortcut::*member :
+             {&Shortcut::name, &Shortcut::description, &Shortcut::folder, &Shortcut::target}) {
+            Shortcut incomplete = whole;
+            (incomplete.*member).clear();
+            EXPECT_EQ(thrownBy<std::logic_error>([&] { incomplete.create(); }),
+                      "Shortcut.cpp at Shortcut::create(): Shortcut not configured properly");
+        }
+    }
+}
+
+TEST_F(System, ComIsEndedOnlyWhereItWasStarted) {
+    { const ComInitializer com; }
+    machine.calls.failCall("CoInitialize", 1, ERROR_ACCESS_DENIED);
+    { const ComInitializer com; }
+    EXPECT_EQ(machine.calls.count("CoUninitialize"), 1u);
+    EXPECT_EQ(log(), Lines{"WARNING ComUtils.cpp ComInitializer::ComInitializer: "
+                           "CoInitialize failed with COM error 0x80070005 (Access is denied)"});
+}
+
+}  // namespace
