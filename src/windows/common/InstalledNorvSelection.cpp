@@ -102,4 +102,8 @@ const InstalledNorv* pickPreferred(const InstalledNorvSelection& selection, std:
     return nullptr;
 }
 
+const InstalledNorv* latestOfType(const InstalledNorvSelection& selection, std::int32_t type) {
+    return pickPreferred(keepLatest(selectByType(selection, type)), type, 64);
+}
+
 }  // namespace NorvEnvironment

@@ -33,4 +33,7 @@ InstalledNorvSelection keepLatest(const InstalledNorvSelection& selection);
 const InstalledNorv* pickPreferred(const InstalledNorvSelection& selection, std::int32_t type,
                                    std::uint32_t bits);
 
+/// The highest version of the type, rather of 64 bits than of 32; null if the type has no product.
+const InstalledNorv* latestOfType(const InstalledNorvSelection& selection, std::int32_t type);
+
 }  // namespace NorvEnvironment

@@ -13,10 +13,8 @@
 
 namespace {
 
-using NorvEnvironment::keepLatest;
+using NorvEnvironment::latestOfType;
 using NorvEnvironment::makeSelection;
-using NorvEnvironment::pickPreferred;
-using NorvEnvironment::selectByType;
 using Version = NorvVersionDetails::Base;
 
 /// Windows' list of assistive technologies; each has a key with these values.
@@ -126,13 +124,11 @@ void copyAlinkDllToSystem(const InstalledNorv& product) {
 /// The product that serves: the latest QVR or QVK, the QVR at equal versions. A QVK below 11 has
 /// a runtime that isn't offered to the system.
 const InstalledNorv* chooseProduct(const InstalledNorvSelection& selection) {
-    const InstalledNorv* qvk =
-        pickPreferred(keepLatest(selectByType(selection, Bundle::kQvk)), Bundle::kQvk, 64);
+    const InstalledNorv* qvk = latestOfType(selection, Bundle::kQvk);
     if (qvk != nullptr && qvk->version < Version(_T("11"))) {
         qvk = nullptr;
     }
-    const InstalledNorv* qvr =
-        pickPreferred(keepLatest(selectByType(selection, Bundle::kQvr)), Bundle::kQvr, 64);
+    const InstalledNorv* qvr = latestOfType(selection, Bundle::kQvr);
     if (qvk == nullptr || qvr == nullptr) {
         return qvk != nullptr ? qvk : qvr;
     }
@@ -154,8 +150,8 @@ bool isSupported(const InstalledNorv& product) {
 const InstalledNorv* chooseProductOfArch(InstalledNorvRange qvrs, InstalledNorvRange qvks,
                                          std::uint32_t bits) {
     InstalledNorvSelection candidates = makeSelection(qvrs);
-    candidates[NorvEnvironment::selectionIndex(Bundle::kQvk, bits)] = pickPreferred(
-        keepLatest(selectByType(makeSelection(qvks), Bundle::kQvk)), Bundle::kQvk, 64);
+    candidates[NorvEnvironment::selectionIndex(Bundle::kQvk, bits)] =
+        latestOfType(makeSelection(qvks), Bundle::kQvk);
     return chooseProduct(candidates);
 }
 

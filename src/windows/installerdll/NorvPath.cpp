@@ -215,8 +215,7 @@ void NorvPathManager::handle(const UpdateContext& context, const InstallConfigDa
     using namespace NorvEnvironment;
     constexpr const char* kHere = "NorvPathManager::handle";
 
-    const InstalledNorv* latest =
-        pickPreferred(keepLatest(selectByType(context.selection, Bundle::kQvk)), Bundle::kQvk, 64);
+    const InstalledNorv* latest = latestOfType(context.selection, Bundle::kQvk);
     if (latest != nullptr) {
         LOG_TRACE(kHere, Text() << _T("Norvpath: The latest QVK version installed is: ")
                                 << textWithoutBuild(latest->version));

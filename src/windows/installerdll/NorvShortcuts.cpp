@@ -15,9 +15,7 @@
 
 namespace {
 
-using NorvEnvironment::keepLatest;
-using NorvEnvironment::pickPreferred;
-using NorvEnvironment::selectByType;
+using NorvEnvironment::latestOfType;
 using Version = NorvVersionDetails::Base;
 
 constexpr const TCHAR* kMinimalVersion = _T("1.7.0_40");
@@ -161,11 +159,6 @@ private:
     std::int32_t type_;
     const InstalledNorv* product_;
 };
-
-/// The product that the folder of a type serves: the latest; of equal ones the 64-bit one.
-const InstalledNorv* latestOfType(const InstalledNorvSelection& selection, std::int32_t type) {
-    return pickPreferred(keepLatest(selectByType(selection, type)), type, 64);
-}
 
 }  // namespace
 

@@ -16,6 +16,7 @@
 namespace {
 
 using NorvEnvironment::keepLatest;
+using NorvEnvironment::latestOfType;
 using NorvEnvironment::pickPreferred;
 using NorvEnvironment::selectByArch;
 using NorvEnvironment::selectByType;
@@ -350,8 +351,7 @@ void RegistryManager::handle(const UpdateContext& context, const InstallConfigDa
         std::ranges::for_each(kHostExecutables, registerHostProcess);
     }
     updateVkrFileAssociation(pickPreferred(keepLatest(selection), Bundle::kQvr, 64));
-    updateZpmFileAssociation(
-        pickPreferred(keepLatest(selectByType(selection, Bundle::kQvk)), Bundle::kQvk, 64));
+    updateZpmFileAssociation(latestOfType(selection, Bundle::kQvk));
 
     if (context.qvr64.empty() && context.qvk64.empty()) {
         if (SysInfo::is64BitOs()) {

@@ -78,8 +78,7 @@ InstalledNorvRange classRange(InstalledNorvRange ordered, std::int32_t type, std
 /// The code of the latest QVR; all zero when there is none.
 Guid latestQvr(const InstalledNorvSelection& selection) {
     using namespace NorvEnvironment;
-    const InstalledNorv* latest =
-        pickPreferred(keepLatest(selectByType(selection, Bundle::kQvr)), Bundle::kQvr, 64);
+    const InstalledNorv* latest = latestOfType(selection, Bundle::kQvr);
     return latest != nullptr ? latest->productCode : Guid();
 }
 
