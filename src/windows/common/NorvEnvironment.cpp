@@ -215,7 +215,7 @@ Version adjustVersion(const TrackedProduct& product, const tstring& homeDir) {
     }
     return runLogged(kFunction, product.version, [&] {
         const tstring archive = FileUtils::combinePath(homeDir, _T("lib\\rt.vkr"));
-        if (GetFileAttributesW(archive.c_str()) == INVALID_FILE_ATTRIBUTES) {
+        if (!FileUtils::exists(archive)) {
             return product.version;
         }
         const std::string manifest =

@@ -37,11 +37,6 @@ void throwIfSilent(const msi::CA& ca, const char* message) {
     }
 }
 
-bool isPresent(const tstring& path) {
-    return FileUtils::isDirectory(path) ||
-           GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
-
 bool isReserved(const tstring& directory, const tstring& reserved) {
     const tstring head = directory.substr(0, reserved.size());
     const tstring shortHead = directory.size() < kShortProgramFilesLength
@@ -55,7 +50,7 @@ bool isReserved(const tstring& directory, const tstring& reserved) {
 
 void checkReservedLocationOccupied(msi::CA& ca) {
     const tstring location = reservedLocation();
-    if (isPresent(location) && !FileUtils::isLink(location)) {
+    if (FileUtils::exists(location) && !FileUtils::isLink(location)) {
         ca.setProperty(_T("DIRECTORYOCCUPIED"), _T("1"));
         throwIfSilent(ca,
                       "We have detected that a location already exists. Please clean up that "

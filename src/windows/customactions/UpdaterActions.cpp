@@ -84,7 +84,7 @@ std::set<Guid> findReplacedProducts(MSIHANDLE session) {
 UINT disableVomlitExe(MSIHANDLE session) {
     constexpr const char* kFunction = "DisableVomlitExe";
     const tstring tool = au::registrationToolPath();
-    if (GetFileAttributesW(tool.c_str()) == INVALID_FILE_ATTRIBUTES) {
+    if (!FileUtils::exists(tool)) {
         return ERROR_SUCCESS;
     }
     std::vector<tstring> state = findToolProviders();

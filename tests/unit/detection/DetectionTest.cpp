@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -115,106 +116,85 @@ TEST_F(Detection, TellsAllOfAProduct) {
 }
 
 TEST_F(Detection, CompletesVersionsByFallBacks) {
-    const auto without = [](const char16_t* name) {
-        return [name](Product& product) { product.packageProperties.erase(name); };
-    };
-    const auto fullVersion = [](const char16_t* text) {
-        return [text](Product& product) { product.packageProperties[u"FullVersion"] = text; };
-    };
-    const auto manifest = [](const char16_t* text) {
-        return [text](Product& product) { product.manifestVersion = text; };
-    };
+    const Product legacy = qvr(u"1.8.0_45-b13");
+    const Product zentra = qvr(u"11.0.2+9");
     const struct {
-        const char* name;
         Product product;
-        std::function<void(Product&)> change;
-        const char* version;  ///< source text; "" when the product is left out
-        std::size_t precision;
-        const char* record;  ///< a piece of the log, or null
+        const char16_t* fullVersion;  ///< of the package; empty for none, null as installed
+        std::optional<std::u16string> manifest;
+        const char* version;  ///< source text and precision; "/8" when the product is left out
+        const char* record;   ///< a piece of the log
     } cases[] = {
-        {"property", qvr(u"1.8.0_45-b13"), [](Product&) {}, "1.8.0_45-b13", 8, nullptr},
-        {"second property", qvr(u"1.8.0_45-b13"),
-         [&](Product& product) {
-             product.packageProperties.erase(u"FullVersion");
-             product.packageProperties[u"QVK_VERSION"] = u"1.8.0_45-b14";
-         },
-         "1.8.0_45-b14", 8, nullptr},
-        {"file version", qvr(u"1.8.0_45-b13"), without(u"FullVersion"), "1.8.0_45-b13", 8,
-         "detectFullVersionFromHomeDir("},
-        {"no file", qvr(u"1.8.0_45-b13"),
-         [](Product& product) {
-             product.packageProperties.clear();
-             product.hasFiles = false;
-         },
-         "1.8.0_045", 4, "InstalledNorv(1.8.0_45|Full version unknown|QVR|64bit|"},
-        {"no version", qvr(u"1.8.0_45-b13"), fullVersion(u"1.8"), "1.8.0_45-b13", 8,
-         "Failed to parse [1.8] version string. The string is too short' caught"},
-        {"other family", qvr(u"1.8.0_45-b13"), fullVersion(u"1.7.0_80-b15"), "1.7.0_80-b15", 8,
+        {legacy, nullptr, {}, "1.8.0_45-b13/8", "detectFullVersionFromMsi("},
+        {legacy, u"", {}, "1.8.0_45-b13/8", "detectFullVersionFromHomeDir("},
+        {legacy,
+         u"1.8",
+         {},
+         "1.8.0_45-b13/8",
+         "[1.8] version string. The string is too short' caught"},
+        {legacy,
+         u"1.7.0_80-b15",
+         {},
+         "1.7.0_80-b15/8",
          "{26A24AE4-039D-4CA4-87B4-2F64180045F0}: Given version is [1.8.0_045]; Value of "
          "\"FullVersion\" MSI property is [1.7.0_80-b15]. Should have the same family."},
-        {"manifest", qvr(u"1.8.0_45-b13"), manifest(u"1.8.0_301-b09"), "1.8.0_301-b09", 8,
+        {legacy, nullptr, u"1.8.0_301-b09", "1.8.0_301-b09/8",
          " Detected version mapping from 1.8.0_045 to 1.8.0_301-b09 in "
          "{26A24AE4-039D-4CA4-87B4-2F64180045F0} Norv installation."},
-        {"same manifest", qvr(u"1.8.0_45-b13"), manifest(u"1.8.0_45-b99"), "1.8.0_45-b13", 8,
-         nullptr},
-        {"bad manifest", qvr(u"1.8.0_45-b13"), manifest(u"next"), "1.8.0_45-b13", 8,
-         "Number of unrecognized characters is 4"},
-        {"kit's manifest", qvk(u"1.8.0-b13"), manifest(u"1.9.0-b1"), "1.8.0-b13", 8, nullptr},
-        {"Zentra's manifest", qvr(u"11.0.2+9"), manifest(u"17"), "11.0.2+9", 8,
-         "unknown version tag"},
-        {"nothing of Zentra", qvr(u"11.0.2+9"), without(u"FullVersion"), "", 0,
-         "unknown version tag"},
-        {"graphics", gfx(u"2.2.0"), without(u"FullVersion"), "2.2.0", 8, nullptr},
+        {legacy, nullptr, u"1.8.0_45-b99", "1.8.0_45-b13/8", ""},
+        {legacy, nullptr, u"next", "1.8.0_45-b13/8", "Number of unrecognized characters is 4"},
+        {qvk(u"1.8.0-b13"), nullptr, u"1.9.0-b1", "1.8.0-b13/8", ""},
+        {zentra, nullptr, u"17", "11.0.2+9/8", "unknown version tag"},
+        {zentra, u"", {}, "/8", "unknown version tag"},
+        {gfx(u"2.2.0"), u"", {}, "2.2.0/8", ""},
+    };
+    const auto version = [&](const Product& product) {
+        const InstalledNorv found = detectOne(product);
+        return toUtf8(sourceText(found.version)) + "/" + std::to_string(found.version.precision());
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
         Product product = c.product;
-        c.change(product);
-        const InstalledNorv found = detectOne(product);
-        EXPECT_EQ(toUtf8(sourceText(found.version)), c.version);
-        if (*c.version != '\0') {
-            EXPECT_EQ(found.version.precision(), c.precision);
+        if (c.fullVersion != nullptr) {
+            product.packageProperties[u"FullVersion"] = c.fullVersion;
         }
-        if (c.record != nullptr) {
-            EXPECT_TRUE(logMentions(machine, c.record));
-        }
+        product.manifestVersion = c.manifest;
+        EXPECT_EQ(version(product), c.version);
+        EXPECT_TRUE(logMentions(machine, c.record)) << c.record;
         clearLog(machine);
     }
+    Product other = legacy;
+    other.packageProperties = {{u"QVK_VERSION", u"1.8.0_45-b14"}};
+    EXPECT_EQ(version(other), "1.8.0_45-b14/8");
+    other.packageProperties.clear();
+    other.hasFiles = false;
+    EXPECT_EQ(version(other), "1.8.0_045/4");
+    EXPECT_TRUE(logMentions(machine, "InstalledNorv(1.8.0_45|Full version unknown|QVR|64bit|"));
 }
 
 TEST_F(Detection, GoesOnWhenAPackageOrAnArchiveIsDamaged) {
+    const Product product = qvr(u"1.8.0_45-b13");
     const struct {
-        const char* name;
-        std::function<void(simulated::Package&, const Product&)> damage;
+        std::function<void(simulated::Package&)> damage;
+        const char* version;
         const char* record;
     } cases[] = {
-        {"locked package", [](auto& package, auto&) { package.unreadable(1627); },
+        {[](auto& package) { package.unreadable(1627); }, "1.8.0_45-b13",
          ", MSIDBOPEN_READONLY) failed. MSI error [1627]"},
-        {"no archive",
-         [&](auto& package, const Product& product) {
+        {[&](auto&) { machine.volumes.addFile(product.homeDir + u"\\lib\\rt.vkr", "no archive"); },
+         "1.8.0_45-b13", "ZIP_Open("},
+        {[&](auto& package) {
              package = {};
-             package.table(u"Property", {u"Property", u"Value"});
-             machine.volumes.addFile(product.homeDir + u"\\lib\\rt.vkr", "no archive");
-         },
-         "ZIP_Open("},
-        {"odd launcher",
-         [&](auto& package, const Product& product) {
-             package = {};
-             package.table(u"Property", {u"Property", u"Value"});
              machine.volumes.setVersion(product.homeDir + u"\\bin\\norv.exe", 8, 1, 450, 13);
          },
-         "\\bin\\norv.exe is [8.1.450.13]. Unexpected components in file version."},
+         "1.8.0_45", "\\bin\\norv.exe is [8.1.450.13]. Unexpected components in file version."},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        const Product product = qvr(u"1.8.0_45-b13");
         products::install(machine, product);
-        c.damage(machine.installer.product(product.code)->package, product);
+        c.damage(machine.installer.product(product.code)->package);
         const auto found = detect();
         ASSERT_EQ(found.size(), 1u);
-        const bool isFull = std::string(c.name) != "odd launcher";
-        EXPECT_EQ(toUtf8(toString(found[0].version)), isFull ? "1.8.0_45-b13" : "1.8.0_45");
-        EXPECT_TRUE(logMentions(machine, c.record));
+        EXPECT_EQ(toUtf8(toString(found[0].version)), c.version);
+        EXPECT_TRUE(logMentions(machine, c.record)) << c.record;
         products::uninstall(machine, product);
         clearLog(machine);
     }

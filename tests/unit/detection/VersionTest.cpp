@@ -119,23 +119,6 @@ TEST(NorvVersion, RefusesTheRest) {
               std::string::npos);
 }
 
-TEST(NorvVersion, StaysLinearInLongTexts) {
-    constexpr std::size_t kLength = 100'000;
-    // Each shape makes a different scan walk the whole text.
-    for (const char* unit : {"-", "-b1x", ".", "0", "+", "1."}) {
-        for (const char* head : {"1.8.0_45", "11"}) {
-            std::string text = head;
-            while (text.size() < kLength) {
-                text += unit;
-            }
-            try {
-                norv(text);
-            } catch (const std::runtime_error&) {
-            }
-        }
-    }
-}
-
 TEST(NorvVersion, IsOrderedAcrossSchemes) {
     const std::vector<Base> rising = {Base::unknown(),
                                       Base(),

@@ -32,7 +32,7 @@ tstring updaterFolder() {
 }
 
 bool fileExists(const tstring& path) {
-    if (GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) {
+    if (FileUtils::exists(path)) {
         return true;
     }
     LOG_WARNING("au::`anonymous-namespace'::fileExists",
