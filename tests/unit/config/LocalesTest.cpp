@@ -31,7 +31,7 @@ TEST(Locales, TheFirstSupportedPreferredLanguageDecides) {
                  {{u"0404"}, "en"},
                  {{u"0407", u"0007"}, "en"},
                  {{}, "en"},
-                 {{u"0", u"-0001", u"+0X11"}, "ja"},
+                 {{u"0", u"-0001", u" +0X11"}, "ja"},
                  {{u"-ffef"}, "ja"}};
     for (const auto& c : cases) {
         simulated::Machine machine;
