@@ -14,6 +14,9 @@ using tstring = std::basic_string<TCHAR>;
 /// Microsoft's documentation the simulated machine was made.
 bool isWine();
 
+/// Sets a variable of the process; a null value takes it away.
+void setVariable(const TCHAR* name, const TCHAR* value);
+
 /// What a shell link's file holds.
 struct SavedLink {
     tstring target;

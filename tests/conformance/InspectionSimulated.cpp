@@ -15,6 +15,13 @@ bool isWine() {
     return false;
 }
 
+void setVariable(const TCHAR* name, const TCHAR* value) {
+    machine().facts.environment.erase(name);
+    if (value != nullptr) {
+        machine().facts.environment.emplace(name, value);
+    }
+}
+
 SavedLink savedLink(const tstring& path) {
     const simulated::ShellLink link = machine().shell.link(path).value();
     return {link.target, link.arguments, link.description, link.icon, link.iconIndex};

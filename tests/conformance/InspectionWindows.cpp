@@ -33,6 +33,10 @@ bool isWine() {
     return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
 }
 
+void setVariable(const TCHAR* name, const TCHAR* value) {
+    SetEnvironmentVariableW(name, value);
+}
+
 SavedLink savedLink(const tstring& path) {
     auto* const link = load<IShellLinkW>(CLSID_ShellLink, IID_IShellLinkW, path);
     SavedLink saved;

@@ -33,7 +33,7 @@ TEST(SystemTest, VariablesAreReadInTheirLength) {
     SetLastError(0);
     EXPECT_EQ(GetEnvironmentVariableW(name, buffer, 8), 0u);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_ENVVAR_NOT_FOUND});
-    ASSERT_TRUE(SetEnvironmentVariableW(name, _T("value")));
+    setVariable(name, _T("value"));
     const struct {
         DWORD size;
         DWORD result;
@@ -43,11 +43,11 @@ TEST(SystemTest, VariablesAreReadInTheirLength) {
             << one.size;
     }
     EXPECT_EQ(tstring(buffer), _T("value"));
-    ASSERT_TRUE(SetEnvironmentVariableW(name, _T("")));
+    setVariable(name, _T(""));
     SetLastError(0);
     EXPECT_EQ(GetEnvironmentVariableW(name, buffer, 8), 0u);
     EXPECT_NE(GetLastError(), DWORD{ERROR_ENVVAR_NOT_FOUND});
-    EXPECT_TRUE(SetEnvironmentVariableW(name, nullptr));
+    setVariable(name, nullptr);
     EXPECT_EQ(GetEnvironmentVariableW(name, buffer, 8), 0u);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_ENVVAR_NOT_FOUND});
 }
@@ -82,12 +82,12 @@ TEST(SystemTest, TheTemporaryDirectoryIsTheVariables) {
     GetEnvironmentVariableW(_T("TMP"), old, MAX_PATH);
     for (const TCHAR* const value :
          {_T("C:\\windows"), _T("C:\\windows\\"), _T("C:/windows/temp/..")}) {
-        SetEnvironmentVariableW(_T("TMP"), value);
+        setVariable(_T("TMP"), value);
         TCHAR buffer[MAX_PATH] = {};
         EXPECT_EQ(GetTempPathW(MAX_PATH, buffer), 11u);
         EXPECT_EQ(tstring(buffer), _T("C:\\windows\\"));
     }
-    SetEnvironmentVariableW(_T("TMP"), old[0] == 0 ? nullptr : old);
+    setVariable(_T("TMP"), old[0] == 0 ? nullptr : old);
 }
 
 TEST(SystemTest, ModulesAreKnownByNameAndByAddress) {

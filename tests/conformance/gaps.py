@@ -1,22 +1,22 @@
-"""Compares the functions that the simulated machine declares with those that the library calls and those that the
+"""Compares what the simulated machine declares with what the library, its tools and its tests use and with what the
 conformance suite covers.
 
     gaps.py root
 
-Prints each gap and fails if there is one: what is declared and neither called by the library nor needed by a test, and
-what is called and in no conformance test.
+Prints each gap and fails if there is one: a function that nobody but the machine's own tests calls, one that the
+library calls and no conformance test does, and a constant or type that nobody names.
 """
 
+import collections
 import pathlib
 import re
 import sys
 
-DECLARATION = re.compile(r"(?:WINAPI|STDMETHODCALLTYPE)\s+(\w+)\(|^[\w:]+[ *]+\*?(_?\w+)\([^{};]*\)[^{};]*;", re.M)
-# Declared for the sake of others: every interface has them, and callers reach them through the first release.
-INTERFACE = {"AddRef"}
-
-
+FUNCTION = re.compile(r"(?:WINAPI|STDMETHODCALLTYPE)\s+(\w+)\(|^[\w:]+[ *]+\*?(_?\w+)\([^{};]*\)[^{};]*;", re.M)
+NAME = re.compile(r"^#define (\w+)|^using (\w+) =|^(?:struct|enum|union) (\w+)|^    (\w+) = [^;]*,$", re.M)
 ALIAS = re.compile(r"^#define (_\w+) (_\w+)$", re.M)
+# Every interface has it; callers reach it through the first release.
+INTERFACE = {"AddRef"}
 
 
 def code(path):
@@ -26,24 +26,30 @@ def code(path):
     return text
 
 
-def words(folder):
-    found = set()
-    for path in folder.rglob("*"):
-        if path.suffix in (".cpp", ".h") and "simulated" not in path.parts:
-            found |= set(re.findall(r"\w+", code(path)))
-    return found
+def words(*folders, without=()):
+    paths = [path for folder in folders for path in folder.rglob("*") if path.suffix in (".cpp", ".h")]
+    return {
+        word for path in paths if not set(without) & set(path.parts) for word in re.findall(r"\w+", code(path))
+    }
+
+
+def names(pattern, text):
+    return {name for found in pattern.findall(text) for name in found if name}
 
 
 def main(root):
-    declared = set()
-    for header in (root / "platform" / "simulated" / "include").rglob("*.h"):
-        declared |= {name for pair in DECLARATION.findall(code(header)) for name in pair if name}
+    machine = root / "platform" / "simulated"
+    headers = "\n".join(code(path) for path in (machine / "include").rglob("*.h"))
+    functions = names(FUNCTION, headers)
     called = words(root / "src")
+    needed = called | words(root / "tools", root / "tests", without=("conformance", "simulated")) | INTERFACE
     covered = words(root / "tests" / "conformance")
-    needed = called | words(root / "tests") | words(root / "tools") | INTERFACE
-    gaps = [f"{name} is declared, and nobody calls it" for name in sorted(declared - needed)]
-    gaps += [f"{name} is called, and no conformance test covers it" for name in sorted((declared & called) - covered)]
-    print("\n".join(gaps) or f"{len(declared)} functions declared, none missing")
+    gaps = [f"{name} is declared, and nobody calls it" for name in sorted(functions - needed)]
+    gaps += [f"{name} is called, and no conformance test covers it" for name in sorted((functions & called) - covered)]
+    uses = collections.Counter(re.findall(r"\w+", headers))
+    known = needed | covered | words(machine / "machine") | {name for name, count in uses.items() if count > 1}
+    gaps += [f"{name} is declared, and nobody names it" for name in sorted(names(NAME, headers) - functions - known)]
+    print("\n".join(gaps) or f"{len(functions)} functions declared, none missing")
     return 1 if gaps else 0
 
 

@@ -19,5 +19,4 @@ struct WIN32_FIND_DATAW {
     DWORD dwFileAttributes;
     WCHAR cFileName[MAX_PATH];
 };
-using WIN32_FIND_DATA = WIN32_FIND_DATAW;
 using LPWIN32_FIND_DATAW = WIN32_FIND_DATAW*;

@@ -6,4 +6,3 @@
 using TCHAR = WCHAR;
 #define __T(text) u##text
 #define _T(text) __T(text)
-#define TEXT(text) __T(text)

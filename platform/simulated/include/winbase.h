@@ -11,7 +11,6 @@
 
 #define INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(static_cast<LONG_PTR>(-1)))
 
-
 #define GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT 0x2
 #define GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS 0x4
 #define LOAD_LIBRARY_AS_DATAFILE 0x2
@@ -21,9 +20,9 @@
 #define FORMAT_MESSAGE_FROM_HMODULE 0x0800
 #define FORMAT_MESSAGE_FROM_SYSTEM 0x1000
 
-#define FILE_MAP_WRITE SECTION_MAP_WRITE
-#define FILE_MAP_READ SECTION_MAP_READ
-#define FILE_MAP_ALL_ACCESS SECTION_ALL_ACCESS
+#define FILE_MAP_WRITE 0x0002
+#define FILE_MAP_READ 0x0004
+#define FILE_MAP_ALL_ACCESS 0x000F001F
 
 /// A recursive lock, which lies in the structure itself: one that is never deleted leaks nothing.
 struct CRITICAL_SECTION {
@@ -61,8 +60,6 @@ BOOL WINAPI CloseHandle(HANDLE handle);
 HLOCAL WINAPI LocalFree(HLOCAL memory);
 
 DWORD WINAPI GetEnvironmentVariableW(LPCWSTR name, LPWSTR buffer, DWORD size);
-/// A null value removes the variable.
-BOOL WINAPI SetEnvironmentVariableW(LPCWSTR name, LPCWSTR value);
 DWORD WINAPI GetTempPathW(DWORD size, LPWSTR buffer);
 UINT WINAPI GetSystemDirectoryW(LPWSTR buffer, UINT size);
 UINT WINAPI GetSystemWow64DirectoryW(LPWSTR buffer, UINT size);

@@ -35,7 +35,6 @@ using LPDWORD = DWORD*;
 using PDWORD = DWORD*;
 using PULONG = ULONG*;
 using PUINT = UINT*;
-using PLONG = LONG*;
 using LPSTR = char*;
 using LPCSTR = const char*;
 using PWSTR = WCHAR*;
@@ -47,8 +46,7 @@ using HANDLE = void*;
 using PHANDLE = HANDLE*;
 using HLOCAL = HANDLE;
 struct HINSTANCE__;
-using HINSTANCE = HINSTANCE__*;
-using HMODULE = HINSTANCE;
+using HMODULE = HINSTANCE__*;
 struct HRSRC__;
 using HRSRC = HRSRC__*;
 using HGLOBAL = HANDLE;
@@ -115,4 +113,3 @@ inline bool operator!=(const GUID& a, const GUID& b) { return !(a == b); }
 #define LOWORD(value) (static_cast<WORD>(static_cast<DWORD_PTR>(value) & 0xffff))
 #define HIWORD(value) (static_cast<WORD>((static_cast<DWORD_PTR>(value) >> 16) & 0xffff))
 #define MAKEINTRESOURCEW(id) (reinterpret_cast<LPWSTR>(static_cast<ULONG_PTR>(static_cast<WORD>(id))))
-#define IS_INTRESOURCE(name) ((reinterpret_cast<ULONG_PTR>(name) >> 16) == 0)

@@ -8,7 +8,6 @@
 #define PROCESSOR_ARCHITECTURE_AMD64 9
 
 #define VER_PLATFORM_WIN32_NT 2
-#define VER_NT_WORKSTATION 1
 
 struct OSVERSIONINFOW {
     DWORD dwOSVersionInfoSize;
@@ -33,8 +32,6 @@ struct OSVERSIONINFOEXW {
     BYTE wProductType;
     BYTE wReserved;
 };
-
-
 
 // Registry rights, views and value types.
 #define KEY_QUERY_VALUE 0x0001
@@ -67,23 +64,16 @@ struct OSVERSIONINFOEXW {
 
 // Shared memory.
 #define PAGE_READWRITE 0x04
-#define SECTION_MAP_WRITE 0x0002
-#define SECTION_MAP_READ 0x0004
-#define SECTION_ALL_ACCESS 0x000F001F
 
 // Security identifiers.
 #define SID_REVISION 1
 #define SID_MAX_SUB_AUTHORITIES 15
 #define SECURITY_MAX_SID_SIZE 68
 
-struct SID_IDENTIFIER_AUTHORITY {
-    BYTE Value[6];
-};
-
 struct SID {
     BYTE Revision;
     BYTE SubAuthorityCount;
-    SID_IDENTIFIER_AUTHORITY IdentifierAuthority;
+    BYTE IdentifierAuthority[6];
     DWORD SubAuthority[1];
 };
 using PSID = PVOID;
@@ -104,13 +94,11 @@ enum TOKEN_INFORMATION_CLASS { TokenUser = 1, TokenGroups = 2, TokenElevation = 
 struct TOKEN_USER {
     SID_AND_ATTRIBUTES User;
 };
-using PTOKEN_USER = TOKEN_USER*;
 
 struct TOKEN_GROUPS {
     DWORD GroupCount;
     SID_AND_ATTRIBUTES Groups[1];
 };
-using PTOKEN_GROUPS = TOKEN_GROUPS*;
 
 struct TOKEN_ELEVATION {
     DWORD TokenIsElevated;
@@ -118,12 +106,11 @@ struct TOKEN_ELEVATION {
 
 // Security descriptors, self-relative.
 using PSECURITY_DESCRIPTOR = PVOID;
-using SECURITY_DESCRIPTOR_CONTROL = WORD;
 
 struct SECURITY_DESCRIPTOR_RELATIVE {
     BYTE Revision;
     BYTE Sbz1;
-    SECURITY_DESCRIPTOR_CONTROL Control;
+    WORD Control;
     DWORD Owner;  ///< offsets from the start, 0 for none
     DWORD Group;
     DWORD Sacl;

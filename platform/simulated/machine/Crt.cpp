@@ -42,40 +42,29 @@ bool CrtFiles::close(int file) {
 }
 
 int errnoOf(DWORD status) {
-    switch (status) {
-        case ERROR_SUCCESS:
-            return 0;
-        case ERROR_FILE_NOT_FOUND:
-        case ERROR_PATH_NOT_FOUND:
-        case ERROR_INVALID_DRIVE:
-        case ERROR_NO_MORE_FILES:
-        case ERROR_BAD_NETPATH:
-        case ERROR_INVALID_NAME:
-        case ERROR_BAD_PATHNAME:
-        case ERROR_FILENAME_EXCED_RANGE:
-            return ENOENT;
-        case ERROR_ACCESS_DENIED:
-        case ERROR_SHARING_VIOLATION:
-        case ERROR_WRITE_PROTECT:
-        case ERROR_WRITE_FAULT:
-        case ERROR_READ_FAULT:
-            return EACCES;
-        case ERROR_INVALID_HANDLE:
-            return EBADF;
-        case ERROR_NOT_ENOUGH_MEMORY:
-            return ENOMEM;
-        case ERROR_FILE_EXISTS:
-        case ERROR_ALREADY_EXISTS:
-            return EEXIST;
-        case ERROR_DISK_FULL:
-            return ENOSPC;
-        case ERROR_DIR_NOT_EMPTY:
-            return ENOTEMPTY;
-        case ERROR_INSUFFICIENT_BUFFER:
-            return ERANGE;
-        default:
-            return EINVAL;
-    }
+    static const std::map<DWORD, int> kNumbers = {
+        {ERROR_SUCCESS, 0},
+        {ERROR_INVALID_HANDLE, EBADF},
+        {ERROR_NOT_ENOUGH_MEMORY, ENOMEM},
+        {ERROR_DISK_FULL, ENOSPC},
+        {ERROR_DIR_NOT_EMPTY, ENOTEMPTY},
+        {ERROR_INSUFFICIENT_BUFFER, ERANGE},
+        {ERROR_FILE_EXISTS, EEXIST},
+        {ERROR_ALREADY_EXISTS, EEXIST},
+        {ERROR_FILE_NOT_FOUND, ENOENT},
+        {ERROR_PATH_NOT_FOUND, ENOENT},
+        {ERROR_BAD_NETPATH, ENOENT},
+        {ERROR_INVALID_NAME, ENOENT},
+        {ERROR_BAD_PATHNAME, ENOENT},
+        {ERROR_FILENAME_EXCED_RANGE, ENOENT},
+        {ERROR_ACCESS_DENIED, EACCES},
+        {ERROR_SHARING_VIOLATION, EACCES},
+        {ERROR_WRITE_PROTECT, EACCES},
+        {ERROR_WRITE_FAULT, EACCES},
+        {ERROR_READ_FAULT, EACCES},
+    };
+    const auto found = kNumbers.find(status);
+    return found == kNumbers.end() ? EINVAL : found->second;
 }
 
 namespace {

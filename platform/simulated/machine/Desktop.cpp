@@ -11,16 +11,9 @@ extern "C" {
 int WINAPI MessageBoxW(HWND, LPCWSTR text, LPCWSTR caption, UINT type) {
     return call("MessageBoxW", ERROR_INVALID_WINDOW_HANDLE, [&] {
         Desktop& desktop = Machine::current().desktop;
-        const MessageBox box{std::u16string(argument(text)), std::u16string(argument(caption)),
-                             type};
-        desktop.messageBoxes.push_back(box);
-        if (!desktop.hasDisplay) {
-            return 0;
-        }
-        if (desktop.onMessageBox) {
-            desktop.onMessageBox(box);
-        }
-        return IDOK;
+        desktop.messageBoxes.push_back(
+            {std::u16string(argument(text)), std::u16string(argument(caption)), type});
+        return desktop.hasDisplay ? IDOK : 0;
     });
 }
 

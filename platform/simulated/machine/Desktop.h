@@ -3,7 +3,6 @@
 
 #include <windef.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -31,8 +30,6 @@ struct Desktop {
     bool hasDisplay = true;
     /// A window hangs: SendMessageTimeoutW fails with ERROR_TIMEOUT.
     bool hangs = false;
-    /// Runs while a box stands, on the thread that shows it.
-    std::function<void(const MessageBox&)> onMessageBox;
 
     /// What was asked for, also without a display.
     std::vector<MessageBox> messageBoxes;

@@ -52,17 +52,4 @@ Facts::Facts() {
     };
 }
 
-std::optional<std::u16string> Facts::variable(std::u16string_view name) const {
-    if (const auto changed = processEnvironment.find(name); changed != processEnvironment.end()) {
-        return changed->second;
-    }
-    const auto found = environment.find(name);
-    return found == environment.end() ? std::nullopt : std::optional(found->second);
-}
-
-void Facts::endProcess() {
-    processEnvironment.clear();
-    threadIds.clear();
-}
-
 }  // namespace simulated

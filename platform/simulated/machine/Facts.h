@@ -4,9 +4,7 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -22,9 +20,6 @@ public:
     /// The local time is the machine's only one: its time zone is UTC.
     void set(const SYSTEMTIME& time);
     SYSTEMTIME localTime() const;
-    /// Hundreds of nanoseconds since 1601, as file times count.
-    std::uint64_t fileTime() const { return fileTime_; }
-
     /// Milliseconds since Windows started; GetTickCount gives the low 32 bits.
     std::uint64_t ticks() const { return ticks_; }
     void setTicks(std::uint64_t ticks) { ticks_ = ticks; }
@@ -32,7 +27,7 @@ public:
     void advance(std::uint64_t milliseconds);
 
 private:
-    std::uint64_t fileTime_ = 0;
+    std::uint64_t fileTime_ = 0;  ///< hundreds of nanoseconds since 1601
     std::uint64_t ticks_ = 3600000;
 };
 
@@ -40,9 +35,6 @@ struct WindowsVersion {
     std::uint32_t major = 10;
     std::uint32_t minor = 0;
     std::uint32_t build = 19045;
-    std::uint16_t servicePack = 0;
-    std::u16string servicePackText;
-    std::uint8_t productType = 1;  ///< VER_NT_WORKSTATION
 };
 
 struct Facts {
@@ -69,22 +61,14 @@ struct Facts {
     std::uint32_t processId = 4120;
     std::uint32_t threadId = 4124;  ///< of the first thread that asks; each further one has 4 more
 
-    /// The environment that a process starts with; its own changes end with it.
+    /// The environment of the process.
     NameMap<std::u16string> environment;
 
     Facts();
 
     bool isWow64() const { return is64BitSystem && !is64BitProcess; }
 
-    /// A variable as the process sees it now.
-    std::optional<std::u16string> variable(std::u16string_view name) const;
-
-    /// Takes back what the process changed; threads are numbered anew.
-    void endProcess();
-
-    // Of the functions that serve the process.
-    NameMap<std::optional<std::u16string>> processEnvironment;  ///< no value: removed
-    std::map<std::thread::id, std::uint32_t> threadIds;
+    std::map<std::thread::id, std::uint32_t> threadIds;  ///< of the functions that serve it
 };
 
 }  // namespace simulated

@@ -20,6 +20,18 @@ bool isShortPart(std::u16string_view part) {
     });
 }
 
+/// Whether a name has the form 8.3 already and so is its own short name.
+bool isShortName(std::u16string_view name) {
+    const std::size_t dot = name.find(u'.');
+    if (dot == std::u16string_view::npos) {
+        return name.size() <= kMostBaseUnits && isShortPart(name);
+    }
+    const std::u16string_view base = name.substr(0, dot);
+    const std::u16string_view extension = name.substr(dot + 1);
+    return !base.empty() && base.size() <= kMostBaseUnits && isShortPart(base) &&
+           !extension.empty() && extension.size() <= kMostExtensionUnits && isShortPart(extension);
+}
+
 /// The letters of a long name that its short name is made of.
 std::u16string shortLetters(std::u16string_view part, std::size_t most) {
     std::u16string letters;
@@ -131,17 +143,6 @@ bool FileNode::isForAdministrators() const {
 
 std::u16string FileNode::path() const {
     return parent == nullptr ? name : parent->path() + u"\\" + name;
-}
-
-bool isShortName(std::u16string_view name) {
-    const std::size_t dot = name.find(u'.');
-    if (dot == std::u16string_view::npos) {
-        return name.size() <= kMostBaseUnits && isShortPart(name);
-    }
-    const std::u16string_view base = name.substr(0, dot);
-    const std::u16string_view extension = name.substr(dot + 1);
-    return !base.empty() && base.size() <= kMostBaseUnits && isShortPart(base) &&
-           !extension.empty() && extension.size() <= kMostExtensionUnits && isShortPart(extension);
 }
 
 std::u16string substituteName(std::string_view reparse) {

@@ -66,9 +66,6 @@ struct FileNode {
     std::u16string path() const;
 };
 
-/// Whether a name has the form 8.3 already and so is its own short name.
-bool isShortName(std::u16string_view name);
-
 /// The substitute name of a mount point or symbolic link, as it stands in the buffer; empty if the
 /// buffer is no such link or is broken.
 std::u16string substituteName(std::string_view reparse);

@@ -105,7 +105,6 @@ int Installer::sendMessage(UINT type, const std::u16string& text) const {
 }
 
 UINT Installer::configure(const ConfigureCall& call) {
-    configureCalls_.push_back(call);
     if (onConfigure) {
         return onConfigure(call);
     }

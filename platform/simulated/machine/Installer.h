@@ -47,7 +47,6 @@ struct ConfigureCall {
     std::u16string commandLine;
     INSTALLUILEVEL uiLevel;
     std::u16string logFile;
-    bool hasHandler;
 };
 
 /// An object behind an MSIHANDLE.
@@ -109,8 +108,6 @@ public:
 
     // Operations on products.
 
-    /// The calls of MsiConfigureProductExW.
-    const std::vector<ConfigureCall>& configureCalls() const { return configureCalls_; }
     /// Decides what MsiConfigureProductExW does to a product and gives its status. Without one the
     /// product goes if it is to be absent, and the status is 0.
     std::function<UINT(const ConfigureCall&)> onConfigure;
@@ -156,7 +153,6 @@ private:
     std::map<MSIHANDLE, std::shared_ptr<MsiObject>> handles_;
     MSIHANDLE nextHandle_ = 1;
     std::vector<std::u16string> log_;
-    std::vector<ConfigureCall> configureCalls_;
     ProcessSettings settings_;
 };
 

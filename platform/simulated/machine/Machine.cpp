@@ -1,7 +1,6 @@
 #include "simulated/machine/Machine.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace simulated {
 
@@ -17,7 +16,7 @@ Machine::~Machine() = default;
 void Machine::endProcess() {
     handles.closeAll();
     crt.endProcess();
-    facts.endProcess();
+    facts.threadIds.clear();
     modules.endProcess();
     sharedMemory.endProcess();
     installer.endProcess();
@@ -55,27 +54,12 @@ Machine& Machine::current() {
     return machine;
 }
 
-Running::Running(Machine& machine) : previous_(running) { running = &machine; }
+Running::Running(Machine& machine) : previous_(running) {
+    running = &machine;
+}
 
-Running::~Running() { running = previous_; }
-
-std::vector<std::string> differences(const Machine& first, const Machine& second) {
-    const std::vector<std::string> before = first.describe();
-    const std::vector<std::string> after = second.describe();
-    std::vector<std::string> missing;
-    std::vector<std::string> added;
-    std::set_difference(before.begin(), before.end(), after.begin(), after.end(),
-                        std::back_inserter(missing));
-    std::set_difference(after.begin(), after.end(), before.begin(), before.end(),
-                        std::back_inserter(added));
-    std::vector<std::string> result;
-    for (const std::string& fact : missing) {
-        result.push_back("- " + fact);
-    }
-    for (const std::string& fact : added) {
-        result.push_back("+ " + fact);
-    }
-    return result;
+Running::~Running() {
+    running = previous_;
 }
 
 }  // namespace simulated

@@ -79,8 +79,4 @@ private:
     Machine* previous_;
 };
 
-/// The facts that differ between two machines: "- " in front of those of the first alone, "+ " in
-/// front of those of the second alone. Empty when the machines are alike.
-std::vector<std::string> differences(const Machine& first, const Machine& second);
-
 }  // namespace simulated

@@ -2,8 +2,8 @@
 
 #include "simulated/machine/Modules.h"
 
-#include <algorithm>
 #include <array>
+#include <utility>
 
 #include "simulated/machine/Facts.h"
 #include "simulated/machine/SystemTexts.h"
@@ -17,62 +17,30 @@ constexpr std::array<std::u16string_view, 12> kLibraries = {
     u"msvcrt.dll",   u"ntdll.dll",    u"ole32.dll",  u"oleaut32.dll",
     u"shell32.dll",  u"shlwapi.dll",  u"user32.dll", u"version.dll"};
 
-constexpr std::array<std::string_view, 11> kAdvapi32 = {
-    "ConvertSidToStringSidW",
-    "ConvertStringSecurityDescriptorToSecurityDescriptorW",
-    "ConvertStringSidToSidW",
-    "CopySid",
-    "EqualSid",
-    "GetFileSecurityW",
-    "GetLengthSid",
-    "GetTokenInformation",
-    "IsValidSid",
-    "OpenProcessToken",
-    "SetFileSecurityW"};
+/// How the functions begin that a library exports; the first that fits goes.
+constexpr std::pair<std::string_view, std::u16string_view> kExports[] = {
+    {"Reg", u"advapi32.dll"},        {"Convert", u"advapi32.dll"},
+    {"CopySid", u"advapi32.dll"},    {"EqualSid", u"advapi32.dll"},
+    {"GetToken", u"advapi32.dll"},   {"OpenPro", u"advapi32.dll"},
+    {"SetFileSec", u"advapi32.dll"}, {"Msi", u"msi.dll"},
+    {"Rtl", u"ntdll.dll"},           {"Path", u"shlwapi.dll"},
+    {"SHDeleteKey", u"shlwapi.dll"}, {"SH", u"shell32.dll"},
+    {"CommandLine", u"shell32.dll"}, {"CoCreate", u"ole32.dll"},
+    {"CoInit", u"ole32.dll"},        {"CoUninit", u"ole32.dll"},
+    {"IIDFrom", u"ole32.dll"},       {"StringFromGUID", u"ole32.dll"},
+    {"Sys", u"oleaut32.dll"},        {"GetErrorInfo", u"oleaut32.dll"},
+    {"Ver", u"version.dll"},         {"GetFileVersion", u"version.dll"},
+    {"Message", u"user32.dll"},      {"Send", u"user32.dll"},
+};
 
-constexpr std::array<std::string_view, 2> kUser32 = {"MessageBoxW", "SendMessageTimeoutW"};
-constexpr std::array<std::string_view, 2> kOle32 = {"IIDFromString", "StringFromGUID2"};
-
-template <std::size_t n>
-bool holds(const std::array<std::string_view, n>& names, std::string_view name) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-}
-
-bool isUpper(char c) {
-    return c >= 'A' && c <= 'Z';
-}
-
-/// The library that exports a function on Windows. A few families of names tell most of it.
+/// The library that exports a function on Windows: a small letter begins one of the C run-time.
 std::u16string_view libraryOf(std::string_view function) {
-    if (function.starts_with("Reg") || holds(kAdvapi32, function)) {
-        return u"advapi32.dll";
+    for (const auto& [start, library] : kExports) {
+        if (function.starts_with(start)) {
+            return library;
+        }
     }
-    if (function.starts_with("Msi")) {
-        return u"msi.dll";
-    }
-    if (function.starts_with("Rtl")) {
-        return u"ntdll.dll";
-    }
-    if (function.starts_with("Path") || function == "SHDeleteKeyW") {
-        return u"shlwapi.dll";
-    }
-    if (function.starts_with("SH") || function == "CommandLineToArgvW") {
-        return u"shell32.dll";
-    }
-    if ((function.starts_with("Co") && function.size() > 2 && isUpper(function[2])) ||
-        holds(kOle32, function)) {
-        return u"ole32.dll";
-    }
-    if (function.starts_with("Sys") || function == "GetErrorInfo") {
-        return u"oleaut32.dll";
-    }
-    if (function.starts_with("GetFileVersionInfo") || function.starts_with("Ver")) {
-        return u"version.dll";
-    }
-    if (holds(kUser32, function)) {
-        return u"user32.dll";
-    }
-    return !function.empty() && isUpper(function[0]) ? u"kernel32.dll" : u"msvcrt.dll";
+    return function >= "A" && function < "[" ? u"kernel32.dll" : u"msvcrt.dll";
 }
 
 /// The file name that a library is asked for by: with ".dll" where there is no extension.

@@ -4,34 +4,6 @@
 
 namespace simulated {
 
-namespace {
-
-/// The number that a text of digits alone writes.
-std::optional<std::size_t> fieldNumber(const std::u16string& text) {
-    if (text.empty() || text.size() > 5) {
-        return std::nullopt;
-    }
-    std::size_t number = 0;
-    for (const char16_t digit : text) {
-        if (digit < u'0' || digit > u'9') {
-            return std::nullopt;
-        }
-        number = number * 10 + (digit - u'0');
-    }
-    return number;
-}
-
-std::u16string bracketValue(const std::u16string& name, const MsiRecord& record,
-                            const InstallSession& session) {
-    if (const auto number = fieldNumber(name)) {
-        return *number <= record.count() ? record.fields[*number] : std::u16string();
-    }
-    const auto property = session.properties.find(name);
-    return property == session.properties.end() ? std::u16string() : property->second;
-}
-
-}  // namespace
-
 bool MsiView::execute(const MsiRecord* parameters) {
     const std::size_t given = parameters == nullptr ? 0 : parameters->count();
     const std::size_t wanted = query_.parameterCount();
@@ -79,25 +51,18 @@ void giveText(const std::u16string& text, LPWSTR buffer, DWORD* count) {
     demand(text.size() < size, ERROR_MORE_DATA);
 }
 
-std::u16string formatRecord(const MsiRecord& record, const InstallSession& session) {
-    const std::u16string& format = record.fields[0];
-    std::u16string result;
-    if (format.empty()) {
-        for (std::size_t i = 1; i <= record.count(); ++i) {
-            result += fromUtf8(std::to_string(i)) + u": " + record.fields[i] + u" ";
+std::u16string formatRecord(const MsiRecord& record) {
+    std::u16string text = record.fields[0];
+    for (std::size_t at = 0; (at = text.find(u'[', at)) != text.npos;) {
+        const std::u16string_view marker = std::u16string_view(text).substr(at, 3);
+        const std::size_t field = marker.size() < 3 ? 0 : marker[1] - std::size_t{u'0'};
+        if (field < 1 || field > record.count() || field > 9 || marker[2] != u']') {
+            notServed("MsiProcessMessage", "the template " + toUtf8(record.fields[0]));
         }
-        return result;
+        text.replace(at, marker.size(), record.fields[field]);
+        at += record.fields[field].size();
     }
-    for (std::size_t at = 0; at < format.size();) {
-        const std::size_t end = format[at] == u'[' ? format.find(u']', at) : std::u16string::npos;
-        if (end == std::u16string::npos) {
-            result += format[at++];
-            continue;
-        }
-        result += bracketValue(format.substr(at + 1, end - at - 1), record, session);
-        at = end + 1;
-    }
-    return result;
+    return text;
 }
 
 }  // namespace simulated

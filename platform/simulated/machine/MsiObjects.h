@@ -83,8 +83,7 @@ InstallSession& openSession(MSIHANDLE handle);
 /// text that doesn't fit is cut, with its NUL, and refused with ERROR_MORE_DATA.
 void giveText(const std::u16string& text, LPWSTR buffer, DWORD* count);
 
-/// The text that a record makes by its template, as MsiFormatRecord does for "[n]" and
-/// "[property]". Without a template it lists the fields: "1: a 2: b ".
-std::u16string formatRecord(const MsiRecord& record, const InstallSession& session);
+/// The text that a record makes by its template, in which "[n]" stands for a field.
+std::u16string formatRecord(const MsiRecord& record);
 
 }  // namespace simulated

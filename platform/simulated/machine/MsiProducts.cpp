@@ -3,6 +3,7 @@
 #include <msi.h>
 
 #include <set>
+#include <utility>
 
 #include "simulated/machine/Com.h"
 #include "simulated/machine/MsiObjects.h"
@@ -85,20 +86,15 @@ UINT WINAPI MsiConfigureProductExW(LPCWSTR productCode, int level, INSTALLSTATE 
         demandCode(productCode);
         installedProduct(productCode);
         const Installer::ProcessSettings& settings = installer().settings();
-        check(installer().configure({productCode, level, state,
-                                     std::u16string(argument(commandLine)), settings.uiLevel,
-                                     settings.logFile, settings.handler != nullptr}));
+        check(
+            installer().configure({productCode, level, state, std::u16string(argument(commandLine)),
+                                   settings.uiLevel, settings.logFile}));
     });
 }
 
 INSTALLUILEVEL WINAPI MsiSetInternalUI(INSTALLUILEVEL level, HWND*) {
-    return sureCall("MsiSetInternalUI", [&] {
-        const INSTALLUILEVEL previous = installer().settings().uiLevel;
-        if (level != INSTALLUILEVEL_NOCHANGE) {
-            installer().settings().uiLevel = level;
-        }
-        return previous;
-    });
+    return sureCall("MsiSetInternalUI",
+                    [&] { return std::exchange(installer().settings().uiLevel, level); });
 }
 
 INSTALLUI_HANDLERW WINAPI MsiSetExternalUIW(INSTALLUI_HANDLERW handler, DWORD filter,

@@ -65,12 +65,12 @@ BOOL WINAPI MsiGetMode(MSIHANDLE session, MSIRUNMODE mode) {
 
 int WINAPI MsiProcessMessage(MSIHANDLE session, INSTALLMESSAGE type, MSIHANDLE record) {
     return call("MsiProcessMessage", ERROR_INVALID_HANDLE, kMessageFailed, [&] {
-        const InstallSession& found = openSession(session);
+        openSession(session);
         const auto message = msiObject<MsiRecord>(record);
         if (type != INSTALLMESSAGE_INFO) {
             notServed("MsiProcessMessage", "messages that aren't INSTALLMESSAGE_INFO");
         }
-        installer().addLogLine(formatRecord(*message, found));
+        installer().addLogLine(formatRecord(*message));
         return 0;
     });
 }

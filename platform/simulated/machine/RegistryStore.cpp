@@ -3,7 +3,6 @@
 #include "simulated/machine/RegistryStore.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <stdexcept>
 #include <utility>
@@ -26,20 +25,20 @@ std::u16string bytesText(const std::vector<std::uint8_t>& data) {
     return text;
 }
 
-std::string describeType(std::uint32_t type) {
-    constexpr std::array<const char*, 12> kNames = {"REG_NONE",
-                                                    "REG_SZ",
-                                                    "REG_EXPAND_SZ",
-                                                    "REG_BINARY",
-                                                    "REG_DWORD",
-                                                    "REG_DWORD_BIG_ENDIAN",
-                                                    "REG_LINK",
-                                                    "REG_MULTI_SZ",
-                                                    "REG_RESOURCE_LIST",
-                                                    "REG_FULL_RESOURCE_DESCRIPTOR",
-                                                    "REG_RESOURCE_REQUIREMENTS_LIST",
-                                                    "REG_QWORD"};
-    return type < kNames.size() ? kNames[type] : "type " + std::to_string(type);
+std::string describeType(std::uint32_t type){"NONE",
+                                             "SZ",
+                                             "EXPAND_SZ",
+                                             "BINARY",
+                                             "DWORD",
+                                             "DWORD_BIG_ENDIAN",
+                                             "LINK",
+                                             "MULTI_SZ",
+                                             "RESOURCE_LIST",
+                                             "FULL_RESOURCE_DESCRIPTOR",
+                                             "RESOURCE_REQUIREMENTS_LIST",
+                                             "QWORD"};
+return type < std::size(kNames) ? "REG_" + std::string(kNames[type])
+                                : "type " + std::to_string(type);
 }
 
 std::string describeData(const RegistryValue& value) {

@@ -158,14 +158,10 @@ std::optional<Bytes> parseSid(std::u16string_view text) {
     if (numbers.size() < 2 || numbers[0] > 0xFF || numbers.size() > 1 + SID_MAX_SUB_AUTHORITIES) {
         return std::nullopt;
     }
-    Bytes sid = {SID_REVISION,
-                 static_cast<std::uint8_t>(numbers.size() - 1),
-                 0,
-                 0,
-                 0,
-                 0,
-                 0,
-                 static_cast<std::uint8_t>(numbers[0])};
+    Bytes sid(8);
+    sid[0] = SID_REVISION;
+    sid[1] = static_cast<std::uint8_t>(numbers.size() - 1);
+    sid[7] = static_cast<std::uint8_t>(numbers[0]);
     std::for_each(numbers.begin() + 1, numbers.end(),
                   [&](std::uint32_t number) { append(sid, number); });
     return sid;

@@ -13,10 +13,6 @@ void SharedMemory::holdByOther(const std::string& name, std::size_t size) {
     others_[name] = block != nullptr ? block : create(name, size);
 }
 
-void SharedMemory::releaseByOther(const std::string& name) {
-    others_.erase(name);
-}
-
 std::optional<std::vector<std::uint8_t>> SharedMemory::content(const std::string& name) const {
     const std::shared_ptr<SharedBlock> block = find(name);
     return block == nullptr ? std::nullopt : std::optional(block->bytes);

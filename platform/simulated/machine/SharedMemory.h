@@ -26,9 +26,8 @@ public:
         std::function<void(const std::string& name, const std::vector<std::uint8_t>& bytes)>;
 
     /// Makes another process open the block, which creates it zeroed where it is missing, and keep
-    /// it until `releaseByOther` or a restart.
+    /// it until a restart.
     void holdByOther(const std::string& name, std::size_t size = 8);
-    void releaseByOther(const std::string& name);
 
     /// The bytes of a block, if somebody holds it; `write` is what another process would do.
     std::optional<std::vector<std::uint8_t>> content(const std::string& name) const;

@@ -1,6 +1,8 @@
 // Facts of the system and of the process: directories, environment, version, languages, time.
 #include <windows.h>
 
+#include <cstddef>
+#include <cstring>
 #include <string>
 #include <utility>
 
@@ -12,16 +14,13 @@ extern "C" LONG WINAPI RtlGetVersion(OSVERSIONINFOW* version);
 
 namespace {
 
-constexpr DWORD kLongestVariable = 32767;
-
 Facts& facts() {
     return Machine::current().facts;
 }
 
 /// A variable of the process. LocalSystem has no user's folders but those of Windows' own.
 std::optional<std::u16string> variable(std::u16string_view name) {
-    const bool isOwn = facts().processEnvironment.contains(name);
-    if (Machine::current().security.isLocalSystem() && !isOwn) {
+    if (Machine::current().security.isLocalSystem()) {
         if (sameText(name, u"TEMP") || sameText(name, u"TMP")) {
             return facts().windowsDirectory + u"\\Temp";
         }
@@ -29,7 +28,8 @@ std::optional<std::u16string> variable(std::u16string_view name) {
             return facts().systemDirectory + u"\\config\\systemprofile";
         }
     }
-    return facts().variable(name);
+    const auto found = facts().environment.find(name);
+    return found == facts().environment.end() ? std::nullopt : std::optional(found->second);
 }
 
 /// The first directory that the environment names for temporary files, as a full path.
@@ -50,14 +50,11 @@ void fillVersion(OSVERSIONINFOW& record) {
     record.dwMinorVersion = version.minor;
     record.dwBuildNumber = version.build;
     record.dwPlatformId = VER_PLATFORM_WIN32_NT;
-    copyOut(std::u16string_view(version.servicePackText).substr(0, 127), record.szCSDVersion, 128);
+    record.szCSDVersion[0] = u'\0';
     if (record.dwOSVersionInfoSize == sizeof(OSVERSIONINFOEXW)) {
         auto& whole = reinterpret_cast<OSVERSIONINFOEXW&>(record);
-        whole.wServicePackMajor = version.servicePack;
-        whole.wServicePackMinor = 0;
-        whole.wSuiteMask = 0x100;
-        whole.wProductType = version.productType;
-        whole.wReserved = 0;
+        std::memset(&whole.wServicePackMajor, 0,
+                    sizeof(whole) - offsetof(OSVERSIONINFOEXW, wServicePackMajor));
     }
 }
 
@@ -76,17 +73,6 @@ DWORD WINAPI GetEnvironmentVariableW(LPCWSTR name, LPWSTR buffer, DWORD size) {
         const std::optional<std::u16string> value = variable(argument(name));
         demand(value.has_value(), ERROR_ENVVAR_NOT_FOUND);
         return copyOut(*value, buffer, size);
-    });
-}
-
-BOOL WINAPI SetEnvironmentVariableW(LPCWSTR name, LPCWSTR value) {
-    return call("SetEnvironmentVariableW", ERROR_NOT_ENOUGH_MEMORY, [&] {
-        const std::u16string_view text = argument(name);
-        demand(!text.empty() && text.find(u'=', 1) == text.npos, ERROR_INVALID_PARAMETER);
-        demand(value != nullptr || variable(text), ERROR_ENVVAR_NOT_FOUND);
-        demand(argument(value).size() <= kLongestVariable, ERROR_INVALID_PARAMETER);
-        facts().processEnvironment[std::u16string(text)] =
-            value == nullptr ? std::nullopt : std::optional<std::u16string>(value);
     });
 }
 

@@ -314,11 +314,6 @@ std::optional<std::u16string> Volumes::junctionTarget(std::u16string_view path) 
     return name.empty() ? std::nullopt : std::optional(withoutNtPrefix(name));
 }
 
-std::u16string Volumes::shortName(std::u16string_view path) const {
-    const FileNode& node = existing(path);
-    return node.shortName.empty() ? node.name : node.shortName;
-}
-
 std::string Volumes::security(std::u16string_view path) const {
     return describeSecurity(existing(path).security);
 }

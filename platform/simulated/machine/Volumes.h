@@ -104,8 +104,6 @@ public:
     std::string reparsePoint(std::u16string_view path) const;
     /// The substitute name of a junction or symbolic link, without its "\??\".
     std::optional<std::u16string> junctionTarget(std::u16string_view path) const;
-    /// The name in the form 8.3, which is the name itself where it has that form.
-    std::u16string shortName(std::u16string_view path) const;
     /// The access list that was set on the thing, as SDDL; empty where none was.
     std::string security(std::u16string_view path) const;
     /// The full paths of all files, without directories, in order. Links are not followed.

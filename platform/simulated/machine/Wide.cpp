@@ -19,22 +19,12 @@ bool isLowSurrogate(char32_t unit) {
 }
 
 void appendUtf8(std::string& text, char32_t c) {
-    if (c < 0x80) {
-        text += static_cast<char>(c);
-        return;
+    constexpr unsigned kHeads[] = {0, 0xC0, 0xE0, 0xF0};
+    const unsigned behind = c < 0x80 ? 0 : c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
+    text += static_cast<char>(kHeads[behind] | (c >> (6 * behind)));
+    for (unsigned i = behind; i-- > 0;) {
+        text += static_cast<char>(0x80 | ((c >> (6 * i)) & 0x3F));
     }
-    if (c < 0x800) {
-        text += static_cast<char>(0xC0 | (c >> 6));
-    } else {
-        if (c < 0x10000) {
-            text += static_cast<char>(0xE0 | (c >> 12));
-        } else {
-            text += static_cast<char>(0xF0 | (c >> 18));
-            text += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-        }
-        text += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    }
-    text += static_cast<char>(0x80 | (c & 0x3F));
 }
 
 void appendUtf16(std::u16string& text, char32_t c) {

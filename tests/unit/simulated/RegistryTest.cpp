@@ -63,7 +63,7 @@ TEST_F(SimulatedRegistry, AFailedOrStoppedCallChangesNothing) {
         EXPECT_NE(RegDeleteTreeW(HKEY_CURRENT_USER, u"Software"), ERROR_SUCCESS);
     };
     for (std::uint64_t i = 1; i <= 3; ++i) {
-        machine.calls.failCall(i, ERROR_CANTOPEN);
+        machine.calls.failCall(i, ERROR_NOT_ENOUGH_MEMORY);
     }
     change();
     machine.calls.stopAtCall(1);
