@@ -14,31 +14,27 @@
 #include <cerrno>
 #include <string>
 
+#include "Inspection.h"
+
 namespace {
-
-using tstring = std::basic_string<TCHAR>;
-
-constexpr int kLogFlags = _O_WRONLY | _O_APPEND | _O_CREAT;
-constexpr int kPermissions = _S_IREAD | _S_IWRITE;
 
 class CrtTest : public testing::Test {
 protected:
     CrtTest() {
         TCHAR buffer[MAX_PATH];
         directory_ = tstring(buffer, GetTempPathW(MAX_PATH, buffer)) + _T("NorvCrt");
+        file_ = directory_ + _T("\\file");
         EXPECT_EQ(0, _wmkdir(directory_.c_str()));
     }
     ~CrtTest() override {
-        DeleteFileW(at(_T("file")).c_str());
+        DeleteFileW(file_.c_str());
         EXPECT_TRUE(RemoveDirectoryW(directory_.c_str()));
     }
 
-    tstring at(const TCHAR* name) const { return directory_ + _T("\\") + name; }
-
     std::string content() const {
         const HANDLE file =
-            CreateFileW(at(_T("file")).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                        nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+            CreateFileW(file_.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
         char buffer[100];
         DWORD done = 0;
         EXPECT_TRUE(ReadFile(file, buffer, sizeof(buffer), &done, nullptr));
@@ -47,10 +43,12 @@ protected:
     }
 
     int openLog(int& file) const {
-        return _wsopen_s(&file, at(_T("file")).c_str(), kLogFlags, _SH_DENYWR, kPermissions);
+        return _wsopen_s(&file, file_.c_str(), _O_WRONLY | _O_APPEND | _O_CREAT, _SH_DENYWR,
+                         _S_IREAD | _S_IWRITE);
     }
 
     tstring directory_;
+    tstring file_;
 };
 
 TEST_F(CrtTest, ALogIsAppendedToByOneWriter) {
@@ -75,8 +73,8 @@ TEST_F(CrtTest, ALogIsAppendedToByOneWriter) {
 }
 
 TEST_F(CrtTest, ADescriptorOwnsItsHandle) {
-    const HANDLE handle = CreateFileW(at(_T("file")).c_str(), GENERIC_READ | GENERIC_WRITE, 0,
-                                      nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE handle = CreateFileW(file_.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                      CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     const int file = _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), 0);
     ASSERT_NE(-1, file);
     EXPECT_EQ(2, _write(file, "x\n", 2));
@@ -86,31 +84,22 @@ TEST_F(CrtTest, ADescriptorOwnsItsHandle) {
 }
 
 TEST_F(CrtTest, StreamsReadAndWriteInTheirMode) {
-    const tstring path = at(_T("file"));
-    EXPECT_EQ(nullptr, _wfopen(path.c_str(), _T("rb")));
+    EXPECT_EQ(nullptr, _wfopen(file_.c_str(), _T("rb")));
     EXPECT_EQ(ENOENT, errno);
-    FILE* stream = _wfopen(path.c_str(), _T("w"));
+    FILE* stream = _wfopen(file_.c_str(), _T("w"));
     ASSERT_NE(nullptr, stream);
     EXPECT_EQ(1u, std::fwrite("1\n2\n", 4, 1, stream));
     EXPECT_EQ(0, std::fclose(stream));
-    EXPECT_EQ("1\r\n2\r\n", content());
-    const struct {
-        std::size_t size;
-        bool atEnd;
-    } kReads[] = {{100, true}, {6, false}};  // the end is met only behind the last
-    for (const auto& read : kReads) {
-        char buffer[100];
-        stream = _wfopen(path.c_str(), _T("rb"));
-        ASSERT_NE(nullptr, stream);
-        EXPECT_EQ(6u, std::fread(buffer, 1, read.size, stream));
-        EXPECT_EQ("1\r\n2\r\n", std::string(buffer, 6));
-        EXPECT_EQ(read.atEnd, std::feof(stream) != 0);
-        EXPECT_EQ(0, std::fclose(stream));
-    }
-    stream = _wfreopen(path.c_str(), _T("w"), _wfopen(path.c_str(), _T("r")));
-    ASSERT_NE(nullptr, stream);
+    char buffer[100];
+    stream = _wfopen(file_.c_str(), _T("rb"));
+    EXPECT_EQ(6u, std::fread(buffer, 1, 6, stream));
+    EXPECT_EQ("1\r\n2\r\n", std::string(buffer, 6));
+    EXPECT_FALSE(std::feof(stream)) << "the end is met only behind the last";
+    EXPECT_EQ(0u, std::fread(buffer, 1, 1, stream));
+    EXPECT_TRUE(std::feof(stream));
+    EXPECT_EQ(0, std::fclose(stream));
+    stream = _wfreopen(file_.c_str(), _T("w"), _wfopen(file_.c_str(), _T("r")));
     EXPECT_EQ(1u, std::fwrite("new\n", 4, 1, stream));
-    EXPECT_EQ(0, std::fflush(stream));
     EXPECT_EQ(0, std::fclose(stream));
     EXPECT_EQ("new\r\n", content());
 }
@@ -118,12 +107,13 @@ TEST_F(CrtTest, StreamsReadAndWriteInTheirMode) {
 TEST_F(CrtTest, DirectoriesAndErrors) {
     struct _stat64 facts = {};
     EXPECT_EQ(0, _wstat64(directory_.c_str(), &facts));
-    EXPECT_EQ(-1, _wstat64(at(_T("")).c_str(), &facts)) << "a separator at the end";
-    EXPECT_EQ(ENOENT, errno);
-    EXPECT_EQ(-1, _wstat64(at(_T("none\\x")).c_str(), &facts));
+    for (const tstring& none : {directory_ + _T("\\"), file_, file_ + _T("\\x")}) {
+        EXPECT_EQ(-1, _wstat64(none.c_str(), &facts)) << testing::PrintToString(none);
+        EXPECT_EQ(ENOENT, errno);
+    }
     EXPECT_EQ(-1, _wmkdir(directory_.c_str()));
     EXPECT_EQ(EEXIST, errno);
-    EXPECT_EQ(-1, _wmkdir(at(_T("none\\x")).c_str()));
+    EXPECT_EQ(-1, _wmkdir((file_ + _T("\\x")).c_str()));
     EXPECT_EQ(ENOENT, errno);
     TCHAR current[MAX_PATH] = {};
     ASSERT_EQ(current, _wgetcwd(current, MAX_PATH));

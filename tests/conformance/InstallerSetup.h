@@ -5,12 +5,11 @@
 #include <windows.h>
 #include <msi.h>
 #include <msiquery.h>
-#include <tchar.h>
 
 #include <string>
 #include <vector>
 
-using tstring = std::basic_string<TCHAR>;
+#include "Inspection.h"
 
 /// A table of text columns; the first is its key. An empty value is null.
 struct PackageTable {
@@ -19,17 +18,22 @@ struct PackageTable {
     std::vector<std::vector<tstring>> rows;
 };
 
-/// What a package must hold to be opened as an installation and to be installed, beside the tables
-/// of a test: the table Property with these values.
-struct PackageFacts {
-    tstring productCode;
-    tstring upgradeCode;
-    tstring productName;
-    tstring version;
-};
+inline const TCHAR* const kProductCode = _T("{0A1C5F3E-5F1B-4B7A-8C11-52A6E21D0001}");
+inline const TCHAR* const kUpgradeCode = _T("{0A1C5F3E-5F1B-4B7A-8C11-52A6E21D0002}");
 
-/// Makes a package file and gives its path. Throws std::runtime_error if it can't.
-tstring makePackage(const PackageFacts& facts, const std::vector<PackageTable>& tables);
+/// What a package must hold to be opened as an installation and to be installed.
+inline const PackageTable kProperties = {_T("Property"),
+                                         {_T("Property"), _T("Value")},
+                                         {{_T("ProductCode"), kProductCode},
+                                          {_T("UpgradeCode"), kUpgradeCode},
+                                          {_T("ProductName"), _T("Conformance")},
+                                          {_T("ProductVersion"), _T("1.2.3")},
+                                          {_T("ProductLanguage"), _T("1033")},
+                                          {_T("Manufacturer"), _T("Test")},
+                                          {_T("ALLUSERS"), _T("1")}}};
+
+/// Makes a package file with these tables beside the properties, and gives its path.
+tstring makePackage(const std::vector<PackageTable>& tables);
 
 /// Opens an installation of the package, as far as an immediate action sees it. The handle is the
 /// caller's.

@@ -107,22 +107,14 @@ void setSummary(MSIHANDLE database) {
 
 }  // namespace
 
-tstring makePackage(const PackageFacts& facts, const std::vector<PackageTable>& tables) {
+tstring makePackage(const std::vector<PackageTable>& tables) {
     TCHAR directory[MAX_PATH];
     TCHAR file[MAX_PATH];
     GetTempPathW(MAX_PATH, directory);
     GetTempFileNameW(directory, _T("msi"), 0, file);
     PMSIHANDLE database;
     check(MsiOpenDatabaseW(file, MSIDBOPEN_CREATE, &database), "MsiOpenDatabase");
-    addTable(database, {_T("Property"),
-                        {_T("Property"), _T("Value")},
-                        {{_T("ProductCode"), facts.productCode},
-                         {_T("UpgradeCode"), facts.upgradeCode},
-                         {_T("ProductName"), facts.productName},
-                         {_T("ProductVersion"), facts.version},
-                         {_T("ProductLanguage"), _T("1033")},
-                         {_T("Manufacturer"), _T("Test")},
-                         {_T("ALLUSERS"), _T("1")}}});
+    addTable(database, kProperties);
     addContents(database);
     addSequence(database);
     for (const PackageTable& table : tables) {

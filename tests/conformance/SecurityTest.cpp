@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-namespace {
+#include "Inspection.h"
 
-using tstring = std::basic_string<TCHAR>;
+namespace {
 
 /// The text of an identifier.
 tstring textOf(PSID sid) {
@@ -53,53 +53,40 @@ TEST(SecurityTest, IdentifiersGoToTextAndBack) {
     }
 }
 
-struct Entry {
-    BYTE flags;
-    DWORD mask;
-    const TCHAR* sid;
-};
-
 TEST(SecurityTest, DescriptorsAreBuiltFromTheirText) {
-    const struct {
-        const TCHAR* text;
-        std::vector<Entry> entries;
-    } kCases[] = {
-        {_T("D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;FR;;;WD)"),
-         {{0, 0x1F01FF, _T("S-1-5-18")},
-          {0, 0x1F01FF, _T("S-1-5-32-544")},
-          {0, 0x120089, _T("S-1-1-0")}}},
-        {_T("D:(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;WD)"),
-         {{3, 0x1F01FF, _T("S-1-5-18")},
-          {3, 0x1F01FF, _T("S-1-5-32-544")},
-          {3, 0x1200A9, _T("S-1-1-0")}}},
+    struct Entry {
+        BYTE flags;
+        DWORD mask;
+        const TCHAR* sid;
     };
-    for (const auto& one : kCases) {
-        SCOPED_TRACE(testing::PrintToString(tstring(one.text)));
-        PSECURITY_DESCRIPTOR descriptor = nullptr;
-        ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(one.text, SDDL_REVISION_1,
-                                                                         &descriptor, nullptr));
-        const auto* const bytes = static_cast<const BYTE*>(descriptor);
-        WORD control = 0;
-        DWORD offset = 0;
-        std::memcpy(&control, bytes + 2, sizeof(control));
-        std::memcpy(&offset, bytes + 16, sizeof(offset));
-        EXPECT_EQ(control, SE_SELF_RELATIVE | SE_DACL_PRESENT);
-        ACL list = {};
-        std::memcpy(&list, bytes + offset, sizeof(list));
-        EXPECT_EQ(list.AceCount, one.entries.size());
-        const BYTE* at = bytes + offset + sizeof(list);
-        for (const Entry& entry : one.entries) {
-            ACCESS_ALLOWED_ACE ace = {};
-            std::memcpy(&ace, at, sizeof(ace));
-            EXPECT_EQ(ace.Header.AceType, ACCESS_ALLOWED_ACE_TYPE);
-            EXPECT_EQ(ace.Header.AceFlags, entry.flags);
-            EXPECT_EQ(ace.Mask, entry.mask);
-            EXPECT_EQ(textOf(const_cast<BYTE*>(at) + 8), entry.sid);
-            at += ace.Header.AceSize;
-        }
-        EXPECT_EQ(at, bytes + offset + list.AclSize);
-        LocalFree(descriptor);
+    const std::vector<Entry> entries = {{0, 0x1F01FF, _T("S-1-5-18")},
+                                        {3, 0x120089, _T("S-1-5-32-544")},
+                                        {3, 0x1200A9, _T("S-1-1-0")}};
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(
+        _T("D:(A;;FA;;;SY)(A;OICI;FR;;;BA)(A;OICI;FRFX;;;WD)"), SDDL_REVISION_1, &descriptor,
+        nullptr));
+    const auto* const bytes = static_cast<const BYTE*>(descriptor);
+    WORD control = 0;
+    DWORD offset = 0;
+    std::memcpy(&control, bytes + 2, sizeof(control));
+    std::memcpy(&offset, bytes + 16, sizeof(offset));
+    EXPECT_EQ(control, SE_SELF_RELATIVE | SE_DACL_PRESENT);
+    ACL list = {};
+    std::memcpy(&list, bytes + offset, sizeof(list));
+    ASSERT_EQ(list.AceCount, entries.size());
+    const BYTE* at = bytes + offset + sizeof(list);
+    for (const Entry& entry : entries) {
+        ACCESS_ALLOWED_ACE ace = {};
+        std::memcpy(&ace, at, sizeof(ace));
+        EXPECT_EQ(ace.Header.AceType, ACCESS_ALLOWED_ACE_TYPE);
+        EXPECT_EQ(ace.Header.AceFlags, entry.flags);
+        EXPECT_EQ(ace.Mask, entry.mask);
+        EXPECT_EQ(textOf(const_cast<BYTE*>(at) + 8), entry.sid);
+        at += ace.Header.AceSize;
     }
+    EXPECT_EQ(at, bytes + offset + list.AclSize);
+    LocalFree(descriptor);
 }
 
 TEST(SecurityTest, ATokenTellsItsUserAndGroups) {

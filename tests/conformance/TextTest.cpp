@@ -1,5 +1,4 @@
 #include <windows.h>
-#include <shellapi.h>
 #include <tchar.h>
 #include <stdio.h>
 #include <wchar.h>
@@ -8,11 +7,9 @@
 
 #include <cstdarg>
 #include <string>
-#include <vector>
+#include "Inspection.h"
 
 namespace {
-
-using tstring = std::basic_string<TCHAR>;
 
 struct Formatted {
     int result;
@@ -77,18 +74,16 @@ TEST(TextTest, WideAndUtf8BecomeEachOther) {
         EXPECT_EQ(wideOf(CP_UTF8, one.text), one.wide);
         const auto length = static_cast<int>(one.wide.size());
         const auto expected = static_cast<int>(one.text.size());
-        EXPECT_EQ(
-            WideCharToMultiByte(CP_UTF8, 0, one.wide.data(), length, nullptr, 0, nullptr, nullptr),
-            expected);
         char buffer[12] = {};
-        EXPECT_EQ(
-            WideCharToMultiByte(CP_UTF8, 0, one.wide.data(), length, buffer, 12, nullptr, nullptr),
-            expected);
-        EXPECT_EQ(std::string(buffer, one.text.size()), one.text);
-        EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, one.wide.data(), length, buffer, expected - 1,
-                                      nullptr, nullptr),
-                  0);
+        const auto narrow = [&](int size) {
+            return WideCharToMultiByte(CP_UTF8, 0, one.wide.data(), length, buffer, size, nullptr,
+                                       nullptr);
+        };
+        EXPECT_EQ(narrow(0), expected);
+        EXPECT_EQ(narrow(expected - 1), 0);
         EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
+        EXPECT_EQ(narrow(12), expected);
+        EXPECT_EQ(std::string(buffer, one.text.size()), one.text);
     }
     TCHAR ended[4] = {};
     EXPECT_EQ(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, "abc", -1, ended, 4), 4);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 
@@ -25,20 +26,21 @@ std::u16string bytesText(const std::vector<std::uint8_t>& data) {
     return text;
 }
 
-std::string describeType(std::uint32_t type){"NONE",
-                                             "SZ",
-                                             "EXPAND_SZ",
-                                             "BINARY",
-                                             "DWORD",
-                                             "DWORD_BIG_ENDIAN",
-                                             "LINK",
-                                             "MULTI_SZ",
-                                             "RESOURCE_LIST",
-                                             "FULL_RESOURCE_DESCRIPTOR",
-                                             "RESOURCE_REQUIREMENTS_LIST",
-                                             "QWORD"};
-return type < std::size(kNames) ? "REG_" + std::string(kNames[type])
-                                : "type " + std::to_string(type);
+std::string describeType(std::uint32_t type) {
+    constexpr std::string_view kNames[] = {"NONE",
+                                           "SZ",
+                                           "EXPAND_SZ",
+                                           "BINARY",
+                                           "DWORD",
+                                           "DWORD_BIG_ENDIAN",
+                                           "LINK",
+                                           "MULTI_SZ",
+                                           "RESOURCE_LIST",
+                                           "FULL_RESOURCE_DESCRIPTOR",
+                                           "RESOURCE_REQUIREMENTS_LIST",
+                                           "QWORD"};
+    return type < std::size(kNames) ? "REG_" + std::string(kNames[type])
+                                    : "type " + std::to_string(type);
 }
 
 std::string describeData(const RegistryValue& value) {

@@ -98,10 +98,9 @@ char16_t upperCase(char16_t unit) {
     }
     // Never freed: a library may still call the machine as the program ends.
     static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    const auto upper = static_cast<char32_t>(towupper_l(unit, unicode));
-    // Windows' table leaves these alone: dotless i, long s and the micro sign.
-    const bool stays = upper < 0x80 || upper > 0xFFFF || unit == 0x00B5;
-    return stays ? unit : static_cast<char16_t>(upper);
+    const wint_t upper = towupper_l(unit, unicode);
+    // Windows' table has pairs alone: it leaves dotless i, long s, the micro sign and such.
+    return towlower_l(upper, unicode) == unit ? static_cast<char16_t>(upper) : unit;
 }
 
 std::u16string upperCase(std::u16string_view text) {
