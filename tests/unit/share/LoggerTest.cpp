@@ -128,7 +128,7 @@ TEST_F(Logging, ScopeIsEnteredAndLeft) {
 TEST_F(Logging, AppenderTakesTheTemporaryDirectory) {
     for (const std::u16string& directory :
          {std::u16string(u"C:\\t"), u"C:\\" + tstring(300, u'd')}) {
-        machine.facts.processEnvironment[u"TMP"] = directory + u"\\/";
+        machine.facts.environment[u"TMP"] = directory + u"\\/";
         EXPECT_EQ(FileLogAppender(u"").path(), directory + u"\\tolmark.log");
         EXPECT_EQ(FileLogAppender(u"D:\\x/own.log").path(), directory + u"\\own.log");
     }

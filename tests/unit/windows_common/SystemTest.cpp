@@ -125,7 +125,7 @@ TEST_F(System, TextsOfAnyLengthAreRead) {
         const std::u16string path = u"C:\\" + std::u16string(length - 3, u'x');
         machine.facts.windowsDirectory = path;
         machine.facts.systemDirectory = path + u"\\";
-        machine.facts.processEnvironment[u"TMP"] = path + u"\\\\";
+        machine.facts.environment[u"TMP"] = path + u"\\\\";
         machine.facts.modulePath = path;
         EXPECT_EQ(SysInfo::getWindowsDir(), path);
         EXPECT_EQ(SysInfo::getSystemDir(), path);
@@ -136,7 +136,7 @@ TEST_F(System, TextsOfAnyLengthAreRead) {
     }
     for (const std::size_t length : {0u, 1u, 8u, 9u, 10u, 11u, 32000u}) {
         const std::u16string value(length, u'v');
-        machine.facts.processEnvironment[u"NORV"] = value;
+        machine.facts.environment[u"NORV"] = value;
         SetLastError(ERROR_ENVVAR_NOT_FOUND);  // of an earlier call
         EXPECT_EQ(SysInfo::getEnvVariable(u"norv", u"none"), value) << length;
     }
