@@ -156,6 +156,37 @@ TEST(RegistryManager, CleansTheVendorKeyAndNothingElse) {
     EXPECT_EQ(pc.errors(), Strings());
 }
 
+TEST(RegistryManager, GoesOnPastWhatItGuards) {
+    const struct {
+        const char* listed;
+        tstring denied;
+        const char* guard;
+    } cases[] = {
+        {"r64:17 k64:17", _T("HKCU\\User"), "cleanUpForAllUsers"},
+        {"r64:17 k64:17", kClasses + _T("Applications\\norv.exe"), "registerHostProcess"},
+        {"r64:17 k64:17", kClasses + _T("vkrfile"), "updateVkrFileAssociation"},
+        {"r64:17 k64:17", kClasses + _T("zpmfile"), "updateZpmFileAssociation"},
+        {"-", kVendor, "cleanArchKeys"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.guard);
+        Family pc(c.listed);
+        pc.machine.registry.createKey(View::Bits64, c.denied);
+        pc.machine.registry.denyWrite(View::Bits64, c.denied);
+        RegistryManager manager;
+        EXPECT_NO_THROW(pc.handle(manager));
+        std::set<std::string> guards;
+        for (const LogRecord& record : logRecords(pc.machine)) {
+            if (record.level == "ERROR") {
+                guards.insert(record.function);
+            }
+        }
+        EXPECT_EQ(guards, std::set{"`anonymous-namespace'::" + std::string(c.guard)});
+        const bool isLastStepDone = pc.value(kClasses + _T(".zpm"), _T("")) == "zpmfile";
+        EXPECT_EQ(isLastStepDone, c.listed[0] == 'r' && c.denied != kClasses + _T("zpmfile"));
+    }
+}
+
 TEST(RegistryManager, FailsWhereFamilyKeysCanNotBeTrusted) {
     const InstalledNorv qvr32 = product("r32:17");
     const InstalledNorv qvr64 = product("r64:17");
