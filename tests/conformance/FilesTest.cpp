@@ -26,6 +26,11 @@
 
 namespace {
 
+constexpr DWORD kDone = ERROR_SUCCESS;
+constexpr DWORD kDenied = ERROR_ACCESS_DENIED;
+constexpr DWORD kShared = ERROR_SHARING_VIOLATION;
+constexpr DWORD kNoFile = ERROR_FILE_NOT_FOUND;
+constexpr DWORD kNoPath = ERROR_PATH_NOT_FOUND;
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 DWORD statusOf(BOOL done) {
@@ -92,7 +97,7 @@ protected:
         root_ = tstring(whole) + _T("norv conformance");
         removeTree(root_);
         ASSERT_TRUE(CreateDirectoryW(root_.c_str(), nullptr));
-        ASSERT_TRUE(CreateDirectoryW(at(_T("folder")).c_str(), nullptr));
+        EXPECT_EQ(kDone, makeDirectory(_T("folder")));
         write(_T("folder\\inner.txt"), "inner");
         write(_T("file.txt"), "content");
         write(_T("fixed.txt"), "fixed");
@@ -117,6 +122,24 @@ protected:
 
     bool exists(const tstring& name) const {
         return GetFileAttributesW(at(name).c_str()) != INVALID_FILE_ATTRIBUTES;
+    }
+
+    // What a call on things in the directory gives.
+    DWORD make(const tstring& name) const {
+        return File(at(name), GENERIC_WRITE, kShareAll, CREATE_NEW).status();
+    }
+    DWORD makeDirectory(const tstring& name) const {
+        return statusOf(CreateDirectoryW(at(name).c_str(), nullptr));
+    }
+    DWORD remove(const tstring& name) const { return statusOf(DeleteFileW(at(name).c_str())); }
+    DWORD removeDirectory(const tstring& name) const {
+        return statusOf(RemoveDirectoryW(at(name).c_str()));
+    }
+    DWORD copy(const tstring& from, const tstring& to, bool replaces) const {
+        return statusOf(CopyFileW(at(from).c_str(), at(to).c_str(), replaces ? FALSE : TRUE));
+    }
+    DWORD move(const tstring& from, const tstring& to, DWORD flags = 0) const {
+        return statusOf(MoveFileExW(at(from).c_str(), at(to).c_str(), flags));
     }
 
     static void removeTree(const tstring& path) {
@@ -145,43 +168,33 @@ TEST_F(Files, CallsAnswerWithTheStatusOfWhatIsThere) {
     const auto open = [&](const TCHAR* name, DWORD flags = 0) {
         return File(at(name), GENERIC_READ, kShareAll, OPEN_EXISTING, flags).status();
     };
-    const auto make = [&](const TCHAR* name) {
-        return File(at(name), GENERIC_WRITE, kShareAll, CREATE_NEW).status();
-    };
-    const auto makeDirectory = [&](const TCHAR* name) {
-        return statusOf(CreateDirectoryW(at(name).c_str(), nullptr));
-    };
-    const auto remove = [&](const TCHAR* name) { return statusOf(DeleteFileW(at(name).c_str())); };
-    const auto removeDirectory = [&](const TCHAR* name) {
-        return statusOf(RemoveDirectoryW(at(name).c_str()));
-    };
     // In this order.
     const std::pair<DWORD, DWORD> cases[] = {
-        {ERROR_SUCCESS, open(_T("FILE.TXT"))},
-        {ERROR_SUCCESS, open(_T("folder/./../file.txt. ."))},
-        {ERROR_SUCCESS, open(_T("folder"), FILE_FLAG_BACKUP_SEMANTICS)},
-        {ERROR_ACCESS_DENIED, open(_T("folder"))},
-        {ERROR_FILE_NOT_FOUND, open(_T("none.txt"))},
-        {ERROR_PATH_NOT_FOUND, open(_T("none\\x.txt"))},
-        {ERROR_PATH_NOT_FOUND, open(_T("file.txt\\x.txt"))},
+        {kDone, open(_T("FILE.TXT"))},
+        {kDone, open(_T("folder/./../file.txt. ."))},
+        {kDone, open(_T("folder"), FILE_FLAG_BACKUP_SEMANTICS)},
+        {kDenied, open(_T("folder"))},
+        {kNoFile, open(_T("none.txt"))},
+        {kNoPath, open(_T("none\\x.txt"))},
+        {kNoPath, open(_T("file.txt\\x.txt"))},
         {ERROR_INVALID_NAME, open(_T("a*"))},
-        {ERROR_PATH_NOT_FOUND, File(_T(""), GENERIC_READ).status()},
-        {ERROR_PATH_NOT_FOUND, make(_T("none\\x.txt"))},
+        {kNoPath, File(_T(""), GENERIC_READ).status()},
+        {kNoPath, make(_T("none\\x.txt"))},
         {ERROR_FILE_EXISTS, make(_T("file.txt"))},
         {ERROR_FILE_EXISTS, make(_T("folder"))},
-        {ERROR_SUCCESS, makeDirectory(_T("made"))},
+        {kDone, makeDirectory(_T("made"))},
         {ERROR_ALREADY_EXISTS, makeDirectory(_T("MADE\\"))},
-        {ERROR_PATH_NOT_FOUND, makeDirectory(_T("made\\deep\\er"))},
-        {ERROR_SUCCESS, makeDirectory(_T("made\\deep\\"))},
-        {ERROR_SUCCESS, makeDirectory(_T("dots..."))},
+        {kNoPath, makeDirectory(_T("made\\deep\\er"))},
+        {kDone, makeDirectory(_T("made\\deep\\"))},
+        {kDone, makeDirectory(_T("dots..."))},
         {ERROR_ALREADY_EXISTS, makeDirectory(_T("dots"))},
         {ERROR_ALREADY_EXISTS, makeDirectory(_T("file.txt"))},
-        {ERROR_FILE_NOT_FOUND, remove(_T("none"))},
-        {ERROR_ACCESS_DENIED, remove(_T("folder"))},
-        {ERROR_FILE_NOT_FOUND, removeDirectory(_T("none"))},
+        {kNoFile, remove(_T("none"))},
+        {kDenied, remove(_T("folder"))},
+        {kNoFile, removeDirectory(_T("none"))},
         {ERROR_DIR_NOT_EMPTY, removeDirectory(_T("folder"))},
         {ERROR_DIRECTORY, removeDirectory(_T("fixed.txt"))},
-        {ERROR_SUCCESS, removeDirectory(_T("dots\\"))},
+        {kDone, removeDirectory(_T("dots\\"))},
         {FILE_ATTRIBUTE_DIRECTORY, GetFileAttributesW(at(_T("made/deep\\")).c_str())},
     };
     for (std::size_t i = 0; i < std::size(cases); ++i) {
@@ -189,24 +202,20 @@ TEST_F(Files, CallsAnswerWithTheStatusOfWhatIsThere) {
     }
     SetLastError(ERROR_ACCESS_DENIED);
     const File made(at(_T("new.txt")), GENERIC_WRITE, 0, CREATE_NEW);
-    EXPECT_EQ(DWORD{ERROR_SUCCESS}, GetLastError()) << "opening succeeds with a status too";
+    EXPECT_EQ(kDone, GetLastError()) << "opening succeeds with a status too";
 }
 
 TEST_F(Files, ReadOnlyFilesAreNotWritten) {
-    const tstring fixed = at(_T("fixed.txt"));
-    const tstring file = at(_T("file.txt"));
-    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, statusOf(DeleteFileW(fixed.c_str())));
+    EXPECT_EQ(kDenied, remove(_T("fixed.txt")));
     if (isWine()) {
         return;  // it lets its user write them
     }
-    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, File(fixed, GENERIC_WRITE).status());
-    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, statusOf(CopyFileW(file.c_str(), fixed.c_str(), FALSE)));
-    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED},
-              statusOf(MoveFileExW(file.c_str(), fixed.c_str(), MOVEFILE_REPLACE_EXISTING)));
-    EXPECT_EQ(nullptr, _wfopen(fixed.c_str(), _T("w")));
+    EXPECT_EQ(kDenied, File(at(_T("fixed.txt")), GENERIC_WRITE).status());
+    EXPECT_EQ(kDenied, copy(_T("file.txt"), _T("fixed.txt"), true));
+    EXPECT_EQ(kDenied, move(_T("file.txt"), _T("fixed.txt"), MOVEFILE_REPLACE_EXISTING));
+    EXPECT_EQ(nullptr, _wfopen(at(_T("fixed.txt")).c_str(), _T("w")));
     EXPECT_EQ(EACCES, errno);
-    EXPECT_TRUE(MoveFileExW(fixed.c_str(), at(_T("moved.txt")).c_str(), 0))
-        << "a name is no content";
+    EXPECT_EQ(kDone, move(_T("fixed.txt"), _T("moved.txt"))) << "a name is no content";
 }
 
 TEST_F(Files, ReadingGoesOnAtThePosition) {
@@ -239,12 +248,12 @@ TEST_F(Files, OpenFilesKeepOthersOutByTheirShareMode) {
         DWORD secondShare;
         DWORD expected;
     } cases[] = {
-        {GENERIC_READ, 0, GENERIC_READ, kShareAll, ERROR_SHARING_VIOLATION},
-        {GENERIC_READ, FILE_SHARE_READ, GENERIC_READ, FILE_SHARE_READ, ERROR_SUCCESS},
-        {GENERIC_READ, FILE_SHARE_READ, GENERIC_WRITE, kShareAll, ERROR_SHARING_VIOLATION},
-        {GENERIC_WRITE, kShareAll, GENERIC_READ, FILE_SHARE_READ, ERROR_SHARING_VIOLATION},
-        {GENERIC_WRITE, kShareAll, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, ERROR_SUCCESS},
-        {GENERIC_WRITE, kShareAll, GENERIC_WRITE, 0, ERROR_SHARING_VIOLATION},
+        {GENERIC_READ, 0, GENERIC_READ, kShareAll, kShared},
+        {GENERIC_READ, FILE_SHARE_READ, GENERIC_READ, FILE_SHARE_READ, kDone},
+        {GENERIC_READ, FILE_SHARE_READ, GENERIC_WRITE, kShareAll, kShared},
+        {GENERIC_WRITE, kShareAll, GENERIC_READ, FILE_SHARE_READ, kShared},
+        {GENERIC_WRITE, kShareAll, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, kDone},
+        {GENERIC_WRITE, kShareAll, GENERIC_WRITE, 0, kShared},
     };
     for (const auto& c : cases) {
         const File first(at(_T("file.txt")), c.firstAccess, c.firstShare);
@@ -253,81 +262,66 @@ TEST_F(Files, OpenFilesKeepOthersOutByTheirShareMode) {
             << c.firstAccess << " " << c.firstShare << " " << c.secondAccess;
     }
     File open(at(_T("file.txt")), GENERIC_READ, FILE_SHARE_READ);
-    const tstring file = at(_T("file.txt"));
-    const tstring other = at(_T("other.txt"));
-    EXPECT_EQ(DWORD{ERROR_SHARING_VIOLATION}, statusOf(DeleteFileW(file.c_str())));
-    EXPECT_EQ(DWORD{ERROR_SHARING_VIOLATION},
-              statusOf(MoveFileExW(file.c_str(), other.c_str(), 0)));
-    EXPECT_TRUE(CopyFileW(file.c_str(), other.c_str(), TRUE)) << "reading is shared";
-    EXPECT_EQ(DWORD{ERROR_SHARING_VIOLATION},
-              statusOf(CopyFileW(other.c_str(), file.c_str(), FALSE)));
-    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED},
-              statusOf(MoveFileExW(other.c_str(), file.c_str(), MOVEFILE_REPLACE_EXISTING)));
+    EXPECT_EQ(kShared, remove(_T("file.txt")));
+    EXPECT_EQ(kShared, move(_T("file.txt"), _T("other.txt")));
+    EXPECT_EQ(kDone, copy(_T("file.txt"), _T("other.txt"), false)) << "reading is shared";
+    EXPECT_EQ(kShared, copy(_T("other.txt"), _T("file.txt"), true));
+    EXPECT_EQ(kDenied, move(_T("other.txt"), _T("file.txt"), MOVEFILE_REPLACE_EXISTING));
     open.close();
-    EXPECT_TRUE(DeleteFileW(file.c_str()));
+    EXPECT_EQ(kDone, remove(_T("file.txt")));
 
-    File shared(other, GENERIC_READ, kShareAll);
-    EXPECT_TRUE(DeleteFileW(other.c_str())) << "deletion is shared";
+    File shared(at(_T("other.txt")), GENERIC_READ, kShareAll);
+    EXPECT_EQ(kDone, remove(_T("other.txt"))) << "deletion is shared";
     EXPECT_EQ("content", readAll(shared.get())) << "its user keeps the file";
     if (!isWine()) {
         EXPECT_FALSE(exists(_T("other.txt")));
-        EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, File(other, GENERIC_READ).status());
-        EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED},
-                  File(other, GENERIC_WRITE, kShareAll, CREATE_NEW).status());
+        EXPECT_EQ("status 5", read(_T("other.txt")));
+        EXPECT_EQ(kDenied, make(_T("other.txt")));
     }
     shared.close();
-    EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND}, File(other, GENERIC_READ).status());
+    EXPECT_EQ("status 2", read(_T("other.txt")));
 }
 
 TEST_F(Files, WhoHasADirectoryOpenHoldsIt) {
     File held(at(_T("folder")), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING,
               FILE_FLAG_BACKUP_SEMANTICS);
-    EXPECT_EQ(DWORD{ERROR_SHARING_VIOLATION}, statusOf(RemoveDirectoryW(at(_T("folder")).c_str())));
+    EXPECT_EQ(kShared, removeDirectory(_T("folder")));
     held.close();
-    ASSERT_TRUE(CreateDirectoryW(at(_T("folder\\below")).c_str(), nullptr));
+    EXPECT_EQ(kDone, makeDirectory(_T("folder\\below")));
     WIN32_FIND_DATAW data;
     const HANDLE find = FindFirstFileW(at(_T("folder\\below\\*")).c_str(), &data);
-    ASSERT_NE(INVALID_HANDLE_VALUE, find);
     EXPECT_EQ(tstring(_T(".")), data.cFileName);
     EXPECT_EQ(DWORD{FILE_ATTRIBUTE_DIRECTORY}, data.dwFileAttributes);
-    EXPECT_TRUE(DeleteFileW(at(_T("folder\\inner.txt")).c_str()));
+    EXPECT_EQ(kDone, remove(_T("folder\\inner.txt")));
     if (!isWine()) {
-        EXPECT_EQ(DWORD{ERROR_SHARING_VIOLATION},
-                  statusOf(RemoveDirectoryW(at(_T("folder\\below")).c_str())));
-        EXPECT_EQ(DWORD{ERROR_DIR_NOT_EMPTY}, statusOf(RemoveDirectoryW(at(_T("folder")).c_str())));
+        EXPECT_EQ(kShared, removeDirectory(_T("folder\\below")));
+        EXPECT_EQ(DWORD{ERROR_DIR_NOT_EMPTY}, removeDirectory(_T("folder")));
         EXPECT_EQ(DWORD{ERROR_INVALID_HANDLE}, statusOf(CloseHandle(find)))
             << "a search has a closing function of its own";
     }
     EXPECT_TRUE(FindClose(find));
-    EXPECT_TRUE(RemoveDirectoryW(at(_T("folder\\below")).c_str()));
+    EXPECT_EQ(kDone, removeDirectory(_T("folder\\below")));
 }
 
 TEST_F(Files, CopiesAndMovesRespectWhatIsThere) {
-    const auto copy = [&](const TCHAR* from, const TCHAR* to, BOOL failIfExists) {
-        return statusOf(CopyFileW(at(from).c_str(), at(to).c_str(), failIfExists));
-    };
-    const auto move = [&](const TCHAR* from, const TCHAR* to, DWORD flags) {
-        return statusOf(MoveFileExW(at(from).c_str(), at(to).c_str(), flags));
-    };
     const std::pair<DWORD, DWORD> cases[] = {
-        {ERROR_FILE_EXISTS, copy(_T("file.txt"), _T("fixed.txt"), TRUE)},
-        {ERROR_ACCESS_DENIED, copy(_T("folder"), _T("x"), FALSE)},
-        {ERROR_ACCESS_DENIED, copy(_T("file.txt"), _T("folder"), FALSE)},
-        {ERROR_SHARING_VIOLATION, copy(_T("file.txt"), _T("FILE.txt"), FALSE)},
-        {ERROR_FILE_NOT_FOUND, copy(_T("none"), _T("x"), FALSE)},
-        {ERROR_PATH_NOT_FOUND, copy(_T("file.txt"), _T("none\\x"), FALSE)},
-        {ERROR_SUCCESS, copy(_T("fixed.txt"), _T("copy.txt"), TRUE)},
+        {ERROR_FILE_EXISTS, copy(_T("file.txt"), _T("fixed.txt"), false)},
+        {kDenied, copy(_T("folder"), _T("x"), true)},
+        {kDenied, copy(_T("file.txt"), _T("folder"), true)},
+        {kShared, copy(_T("file.txt"), _T("FILE.txt"), true)},
+        {kNoFile, copy(_T("none"), _T("x"), true)},
+        {kNoPath, copy(_T("file.txt"), _T("none\\x"), true)},
+        {kDone, copy(_T("fixed.txt"), _T("copy.txt"), false)},
         {FILE_ATTRIBUTE_READONLY,
          GetFileAttributesW(at(_T("copy.txt")).c_str()) & FILE_ATTRIBUTE_READONLY},
-        {ERROR_SUCCESS,
-         statusOf(SetFileAttributesW(at(_T("copy.txt")).c_str(), FILE_ATTRIBUTE_NORMAL))},
-        {ERROR_FILE_NOT_FOUND, move(_T("none"), _T("x"), 0)},
-        {ERROR_PATH_NOT_FOUND, move(_T("file.txt"), _T("none\\x"), 0)},
-        {ERROR_ALREADY_EXISTS, move(_T("file.txt"), _T("copy.txt"), 0)},
-        {ERROR_ACCESS_DENIED, move(_T("file.txt"), _T("folder"), MOVEFILE_REPLACE_EXISTING)},
-        {ERROR_SUCCESS, move(_T("file.txt"), _T("copy.txt"), MOVEFILE_REPLACE_EXISTING)},
-        {ERROR_SUCCESS, move(_T("copy.txt"), _T("COPY.txt"), 0)},
-        {ERROR_SUCCESS, move(_T("folder"), _T("moved"), MOVEFILE_COPY_ALLOWED)},
+        {kDone, statusOf(SetFileAttributesW(at(_T("copy.txt")).c_str(), FILE_ATTRIBUTE_NORMAL))},
+        {kNoFile, move(_T("none"), _T("x"))},
+        {kNoPath, move(_T("file.txt"), _T("none\\x"))},
+        {ERROR_ALREADY_EXISTS, move(_T("file.txt"), _T("copy.txt"))},
+        {kDenied, move(_T("file.txt"), _T("folder"), MOVEFILE_REPLACE_EXISTING)},
+        {kDone, move(_T("file.txt"), _T("copy.txt"), MOVEFILE_REPLACE_EXISTING)},
+        {kDone, move(_T("copy.txt"), _T("COPY.txt"))},
+        {kDone, move(_T("folder"), _T("moved"), MOVEFILE_COPY_ALLOWED)},
     };
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         EXPECT_EQ(cases[i].first, cases[i].second) << "row " << i;
@@ -350,8 +344,7 @@ TEST_F(Files, MovesArePutOff) {
     EXPECT_EQ(std::pair(file, tstring()), lastDelayedMove());
     EXPECT_EQ("content", read(_T("file.txt")));
     if (!isWine()) {
-        EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND},
-                  statusOf(MoveFileExW(other.c_str(), nullptr, kDelay)));
+        EXPECT_EQ(kNoFile, statusOf(MoveFileExW(other.c_str(), nullptr, kDelay)));
     }
 }
 
@@ -363,11 +356,11 @@ TEST_F(Files, SearchesTellNamesInOrder) {
               namesIn(root_));
     WIN32_FIND_DATAW data;
     EXPECT_EQ(INVALID_HANDLE_VALUE, FindFirstFileW(at(_T("none\\*")).c_str(), &data));
-    EXPECT_EQ(DWORD{ERROR_PATH_NOT_FOUND}, GetLastError());
+    EXPECT_EQ(kNoPath, GetLastError());
     EXPECT_EQ(INVALID_HANDLE_VALUE, FindFirstFileW(at(_T("file.txt\\*")).c_str(), &data));
     EXPECT_EQ(isWine() ? DWORD{ERROR_INVALID_NAME} : DWORD{ERROR_DIRECTORY}, GetLastError());
 
-    ASSERT_TRUE(CreateDirectoryW(at(_T("empty")).c_str(), nullptr));
+    EXPECT_EQ(kDone, makeDirectory(_T("empty")));
     EXPECT_TRUE(PathIsDirectoryEmptyW(at(_T("empty")).c_str()));
     EXPECT_FALSE(PathIsDirectoryEmptyW(at(_T("folder")).c_str()));
     EXPECT_FALSE(PathIsDirectoryEmptyW(at(_T("file.txt")).c_str()));
@@ -412,17 +405,16 @@ TEST_F(Files, LongNamesAreThoseOfWhatIsThere) {
     ASSERT_NE(0u, GetLongPathNameW(at(_T("FOLDER\\")).c_str(), buffer, MAX_PATH));
     EXPECT_EQ(at(_T("folder\\")), buffer);
     EXPECT_EQ(0u, GetLongPathNameW(at(_T("none")).c_str(), buffer, MAX_PATH));
-    EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND}, GetLastError());
+    EXPECT_EQ(kNoFile, GetLastError());
 }
 
 TEST_F(Files, LongPathsWantThePrefix) {
     const tstring prefixed = _T("\\\\?\\") + root_;
     const tstring inner = _T("\\") + tstring(200, _T('p'));
     ASSERT_TRUE(CreateDirectoryW((prefixed + inner).c_str(), nullptr));
-    EXPECT_EQ(DWORD{ERROR_SUCCESS},
-              File(prefixed + inner + inner, GENERIC_WRITE, 0, CREATE_NEW).status());
+    EXPECT_EQ(kDone, File(prefixed + inner + inner, GENERIC_WRITE, 0, CREATE_NEW).status());
     if (!isWine()) {
-        EXPECT_EQ(DWORD{ERROR_PATH_NOT_FOUND}, File(root_ + inner + inner, GENERIC_READ).status());
+        EXPECT_EQ(kNoPath, File(root_ + inner + inner, GENERIC_READ).status());
         EXPECT_EQ(DWORD{ERROR_FILENAME_EXCED_RANGE},
                   statusOf(CreateDirectoryW(at(tstring(250, _T('p'))).c_str(), nullptr)));
     }
@@ -486,13 +478,13 @@ TEST_F(Files, JunctionsLeadToTheirTarget) {
     if (isWine() && status == ERROR_NOT_SUPPORTED) {
         GTEST_SKIP() << "this Wine has no reparse points";
     }
-    ASSERT_EQ(DWORD{ERROR_SUCCESS}, status);
+    ASSERT_EQ(kDone, status);
     EXPECT_EQ(DWORD{FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT},
               GetFileAttributesW(link.c_str()));
-    EXPECT_EQ(DWORD{ERROR_SUCCESS}, get(link, MAXIMUM_REPARSE_DATA_BUFFER_SIZE));
+    EXPECT_EQ(kDone, get(link, MAXIMUM_REPARSE_DATA_BUFFER_SIZE));
     EXPECT_EQ(buffer, out);
     EXPECT_EQ(DWORD{ERROR_MORE_DATA}, get(link, buffer.size() - 1));
-    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, set(link, buffer, GENERIC_READ));
+    EXPECT_EQ(kDenied, set(link, buffer, GENERIC_READ));
     EXPECT_EQ(DWORD{ERROR_DIR_NOT_EMPTY}, set(at(_T("folder")), buffer));
     // Each field has to agree with the others: lengths, offsets, the prefix, the size as a whole.
     for (const std::size_t field : {4, 8, 10, 12, 14, 16}) {
@@ -508,13 +500,13 @@ TEST_F(Files, JunctionsLeadToTheirTarget) {
     TCHAR longer[MAX_PATH] = {};
     ASSERT_NE(0u, GetLongPathNameW(at(_T("LINK\\INNER.txt")).c_str(), longer, MAX_PATH));
     EXPECT_EQ(at(_T("link\\inner.txt")), longer);
-    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, statusOf(DeleteFileW(link.c_str())));
+    EXPECT_EQ(kDenied, statusOf(DeleteFileW(link.c_str())));
 
     // A link whose target is away is still there itself.
-    ASSERT_TRUE(MoveFileExW(at(_T("folder")).c_str(), at(_T("away")).c_str(), 0));
+    EXPECT_EQ(kDone, move(_T("folder"), _T("away")));
     EXPECT_TRUE(exists(_T("link")));
     EXPECT_EQ("status 3", read(_T("link\\inner.txt")));
-    ASSERT_TRUE(MoveFileExW(at(_T("away")).c_str(), at(_T("folder")).c_str(), 0));
+    EXPECT_EQ(kDone, move(_T("away"), _T("folder")));
     EXPECT_TRUE(RemoveDirectoryW(link.c_str()));
     EXPECT_FALSE(exists(_T("link")));
     EXPECT_EQ("inner", read(_T("folder\\inner.txt"))) << "only the link went";
@@ -528,8 +520,8 @@ TEST_F(Files, AccessListsCanBeReadBack) {
     const auto set = [&](const TCHAR* name) {
         return statusOf(SetFileSecurityW(at(name).c_str(), DACL_SECURITY_INFORMATION, descriptor));
     };
-    EXPECT_EQ(DWORD{ERROR_SUCCESS}, set(_T("folder")));
-    EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND}, set(_T("none")));
+    EXPECT_EQ(kDone, set(_T("folder")));
+    EXPECT_EQ(kNoFile, set(_T("none")));
     LocalFree(descriptor);
     if (!isWine()) {
         EXPECT_EQ(list, accessList(at(_T("folder"))));
