@@ -1,11 +1,7 @@
-// The install configuration with any command line, runtime file and install file. Whatever they
-// hold, a load ends in a configuration or in its one exception, and its report can be shown.
-#include <cstdint>
-#include <string>
-
+// The install configuration with any command line, runtime file and install file. A load ends in a
+// configuration or in its one exception, and its report can be shown.
 #include "common/share/tstrings.h"
-#include "fuzz/NoLog.h"
-#include "fuzz/Require.h"
+#include "fuzz/Fuzz.h"
 #include "simulated/machine/Machine.h"
 #include "windows/common/InstallConfigData.h"
 
@@ -19,18 +15,11 @@ std::string takePart(std::string& text) {
     return part;
 }
 
-void readAll(const InstallConfigData& config) {
-    for (int i = 0; i < kFlagParams; ++i) {
-        const auto param = static_cast<FlagParam>(i);
-        try {
-            require(!config.isParamEnabled(param) || config.isParamSet(paramName(param)));
-        } catch (const settings::Exception& e) {
-            // A file of bare keys.
-            require(e.code() == settings::kNoFittingValue);
-        }
-    }
+/// A key without a value, of a file of bare keys, is all that a read may fail for.
+template <class Read>
+void fitsOrThrows(Read read) {
     try {
-        config.getInstallDirectory(tstring());
+        read();
     } catch (const settings::Exception& e) {
         require(e.code() == settings::kNoFittingValue);
     }
@@ -38,27 +27,26 @@ void readAll(const InstallConfigData& config) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::string text(reinterpret_cast<const char*>(data), size);
+void fuzz(const std::string& input) {
+    std::string text = input;
     const std::string commandLine = takePart(text);
-    const std::string runtimeFile = takePart(text);
     simulated::Machine machine;
     machine.volumes.addFile(
-        u"C:\\Program Files (x86)\\Common Files\\Dovrin\\Norv\\norv.settings.cfg", runtimeFile);
+        u"C:\\Program Files (x86)\\Common Files\\Dovrin\\Norv\\norv.settings.cfg", takePart(text));
     machine.volumes.addFile(u"C:\\i.cfg", text);
     const simulated::Running running(machine);
-    NoLog::install();
+    dropLog();
     InstallConfigData config;
     try {
         config.LoadConfigSettings(tstrings::fromUtf8(commandLine));
     } catch (const InstallConfigData::exception& e) {
         require(e.status() != 0);
-        try {
-            config.handleError(e, _T("fuzz"));
-        } catch (const settings::Exception&) {
-            // INSTALL_SILENT without a value.
-        }
+        fitsOrThrows([&] { config.handleError(e, "fuzz"); });
     }
-    readAll(config);
-    return 0;
+    for (int i = 0; i < kFlagParams; ++i) {
+        const auto param = static_cast<FlagParam>(i);
+        fitsOrThrows(
+            [&] { require(!config.isParamEnabled(param) || config.isParamSet(paramName(param))); });
+    }
+    fitsOrThrows([&] { config.getInstallDirectory(tstring()); });
 }

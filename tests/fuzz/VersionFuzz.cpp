@@ -1,18 +1,17 @@
-// Any text as a version of either scheme.
-#include <cstdint>
-#include <stdexcept>
+// Any text as a version of either scheme, and as a product code.
+#include <cstring>
 
 #include "common/share/NorvVersion.h"
-#include "fuzz/Require.h"
+#include "fuzz/Fuzz.h"
+#include "windows/common/Guid.h"
+#include "windows/common/KnownProductCodeInstalledNorvTracker.h"
 
 namespace {
 
 void checkVersion(const tstring& text) {
     using NorvVersionDetails::Base;
     Base version;
-    try {
-        version.init(text);
-    } catch (const std::runtime_error&) {
+    if (!takes([&] { version.init(text); })) {
         require(version.sourceText().empty());
         return;
     }
@@ -28,17 +27,30 @@ void checkVersion(const tstring& text) {
     }
 }
 
+void checkProductCode(const tstring& code) {
+    takes([&] {
+        const Guid guid(code);
+        require(guid.toString().size() == 38);
+        require(Guid(guid.toString()) == guid);
+    });
+    tstring version;
+    if (KnownProductCodeInstalledNorvTracker::match(code, version) != nullptr) {
+        require(code.size() == 38);
+        takes([&] { require(NorvVersionDetails::Base(version).tag() != 0); });
+    }
+}
+
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const tstring text(data, data + size);
+void fuzz(const std::string& input) {
+    const tstring text(input.begin(), input.end());
     checkVersion(text);
     checkVersion(_T("11") + text);
     checkVersion(_T("1.8.0") + text);
     VersionDetails::Base<5, VersionDetails::Parser, 4> dotted;
-    try {
-        dotted.init(text);
-    } catch (const std::runtime_error&) {
-    }
-    return 0;
+    takes([&] { dotted.init(text); });
+    tstring wide(input.size() / sizeof(TCHAR), _T('\0'));
+    std::memcpy(wide.data(), input.data(), wide.size() * sizeof(TCHAR));
+    checkProductCode(text);
+    checkProductCode(wide);
 }

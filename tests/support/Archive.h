@@ -42,6 +42,24 @@ inline std::string deflated(const std::string& data, int windowBits = -15, int l
     return out;
 }
 
+/// What a whole stream of `size` bytes of data expands to; 15 + 16 for the gzip format.
+inline std::string inflated(const std::string& packed, std::size_t size, int windowBits) {
+    std::string out(size + 1, '\0');
+    z_stream stream = {};
+    inflateInit2(&stream, windowBits);
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data()));
+    stream.avail_in = static_cast<uInt>(packed.size());
+    stream.next_out = reinterpret_cast<Bytef*>(out.data());
+    stream.avail_out = static_cast<uInt>(out.size());
+    const int status = inflate(&stream, Z_FINISH);
+    out.resize(stream.total_out);
+    inflateEnd(&stream);
+    if (status != Z_STREAM_END || stream.avail_in > 0) {
+        throw std::runtime_error("inflate");
+    }
+    return out;
+}
+
 struct Entry {
     std::string name;
     std::string data;

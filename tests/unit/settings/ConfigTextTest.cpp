@@ -1,23 +1,14 @@
-// The format of configurations, read through the table.
+// The format of configurations and the rules of their keys.
 #include <gtest/gtest.h>
 
-#include "settings/share/ConfigBuilder.h"
-#include "settings/share/PlainTextFileConfigParser.h"
-#include "unit/settings/Library.h"
+#include "support/Settings.h"
 
 namespace {
 
-using settings_impl::ParserEvent;
-using settings_impl::PlainTextFileConfigParser;
-
 TEST(ConfigText, LinesBecomeEntries) {
-    const struct {
-        const char* text;
-        const char* expected;
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"", ""},
         {" \t\n#a=1\n\t # b=2\n", ""},
-        {"A=1", "A=1"},
         {"A=\nB= \t", "A=|B="},
         {"\t KEY \t=\t a value \t", "KEY=a value"},
         {"a b:b=c\nd=e:f=", "a b=b=c|d=e:f="},
@@ -25,20 +16,26 @@ TEST(ConfigText, LinesBecomeEntries) {
         {"a=1\rb=2\nc=3\r\nd=4\n\re=5", "a=1|b=2|c=3|d=4|e=5"},
         {"b=1\na=2\nB=3\na b=4\n\xC3\xA9=5\na=6", "B=3|a=6|a b=4|b=1|\xC3\xA9=5"},
         {"\xEF\xBB\xBF_=\xE6\x97\xA5", "\xEF\xBB\xBF_=\xE6\x97\xA5"},
-        // Lead bytes alone tell what is text.
-        {"a=\x7F\xC3_\nb=\xDF_\xE3__\xEF__", "a=\x7F\xC3_|b=\xDF_\xE3__\xEF__"},
-        {"a=\xF0___\nb=\xF8____\nc=\xFC_____", "a=\xF0___|b=\xF8____|c=\xFC_____"},
-        {"a=\xF7___\nb=\xFB____\nc=\xFD_____", "a=\xF7___|b=\xFB____|c=\xFD_____"},
+        {" KEY # note \n/q\n", "/q|KEY # note"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [text, expected] : cases) {
         Context context;
-        EXPECT_EQ(context.load(c.text), settings::kSuccess) << c.text;
-        EXPECT_EQ(context.dump(), c.expected) << c.text;
-        EXPECT_TRUE(context.errors().empty()) << c.text;
+        EXPECT_EQ(context.load(text, {.bareKeys = true}), settings::kSuccess) << text;
+        EXPECT_EQ(context.dump(), expected);
     }
-    for (const char* text : {"a=\xC3", "a=\xE3_", "a=\xF7__", "a=\xFB___", "a=\xFD____", "a=\x80",
-                             "a=\xBF", "a=\xFE______", "a=\xFF______"}) {
-        EXPECT_EQ(Context().load(text), settings::kTextNotUtf8) << text;
+}
+
+TEST(ConfigText, LeadBytesAloneTellWhatIsText) {
+    const std::pair<const char*, std::size_t> cases[] = {
+        {"\x7F", 1},     {"\xC3\xDF", 2}, {"\xE3\xEF", 3},        {"\xF0\xF7", 4},
+        {"\xF8\xFB", 5}, {"\xFC\xFD", 6}, {"\x80\xBF\xFE\xFF", 9}};
+    for (const auto& [leads, length] : cases) {
+        for (const char lead : std::string(leads)) {
+            for (std::size_t bytes = 1; bytes < 8; ++bytes) {
+                EXPECT_EQ(Context().load("a=" + (lead + std::string(bytes - 1, '_'))),
+                          bytes < length ? settings::kTextNotUtf8 : settings::kSuccess);
+            }
+        }
     }
 }
 
@@ -47,7 +44,7 @@ TEST(ConfigText, BadLinesAreToldOnceAndSkippedOrEndTheLoad) {
         const char* text;
         const char* kept;         // without stopOnError
         std::vector<int> errors;  // the same
-        const char* message;      // of the first one
+        std::string message;      // of the first one
     } cases[] = {
         {"a=1\n=2\nb=3", "a=1|b=3|old=1", {1}, "\"Empty key\" at line 2; char 1"},
         {"  : x", "old=1", {0}, "\"Empty key\" at line 1; char 3"},
@@ -72,10 +69,9 @@ TEST(ConfigText, BadLinesAreToldOnceAndSkippedOrEndTheLoad) {
             EXPECT_EQ(context.load(c.text, {.validator = validator.get(), .stopOnError = stop}),
                       settings::kBadLines);
             const std::string told = testing::internal::GetCapturedStderr();
-            const std::vector<int> errors(c.errors.begin(),
-                                          stop ? c.errors.begin() + 1 : c.errors.end());
-            EXPECT_TRUE(
-                told.starts_with(std::string("Error reading config file: ") + c.message + "\n"));
+            std::vector<int> errors = c.errors;
+            errors.resize(stop ? 1 : errors.size());
+            EXPECT_TRUE(told.starts_with("Error reading config file: " + c.message + "\n"));
             EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), std::ssize(errors)) << told;
             EXPECT_EQ(context.dump(), stop ? "old=1" : c.kept) << c.text;
             EXPECT_EQ(context.errors(), errors) << c.text;
@@ -85,46 +81,74 @@ TEST(ConfigText, BadLinesAreToldOnceAndSkippedOrEndTheLoad) {
     }
 }
 
-TEST(ConfigText, KeysWithoutValueEnterUncheckedWhereAllowed) {
-    const Validator nothing = makeValidator([](auto*) {});
-    const Load options = {.validator = nothing.get(), .bareKeys = true};
+/// "k=3 is 3" as stored with its number, or "".
+std::string loaded(const Validator& validator, const std::string& line) {
     Context context;
-    EXPECT_EQ(context.load(" KEY # note \n/q\n", options), settings::kSuccess);
-    EXPECT_EQ(context.dump(), "/q|KEY # note");
-    EXPECT_EQ(context.load("=", options), settings::kBadLines);
-    EXPECT_EQ(context.load("/q:1", options), settings::kBadLines);
+    context.load(line, {.validator = validator.get()});
+    const std::string number = context.read(api.getInt, "k");
+    return context.dump() + (number.starts_with("status") ? "" : " is " + number);
 }
 
-/// Listens without a throw.
-class Listener : public settings_impl::IParserErrorListener {
-public:
-    void onError(const settings_impl::IParserCursor&, const std::string& message) override {
-        messages.push_back(message);
+TEST(Validator, FixedTextsMatchFromTheLastOne) {
+    const Validator validator = makeValidator([](auto* builder) {
+        const FixedValue values[] = {{"on", 1, 0},
+                                     {"ON", 2, settings::kExactCase},
+                                     {"Off", 3, settings::kStoreListedText},
+                                     {"on", 4, settings::kExactCase},
+                                     {"twice", 5, 0},
+                                     {"TWICE", 6, 0}};
+        api.addFixedValues(builder, "k", values, 6);
+        const FixedValue replaced[] = {{"twice", 7, settings::kExactCase}};
+        api.addFixedValues(builder, "k", replaced, 1);
+    });
+    for (const auto& [line, expected] :
+         {std::pair("k=on", "k=on is 4"),  // replaced in place, exact now
+          std::pair("k=ON", "k=ON is 2"), std::pair("k=On", ""), std::pair("k=oFF", "k=Off is 3"),
+          std::pair("k=twice", "k=twice is 6"),  // the entry behind wins
+          std::pair("k=", ""), std::pair("k=@n", "")}) {
+        EXPECT_EQ(loaded(validator, line), expected) << line;
     }
-    std::vector<std::string> messages;
-};
+}
 
-TEST(ConfigText, WithoutAThrowingListenerErrorsAreCounted) {
-    for (const bool stop : {true, false}) {
-        PlainTextFileConfigParser parser(
-            std::make_unique<settings_impl::StringBuffer>("a=1\n=1\na=1\n=2"));
-        Listener listener;
-        parser.setErrorListener(&listener);
-        parser.setStopOnError(stop);
-        EXPECT_EQ(parser.parse() == nullptr, stop);
-        EXPECT_EQ(listener.messages.size(), stop ? 1u : 2u);
+/// A validator of one key that is given these rules in turn: 'l' a list of one word, 'n' a number,
+/// 'f' an absolute folder, 'r' one that may be relative.
+Validator ruled(const std::string& rules) {
+    return makeValidator([&](auto* builder) {
+        for (const char rule : rules) {
+            const FixedValue word = {"word", 9, settings::kExactCase};
+            rule == 'l'   ? api.addFixedValues(builder, "k", &word, 1)
+            : rule == 'n' ? api.addIntKey(builder, "k")
+                          : api.addDirnameKey(builder, "k", rule == 'r');
+        }
+        api.allowUnknownKeys(builder, rules.empty() ? 0 : 7);
+    });
+}
+
+TEST(Validator, PathsAreAbsoluteWhereAskedFor) {
+    for (const std::string line : {"k=C:\\a\\..\\b", "k=c:/", "k=C:", "k=C:/\xE6\x97\xA5"}) {
+        EXPECT_EQ(loaded(ruled("f"), line), line);
+        EXPECT_EQ(loaded(ruled("r"), line), line);
     }
-    PlainTextFileConfigParser deaf(std::make_unique<settings_impl::StringBuffer>("=1"));
-    EXPECT_NE(deaf.parse(), nullptr);
-    EXPECT_TRUE(PlainTextFileConfigParser(nullptr).parse()->keys().empty());
-    Listener listener;
-    settings_impl::ConfigBuilder builder(
-        [](const settings_impl::IParserCursor&) { return std::string("here"); }, nullptr, nullptr,
-        &listener);
-    builder.onError({}, ParserEvent::InvalidComment);
-    builder.onError({}, static_cast<ParserEvent>(999));
-    EXPECT_EQ(listener.messages, (std::vector<std::string>{"\"Invalid comment\" at here",
-                                                           "\"Unknown error\" at here"}));
+    for (const std::string line :
+         {"k=x\\y", "k=\\\\server\\x", "k=1:/x", "k=CC:/x", "k=C/x", "k=", "k=C:/a*", "k=C:/NUL"}) {
+        EXPECT_EQ(loaded(ruled("f"), line), "");
+        EXPECT_EQ(loaded(ruled("r"), line), line);
+    }
+}
+
+TEST(Validator, AKeyEndsUpWithOneRule) {
+    for (const auto& [rules, accepted] :
+         {std::pair("ln", "k=12 is 12"), std::pair("nl", "k=word is 9"),
+          std::pair("fl", "k=word is 9"), std::pair("lf", "k=C:/x"), std::pair("nf", "k=C:/x"),
+          std::pair("fn", "k=C:/x")}) {
+        const Validator validator = ruled(rules);
+        EXPECT_EQ(
+            loaded(validator, "k=word") + loaded(validator, "k=12") + loaded(validator, "k=C:/x"),
+            accepted)
+            << rules;
+        EXPECT_EQ(loaded(validator, "K=x"), "K=x") << "unknown keys are raw";
+    }
+    EXPECT_EQ(loaded(ruled(""), "k=1"), "");
 }
 
 }  // namespace

@@ -13,18 +13,13 @@ inline const settings_api api = [] {
     return table;
 }();
 
-template <class Handle, void (*settings_api::*destroy)(Handle*)>
-struct HandleDeleter {
-    void operator()(Handle* handle) const { (api.*destroy)(handle); }
+struct Destroy {
+    void operator()(settings_context* context) const { api.destroy(context); }
+    void operator()(settings_validator* validator) const { api.destroyValidator(validator); }
+    void operator()(settings_key_mapper* mapper) const { api.destroyKeyMapper(mapper); }
 };
-
-using ContextHandle =
-    std::unique_ptr<settings_context, HandleDeleter<settings_context, &settings_api::destroy>>;
-using Validator =
-    std::unique_ptr<settings_validator,
-                    HandleDeleter<settings_validator, &settings_api::destroyValidator>>;
-using Mapper = std::unique_ptr<settings_key_mapper,
-                               HandleDeleter<settings_key_mapper, &settings_api::destroyKeyMapper>>;
+using Validator = std::unique_ptr<settings_validator, Destroy>;
+using Mapper = std::unique_ptr<settings_key_mapper, Destroy>;
 
 /// Options of a load.
 struct Load {
@@ -34,59 +29,60 @@ struct Load {
     bool bareKeys = false;
 };
 
-/// A context whose reads give a status where there is no value.
 class Context {
 public:
     Context() : handle(api.create()) {}
     explicit Context(const std::string& text) : Context() { load(text, {.bareKeys = true}); }
 
     settings::Status load(const std::string& text, const Load& options = {}) {
-        return api.loadText(handle.get(), text.c_str(), options.validator, options.keyMapper,
+        return api.loadText(get(), text.c_str(), options.validator, options.keyMapper,
                             options.stopOnError, options.bareKeys);
     }
     settings::Status loadFile(const std::string& path, const Load& options = {}) {
-        return api.loadFile(handle.get(), path.c_str(), options.validator, options.keyMapper,
+        return api.loadFile(get(), path.c_str(), options.validator, options.keyMapper,
                             options.stopOnError, options.bareKeys);
     }
+    settings_context* get() const { return handle.get(); }
 
     /// Every key in order: "a=1|b|c=".
     std::string dump() const {
         std::string result;
         const auto add = [](settings_context* context, std::uint32_t count, std::uint32_t index,
                             const char* key, void* out) {
-            auto& text = *static_cast<std::string*>(out);
             const char* value = nullptr;
             const bool has = api.getString(context, key, &value) == settings::kSuccess;
-            text += key + (has ? std::string("=") + value : "") + (index + 1 < count ? "|" : "");
+            *static_cast<std::string*>(out) +=
+                key + (has ? std::string("=") + value : "") + (index + 1 < count ? "|" : "");
         };
-        api.forEachKey(handle.get(), add, &result);
+        api.forEachKey(get(), add, &result);
         return result;
     }
 
     /// What an entry reads: "12" for a number, "status 303" for a failure.
-    template <class Number>
-    std::string read(settings::Status (*entry)(settings_context*, const char*, Number*),
+    template <class Value>
+    std::string read(settings::Status (*entry)(settings_context*, const char*, Value*),
                      const char* key) const {
-        Number number = {};
-        const settings::Status status = entry(handle.get(), key, &number);
+        Value value = {};
+        const settings::Status status = entry(get(), key, &value);
         if (status != settings::kSuccess) {
             return "status " + std::to_string(status);
         }
-        if constexpr (std::is_pointer_v<Number>) {
-            return number;
+        if constexpr (std::is_pointer_v<Value>) {
+            return value;
         } else {
-            return std::to_string(number);
+            return std::to_string(value);
         }
     }
 
     std::vector<int> errors() const {
         const std::int32_t* lines = nullptr;
         std::uint32_t count = 7;
-        api.getErrors(handle.get(), &lines, &count);
+        api.getErrors(get(), &lines, &count);
         return {lines, lines + count};
     }
 
-    ContextHandle handle;
+private:
+    std::unique_ptr<settings_context, Destroy> handle;
 };
 
 /// Builds a validator or key mapper: `fill` gets the builder.

@@ -1,0 +1,40 @@
+// What every fuzz target begins with: a target is `fuzz`, called with one input after the other.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+
+#include "common/share/Logger.h"
+
+void fuzz(const std::string& input);
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    fuzz(std::string(data, data + size));
+    return 0;
+}
+
+/// What a target holds to be true: the run ends where it isn't.
+inline void require(bool holds) {
+    if (!holds) {
+        std::abort();
+    }
+}
+
+/// Whether the work ends without the exception by which input is refused.
+template <class Work>
+bool takes(Work work) {
+    try {
+        work();
+        return true;
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+}
+
+/// Lets all later records go nowhere, where they would only take time.
+inline void dropLog() {
+    static TeeLogAppender none(nullptr, nullptr);
+    Logger::instance().setAppender(&none);
+}
