@@ -46,8 +46,11 @@ def show(foretold, done):
     """Both differences side by side, and how many facts differ between them."""
     wrong = 0
     print("\nforetold  done")
-    for name in sorted({*foretold, *done}):
+    names = sorted({*foretold, *done})
+    for name, following in zip(names, [*names[1:], ""]):
         one, other = foretold.get(name), done.get(name)
+        if one == other and following.startswith(f"{name} ["):
+            continue  # it shows in its values
         signs = [change[0] if change else " " for change in (one, other)]
         print(f"   {signs[0]}       {signs[1]}    {short(name)}")
         if one != other:

@@ -195,10 +195,11 @@ Bytes parseDescriptor(std::u16string_view text) {
     head.Revision = SECURITY_DESCRIPTOR_REVISION;
     head.Control = SE_SELF_RELATIVE | SE_DACL_PRESENT;
     head.Dacl = sizeof(head);
-    Bytes result;
-    append(result, head);
-    append(result, ACL{ACL_REVISION, 0, static_cast<WORD>(sizeof(ACL) + entries.size()), count, 0});
-    result.insert(result.end(), entries.begin(), entries.end());
+    const ACL list = {ACL_REVISION, 0, static_cast<WORD>(sizeof(ACL) + entries.size()), count, 0};
+    Bytes result(sizeof(head) + list.AclSize);
+    std::memcpy(result.data(), &head, sizeof(head));
+    std::memcpy(result.data() + sizeof(head), &list, sizeof(list));
+    std::copy(entries.begin(), entries.end(), result.begin() + sizeof(head) + sizeof(list));
     return result;
 }
 
