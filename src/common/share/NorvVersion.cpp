@@ -5,7 +5,6 @@
 #include <string_view>
 
 #include "common/share/Text.h"
-#include "common/share/tstrings.h"
 
 namespace NorvVersionDetails {
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <iterator>
-#include <limits>
 #include <stdexcept>
 #include <string>
 

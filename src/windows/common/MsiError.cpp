@@ -3,8 +3,6 @@
 #include <string>
 
 #include "common/share/LogException.h"
-#include "common/share/Logger.h"
-#include "common/share/PmtError.h"
 #include "common/share/Text.h"
 #include "common/share/tstrings.h"
 #include "common/windows/WinAutoHandle.h"

@@ -1,6 +1,5 @@
 #include "windows/customactions/CustomActions.h"
 
-#include "common/share/PmtError.h"
 #include "windows/customactions/ActionFrame.h"
 #include "windows/customactions/ConfigAction.h"
 #include "windows/customactions/InstallDirActions.h"

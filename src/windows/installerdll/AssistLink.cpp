@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "common/share/Logger.h"
-#include "common/share/tstrings.h"
 #include "windows/common/FileUtils.h"
 #include "windows/common/Locales.h"
 #include "windows/common/Registry.h"

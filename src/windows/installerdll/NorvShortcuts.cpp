@@ -6,7 +6,6 @@
 
 #include "common/share/LogException.h"
 #include "common/share/Logger.h"
-#include "common/share/tstrings.h"
 #include "windows/common/FileUtils.h"
 #include "windows/common/Shortcut.h"
 #include "windows/common/SysInfo.h"
