@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <functional>
 #include <string>
 #include <utility>
@@ -80,16 +79,14 @@ TEST(SystemTest, DirectoriesTellTheRoomThatTheyNeed) {
 }
 
 TEST(SystemTest, TheTemporaryDirectoryIsTheVariables) {
-    TCHAR old[MAX_PATH] = {};
-    GetEnvironmentVariableW(_T("TMP"), old, MAX_PATH);
+    TCHAR buffer[MAX_PATH] = {};
+    const tstring old(buffer, GetEnvironmentVariableW(_T("TMP"), buffer, MAX_PATH));
     for (const TCHAR* const value :
          {_T("C:\\windows"), _T("C:\\windows\\"), _T("C:/windows/temp/..")}) {
         setVariable(_T("TMP"), value);
-        TCHAR buffer[MAX_PATH] = {};
-        EXPECT_EQ(GetTempPathW(MAX_PATH, buffer), 11u);
-        EXPECT_EQ(tstring(buffer), _T("C:\\windows\\"));
+        EXPECT_EQ(tstring(buffer, GetTempPathW(MAX_PATH, buffer)), _T("C:\\windows\\"));
     }
-    setVariable(_T("TMP"), old[0] == 0 ? nullptr : old);
+    setVariable(_T("TMP"), old.empty() ? nullptr : old.c_str());
 }
 
 TEST(SystemTest, ModulesAreKnownByNameAndByAddress) {
@@ -205,9 +202,7 @@ TEST(SystemTest, AVersionIsReadAsItsFileMayBe) {
     UINT length = 0;
     ASSERT_TRUE(VerQueryValueW(block.data(), _T("\\"), &value, &length));
     EXPECT_EQ(length, sizeof(VS_FIXEDFILEINFO));
-    VS_FIXEDFILEINFO fixed;
-    std::memcpy(&fixed, value, sizeof(fixed));
-    EXPECT_EQ(fixed.dwSignature, 0xFEEF04BDu);
+    EXPECT_EQ(static_cast<VS_FIXEDFILEINFO*>(value)->dwSignature, 0xFEEF04BDu);
     TCHAR temp[MAX_PATH];
     const tstring copy = tstring(temp, GetTempPathW(MAX_PATH, temp)) + _T("NorvVersion.dll");
     EXPECT_EQ(lastErrorOf(GetFileVersionInfoSizeW(copy.c_str(), &zeroed) == 0),
@@ -232,20 +227,19 @@ TEST(SystemTest, MessagesEndInALineBreak) {
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM;
     const HMODULE module = GetModuleHandleW(_T("advapi32.dll"));
     LPWSTR text = nullptr;
-    for (const DWORD status : {2, 5, 87, 1018}) {
-        const DWORD length =
-            FormatMessageW(flags, nullptr, status, 0, reinterpret_cast<LPWSTR>(&text), 0, nullptr);
-        ASSERT_GT(length, 3u) << status;
-        EXPECT_EQ(tstring(text).find(_T(".\r\n")), length - 3);
-        EXPECT_EQ(LocalFree(text), nullptr);
-        EXPECT_EQ(FormatMessageW(flags | FORMAT_MESSAGE_FROM_HMODULE, module, status, 0,
-                                 reinterpret_cast<LPWSTR>(&text), 0, nullptr),
-                  length);
-        LocalFree(text);
+    const auto format = [&](DWORD from, DWORD status) {
+        return FormatMessageW(flags | from, module, status, 0, reinterpret_cast<LPWSTR>(&text), 0,
+                              nullptr);
+    };
+    for (const DWORD from : {DWORD{0}, DWORD{FORMAT_MESSAGE_FROM_HMODULE}}) {
+        for (const DWORD status : {2, 5, 87, 1018}) {
+            const DWORD length = format(from, status);
+            ASSERT_GT(length, 3u) << status;
+            EXPECT_EQ(tstring(text).find(_T(".\r\n")), length - 3);
+            EXPECT_EQ(LocalFree(text), nullptr);
+        }
     }
-    EXPECT_EQ(lastErrorOf(FormatMessageW(flags, nullptr, 0x2FFF1234, 0,
-                                         reinterpret_cast<LPWSTR>(&text), 0, nullptr) == 0),
-              DWORD{ERROR_MR_MID_NOT_FOUND});
+    EXPECT_EQ(lastErrorOf(format(0, 0x2FFF1234) == 0), DWORD{ERROR_MR_MID_NOT_FOUND});
     EXPECT_EQ(text, nullptr);
 }
 
@@ -265,8 +259,7 @@ TEST(SystemTest, LanguagesAreFourHexadecimalDigitsEach) {
         EXPECT_EQ(list.find_first_not_of(_T("0123456789ABCDEF"), i * 5), i * 5 + 4);
         EXPECT_EQ(list[i * 5 + 4], _T('\0'));
     }
-    EXPECT_EQ(list[count * 5], _T('\0'));
-    EXPECT_EQ(list.substr(0, 4), _T("0409"));
+    EXPECT_EQ(list.substr(0, 4) + list.substr(count * 5), tstring(_T("0409\0"), 5));
     EXPECT_EQ(GetThreadLocale(), 0x0409u);
     EXPECT_EQ(GetUserDefaultUILanguage(), 0x0409);
     EXPECT_EQ(GetSystemDefaultUILanguage(), 0x0409);
