@@ -1,0 +1,108 @@
+// What neither Windows can be asked nor the library's own tests show: restarts, the rights of a
+// token, faults and stops.
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "simulated/machine/Machine.h"
+
+using namespace simulated;
+
+namespace {
+
+class SimulatedMachine : public testing::Test {
+protected:
+    static DWORD statusOf(BOOL done) { return done != FALSE ? ERROR_SUCCESS : GetLastError(); }
+    static LSTATUS open(HKEY root, REGSAM access, HKEY& key) {
+        return RegOpenKeyExW(root, u"Software\\X", 0, access, &key);
+    }
+
+    Machine machine;
+    Running running{machine};
+    Volumes& volumes = machine.volumes;
+};
+
+TEST_F(SimulatedMachine, TheTokenDecidesWhoWritesTheRegistry) {
+    machine.registry.createKey(View::Bits64, u"HKLM\\Software\\X");
+    machine.registry.createKey(View::Bits64, u"HKCU\\Software\\X");
+    const struct {
+        void (Security::*become)();
+        LSTATUS machines;
+        LSTATUS users;
+    } kCases[] = {{&Security::becomeOrdinaryUser, ERROR_ACCESS_DENIED, ERROR_SUCCESS},
+                  {&Security::becomeFilteredAdministrator, ERROR_ACCESS_DENIED, ERROR_SUCCESS},
+                  {&Security::becomeLocalSystem, ERROR_SUCCESS, ERROR_FILE_NOT_FOUND}};
+    for (const auto& one : kCases) {
+        (machine.security.*one.become)();
+        HKEY key = nullptr;
+        EXPECT_EQ(open(HKEY_LOCAL_MACHINE, KEY_READ | KEY_WRITE, key), one.machines);
+        EXPECT_EQ(open(HKEY_CURRENT_USER, KEY_READ | KEY_WRITE, key), one.users);
+        EXPECT_EQ(open(HKEY_LOCAL_MACHINE, KEY_READ, key), ERROR_SUCCESS);
+        EXPECT_EQ(RegDeleteTreeW(key, nullptr), ERROR_ACCESS_DENIED);
+    }
+}
+
+TEST_F(SimulatedMachine, AnOrdinaryUserWritesFilesOnlyWhereHeMay) {
+    volumes.addFile(u"C:\\Windows\\System32\\f");
+    machine.security.becomeOrdinaryUser();
+    EXPECT_EQ(5u, statusOf(CreateDirectoryW(u"C:\\Program Files\\made", nullptr)));
+    EXPECT_EQ(5u, statusOf(CopyFileW(u"C:\\Windows\\System32\\f", u"C:\\Windows\\g", TRUE)));
+    EXPECT_EQ(5u, statusOf(DeleteFileW(u"C:\\Windows\\System32\\f")));
+    EXPECT_EQ(0u, statusOf(CreateDirectoryW(u"C:\\Windows\\Temp\\x", nullptr)));
+    EXPECT_EQ(5u,
+              statusOf(MoveFileExW(u"C:\\Windows\\Temp\\x", nullptr, MOVEFILE_DELAY_UNTIL_REBOOT)));
+}
+
+TEST_F(SimulatedMachine, AFailedOrStoppedCallChangesNothing) {
+    const std::vector<std::string> before = machine.describe();
+    const auto change = [&] {
+        HKEY made = nullptr;
+        EXPECT_NE(RegCreateKeyExW(HKEY_CURRENT_USER, u"sub", 0, nullptr, 0, KEY_READ, nullptr,
+                                  &made, nullptr),
+                  ERROR_SUCCESS);
+        EXPECT_NE(RegDeleteTreeW(HKEY_CURRENT_USER, u"Software"), ERROR_SUCCESS);
+    };
+    machine.calls.failCall(1, ERROR_NOT_ENOUGH_MEMORY);
+    machine.calls.failCall(2, ERROR_NOT_ENOUGH_MEMORY);
+    change();
+    machine.calls.stopAtCall(1);
+    change();
+    EXPECT_EQ(machine.describe(), before);
+    EXPECT_TRUE(machine.handles.open().empty());
+}
+
+TEST_F(SimulatedMachine, AFaultInACopyMayLeaveAPart) {
+    volumes.addDrive(u'D');
+    volumes.addFile(u"C:\\f", "content");
+    volumes.nextFaultHalvesCopy = true;
+    machine.calls.failCall("MoveFileExW", 1);
+    EXPECT_FALSE(MoveFileExW(u"C:\\f", u"D:\\f", MOVEFILE_COPY_ALLOWED));
+    EXPECT_EQ("con", volumes.content(u"D:\\f"));
+    EXPECT_EQ("content", volumes.content(u"C:\\f"));
+    machine.calls.failCall("CopyFileW", 1);
+    EXPECT_FALSE(CopyFileW(u"C:\\f", u"D:\\g", TRUE));
+    EXPECT_FALSE(volumes.exists(u"D:\\g")) << "once only";
+}
+
+TEST_F(SimulatedMachine, ARestartCarriesOutTheDelayedMovesInOrder) {
+    volumes.addFile(u"C:\\t\\old.dll", "old");
+    volumes.addFile(u"C:\\t\\new.tmp", "new");
+    volumes.addFile(u"C:\\t\\tree\\f", "f");
+    volumes.lock(u"C:\\t\\old.dll");
+    volumes.denyWrite(u"C:\\t\\tree\\f");
+    constexpr DWORD kDelay = MOVEFILE_DELAY_UNTIL_REBOOT;
+    EXPECT_TRUE(
+        MoveFileExW(u"c:/t/new.tmp", u"C:\\t\\old.dll", kDelay | MOVEFILE_REPLACE_EXISTING));
+    EXPECT_TRUE(MoveFileExW(u"C:\\t\\tree\\f", nullptr, kDelay));
+    EXPECT_TRUE(MoveFileExW(u"C:\\t\\tree", nullptr, kDelay));
+    EXPECT_EQ("old", volumes.content(u"C:\\t\\old.dll"));
+    machine.restart();
+    EXPECT_EQ("new", volumes.content(u"C:\\t\\old.dll"));
+    EXPECT_EQ(std::vector<std::u16string>{u"C:\\t\\old.dll"}, volumes.files(u"C:\\t"));
+    EXPECT_FALSE(volumes.exists(u"C:\\t\\tree"));
+}
+
+}  // namespace
