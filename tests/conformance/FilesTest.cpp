@@ -423,8 +423,7 @@ TEST_F(Files, LongPathsWantThePrefix) {
 }
 
 TEST_F(Files, DrivesHaveTypes) {
-    const tstring drive = root_.substr(0, 3);
-    EXPECT_EQ(UINT{DRIVE_FIXED}, GetDriveTypeW(drive.c_str()));
+    EXPECT_EQ(UINT{DRIVE_FIXED}, GetDriveTypeW(root_.substr(0, 3).c_str()));
     EXPECT_EQ(UINT{DRIVE_NO_ROOT_DIR}, GetDriveTypeW(_T("B:\\")));
     EXPECT_EQ(UINT{DRIVE_NO_ROOT_DIR}, GetDriveTypeW(_T("*:\\")));
 }

@@ -160,6 +160,12 @@ TEST_F(RegistryTest, NamesKeepTheirCaseAndIgnoreIt) {
     EXPECT_EQ(setText(key, _T("vALUE"), _T("2")), ERROR_SUCCESS);
     EXPECT_TRUE(exists(key, _T("mIXED\\cASE")));
     Key::create(key, _T("MIXED"));
+    // Pairs that lead back and forth are one, a mapping one way is none: of the micro sign to a My.
+    const Key accents =
+        Key::create(HKEY_CURRENT_USER, tstring(kRoot) + _T("2\\\x00C4\x0416\x00B5"));
+    EXPECT_TRUE(exists(HKEY_CURRENT_USER, tstring(kRoot) + _T("2\\\x00E4\x0436\x00B5")));
+    EXPECT_FALSE(exists(HKEY_CURRENT_USER, tstring(kRoot) + _T("2\\\x00C4\x0416\x039C")));
+    RegDeleteTreeW(HKEY_CURRENT_USER, (tstring(kRoot) + _T("2")).c_str());
     EXPECT_EQ(subkeys(key), std::vector<tstring>{_T("Mixed")});
     TCHAR name[20];
     DWORD size = 20;

@@ -43,6 +43,9 @@ TEST_F(SimulatedMachine, TheTokenDecidesWhoWritesTheRegistry) {
         EXPECT_EQ(open(HKEY_LOCAL_MACHINE, KEY_READ, key), ERROR_SUCCESS);
         EXPECT_EQ(RegDeleteTreeW(key, nullptr), ERROR_ACCESS_DENIED);
     }
+    WCHAR path[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, path);
+    EXPECT_EQ(std::u16string(path), u"C:\\Windows\\Temp\\") << "the system's account has its own";
 }
 
 TEST_F(SimulatedMachine, AnOrdinaryUserWritesFilesOnlyWhereHeMay) {
