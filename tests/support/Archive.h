@@ -22,6 +22,11 @@ inline void put(std::string& bytes, std::size_t at, std::uint64_t value, int siz
     bytes.replace(at, static_cast<std::size_t>(size), number(value, size));
 }
 
+inline std::uint32_t checksum(const std::string& data) {
+    return static_cast<std::uint32_t>(
+        crc32(0, reinterpret_cast<const Bytef*>(data.data()), static_cast<uInt>(data.size())));
+}
+
 /// Deflates with -15 for a raw stream, 15 for the zlib format.
 inline std::string deflated(const std::string& data, int windowBits = -15, int level = 6) {
     z_stream stream = {};
@@ -64,36 +69,24 @@ struct Entry {
     std::string name;
     std::string data;
     bool stored = false;
-    std::string extra = {};  ///< of the central header
+    std::string extra = {};
     std::string comment = {};
-    std::string localExtra = {};  ///< of the local header
+    std::uint32_t flags = 0;
 };
 
-/// The bytes of an archive and where its headers stand in them.
+/// The bytes of an archive, where its headers stand in them, and what it was made of.
 struct Archive {
     std::string bytes;
+    std::vector<Entry> entries;
+    std::string comment;
     std::vector<std::size_t> locals;
     std::vector<std::size_t> centrals;
     std::size_t directory;
     std::size_t end;
 
-    // Places in the headers.
-    std::string& putCentral(std::size_t entry, std::size_t offset, std::uint64_t value, int size) {
-        put(bytes, centrals.at(entry) + offset, value, size);
-        return bytes;
-    }
-    std::string& putLocal(std::size_t entry, std::size_t offset, std::uint64_t value, int size) {
-        put(bytes, locals.at(entry) + offset, value, size);
-        return bytes;
-    }
-    std::string& putEnd(std::size_t offset, std::uint64_t value, int size) {
-        put(bytes, end + offset, value, size);
-        return bytes;
-    }
-
     /// Puts a ZIP64 end record and its locator in front of the end header, whose own fields then
     /// say that it is there.
-    std::string& addZip64(std::uint64_t count, std::uint64_t size, std::uint64_t offset) {
+    void addZip64(std::uint64_t count, std::uint64_t size, std::uint64_t offset) {
         const std::string record = std::string("PK\x06\x06") + number(44, 8) + number(45, 2) +
                                    number(45, 2) + number(0, 8) + number(count, 8) +
                                    number(count, 8) + number(size, 8) + number(offset, 8);
@@ -101,34 +94,29 @@ struct Archive {
             std::string("PK\x06\x07") + number(0, 4) + number(end, 8) + number(1, 4);
         bytes.insert(end, record + locator);
         end += record.size() + locator.size();
-        putEnd(8, 0xffff, 2);
-        putEnd(10, 0xffff, 2);
-        putEnd(12, 0xffffffff, 4);
-        return putEnd(16, 0xffffffff, 4);
+        bytes.replace(end + 8, 12, 12, '\xff');
     }
-    std::string& addZip64() { return addZip64(centrals.size(), end - directory, directory); }
 };
 
 inline Archive make(const std::vector<Entry>& entries, const std::string& comment = {}) {
     Archive archive = {};
+    archive.entries = entries;
+    archive.comment = comment;
     std::string directory;
     for (const Entry& entry : entries) {
         const std::string data = entry.stored ? entry.data : deflated(entry.data);
         // From "version needed" up to the two sizes, alike in both headers.
-        const std::string common =
-            number(20, 2) + number(0, 2) + number(entry.stored ? 0 : 8, 2) + number(0x58214321, 4) +
-            number(crc32(0, reinterpret_cast<const Bytef*>(entry.data.data()),
-                         static_cast<uInt>(entry.data.size())),
-                   4) +
-            number(data.size(), 4) + number(entry.data.size(), 4) + number(entry.name.size(), 2);
+        const std::string common = number(20, 2) + number(entry.flags, 2) +
+                                   number(entry.stored ? 0 : 8, 2) + number(0x58214321, 4) +
+                                   number(checksum(entry.data), 4) + number(data.size(), 4) +
+                                   number(entry.data.size(), 4) + number(entry.name.size(), 2);
         archive.centrals.push_back(directory.size());
         directory += std::string("PK\x01\x02") + number(20, 2) + common +
                      number(entry.extra.size(), 2) + number(entry.comment.size(), 2) +
                      number(0, 8) + number(archive.bytes.size(), 4) + entry.name + entry.extra +
                      entry.comment;
         archive.locals.push_back(archive.bytes.size());
-        archive.bytes += std::string("PK\x03\x04") + common + number(entry.localExtra.size(), 2) +
-                         entry.name + entry.localExtra + data;
+        archive.bytes += std::string("PK\x03\x04") + common + number(0, 2) + entry.name + data;
     }
     archive.directory = archive.bytes.size();
     for (std::size_t& central : archive.centrals) {

@@ -7,11 +7,6 @@
 
 namespace {
 
-std::string fileContent(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 TEST_F(ZipTest, ArchivesOfOtherToolsHoldTheFilesThatTheyWereMadeOf) {
     std::map<std::string, std::string> tree = {
         {"META-INF/MANIFEST.MF", "Implementation-Version: 1.8.0_45-b13\r\n"},
@@ -27,44 +22,44 @@ TEST_F(ZipTest, ArchivesOfOtherToolsHoldTheFilesThatTheyWereMadeOf) {
         create_directories((folder / "tree" / name).parent_path());
         std::ofstream(folder / "tree" / name, std::ios::binary) << data;
     }
+    const int text = static_cast<int>(tree["text.txt"].size());
     const struct {
-        const char* tool;
-        const char* arguments;
+        std::string run;
         int front = 0;
         int comment = 0;
     } cases[] = {
-        {"zip", "-qr9 ../a.zip ."},
-        {"zip", "-qr0 ../a.zip ."},
-        {"zip", "-qrfz ../a.zip ."},
-        {"zip", "-qrz ../a.zip . <empty.txt"},
-        {"zip", "-qr - . >../a.zip"},
-        {"zip", "-qr - . | cat text.txt - >../a.zip", static_cast<int>(tree["text.txt"].size())},
-        {"zip", "-qr - . | cat text.txt - >../a.zip && zip -qA ../a.zip"},
-        {"7z", "a -tzip -mm=Deflate -mx=9 -mcu=on ../a.zip './*' >../log"},
+        {"zip -qr9 ../a.zip ."},
+        {"zip -qr0 ../a.zip ."},
+        {"zip -qrfz ../a.zip ."},
+        {"zip -qrz ../a.zip . <empty.txt"},
+        {"zip -qr - . | cat text.txt - >../a.zip", text},
+        {"zip -qr - . | cat text.txt - >../a.zip && zip -qA ../a.zip"},
+        {"7z a -tzip -mm=Deflate -mx=9 -mcu=on ../a.zip './*' >../log"},
         // ZIP64 records from 100 bytes on, of an end header that has to be told.
-        {"python3",
-         "-c 'import zipfile, os; zipfile.ZIP64_LIMIT = 100; a = zipfile.ZipFile(\"../a.zip\", "
-         "\"w\", 8); [a.write(f) for f in (\"text.txt\", \"empty.txt\")]; a.close(); "
+        {"python3 -c 'import zipfile, os; zipfile.ZIP64_LIMIT = 100; "
+         "a = zipfile.ZipFile(\"../a.zip\", \"w\", 8); "
+         "[a.write(f) for f in (\"text.txt\", \"empty.txt\")]; a.close(); "
          "b = open(\"../a.zip\", \"r+b\"); b.seek(-14, 2); b.write(b\"\\xff\" * 12)'"},
-        {"python3",
-         "-c 'import zipfile; a = zipfile.ZipFile(\"../a.zip\", \"w\"); a.comment = b\"c\" * "
-         "65535; "
-         "[a.writestr(str(i), str(i)) for i in range(70000)]; a.close()'",
+        {"python3 -c 'import zipfile; a = zipfile.ZipFile(\"../a.zip\", \"w\"); "
+         "a.comment = b\"c\" * 65535; [a.writestr(str(i), str(i)) for i in range(70000)]; "
+         "a.close()'",
          0, 65535},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.arguments);
-        const std::string run = std::string(c.tool) + " " + c.arguments;
-        if (std::system((std::string("command -v ") + c.tool + " >/dev/null").c_str()) != 0) {
+        SCOPED_TRACE(c.run);
+        const std::string tool = c.run.substr(0, c.run.find(' '));
+        if (std::system(("command -v " + tool + " >/dev/null").c_str()) != 0) {
             continue;
         }
         std::filesystem::remove(folder / "a.zip");
-        ASSERT_EQ(std::system(("cd " + (folder / "tree").string() + " && " + run).c_str()), 0);
-        nzfile* const zip = open(fileContent(folder / "a.zip"));
+        ASSERT_EQ(std::system(("cd " + (folder / "tree").string() + " && " + c.run).c_str()), 0);
+        std::ifstream made(folder / "a.zip", std::ios::binary);
+        nzfile* const zip = open({std::istreambuf_iterator<char>(made), {}});
         ASSERT_NE(zip, nullptr) << message;
         EXPECT_EQ(zip->locpos, c.front);
         EXPECT_EQ(zip->clen, c.comment);
-        for (std::int32_t i = 0; i<zip->total; i += zip->total> 60000 ? 1000 : 1) {
+        const std::int32_t step = zip->total > 60000 ? 1000 : 1;
+        for (std::int32_t i = 0; i < zip->total; i += step) {
             nzentry* const entry = ZIP_GetNextEntry(zip, i);
             ASSERT_NE(entry, nullptr);
             const std::string name = entry->name;

@@ -7,9 +7,8 @@ namespace {
 std::uint64_t allocations = 0;
 std::uint64_t failing = 0;
 
-template <class Allocate>
-void* counted(Allocate allocate) {
-    return ++allocations == failing ? nullptr : allocate();
+bool fails() {
+    return ++allocations == failing;
 }
 
 }  // namespace
@@ -21,13 +20,13 @@ void* __real_calloc(std::size_t count, std::size_t size);
 void* __real_realloc(void* memory, std::size_t size);
 
 void* __wrap_malloc(std::size_t size) {
-    return counted([&] { return __real_malloc(size); });
+    return fails() ? nullptr : __real_malloc(size);
 }
 void* __wrap_calloc(std::size_t count, std::size_t size) {
-    return counted([&] { return __real_calloc(count, size); });
+    return fails() ? nullptr : __real_calloc(count, size);
 }
 void* __wrap_realloc(void* memory, std::size_t size) {
-    return counted([&] { return __real_realloc(memory, size); });
+    return fails() ? nullptr : __real_realloc(memory, size);
 }
 
 }  // extern "C"

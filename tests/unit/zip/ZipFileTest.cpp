@@ -1,5 +1,6 @@
 #include <sys/resource.h>
 
+#include "support/Thrown.h"
 #include "unit/zip/ZipTest.h"
 #include "windows/common/Crypto.h"
 #include "windows/common/unzip/unzip.h"
@@ -8,19 +9,6 @@ using archive::make;
 using archive::number;
 
 namespace {
-
-/// What a thrown exception says behind its file and line: "<function>(): <text>", or "no throw".
-template <class Action>
-std::string thrown(const char* file, Action action) {
-    try {
-        action();
-    } catch (const std::runtime_error& error) {
-        const std::string what = error.what();
-        EXPECT_TRUE(what.starts_with(std::string(file) + "(")) << what;
-        return what.substr(what.find(") at ") + 5);
-    }
-    return "no throw";
-}
 
 TEST_F(ZipTest, FilesGiveTheirEntriesOrThrow) {
     const std::string manifest = "Manifest-Version: 1.0\r\nImplementation-Version: 11.0.2\r\n\n";
@@ -51,43 +39,33 @@ TEST_F(ZipTest, FilesGiveTheirEntriesOrThrow) {
     EXPECT_EQ(file.extractEntryAsUtf8String(_T("empty")), "");
     EXPECT_EQ(file.extractEntryAsUtf8String(_T("\u00e9")), "accent");
 
-    const std::string extract = "ZipFile::extractEntryAsUtf8String(): ";
-    const std::string entry = extract + "Zip entry ";
-    const std::string read =
-        "`anonymous-namespace'::extractEntryInMemory::operator ()(): ZIP_ReadEntry(C:\\a.zip, ";
     const std::string directory =
         " from C:\\a.zip archive is a directory and can't be extracted into memory";
     const std::string tooLarge = " from C:\\a.zip archive is too large to be extracted into memory";
-    const struct {
-        const TCHAR* entry;
-        std::string what;
-    } cases[] = {
-        {_T("none"),
-         "`anonymous-namespace'::ZipFileEntry::ZipFileEntry(): "
-         "ZIP_FindEntry(C:\\a.zip, none) failed"},
-        {_T("META-INF"), entry + "META-INF" + directory},
-        {_T("META-INF/"), entry + "META-INF/" + directory},
-        {_T(""), extract + "Unexpected empty name of zip entry  from C:\\a.zip"},
-        {_T("huge"), entry + "huge" + tooLarge},
-        {_T("negative"), entry + "negative" + tooLarge},
-        {_T("broken"), read + "broken) failed"},
-        {_T("claims"), read + "claims) failed"},
-        {_T("touches"), read + "touches) failed"},
+    const std::pair<const TCHAR*, std::string> cases[] = {
+        {_T("none"), "ZIP_FindEntry(C:\\a.zip, none) failed"},
+        {_T("META-INF"), "Zip entry META-INF" + directory},
+        {_T("META-INF/"), "Zip entry META-INF/" + directory},
+        {_T(""), "Unexpected empty name of zip entry  from C:\\a.zip"},
+        {_T("huge"), "Zip entry huge" + tooLarge},
+        {_T("negative"), "Zip entry negative" + tooLarge},
+        {_T("broken"), "ZIP_ReadEntry(C:\\a.zip, broken) failed"},
+        {_T("claims"), "ZIP_ReadEntry(C:\\a.zip, claims) failed"},
+        {_T("touches"), "ZIP_ReadEntry(C:\\a.zip, touches) failed"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [entry, text] : cases) {
         const StderrWrites writes;
-        EXPECT_EQ(thrown("unzip.cpp", [&] { file.extractEntryAsUtf8String(c.entry); }), c.what);
+        EXPECT_EQ(thrownText([&] { file.extractEntryAsUtf8String(entry); }), text);
     }
     rusage usage = {};
     getrusage(RUSAGE_SELF, &usage);
     EXPECT_LT(usage.ru_maxrss, 1 << 20) << "in KB: what \"touches\" claims was not made use of";
 
     machine.volumes.addFile(u"C:\\text.zip", "no archive");
-    const std::string opening = "ZipFile::ZipFile(): ZIP_Open(C:\\";
-    EXPECT_EQ(thrown("unzip.cpp", [] { ZipFile(_T("C:\\text.zip")); }),
-              opening + "text.zip) failed. Error: unknown");
-    EXPECT_EQ(thrown("unzip.cpp", [] { ZipFile(_T("C:\\none\\x.zip")); }),
-              opening + "none\\x.zip) failed. Error: ZFILE_Open failed");
+    EXPECT_EQ(thrownText([] { ZipFile(_T("C:\\text.zip")); }),
+              "ZIP_Open(C:\\text.zip) failed. Error: unknown");
+    EXPECT_EQ(thrownText([] { ZipFile(_T("C:\\none\\x.zip")); }),
+              "ZIP_Open(C:\\none\\x.zip) failed. Error: ZFILE_Open failed");
     ZipFile other(_T("C:\\a.zip"));
     file = std::move(other);
     EXPECT_EQ(machine.handles.open().size(), 1u);
@@ -96,21 +74,12 @@ TEST_F(ZipTest, FilesGiveTheirEntriesOrThrow) {
 TEST(Crypto, AHashStringIs64LowerCaseDigits) {
     const tstring good = _T("0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef");
     EXPECT_EQ(verifyChecksumString(good, "sha256"), good);
-    const struct {
-        tstring value;
-        const char* before;
-    } cases[] = {
-        {_T(""), "Unexpected length of "},
-        {good.substr(1), "Unexpected length of "},
-        {good + _T("0"), "Unexpected length of "},
-        {good.substr(1) + _T("F"), "Illegal character in "},
-        {_T("g") + good.substr(1), "Illegal character in "},
-        {good.substr(1) + _T(" "), "Illegal character in "},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(thrown("Crypto.cpp", [&] { verifyChecksumString(c.value, "sha256"); }),
-                  "verifyChecksumString(): " + std::string(c.before) +
-                      std::string(c.value.begin(), c.value.end()) + " sha256 hash string.");
+    for (const tstring& value :
+         {tstring(), good.substr(1), good + _T("0"), good.substr(1) + _T("F"),
+          _T("g") + good.substr(1), good.substr(1) + _T(" ")}) {
+        EXPECT_EQ(thrownText([&] { verifyChecksumString(value, "sha256"); }),
+                  (value.size() == 64 ? "Illegal character in " : "Unexpected length of ") +
+                      std::string(value.begin(), value.end()) + " sha256 hash string.");
     }
 }
 

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <string>
 
 #include "simulated/machine/Machine.h"
@@ -91,6 +92,55 @@ protected:
     }
     static std::string content(nzfile* zip, const std::string& name) {
         return content(zip, nz::findEntry(zip, name.c_str()));
+    }
+
+    /// Opens an archive behind other bytes and holds all of it to what it was made of: walked up
+    /// and down, and each entry found by name; of two entries of one name the later one is found.
+    nzfile* openWhole(const archive::Archive& a, const std::string& front = "") {
+        nzfile* const zip = open(front + a.bytes);
+        EXPECT_STREQ(message, nullptr);
+        const auto total = static_cast<std::int32_t>(a.entries.size());
+        EXPECT_EQ(zip->total, total);
+        EXPECT_EQ(zip->locpos, std::ssize(front));
+        EXPECT_EQ(std::string(zip->comment == nullptr ? "" : zip->comment), a.comment);
+        EXPECT_EQ(zip->clen, std::ssize(a.comment));
+        for (const std::int32_t outside : {-1, total, INT_MAX}) {
+            EXPECT_EQ(ZIP_GetNextEntry(zip, outside), nullptr);
+        }
+        for (std::int32_t n = 0; n < 2 * total; ++n) {
+            const std::int32_t index = n < total ? n : 2 * total - 1 - n;
+            nz::freeEntry(zip, ZIP_GetNextEntry(zip, index));
+            machine.calls.clearJournal();
+            nzentry* const walked = ZIP_GetNextEntry(zip, index);
+            EXPECT_EQ(machine.calls.count("ReadFile"), 0u) << "of a header that was just read";
+            expectEntry(zip, walked, a, static_cast<std::size_t>(index));
+            const std::string& name = a.entries[static_cast<std::size_t>(index)].name;
+            std::size_t last = a.entries.size() - 1;
+            while (a.entries[last].name != name) {
+                --last;
+            }
+            nz::freeEntry(zip, nullptr);  // found anew, not as the one released last
+            expectEntry(zip, nz::findEntry(zip, name.c_str()), a, last);
+        }
+        return zip;
+    }
+
+    static void expectEntry(nzfile* zip, nzentry* e, const archive::Archive& a, std::size_t i) {
+        const archive::Entry& made = a.entries[i];
+        ASSERT_NE(e, nullptr) << made.name;
+        using Numbers = std::vector<std::int64_t>;
+        EXPECT_EQ((Numbers{e->nlen, e->time, e->size, e->csize, e->crc, e->pos, e->flag}),
+                  (Numbers{std::ssize(made.name), 0x58214321, std::ssize(made.data),
+                           made.stored ? 0 : std::ssize(archive::deflated(made.data)),
+                           archive::checksum(made.data),
+                           -zip->locpos - static_cast<std::int64_t>(a.locals[i]), made.flags}));
+        EXPECT_EQ(std::string(e->comment == nullptr ? "" : e->comment), made.comment);
+        // Two bytes of length in front and a zero behind; null where there is none.
+        const std::size_t length = made.extra.size();
+        EXPECT_EQ(e->extra == nullptr ? "" : std::string(e->extra, length + 3),
+                  length == 0 ? "" : archive::number(length, 2) + made.extra + '\0');
+        EXPECT_EQ(e->name, made.name);
+        EXPECT_EQ(content(zip, e), made.data);
     }
 
     static inline char unset[] = "unset";

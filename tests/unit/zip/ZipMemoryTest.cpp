@@ -1,0 +1,117 @@
+// What the library does in memory alone: gzip, and the zlib format.
+#include <gtest/gtest.h>
+
+#include "support/Archive.h"
+#include "zip/zip.h"
+
+namespace {
+
+struct Sizes {
+    std::size_t out = 0;
+    std::size_t tmp = 0;
+};
+
+/// Compresses with room of these sizes; the message if that fails.
+std::string compress(std::string data, Sizes sizes, std::int32_t level, std::string comment = "") {
+    std::string out(sizes.out, '?');
+    std::string tmp(sizes.tmp, '?');
+    const char* message = "unset";
+    const std::size_t length =
+        ZIP_GZip_Fully(data.data(), data.size(), out.data(), out.size(), tmp.data(), tmp.size(),
+                       level, comment.empty() ? nullptr : comment.data(), &message);
+    EXPECT_EQ(length > 0, message == nullptr);
+    return length > 0 ? out.substr(0, length) : message;
+}
+
+TEST(ZipGzip, ZlibReadsItBack) {
+    std::string mixed;
+    for (unsigned i = 0; i < 60000; ++i) {
+        mixed += static_cast<char>(i * i >> 7 ^ i);
+    }
+    for (const std::string& data : {std::string(), std::string("short"), mixed}) {
+        for (const std::int32_t level : {-1, 0, 1, 6, 9, 10, 99}) {
+            Sizes sizes;
+            EXPECT_EQ(ZIP_GZip_InitParams(data.size(), &sizes.out, &sizes.tmp, level), nullptr);
+            const std::string packed = compress(data, sizes, level);
+            EXPECT_EQ(archive::inflated(packed, data.size(), 15 + 16), data);
+            if (level > 9) {
+                EXPECT_EQ(packed, compress(data, sizes, 6));
+            }
+            sizes.out += 10;  // a comment stands in no bound
+            const std::string commented = compress(data, sizes, level, "a comment");
+            EXPECT_EQ(archive::inflated(commented, data.size(), 15 + 16), data);
+            EXPECT_EQ(commented.find("a comment"), 10u);
+        }
+    }
+}
+
+TEST(ZipGzip, TheSizesAskedForAreNeededAndEnough) {
+    const std::string data(70000, 'x');
+    Sizes sizes;
+    EXPECT_EQ(ZIP_GZip_InitParams(data.size(), &sizes.out, &sizes.tmp, 6), nullptr);
+    for (const std::size_t tmp : {std::size_t{0}, sizes.tmp / 2, sizes.tmp - 1}) {
+        EXPECT_EQ(compress(data, {sizes.out, tmp}, 6), "Out of memory in deflateInit2");
+    }
+    for (const std::size_t out : {0, 1, 17, 50}) {
+        EXPECT_EQ(compress(data, {out, sizes.tmp}, 6), "Buffer too small");
+    }
+    EXPECT_EQ(compress(data, sizes, -2), "Internal error in deflateInit2");
+    EXPECT_STREQ(ZIP_GZip_InitParams(5, &sizes.out, &sizes.tmp, -2),
+                 "Internal error in deflateInit2");
+    EXPECT_EQ(sizes.tmp, 0u);
+    // Lengths up to all address space have a bound that is no less.
+    for (const std::size_t length : {std::size_t{0xffffffff}, SIZE_MAX / 2 + 1, SIZE_MAX}) {
+        EXPECT_EQ(ZIP_GZip_InitParams(length, &sizes.out, &sizes.tmp, 6), nullptr);
+        EXPECT_GE(sizes.out, length);
+    }
+}
+
+TEST(ZipInflateFully, TakesAWholeStreamAndNoMore) {
+    const std::string data(100000, 'd');
+    const auto size = static_cast<std::int64_t>(data.size());
+    const std::string packed = archive::deflated(data, 15);
+    std::string corrupt = packed;
+    corrupt.back() ^= 1;  // its checksum
+    std::string dictionary = packed;
+    dictionary[1] = '\xbb';  // asks for a preset dictionary
+    const char* const end = "INFLATER_inflateFully: Unexpected end of stream";
+    const char* const bad = "INFLATER_inflateFully: Compressed data corrupted";
+    const char* const internal = "INFLATER_inflateFully: internal error";
+    const std::int64_t all = INT64_MAX;
+    const struct {
+        std::string in;
+        std::int64_t inLength;
+        std::int64_t outLength;
+        const char* message;
+    } cases[] = {{packed, all, size, nullptr},
+                 {archive::deflated("", 15), all, 0, nullptr},
+                 {packed, all, size - 1, internal},
+                 {packed, all, size + 1, end},
+                 {packed, all, 0, internal},
+                 {packed, all, -1, internal},
+                 {packed, 0, size, internal},
+                 {packed, -1, size, internal},
+                 {packed.substr(0, 50), all, size, end},
+                 {packed + "x", all, size, end},
+                 {corrupt, all, size, bad},
+                 {"plain text", all, size, bad},
+                 {dictionary, all, size, internal}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        std::string in = c.in;
+        std::string out(data.size() + 2, '?');
+        char* message = out.data();
+        const auto inLength = std::min(c.inLength, static_cast<std::int64_t>(in.size()));
+        EXPECT_EQ(ZIP_InflateFully(in.data(), inLength, out.data(), c.outLength, &message),
+                  c.message == nullptr ? 1 : 0);
+        EXPECT_STREQ(message, c.message);
+        // Nothing was written behind the room.
+        const auto room = static_cast<std::size_t>(std::max<std::int64_t>(c.outLength, 0));
+        EXPECT_EQ(out.find_first_not_of('?', room), std::string::npos);
+        if (c.message == nullptr) {
+            EXPECT_EQ(out.substr(0, room), data.substr(0, room));
+        }
+    }
+}
+
+}  // namespace
