@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <sstream>
 
+#include "windows/common/Paths.h"
+
 namespace family {
 
 namespace {
@@ -14,6 +16,10 @@ View viewOf(const InstalledNorv& product) {
 
 tstring versionKey(const InstalledNorv& product) {
     return _T("HKLM\\") + getVersionKeyPath(product);
+}
+
+void append(std::string& list, const char* separator, const std::string& item) {
+    list += (list.empty() ? "" : separator) + item;
 }
 
 }  // namespace
@@ -46,14 +52,6 @@ std::string name(const InstalledNorv* product) {
                                     toUtf8(NorvVersionDetails::sourceText(product->version));
 }
 
-std::string names(InstalledNorvRange products) {
-    std::string result;
-    for (const InstalledNorv& one : products) {
-        result += (result.empty() ? "" : " ") + name(&one);
-    }
-    return result;
-}
-
 Family::Family(std::string_view installed) {
     machine.volumes.addDirectory(kMenu);
     machine.registry.setExpandString(View::Bits64, kEnvironment, _T("Path"), _T("C:\\Windows"));
@@ -64,10 +62,11 @@ Family::Family(std::string_view installed) {
 
 void Family::put(std::string_view text) {
     const InstalledNorv one = product(text);
-    for (const TCHAR* file : {_T("norv.exe"), _T("norvw.exe"), _T("wmq.exe"), _T("alinkswitch.exe"),
+    for (const TCHAR* file : {_T("norv.exe"), _T("wmq.exe"), _T("alinkswitch.exe"),
                               _T("WindowsAssistLink-64.dll"), _T("WindowsAssistLink-32.dll")}) {
-        machine.volumes.addFile(one.homeDir + _T("\\bin\\") + file, std::string(text));
-        machine.volumes.addFile(one.homeDir + _T("\\qvr\\bin\\") + file, std::string(text));
+        for (const TCHAR* directory : {_T("\\bin\\"), _T("\\qvr\\bin\\")}) {
+            machine.volumes.addFile(one.homeDir + directory + file, std::string(text));
+        }
     }
     for (const TCHAR* valueName : {_T("NorvHome"), _T("RuntimeLib"), _T("MicroVersion")}) {
         machine.registry.setString(viewOf(one), versionKey(one), valueName, one.homeDir + _T("\\"));
@@ -92,7 +91,6 @@ void Family::run(std::string_view steps) {
         } else {
             EXPECT_TRUE(update(UpdateAction::Remove, text));
             machine.registry.deleteKey(viewOf(product(text)), versionKey(product(text)));
-            machine.volumes.remove(product(text).homeDir);
             std::erase_if(listed, [&](const InstalledNorv& one) { return name(&one) == text; });
         }
     }
@@ -112,9 +110,9 @@ std::string Family::tree(const tstring& key, View view) const {
         const tstring path = key + _T("\\") + subkey;
         const std::string current = value(path, _T("CurrentVersion"), view);
         const std::string below = tree(path, view);
-        result += (result.empty() ? "" : " ") + toUtf8(subkey) +
-                  (current == "(none)" ? "" : "=" + current) +
-                  (below.empty() ? "" : "{" + below + "}");
+        append(result, " ",
+               toUtf8(subkey) + (current == "(none)" ? "" : "=" + current) +
+                   (below.empty() ? "" : "{" + below + "}"));
     }
     return result;
 }
@@ -123,12 +121,28 @@ std::string Family::value(const tstring& key, const tstring& name, View view) co
     return toUtf8(machine.registry.getString(view, key, name).value_or(_T("(none)")));
 }
 
+std::string Family::values(const tstring& key) const {
+    std::string result;
+    for (const tstring& name : machine.registry.valueNames(View::Bits64, key)) {
+        append(result, "|", toUtf8(name) + "=" + value(key, name));
+    }
+    return result;
+}
+
 std::string Family::files(const tstring& directory) const {
     std::string result;
     for (const tstring& path : machine.volumes.files(directory)) {
         if (FileUtils::dirname(path) == directory) {
-            result += (result.empty() ? "" : "|") + toUtf8(FileUtils::basename(path));
+            append(result, "|", toUtf8(FileUtils::basename(path)));
         }
+    }
+    return result;
+}
+
+std::string Family::catchPoints() const {
+    std::string result;
+    for (const LogRecord& record : logRecords(machine)) {
+        result += record.level == "ERROR" ? record.function + " " : "";
     }
     return result;
 }

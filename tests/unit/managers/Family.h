@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,7 +13,6 @@
 #include "simulated/machine/Machine.h"
 #include "simulated/machine/Wide.h"
 #include "support/LogReader.h"
-#include "windows/common/Paths.h"
 #include "windows/installerdll/NorvSetupManager.h"
 
 namespace family {
@@ -27,7 +25,6 @@ using Strings = std::vector<std::string>;
 InstalledNorv product(std::string_view text);
 std::vector<InstalledNorv> products(std::string_view texts);  ///< between blanks
 std::string name(const InstalledNorv* product);
-std::string names(InstalledNorvRange products);
 
 inline const tstring kVendor = _T("HKLM\\Software\\Halvorex");
 inline const tstring kEnvironment =
@@ -42,10 +39,8 @@ struct Family {
     /// Lays down what a product's installer does, files and version key, and lists it. Every file
     /// of the product holds the product's text.
     void put(std::string_view text);
-    /// Runs the setup manager for a product.
     bool update(UpdateAction action, std::string_view text);
-    /// "+r64:17 -r64:17 ...": puts or takes away each product and runs the update, as installers
-    /// do.
+    /// "+r64:17 -r64:17 ...": each product comes or goes, and the update runs.
     void run(std::string_view steps);
     /// What one manager does of an update that changes nothing.
     void handle(NorvSetupManager::Callback& manager);
@@ -54,9 +49,12 @@ struct Family {
     /// without the key.
     std::string tree(const tstring& key, View view = View::Bits64) const;
     std::string value(const tstring& key, const tstring& name, View view = View::Bits64) const;
+    std::string values(const tstring& key) const;  ///< "name=text|..."
     /// Names of the files of a directory, without those below, between "|".
     std::string files(const tstring& directory) const;
     Strings errors() const { return logMessages(machine, "ERROR"); }
+    /// The functions that have logged an error, each followed by a blank.
+    std::string catchPoints() const;
 
     simulated::Machine machine;
     simulated::Running running{machine};

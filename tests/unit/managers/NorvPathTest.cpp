@@ -27,10 +27,9 @@ struct Shims : Family {
 
     void installAll(std::string_view texts) {
         for (const InstalledNorv& one : family::products(texts)) {
-            const auto version = NorvVersionDetails::sourceText(one.version);
-            ::products::install(machine, one.type == Bundle::kQvr
-                                             ? ::products::qvr(version, one.bits)
-                                             : ::products::qvk(version, one.bits));
+            const auto make = one.type == Bundle::kQvr ? ::products::qvr : ::products::qvk;
+            ::products::install(machine,
+                                make(NorvVersionDetails::sourceText(one.version), one.bits));
         }
     }
     void uninstall(std::string_view text) {
@@ -46,7 +45,7 @@ struct Shims : Family {
     std::string shims() const {
         const auto target = machine.volumes.junctionTarget(kJunction);
         if (!target) {
-            return machine.volumes.exists(kJunction) ? "no junction" : "none";
+            return "none";
         }
         std::string contents;
         for (const tstring& file : machine.volumes.files(*target)) {
@@ -65,57 +64,44 @@ const char* const kOldAnew = "old norv.exe|norvc.exe|norvw.exe|zemble.exe";
 TEST(NorvPath, DecidesByTheVersionsThatAreInstalled) {
     const struct {
         const char* listed;
-        const char* shims;
-        bool stagingStays;
+        std::string shims;
     } cases[] = {
-        {"-", "none", true},
-        {"k64:11.0.7", "none", true},
-        {"k64:11.0.8", kOldAnew, true},
-        {"k64:11.1.0", kOldAnew, true},
-        {"k64:12.0.1 k64:14.0.2", "none", true},
-        {"k64:15", kOldAnew, true},
-        {"k64:1.8.0_45-b13", "none", true},
-        {"k32:21.0.12.1+1 r64:21.0.12.1+1", "none", true},
-        {kPackage, kNew, false},
-        {"k64:17 k64:21.0.12.1+1 k64:14.0.2 k64:11.0.8", kNew, false},
-        {"k64:21.0.12.1+1 k64:21.0.12.1+2", kOldAsItWas, true},
-        {"k64:22 k64:17", kOldAsItWas, true},
+        {"-", "none"},
+        {"k64:11.0.7", "none"},
+        {"k64:11.0.8", kOldAnew},
+        {"k64:12.0.1 k64:14.0.2", "none"},
+        {"k64:15", kOldAnew},
+        {"k32:21.0.12.1+1 r64:21.0.12.1+1", "none"},
+        {"k64:17 k64:21.0.12.1+1 k64:14.0.2 k64:11.0.8", kNew},
+        {"k64:21.0.12.1+1 k64:21.0.12.1+2", kOldAsItWas},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.listed);
         Shims pc(c.listed);
         pc.run();
         EXPECT_EQ(pc.shims(), c.shims);
-        EXPECT_EQ(pc.machine.volumes.exists(kStaging), c.stagingStays);
-        const bool removed = c.shims == std::string("none");
-        EXPECT_EQ(pc.path(), removed ? "C:\\Windows" : toUtf8(kJunction) + ";C:\\Windows");
-        EXPECT_EQ(pc.machine.volumes.exists(kOldTarget), c.shims == std::string(kOldAsItWas));
-        EXPECT_EQ(pc.machine.desktop.broadcasts.size(), removed ? 1u : 0u);
+        EXPECT_EQ(pc.machine.volumes.exists(kStaging), c.shims != kNew);
+        EXPECT_EQ(pc.path(),
+                  c.shims == "none" ? "C:\\Windows" : toUtf8(kJunction) + ";C:\\Windows");
+        EXPECT_EQ(pc.machine.volumes.exists(kOldTarget), c.shims == kOldAsItWas);
     }
 }
 
 TEST(NorvPath, KeepsTheRestOfPath) {
     const std::string ours = toUtf8(kJunction);
     const std::string shouted = toUtf8(simulated::upperCase(kJunction));
-    std::string longOne;
-    while (longOne.size() < 30000) {
-        longOne += "C:\\Tools\\" + std::to_string(longOne.size()) + ";";
-    }
     const struct {
         std::string before, added, removed;
     } cases[] = {
-        {"C:\\Windows", ours + ";C:\\Windows", "C:\\Windows"},
         {"C:\\Windows;" + shouted, "C:\\Windows;" + shouted, "C:\\Windows"},
         {"", ours + ";", ""},
-        {"a;;b;", ours + ";a;;b;", "a;;b;"},
-        {";;a", ours + ";;;a", "a"},
+        {";;a;", ours + ";;;a;", "a;"},
         {ours + ";a;" + ours, ours + ";a;" + ours, "a"},
-        {longOne, ours + ";" + longOne, longOne},
         {"a;" + ours + "2;" + ours + "\\", ours + ";a;" + ours + "2;" + ours + "\\",
          "a;" + ours + "2;" + ours + "\\"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.before.substr(0, 80));
+        SCOPED_TRACE(c.before);
         Shims adding(kPackage);
         adding.setPath(fromUtf8(c.before));
         adding.run();
@@ -136,60 +122,30 @@ TEST(NorvPath, KeepsTheRestOfPath) {
 }
 
 TEST(NorvPath, MeetsWhatStandsInItsWay) {
-    {
-        SCOPED_TRACE("nothing staged");
-        Shims pc(kPackage);
-        pc.machine.volumes.remove(kStaging);
-        pc.run();
-        EXPECT_EQ(pc.shims(), kOldAsItWas);
-        EXPECT_TRUE(logHas(pc.machine, "no where to copy shims from, exiting"));
-    }
-    {
-        SCOPED_TRACE("a shim is running");
-        Shims pc(kPackage);
-        pc.machine.volumes.lockAsProgram(kOldTarget + _T("\\norv.exe"));
-        pc.run();
-        EXPECT_EQ(pc.shims(), kNew);
-        EXPECT_EQ(pc.files(kOldTarget), "norv.exe");
-        EXPECT_EQ(pc.machine.volumes.security(*pc.machine.volumes.junctionTarget(kJunction)),
-                  "D:(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;WD)");
-    }
+    Shims unstaged(kPackage);
+    unstaged.machine.volumes.remove(kStaging);
+    unstaged.run();
+    EXPECT_EQ(unstaged.shims(), kOldAsItWas);
+    EXPECT_TRUE(logHas(unstaged.machine, "no where to copy shims from, exiting"));
+
     for (const bool removing : {false, true}) {
-        SCOPED_TRACE("the path directory is a folder of the user's");
-        Shims pc(removing ? "-" : kPackage);
-        pc.machine.volumes.remove(kJunction);
-        pc.machine.volumes.addFile(kJunction + _T("\\mine.txt"));
-        EXPECT_THROW(pc.run(), std::runtime_error);
-        EXPECT_EQ(pc.shims() + " " + pc.files(kJunction), "no junction mine.txt");
-        EXPECT_TRUE(pc.machine.volumes.exists(kStaging));
-        EXPECT_EQ(pc.path().find("norvpath") == std::string::npos, removing);
+        Shims occupied(removing ? "-" : kPackage);
+        occupied.machine.volumes.remove(kJunction);
+        occupied.machine.volumes.addFile(kJunction + _T("\\mine.txt"));
+        EXPECT_THROW(occupied.run(), std::runtime_error);
+        EXPECT_EQ(occupied.files(kJunction), "mine.txt");
+        EXPECT_EQ(occupied.path().find("norvpath") == std::string::npos, removing);
     }
-    {
-        SCOPED_TRACE("the names of targets are taken; one shim is missing; a window hangs");
-        Shims pc(kPackage);
-        pc.setPath(_T("a"));
-        pc.machine.facts.clock.setTicks(0x1FFFFFFFFull);
-        pc.machine.volumes.addDirectory(kJunction + _T("_target_4294967295"));
-        pc.machine.volumes.remove(kStaging + _T("\\norvw.exe"));
-        pc.machine.desktop.hangs = true;
-        pc.run();
-        EXPECT_EQ(toUtf8(*pc.machine.volumes.junctionTarget(kJunction)),
-                  toUtf8(kJunction) + "_target_0");
-        EXPECT_EQ(pc.shims(), "new norv.exe|norvc.exe|zemble.exe");
-        ASSERT_EQ(pc.errors().size(), 2u);
-        EXPECT_NE(pc.errors()[0].find("CopyFile("), std::string::npos);
-        EXPECT_EQ(pc.errors()[1].rfind("SendMessageTimeout failed with system error 1460", 0), 0u);
-    }
-    {
-        SCOPED_TRACE("no junction can be made: what is needed for another try stays");
-        Shims pc(kPackage);
-        pc.machine.calls.failCall("DeviceIoControl", 2);
-        EXPECT_THROW(pc.run(), SysError);
-        EXPECT_TRUE(pc.machine.volumes.exists(kStaging + _T("\\norv.exe")));
-        EXPECT_TRUE(logMentions(pc.machine, "norvpath targetDir: "));
-        pc.run();
-        EXPECT_EQ(pc.shims(), kNew);
-    }
+
+    Shims busy(kPackage);
+    busy.machine.volumes.lockAsProgram(kOldTarget + _T("\\norv.exe"));
+    busy.machine.volumes.remove(kStaging + _T("\\norvw.exe"));
+    busy.setPath(_T("a"));
+    busy.machine.desktop.hangs = true;
+    busy.run();
+    EXPECT_EQ(busy.shims(), "new norv.exe|norvc.exe|zemble.exe");
+    EXPECT_EQ(busy.files(kOldTarget), "norv.exe");
+    EXPECT_TRUE(logMentions(busy.machine, "SendMessageTimeout failed with system error 1460"));
 }
 
 TEST(NorvPath, ServesAProductFromItsInstallToItsEnd) {
@@ -198,19 +154,25 @@ TEST(NorvPath, ServesAProductFromItsInstallToItsEnd) {
     pc.machine.volumes.remove(kJunction);
     pc.setPath(_T("C:\\Windows"));
     pc.installAll(kPackage);
+    pc.machine.facts.clock.setTicks(0x1FFFFFFFFull);
+    pc.machine.volumes.addDirectory(kJunction + _T("_target_4294967295"));
+    // What an attempt needs is still there for the next one.
+    pc.machine.calls.failCall("DeviceIoControl", 1);
+    EXPECT_THROW(pc.run(), SysError);
+    pc.machine.facts.clock.setTicks(0x1FFFFFFFFull);
     pc.run();
     EXPECT_EQ(pc.shims(), kNew);
+    const tstring target = pc.machine.volumes.junctionTarget(kJunction).value();
+    EXPECT_EQ(toUtf8(target), toUtf8(kJunction) + "_target_1") << "others are taken";
+    EXPECT_EQ(pc.machine.volumes.security(target),
+              "D:(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;WD)");
     pc.uninstall(kPackage);
-    pc.machine.facts.clock.advance(1000);
     pc.run();
     EXPECT_EQ(pc.shims(), kNew) << "copied from target to target";
     pc.uninstall("k64:17");
     pc.run();
-    pc.machine.restart();
     EXPECT_EQ(pc.shims(), "none");
-    EXPECT_TRUE(pc.machine.volumes.files(kCommon).empty());
     EXPECT_EQ(pc.path(), "C:\\Windows");
-    EXPECT_EQ(pc.errors(), Strings());
     for (const char* line :
          {"Norvpath: This version of the QVK is: 21.0.12.1",
           "Shim: A QVK 11.0.8 and < 12, or 15+ exists", "Norvpath: A SHIM-AWARE QVK exists.",

@@ -1,116 +1,130 @@
-#include <functional>
-
+#include "common/share/Logger.h"
 #include "unit/managers/Family.h"
+#include "windows/installerdll/RegInstallShare.h"
 
 using namespace family;
 
 namespace {
 
+constexpr auto kNone = UpdateAction::None;
+constexpr auto kInstall = UpdateAction::Install;
+constexpr auto kRemove = UpdateAction::Remove;
+
 TEST(UpdatePlan, WorksOutTheProductsAsTheyWillBe) {
-    constexpr auto kNone = UpdateAction::None;
-    constexpr auto kInstall = UpdateAction::Install;
-    constexpr auto kRemove = UpdateAction::Remove;
     const struct {
         const char* detected;
         UpdateAction action;
         const char* product;
-        const char* all;
-        const char* selection;
+        const char* plan;  // all products / the selection
         bool latestChanged;
     } cases[] = {
         {"k64:11 r64:17 g64:2.2.0 k32:17 r32:1.8.0_45 r64:21 k64:9", kNone, "r64:99",
-         "r32:1.8.0_45 r64:17 r64:21 k32:17 k64:11 k64:9", "r32:1.8.0_45 r64:21 k32:17 k64:11",
+         "r32:1.8.0_45 r64:17 r64:21 k32:17 k64:11 k64:9 / r32:1.8.0_45 r64:21 k32:17 k64:11",
          false},
-        {"r64:17 r64:21", kInstall, "r64:21", "r64:17 r64:21", "- r64:21 - -", true},
-        {"r64:17", kInstall, "r64:21", "r64:17 r64:21", "- r64:21 - -", true},
-        {"r64:17", kInstall, "r64:1.8.0_45", "r64:17 r64:1.8.0_45", "- r64:17 - -", false},
-        {"-", kInstall, "r32:17", "r32:17", "r32:17 - - -", true},
-        {"r64:17", kInstall, "k64:21", "r64:17 k64:21", "- r64:17 - k64:21", false},
-        {"g64:2.2.0", kInstall, "g64:2.2.0", "", "- - - -", false},
+        {"r64:17 r64:21", kInstall, "r64:21", "r64:17 r64:21 / - r64:21 - -", true},
+        {"r64:17", kInstall, "r64:1.8.0_45", "r64:17 r64:1.8.0_45 / - r64:17 - -", false},
         // Of equal versions the 64-bit one leads.
-        {"r32:17", kInstall, "r64:17", "r32:17 r64:17", "r32:17 r64:17 - -", true},
-        {"r64:17", kInstall, "r32:17", "r32:17 r64:17", "r32:17 r64:17 - -", false},
-        {"r64:17 r64:21", kRemove, "r64:21", "r64:17", "- r64:17 - -", true},
-        {"r64:17", kRemove, "r64:21", "r64:17", "- r64:17 - -", true},
-        {"r64:17 r64:21", kRemove, "r64:17", "r64:21", "- r64:21 - -", false},
-        {"r64:17", kRemove, "r64:17", "", "- - - -", true},
+        {"r32:17", kInstall, "r64:17", "r32:17 r64:17 / r32:17 r64:17 - -", true},
+        {"r64:17", kInstall, "r32:17", "r32:17 r64:17 / r32:17 r64:17 - -", false},
+        {"r64:17", kRemove, "r64:21", "r64:17 / - r64:17 - -", true},
+        {"r64:17 r64:21", kRemove, "r64:17", "r64:21 / - r64:21 - -", false},
+        {"r64:17", kRemove, "r64:17", "/ - - - -", true},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.detected) + " / " + c.product);
         const UpdatePlan plan(products(c.detected), product(c.product), c.action);
         const UpdateContext& context = plan.context();
-        EXPECT_EQ(names(context.all), c.all);
-        std::vector<InstalledNorv> classes;
+        std::string text;
         for (const auto& range : {context.qvr32, context.qvr64, context.qvk32, context.qvk64}) {
-            classes.insert(classes.end(), range.begin(), range.end());
+            for (const InstalledNorv& one : range) {
+                text += name(&one) + " ";
+            }
         }
-        EXPECT_EQ(names(classes), c.all);
-        std::string selection;
+        text += "/";
         for (const InstalledNorv* one : context.selection) {
-            selection += (selection.empty() ? "" : " ") + name(one);
+            text += " " + name(one);
         }
-        EXPECT_EQ(selection, c.selection);
+        EXPECT_EQ(text, c.plan);
         EXPECT_EQ(context.latestChanged, c.latestChanged);
-        EXPECT_EQ(context.action, c.action);
     }
 }
 
 TEST(NorvSetupManager, RefusesAListThatCanNotBeRight) {
     Family pc("r64:17");
     const auto before = pc.machine.describe();
-    const NorvSetupManager fresh;
-    EXPECT_EQ(name(&fresh.product), "r64:");
-    EXPECT_EQ(fresh.action, UpdateAction::None);
-
     pc.listed.push_back(pc.listed[0]);
-    EXPECT_FALSE(pc.update(UpdateAction::Install, "r64:17"));
+    EXPECT_FALSE(pc.update(kInstall, "r64:17"));
     pc.listed.pop_back();
     pc.listed[0].productCode = Guid();
-    EXPECT_FALSE(pc.update(UpdateAction::None, "r64:17"));
+    EXPECT_FALSE(pc.update(kNone, "r64:17"));
     ASSERT_EQ(pc.errors().size(), 2u);
     EXPECT_NE(pc.errors()[0].find("duplicated product codes"), std::string::npos);
     EXPECT_NE(pc.errors()[1].find("empty product code"), std::string::npos);
-    EXPECT_EQ(logRecords(pc.machine).back().function, "NorvSetupManager::update");
+    EXPECT_EQ(pc.catchPoints(), "NorvSetupManager::update NorvSetupManager::update ");
     EXPECT_EQ(pc.machine.describe(), before) << "a manager has run";
 }
 
-TEST(NorvSetupManager, AManagerThatFailsStopsNoOther) {
-    const auto deny = [](const tstring& key) {
-        return [key](simulated::Machine& machine) {
-            machine.registry.createKey(View::Bits64, key);
-            machine.registry.denyWrite(View::Bits64, key);
-        };
-    };
-    const std::string handling = "`anonymous-namespace'::handleProduct::operator ();";
-    const std::string notifying = "`anonymous-namespace'::handleNoProduct::operator ();";
+/// An appender that can't take an error.
+struct FullAppender : LogAppender {
+    void append(const LogEvent& event) override {
+        if (event.levelName == _T("ERROR")) {
+            throw std::runtime_error("no room for a record");
+        }
+    }
+};
+
+TEST(InstallNorv, AManagerThatFailsStopsNoOther) {
+    const std::string handling = "`anonymous-namespace'::handleProduct::operator () ";
     const struct {
-        std::function<void(simulated::Machine&)> breakIt;
-        bool registry, menu, link, path;  // what gets done
+        tstring denied;
+        std::string done;  // registry, menu, link, path
         std::string catchPoints;
+        bool isLogFull = false;
     } cases[] = {
-        {[](simulated::Machine&) {}, true, true, true, true, ""},
-        {deny(kVendor + _T("\\QVR")), false, true, true, true, handling},
+        {_T(""), "1111", ""},
+        {kVendor, "0111", handling},
+        {kVendor, "0111", "", true},
         // Without a QVK the shortcuts are told so, and fail in that too.
-        {[](simulated::Machine& machine) { machine.volumes.remove(kMenu); }, true, false, true,
-         true, handling + notifying},
-        {deny(kAts), true, true, false, true, handling},
-        {deny(kEnvironment), true, true, true, false, handling},
+        {kMenu, "1011", handling + "`anonymous-namespace'::handleNoProduct::operator () "},
+        {kAts, "1101", handling},
+        {kEnvironment, "1110", handling},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(toUtf8(c.denied));
         Family pc("r64:17");
-        c.breakIt(pc.machine);
-        EXPECT_TRUE(pc.update(UpdateAction::Install, "r64:17"));
-        EXPECT_EQ(pc.value(kVendor + _T("\\QVR"), _T("CurrentVersion")) == "17", c.registry);
-        EXPECT_EQ(pc.files(kMenu + _T("\\Norv")).empty(), !c.menu);
-        EXPECT_EQ(pc.tree(kAts + _T("\\Dovrin_NorvAssistLink")) != "gone", c.link);
-        EXPECT_EQ(pc.machine.desktop.broadcasts.size(), c.path ? 1u : 0u);
-        std::string catchPoints;
-        for (const LogRecord& record : logRecords(pc.machine)) {
-            if (record.level == "ERROR" && record.file == "NorvSetupManager.cpp") {
-                catchPoints += record.function + ";";
-            }
+        const tstring home = pc.listed[0].homeDir;
+        for (const TCHAR* name : {_T("\\core.zip"), _T("\\patchqvr.exe"), _T("\\tools.zip")}) {
+            pc.machine.volumes.addFile(home + name);
         }
-        EXPECT_EQ(catchPoints, c.catchPoints);
+        pc.machine.volumes.setReadOnly(home + _T("\\core.zip"));
+        std::vector<int> posts;
+        pc.machine.sharedMemory.observeFlushes([&](const std::string& name, const auto& bytes) {
+            EXPECT_EQ(name, "PmtOperationSequenceSharedMemory");
+            posts.insert(posts.end(), {bytes.at(0), bytes.at(4)});
+        });
+        if (c.denied == kMenu) {
+            pc.machine.volumes.remove(kMenu);
+        } else if (!c.denied.empty()) {
+            pc.machine.registry.denyWrite(View::Bits64, c.denied);
+        }
+        FullAppender full;
+        LogAppender* const file = Logger::instance().appender();
+        Logger::instance().setAppender(c.isLogFull ? &full : file);
+        EXPECT_TRUE(InstallNorv(pc.listed, product("r64:17"), pc.config));
+        Logger::instance().setAppender(file);
+
+        std::string done;
+        for (const bool step : {pc.value(kVendor + _T("\\QVR"), _T("CurrentVersion")) == "17",
+                                !pc.files(kMenu + _T("\\Norv")).empty(),
+                                pc.tree(kAts + _T("\\Dovrin_NorvAssistLink")) != "gone",
+                                pc.machine.desktop.broadcasts.size() == 1}) {
+            done += step ? "1" : "0";
+        }
+        EXPECT_EQ(done, c.done);
+        EXPECT_TRUE(pc.catchPoints().ends_with(c.catchPoints)) << pc.catchPoints();
+        EXPECT_EQ(pc.files(home), "");
+        EXPECT_EQ(posts, (std::vector{6, 1, 6, 2}));
+        EXPECT_TRUE(c.isLogFull || logHas(pc.machine, "InstallNorv(17)"));
     }
 }
 
