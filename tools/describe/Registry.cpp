@@ -28,12 +28,6 @@ std::vector<View> machineViews() {
     return views;
 }
 
-/// The text up to a NUL at the end of its conversion; nothing if UTF-8 can't hold it.
-std::optional<std::string> losslessUtf8(const std::wstring& text) {
-    std::string converted = utf8(text);
-    return wide(converted) == text ? std::optional(converted) : std::nullopt;
-}
-
 std::vector<std::wstring> names(HKEY key, decltype(RegEnumValueW)* enumerate) {
     std::vector<std::wstring> result;
     std::vector<wchar_t> name(kMostNameUnits);
@@ -109,7 +103,7 @@ private:
             std::vector<BYTE> data;
             const LSTATUS status = readValue(key, name, type, data);
             if (description_.wasRead(shown(path) + L" " + name, static_cast<DWORD>(status))) {
-                json[utf8(name)] = registryValueJson(type, data, losslessUtf8);
+                json[utf8(name)] = registryValueJson(type, data, utf8, wide);
             }
         }
     }

@@ -1,5 +1,3 @@
-#include "dryrun/Changes.h"
-
 #include <algorithm>
 #include <map>
 
@@ -57,20 +55,24 @@ Facts otherFacts(const Json& description, const char* part) {
     return facts;
 }
 
-void compare(const std::string& group, const Facts& before, const Facts& after,
-             std::vector<Change>& changes) {
+void compare(const std::string& group, const Facts& before, const Facts& after, Json& changes) {
+    const auto add = [&](const char* sign, const std::string& name, const std::string& old,
+                         const std::string& now) {
+        changes.push_back(
+            {{"group", group}, {"sign", sign}, {"what", name}, {"before", old}, {"after", now}});
+    };
     for (const auto& [name, fact] : before) {
         const auto now = after.find(name);
         if (now == after.end()) {
-            changes.push_back({group, '-', name, fact.text, ""});
+            add("-", name, fact.text, "");
         } else if (now->second.text != fact.text) {
-            changes.push_back({group, '~', name, fact.text, now->second.text});
+            add("~", name, fact.text, now->second.text);
         }
     }
     for (const auto& [name, fact] : after) {
         // A new key or directory shows in what it holds.
         if (!before.contains(name) && !fact.isContainer) {
-            changes.push_back({group, '+', name, "", fact.text});
+            add("+", name, "", fact.text);
         }
     }
 }
@@ -93,23 +95,23 @@ std::string oneLine(const Json& value) {
     return text;
 }
 
-std::vector<Change> changesOf(const Json& before, const Json& after, const std::string& startMenu) {
-    std::vector<Change> changes;
+Json changesOf(const Json& before, const Json& after, const std::string& startMenu) {
+    Json changes = Json::array();
     compare("Registry", registryFacts(before), registryFacts(after), changes);
     compare("Files", fileFacts(before), fileFacts(after), changes);
-    compare("At the next restart", otherFacts(before, "atRestart"), otherFacts(after, "atRestart"),
-            changes);
-    compare("Properties", otherFacts(before, "properties"), otherFacts(after, "properties"),
-            changes);
-    for (Change& change : changes) {
-        const std::string name = foldedName(change.what);
-        if (change.group == "Registry" && name == kPathValue) {
-            change.group = "Path";
-        } else if (change.group == "Files" && name.starts_with(foldedName(startMenu) + "\\")) {
-            change.group = "Start menu";
+    for (const auto& [group, part] :
+         {std::pair("At the next restart", "atRestart"), std::pair("Properties", "properties")}) {
+        compare(group, otherFacts(before, part), otherFacts(after, part), changes);
+    }
+    for (Json& change : changes) {
+        const std::string name = foldedName(change["what"].get_ref<const std::string&>());
+        if (change["group"] == "Registry" && name == kPathValue) {
+            change["group"] = "Path";
+        } else if (change["group"] == "Files" && name.starts_with(foldedName(startMenu) + "\\")) {
+            change["group"] = "Start menu";
         }
     }
     std::stable_sort(changes.begin(), changes.end(),
-                     [](const auto& a, const auto& b) { return a.what < b.what; });
+                     [](const Json& a, const Json& b) { return a["what"] < b["what"]; });
     return changes;
 }

@@ -30,26 +30,28 @@ bool removeProduct(DescribedMachine& described, const std::string& code);
 Json writeWhole(const DescribedMachine& described);
 Json writeDescription(const DescribedMachine& described);
 
+/// What differs between two descriptions, each with its "group" ("Registry", "Files", "Start menu",
+/// "Path", "At the next restart", "Properties"), "sign" ("+", "-" or "~"), "what", "before" and
+/// "after"; `startMenu` is the folder whose entries are the Start menu's.
+Json changesOf(const Json& before, const Json& after, const std::string& startMenu);
+
+/// A name or fact as one line: control characters are replaced.
+std::string oneLine(const Json& value);
+
 /// A name in upper case: of a key or path, or of a value of a key.
 std::string foldedName(std::string_view name);
 std::string foldedName(std::string_view key, std::string_view value);
 /// The library's log is no part of a machine.
 bool isLogFile(std::u16string_view name);
 
-// ---- How the facts of a file stand in the simulated file ----
-
 /// The content of a file of which no more than the size is known.
 std::string contentOfSize(std::uint64_t size);
-/// The content of an archive with this manifest, of a file of this size.
-std::string contentOfManifest(const std::string& manifest, std::uint64_t size);
-/// The facts that a content was made of: "size", "manifest", "shortcut" or "text".
-Json factsOfContent(const std::string& content);
 
 // ---- For the readers ----
 
-/// Puts what a good package of the type and version in `node` leaves behind on the machine where it
-/// isn't there yet, and gives the product's data.
-simulated::Product completeProduct(const Node& node, DescribedMachine& described);
+/// Puts what a good package of the type and version in `node` leaves behind on the machine, and
+/// what the installer knows of it into `product`, each where it isn't told yet.
+void completeProduct(const Node& node, DescribedMachine& described, simulated::Product& product);
 
 /// An absolute path without a separator at its end; anything else is `node`'s fault.
 std::u16string pathOf(const Node& node, std::string text);

@@ -81,11 +81,19 @@ std::vector<std::pair<std::string, Node>> Node::members() const {
     return result;
 }
 
-void Node::expectKeys(std::initializer_list<const char*> names) const {
+void Node::read(const std::vector<std::pair<std::string, Reader>>& readers) const {
+    std::vector<std::string> names;
+    for (const auto& [name, reader] : readers) {
+        names.push_back(name);
+    }
     for (const auto& [name, member] : members()) {
         if (std::find(names.begin(), names.end(), name) == names.end()) {
-            refuse("known names (" + nearestName(name, {names.begin(), names.end()}) + "?)",
-                   '"' + name + '"');
+            refuse("known names (" + nearestName(name, names) + "?)", '"' + name + '"');
+        }
+    }
+    for (const auto& [name, reader] : readers) {
+        if (has(name)) {
+            reader((*this)[name]);
         }
     }
 }
@@ -126,14 +134,6 @@ std::uint64_t Node::number(std::uint64_t most) const {
         refuse("a whole number from 0 to " + std::to_string(most));
     }
     return *value_;
-}
-
-void Node::read(const char* name, std::u16string& text) const {
-    with(name, [&](const Node& node) { text = node.text(); });
-}
-
-void Node::read(const char* name, bool& flag) const {
-    with(name, [&](const Node& node) { flag = node.flag(); });
 }
 
 void Node::refuse(const std::string& expected, std::string found) const {

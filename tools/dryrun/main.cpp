@@ -11,7 +11,6 @@
 #include <iostream>
 #include <sstream>
 
-#include "dryrun/Changes.h"
 #include "dryrun/Description.h"
 #include "simulated/machine/Wide.h"
 
@@ -104,36 +103,27 @@ MSIHANDLE openSession(const Arguments& arguments, DescribedMachine& described) {
     return session;
 }
 
-/// Plans the failure; true once the function has been called as often as it takes.
-class Fault {
-public:
-    Fault(const std::string& text, simulated::Calls& calls) : calls_(calls) {
-        const std::size_t colon = std::min(text.find(':'), text.size());
-        const char* const end = text.data() + text.size();
-        function_ = text.substr(0, colon);
-        if (colon < text.size() &&
-            (std::from_chars(text.data() + colon + 1, end, n_).ptr != end || n_ == 0)) {
-            throw BadInput("--fail: expected FUNCTION or FUNCTION:N, found \"" + text + "\"");
-        }
-        calls.clearJournal();
-        if (!function_.empty()) {
-            calls.failCall(function_, n_);
-        }
+/// Plans the failure that is asked for. Gives what tells whether the call came: a note if not.
+std::function<std::string()> planFailure(const std::string& text, simulated::Calls& calls) {
+    const std::size_t colon = std::min(text.find(':'), text.size());
+    const std::string function = text.substr(0, colon);
+    const char* const end = text.data() + text.size();
+    std::uint64_t n = 1;
+    if (colon < text.size() &&
+        (std::from_chars(text.data() + colon + 1, end, n).ptr != end || n == 0)) {
+        throw BadInput("--fail: expected FUNCTION or FUNCTION:N, found \"" + text + "\"");
     }
-
-    /// What is to be said if the call didn't come.
-    std::string note() const {
-        const std::uint64_t count = calls_.count(function_);
-        return function_.empty() || count >= n_
+    calls.clearJournal();
+    if (!function.empty()) {
+        calls.failCall(function, n);
+    }
+    return [&calls, function, n] {
+        const std::uint64_t count = calls.count(function);
+        return function.empty() || count >= n
                    ? std::string()
-                   : function_ + " was called " + std::to_string(count) + " times: nothing failed";
-    }
-
-private:
-    simulated::Calls& calls_;
-    std::string function_;
-    std::uint64_t n_ = 1;
-};
+                   : function + " was called " + std::to_string(count) + " times: nothing failed";
+    };
+}
 
 /// The status of an export, in a library that is loaded for this call.
 UINT callExport(const std::string& action, simulated::Machine& machine, MSIHANDLE session) {
@@ -176,13 +166,17 @@ Json run(const Arguments& arguments, DescribedMachine& described) {
     simulated::Machine& machine = described.machine;
     const MSIHANDLE session = openSession(arguments, described);
     const Json before = stateOf(described, session);
-    const Fault fault(arguments.fail, machine.calls);
+    const auto failureNote = planFailure(arguments.fail, machine.calls);
     const UINT status = callExport(arguments.action, machine, session);
-    Json outcome = {
-        {"status", status},       {"meaning", meaningOf(status)}, {"notes", Json::array()},
-        {"boxes", Json::array()}, {"broadcasts", Json::array()},  {"changes", Json::array()},
-        {"log", logOf(machine)}};
-    if (const std::string note = fault.note(); !note.empty()) {
+    const std::string startMenu = toUtf8(*machine.shell.folder(CSIDL_COMMON_PROGRAMS));
+    Json outcome = {{"status", status},
+                    {"meaning", meaningOf(status)},
+                    {"notes", Json::array()},
+                    {"boxes", Json::array()},
+                    {"broadcasts", Json::array()},
+                    {"changes", changesOf(before, stateOf(described, session), startMenu)},
+                    {"log", logOf(machine)}};
+    if (const std::string note = failureNote(); !note.empty()) {
         outcome["notes"].push_back(note);
     }
     for (const Json& unread : described.fixedParts.value("unread", Json::array())) {
@@ -193,14 +187,6 @@ Json run(const Arguments& arguments, DescribedMachine& described) {
     }
     for (const auto& broadcast : machine.desktop.broadcasts) {
         outcome["broadcasts"].push_back(toUtf8(broadcast.text));
-    }
-    const std::string startMenu = toUtf8(*machine.shell.folder(CSIDL_COMMON_PROGRAMS));
-    for (const Change& change : changesOf(before, stateOf(described, session), startMenu)) {
-        outcome["changes"].push_back({{"group", change.group},
-                                      {"sign", std::string(1, change.sign)},
-                                      {"what", change.what},
-                                      {"before", change.before},
-                                      {"after", change.after}});
     }
     return outcome;
 }
