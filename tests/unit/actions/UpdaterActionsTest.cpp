@@ -1,7 +1,6 @@
 #include "windows/customactions/UpdaterActions.h"
 
 #include <algorithm>
-#include <optional>
 
 #include "common/share/tstrings.h"
 #include "support/OnMachine.h"
@@ -20,11 +19,8 @@ class UpdaterActions : public OnMachine {
 protected:
     ~UpdaterActions() override { EXPECT_TRUE(machine.installer.openHandles().empty()); }
 
-    std::u16string property(const char16_t* name) {
-        return machine.installer.property(session, name);
-    }
-    void set(const char16_t* name, const std::u16string& value) {
-        machine.installer.session(session).properties[name] = value;
+    std::u16string& property(const char16_t* name) {
+        return machine.installer.session(session).properties[name];
     }
     /// The content of the tool, or "-" if it isn't there.
     std::string tool() { return machine.volumes.content(kTool).value_or("-"); }
@@ -91,7 +87,6 @@ TEST_F(UpdaterActions, ReadTheStateAsItStands) {
         {code, false, "-"},
         {u"*" + file, true, "-"},
         {code + u"*", true, "-"},
-        {code + u"**" + file, false, "hidden"},
         {gone + u"*" + file, false, "-"},
         {gone + u"*" + code + u"*" + file, false, "hidden"},
         {code + u"*" + kTemp + u"gone", true, "-"},
@@ -99,13 +94,12 @@ TEST_F(UpdaterActions, ReadTheStateAsItStands) {
     for (const auto& c : cases) {
         SCOPED_TRACE(toUtf8(c.value));
         machine.volumes.addFile(file, "hidden");
-        set(u"DisableVomlitExe", c.value);
-        std::optional<UINT> status;
-        try {
-            status = restoreVomlitExe(session);
-        } catch (const std::exception&) {
+        property(u"DisableVomlitExe") = c.value;
+        if (c.throws) {
+            EXPECT_ANY_THROW(restoreVomlitExe(session));
+        } else {
+            EXPECT_EQ(restoreVomlitExe(session), 0u);
         }
-        EXPECT_EQ(status, c.throws ? std::nullopt : std::optional(0u));
         EXPECT_EQ(tool(), c.tool);
         if (machine.volumes.exists(kTool)) {
             machine.volumes.remove(kTool);
@@ -123,7 +117,6 @@ TEST_F(UpdaterActions, KeepTheUpdaterForRuntimesThatStay) {
         const char16_t* result;
         std::size_t errors;
     } cases[] = {
-        {{}, {u"OLDER"}, u"", u"", 0},
         {{products::qvk(u"17")}, {}, u"", u"", 0},
         {{legacy}, {}, u"", u";", 0},
         {{legacy, zentra}, {u"OLDER"}, legacy.code + u";" + zentra.code + u";", u"", 0},

@@ -27,9 +27,7 @@ TEST(Locales, TheFirstSupportedPreferredLanguageDecides) {
                  {{u"0409", u"0011"}, "ja"},
                  {{u"0411", u"0804", u"0011"}, "zh_CN"},
                  {{u"1004"}, "zh_CN"},
-                 {{u"0004"}, "zh_CN"},
                  {{u"0404"}, "en"},
-                 {{u"0407", u"0007"}, "en"},
                  {{}, "en"},
                  {{u"0", u"-0001", u" +0X11"}, "ja"},
                  {{u"-ffef"}, "ja"}};
@@ -53,7 +51,6 @@ TEST(Locales, AnOlderWindowsIsAskedForItsDefaults) {
     } cases[] = {
         {0x0411, 0x0409, 0x0009, {0x411, 0x11, 0x409, 9, 9, 0x409, 9}, "ja"},
         {0x20404, 0x0011, 0x0409, {0x404, 4, 0x11, 0x409, 9, 0x409, 9}, "zh_CN"},
-        {0x0407, 0x040c, 0x0407, {0x407, 7, 0x40c, 0xc, 0x407, 7, 0x409, 9}, "en"},
     };
     for (const auto& c : cases) {
         simulated::Machine machine;
@@ -77,7 +74,6 @@ TEST(Locales, AFailedQuestionNamesItsCall) {
         {1, {u"0409"}, "GetThreadPreferredUILanguages (detect size) failed. System error [87]"},
         {2, {u"0409"}, "GetThreadPreferredUILanguages (get values) failed. System error [87]"},
         {0, {u"0009", u"04G9"}, "Cannot get langID: 04G9"},
-        {0, {u"10409"}, "Cannot get langID: 10409"},
         {0, {u"0409 "}, "Cannot get langID: 0409 "},
     };
     for (const auto& c : cases) {
@@ -122,12 +118,12 @@ TEST(Locales, TextsExistInFourLanguagesWithTheSameArguments) {
     for (const auto& text : texts) {
         for (const auto& language : languages) {
             const tstring shown = getText(text.getter, Locale(language.language));
-            EXPECT_TRUE(seen.insert(shown).second) << tstrings::toUtf8(shown);
-            EXPECT_EQ(shown.starts_with(language.head), text.getter != msgTitle)
-                << tstrings::toUtf8(shown);
+            SCOPED_TRACE(tstrings::toUtf8(shown));
+            EXPECT_TRUE(seen.insert(shown).second);
+            EXPECT_EQ(shown.starts_with(language.head), text.getter != msgTitle);
             std::vector<tstring> pieces;
             tstrings::split(pieces, shown, _T("%s"));
-            EXPECT_EQ(std::ssize(pieces) - 1, text.arguments) << tstrings::toUtf8(shown);
+            EXPECT_EQ(std::ssize(pieces) - 1, text.arguments);
         }
         EXPECT_EQ(getText(text.getter, Locale(unknownLanguage)),
                   getText(text.getter, Locale(Locale::english)));
