@@ -135,7 +135,6 @@ TEST_F(Logging, AppenderTakesTheTemporaryDirectory) {
     EXPECT_FALSE(machine.volumes.exists(u"C:\\t"));
 }
 
-/// Whatever fails when the library looks for its own name, the records have one.
 TEST(LogOfAProcess, NamesTheLibraryOrSaysThatItIsUnknown) {
     std::set<std::string> names;
     const auto noteNames = [&](const auto& fail) {

