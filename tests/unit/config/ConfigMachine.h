@@ -43,30 +43,28 @@ inline std::string stateOf(const InstallConfigData& config) {
                                                          {"SPONSORS", "1"},
                                                          {"WEB_ANALYTICS", "1"},
                                                          {"OEMUPDATE", "0"}};
-    std::map<std::string, std::string> values;
-    for (int i = 0; i < kFlagParams; ++i) {
-        const auto param = static_cast<FlagParam>(i);
-        if (config.isParamSet(paramName(param))) {
-            values[paramName(param)] = config.readFlag(param) ? "1" : "0";
+    const auto valueOf = [&](const std::string& name) -> std::string {
+        for (int i = 0; i < kFlagParams; ++i) {
+            if (name == paramName(static_cast<FlagParam>(i))) {
+                return config.readFlag(static_cast<FlagParam>(i)) ? "1" : "0";
+            }
         }
-    }
-    for (int i = 0; i < kStringParams; ++i) {
-        const auto param = static_cast<StringParam>(i);
-        if (config.isParamSet(paramName(param))) {
-            values[paramName(param)] = std::string("[") + config.getStringParam(param) + "]";
+        for (int i = 0; i < kStringParams; ++i) {
+            if (name == paramName(static_cast<StringParam>(i))) {
+                return std::string("[") + config.getStringParam(static_cast<StringParam>(i)) + "]";
+            }
         }
-    }
+        return {};
+    };
     std::string state;
     for (const ParamDescriptor& param : makeParamTable()) {
         const auto expected = defaults.find(param.name);
-        const auto value = values.find(param.name);
         std::string text;
         if (!config.isParamSet(param.name)) {
             text = expected == defaults.end() ? "" : std::string("-") + param.name;
-        } else if (value == values.end()) {
-            text = param.name;
-        } else if (expected == defaults.end() || expected->second != value->second) {
-            text = std::string(param.name) + "=" + value->second;
+        } else if (const std::string value = valueOf(param.name);
+                   expected == defaults.end() || expected->second != value) {
+            text = param.name + (value.empty() ? "" : "=" + value);
         }
         state += (state.empty() || text.empty() ? "" : " ") + text;
     }

@@ -22,8 +22,7 @@ TEST(Locales, TheFirstSupportedPreferredLanguageDecides) {
         std::vector<std::u16string> languages;
         const char* expected;
     } cases[] = {{{u"0411", u"0011", u"0409", u"0009"}, "ja"},
-                 {{u"0411", u"0409"}, "en"},
-                 {{u"0009", u"0011"}, "en"},
+                 {{u"0411", u"0007", u"0009", u"0011"}, "en"},
                  {{u"0409", u"0011"}, "ja"},
                  {{u"0411", u"0804", u"0011"}, "zh_CN"},
                  {{u"1004"}, "zh_CN"},
