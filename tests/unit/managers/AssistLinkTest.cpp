@@ -66,9 +66,8 @@ TEST(AssistLink, ServesByTheBestProducts) {
     }
 }
 
-TEST(AssistLink, RegistersInTheUsersLanguageAndReplacesWhatIsInUse) {
+TEST(AssistLink, RegistersInTheUsersLanguage) {
     Family pc("r64:17");
-    auto& volumes = pc.machine.volumes;
     pc.machine.facts.uiLanguages = {_T("0411"), _T("0011")};
     AssistLinkManager manager;
     pc.handle(manager);
@@ -81,16 +80,6 @@ TEST(AssistLink, RegistersInTheUsersLanguageAndReplacesWhatIsInUse) {
             "|Profile=<HCIModel><Accommodation type=\"mild vision\"/><Accommodation type=\"severe "
             "vision\"/><Accommodation type=\"mild cognitive\"/><Accommodation type=\"severe "
             "cognitive\"/></HCIModel>|SimpleProfile=screenreader|StartParams=-enable");
-
-    volumes.lockAsProgram(kLibrary64);
-    pc.listed.clear();
-    pc.put("r64:21");
-    pc.handle(manager);
-    EXPECT_EQ(volumes.content(kLibrary64), "r64:17") << "in use";
-    pc.machine.restart();
-    EXPECT_EQ(volumes.content(kLibrary64).value_or("gone"), "r64:21");
-    EXPECT_EQ(pc.files(_T("C:\\Norv\\r64-21\\bin")), pc.files(_T("C:\\Norv\\r64-17\\bin")))
-        << "nothing waits beside the source";
 }
 
 }  // namespace

@@ -26,7 +26,6 @@ TEST(UpdatePlan, WorksOutTheProductsAsTheyWillBe) {
         // Of equal versions the 64-bit one leads.
         {"r32:17", kInstall, "r64:17", "r32:17 r64:17 / r32:17 r64:17 - -", true},
         {"r64:17", kInstall, "r32:17", "r32:17 r64:17 / r32:17 r64:17 - -", false},
-        {"r64:17", kRemove, "r64:21", "r64:17 / - r64:17 - -", true},
         {"r64:17 r64:21", kRemove, "r64:17", "r64:21 / - r64:21 - -", false},
         {"r64:17", kRemove, "r64:17", "/ - - - -", true},
     };
@@ -57,9 +56,8 @@ TEST(NorvSetupManager, RefusesAListThatCanNotBeRight) {
     pc.listed.pop_back();
     pc.listed[0].productCode = Guid();
     EXPECT_FALSE(pc.update(kNone, "r64:17"));
-    ASSERT_EQ(pc.errors().size(), 2u);
-    EXPECT_NE(pc.errors()[0].find("duplicated product codes"), std::string::npos);
-    EXPECT_NE(pc.errors()[1].find("empty product code"), std::string::npos);
+    EXPECT_TRUE(logMentions(pc.machine, "duplicated product codes"));
+    EXPECT_TRUE(logMentions(pc.machine, "empty product code"));
     EXPECT_EQ(pc.catchPoints(), "NorvSetupManager::update NorvSetupManager::update ");
     EXPECT_EQ(pc.machine.describe(), before) << "a manager has run";
 }
@@ -75,6 +73,7 @@ struct FullAppender : LogAppender {
 
 TEST(InstallNorv, AManagerThatFailsStopsNoOther) {
     const std::string handling = "`anonymous-namespace'::handleProduct::operator () ";
+    const std::string homeOfKey = "`anonymous-namespace'::removeTrailingSlashFromNorvHomeKey ";
     const struct {
         tstring denied;
         std::string done;  // registry, menu, link, path
@@ -82,7 +81,7 @@ TEST(InstallNorv, AManagerThatFailsStopsNoOther) {
         bool isLogFull = false;
     } cases[] = {
         {_T(""), "1111", ""},
-        {kVendor, "0111", handling},
+        {kVendor, "0111", homeOfKey + handling},
         {kVendor, "0111", "", true},
         // Without a QVK the shortcuts are told so, and fail in that too.
         {kMenu, "1011", handling + "`anonymous-namespace'::handleNoProduct::operator () "},
@@ -121,7 +120,7 @@ TEST(InstallNorv, AManagerThatFailsStopsNoOther) {
             done += step ? "1" : "0";
         }
         EXPECT_EQ(done, c.done);
-        EXPECT_TRUE(pc.catchPoints().ends_with(c.catchPoints)) << pc.catchPoints();
+        EXPECT_EQ(pc.catchPoints(), c.catchPoints);
         EXPECT_EQ(pc.files(home), "");
         EXPECT_EQ(posts, (std::vector{6, 1, 6, 2}));
         EXPECT_TRUE(c.isLogFull || logHas(pc.machine, "InstallNorv(17)"));

@@ -1,5 +1,4 @@
 #include "unit/managers/Family.h"
-#include "windows/installerdll/MenuTexts.h"
 #include "windows/installerdll/NorvShortcuts.h"
 
 using namespace family;
@@ -97,29 +96,6 @@ TEST(NorvShortcuts, LeadToTheProductAndItsSites) {
                                         fromUtf8(c.arguments), fromUtf8(c.description),
                                         product.homeDir + _T("\\bin\\norv.exe")}));
     }
-}
-
-TEST(NorvShortcuts, SpeakTheUsersLanguage) {
-    const struct {
-        tstring language;
-        const char* docs;
-        const char* site;
-    } cases[] = {
-        {_T("0411"), "参照ドキュメント.url", "norv.exampleにアクセスします.url"},
-        {_T("0804"), "参考文档.url", "访问 norv.example.url"},
-        // German is spoken, but not offered.
-        {_T("0407"), "Reference Documentation.url", "Visit norv.example.url"},
-    };
-    Family pc("k64:17 r64:17");
-    NorvShortcutsManager manager;
-    for (const auto& c : cases) {
-        pc.machine.facts.uiLanguages = {c.language, tstring(_T("00")) + c.language.substr(2)};
-        pc.handle(manager);
-        EXPECT_EQ(pc.files(kQvkFolder), c.docs) << "and nothing of another language";
-        EXPECT_TRUE(pc.machine.volumes.exists(kQvrFolder + _T("\\") + fromUtf8(c.site)));
-    }
-    EXPECT_EQ(toUtf8(getText(menu_texts::visitSite, Locale(&Locale::german))),
-              "Besuchen Sie norv.example");
 }
 
 TEST(NorvShortcuts, MeetFoldersAsUsersLeaveThem) {
