@@ -67,7 +67,7 @@ def main():
     tool = tools / "tool.exe"
     step("making a Wine prefix")
     builder = Builder(work / "packages", library, tool)
-    prefix = Prefix(work / "prefix", tools)
+    prefix = Prefix(work / "prefix")
     try:
         runtime = legacy_qvr(files={"bin\\norvcpl.exe": tool})
         kit = qvk17(files={"bin\\wmq.exe": tool})

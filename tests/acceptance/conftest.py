@@ -43,8 +43,8 @@ def work(pytestconfig):
 
 
 @pytest.fixture(scope="session")
-def prefix(work, tools):
-    windows = Prefix(work / "prefix", tools)
+def prefix(work):
+    windows = Prefix(work / "prefix")
     yield windows
     windows.close()
 
@@ -52,7 +52,6 @@ def prefix(work, tools):
 @pytest.fixture
 def machine(prefix):
     """A Windows on which nothing is installed."""
-    prefix.language = "en_US.UTF-8"
     prefix.reset()
     return prefix
 

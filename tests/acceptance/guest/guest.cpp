@@ -4,9 +4,7 @@
 //   guest <norvca.dll> [<library>]
 //
 // Memory runs out, at each allocation in turn. If a library is named, the process loads it and
-// calls the actions once more.
-//
-// Says what it tried; ends with 0 if all was well. A process that the library ends doesn't.
+// calls the actions once more. Says what it tried; ends with 0 if all was well.
 #include <windows.h>
 #include <msi.h>
 
@@ -21,23 +19,17 @@ namespace {
 
 using Action = UINT(__stdcall*)(MSIHANDLE);
 
-struct Exported {
+/// One for each frame.
+constexpr struct Exported {
     const char* name;
     UINT failure;
-};
-
-/// One for each frame.
-constexpr Exported kPlain = {"MSIValidateInstallDir", ERROR_FUNCTION_FAILED};
-constexpr Exported kFull = {"checkIfInstallDirReserved", ERROR_INSTALL_FAILURE};
-
-// --- Memory that runs out
-
-enum class Lacking { Once, ForGood };
+} kPlain = {"MSIValidateInstallDir", ERROR_FUNCTION_FAILED},
+  kFull = {"checkIfInstallDirReserved", ERROR_INSTALL_FAILURE};
 
 /// The allocation to fail on `thread`, counted from 1, and how many that thread has asked for.
 struct Shortage {
     DWORD thread = 0;
-    Lacking lacking = Lacking::Once;
+    bool forGood = false;
     unsigned at = 0;
     unsigned asked = 0;
 } shortage;
@@ -47,8 +39,7 @@ bool lacks() {
         return false;
     }
     ++shortage.asked;
-    return shortage.lacking == Lacking::Once ? shortage.asked == shortage.at
-                                             : shortage.asked >= shortage.at;
+    return shortage.forGood ? shortage.asked >= shortage.at : shortage.asked == shortage.at;
 }
 
 void* mallocInstead(size_t size) {
@@ -68,33 +59,47 @@ void* instead(const char* name) {
                                                : nullptr;
 }
 
+template <class Part>
+Part* partOf(HMODULE library, ULONG_PTR offset) {
+    return reinterpret_cast<Part*>(reinterpret_cast<char*>(library) + offset);
+}
+
 /// Turns the imports of a loaded library by which it gets memory to the functions above.
 void takeOverMemory(HMODULE library) {
-    char* const base = reinterpret_cast<char*>(library);
-    const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
-    const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
-    const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    const auto* from =
-        reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + directory.VirtualAddress);
+    const auto* dos = partOf<IMAGE_DOS_HEADER>(library, 0);
+    const auto& header = partOf<IMAGE_NT_HEADERS>(library, dos->e_lfanew)->OptionalHeader;
+    const auto* from = partOf<IMAGE_IMPORT_DESCRIPTOR>(
+        library, header.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress);
     for (; from->Name != 0; ++from) {
-        const auto* name =
-            reinterpret_cast<const IMAGE_THUNK_DATA*>(base + from->OriginalFirstThunk);
-        auto* entry = reinterpret_cast<IMAGE_THUNK_DATA*>(base + from->FirstThunk);
+        const auto* name = partOf<IMAGE_THUNK_DATA>(library, from->OriginalFirstThunk);
+        auto* entry = partOf<IMAGE_THUNK_DATA>(library, from->FirstThunk);
         for (; name->u1.AddressOfData != 0; ++name, ++entry) {
-            const auto* import =
-                reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(base + name->u1.AddressOfData);
-            if (void* const own =
-                    IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal) ? nullptr : instead(import->Name)) {
+            void* const own =
+                IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)
+                    ? nullptr
+                    : instead(partOf<IMAGE_IMPORT_BY_NAME>(library, name->u1.AddressOfData)->Name);
+            if (own != nullptr) {
                 DWORD before;
                 VirtualProtect(entry, sizeof(*entry), PAGE_READWRITE, &before);
                 entry->u1.Function = reinterpret_cast<ULONG_PTR>(own);
-                VirtualProtect(entry, sizeof(*entry), before, &before);
             }
         }
     }
 }
 
-// --- Calls
+[[noreturn]] void giveUp(const std::string& why) {
+    std::printf("%s\n", why.c_str());
+    std::exit(1);
+}
+
+HMODULE load(const char* path) {
+    const HMODULE library = LoadLibraryA(path);
+    return library != nullptr ? library : (giveUp(path + std::string(" can't be loaded")), nullptr);
+}
+
+Action exported(HMODULE library, const char* name) {
+    return reinterpret_cast<Action>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+}
 
 struct Call {
     Action action;
@@ -110,31 +115,13 @@ DWORD WINAPI run(LPVOID parameter) {
     return 0;
 }
 
-[[noreturn]] void giveUp(const std::string& why) {
-    std::printf("%s\n", why.c_str());
-    std::exit(1);
-}
-
-Action exported(HMODULE library, const char* name) {
-    const FARPROC found = GetProcAddress(library, name);
-    return found != nullptr ? reinterpret_cast<Action>(reinterpret_cast<void*>(found)) : nullptr;
-}
-
-HMODULE load(const char* path) {
-    const HMODULE library = LoadLibraryA(path);
-    if (library == nullptr) {
-        giveUp(path + (" can't be loaded: " + std::to_string(GetLastError())));
-    }
-    return library;
-}
-
 /// The status of an action called in a library that has never run before, on a thread that has
 /// never thrown, with the `at`-th allocation failing.
-UINT callShortOfMemory(const char* path, const char* name, MSIHANDLE session, Lacking lacking,
+UINT callShortOfMemory(const char* path, const char* name, MSIHANDLE session, bool forGood,
                        unsigned at) {
     const HMODULE library = load(path);
     takeOverMemory(library);
-    shortage = {0, lacking, at, 0};
+    shortage = {0, forGood, at, 0};
     Call call = {exported(library, name), session, 0};
     const HANDLE thread = CreateThread(nullptr, 0, run, &call, 0, nullptr);
     WaitForSingleObject(thread, INFINITE);
@@ -145,59 +132,51 @@ UINT callShortOfMemory(const char* path, const char* name, MSIHANDLE session, La
 
 /// Fails each allocation of an action in turn. A record that can't be written, or a step that the
 /// action does without, leaves the status alone.
-void failEach(const char* path, const Exported& action, MSIHANDLE session, Lacking lacking) {
-    const UINT undisturbed = callShortOfMemory(path, action.name, session, lacking, ~0u);
+void failEach(const char* path, const Exported& action, MSIHANDLE session, bool forGood) {
+    const UINT undisturbed = callShortOfMemory(path, action.name, session, forGood, ~0u);
+    const unsigned count = shortage.asked;
     int failures = 0;
-    unsigned at = 1;
-    for (;; ++at) {
-        const UINT status = callShortOfMemory(path, action.name, session, lacking, at);
-        if (shortage.asked < at) {
-            break;
-        }
-        if (status == action.failure) {
-            ++failures;
-        } else if (status != undisturbed) {
+    for (unsigned at = 1; at <= count; ++at) {
+        const UINT status = callShortOfMemory(path, action.name, session, forGood, at);
+        failures += status == action.failure;
+        if (status != action.failure && status != undisturbed) {
             giveUp(action.name + (": allocation " + std::to_string(at)) + " gave " +
                    std::to_string(status));
         }
     }
     std::printf("%s, session %d, %s: %u allocations, %d times %u, else %u\n", action.name,
-                session != 0, lacking == Lacking::Once ? "once" : "for good", at - 1, failures,
-                action.failure, undisturbed);
+                session != 0, forGood ? "for good" : "once", count, failures, action.failure,
+                undisturbed);
     if (failures == 0) {
         giveUp("nothing failed");
     }
 }
 
 void runOutOfMemory(const char* path) {
-    const tstring package =
+    const MSIHANDLE session = openPackageSession(
         makePackage({_T("{7F1B5D2E-3C4A-4E5B-8A6D-9C0B1A2D3E4F}"),
                      _T("{1A2B3C4D-5E6F-4A5B-8C7D-0E1F2A3B4C5D}"), _T("Guest"), _T("1.0.0")},
-                    {});
-    const MSIHANDLE session = openPackageSession(package);
-    for (const Lacking lacking : {Lacking::Once, Lacking::ForGood}) {
+                    {}));
+    for (const bool forGood : {false, true}) {
         // Without a session the action fails anyhow: then the memory for its own throw lacks too.
-        failEach(path, kPlain, 0, lacking);
-        failEach(path, kPlain, session, lacking);
-        failEach(path, kFull, session, lacking);
+        failEach(path, kPlain, 0, forGood);
+        failEach(path, kPlain, session, forGood);
+        failEach(path, kFull, session, forGood);
     }
     MsiCloseHandle(session);
 }
 
-// --- A library that has come first
-
+/// Without a session the first read of a property throws, also behind a library that came first.
 void runBeside(const char* path, const char* stranger) {
     load(stranger);
     const HMODULE library = load(path);
     for (const Exported& action : {kPlain, kFull}) {
-        // Without a session the first read of a property throws.
         const UINT status = exported(library, action.name)(0);
         std::printf("%s: %u\n", action.name, status);
         if (status != action.failure) {
             giveUp("another status");
         }
     }
-    FreeLibrary(library);
 }
 
 }  // namespace
@@ -205,9 +184,6 @@ void runBeside(const char* path, const char* stranger) {
 int main(int count, char** arguments) {
     // What is said must be read even if the process is ended.
     std::setvbuf(stdout, nullptr, _IONBF, 0);
-    if (count < 2 || count > 3) {
-        giveUp("usage: guest <norvca.dll> [<library>]");
-    }
     runOutOfMemory(arguments[1]);
     if (count == 3) {
         runBeside(arguments[1], arguments[2]);

@@ -1,5 +1,6 @@
 """Builds the packages of the tests with wixl: products of the platform, and small helpers."""
 
+import itertools
 import subprocess
 import uuid
 from dataclasses import dataclass, field
@@ -49,6 +50,10 @@ _guids = uuid.UUID("a6f6dd0c-3d52-4a6c-9f43-0b2f4d1e7c11")
 
 def _guid(*parts):
     return "{" + str(uuid.uuid5(_guids, "|".join(map(str, parts)))).upper() + "}"
+
+
+def _identifier(*parts):
+    return "i" + uuid.uuid5(_guids, "|".join(parts)).hex
 
 
 def upgrade_code(kind, bits, first_number):
@@ -106,8 +111,7 @@ class Builder:
         self._count += 1
         bits = bits or self.library_bits
         product_code = product_code or _guid(name, self._count)
-        components = []
-        directories = self._directories(home, files or {}, values, bits, product_code, components)
+        directories, components = self._directories(home, files or {}, values, bits, product_code)
         actions, sequence = self._actions(deferred, immediate)
         sequence += "".join(f'<{action} Sequence="{number}"/>' for action, number in standard)
         upgrade_code = upgrade_code or _guid("upgrade", self._count)
@@ -124,7 +128,7 @@ class Builder:
   {property_elements}
   <Binary Id="library" SourceFile={quoteattr(self._local(self.library))}/>
   {directories}
-  <Feature Id="all" Level="1">{''.join(f'<ComponentRef Id="{c}"/>' for c in components)}</Feature>
+  <Feature Id="all" Level="1">{''.join(f'<ComponentRef Id="component{c}"/>' for c in range(components))}</Feature>
   {actions}
   <InstallExecuteSequence>{sequence}</InstallExecuteSequence>
   {tables}
@@ -148,63 +152,47 @@ class Builder:
             link.symlink_to(source)
         return name
 
-    def _directories(self, home, files, values, bits, product_code, components):
-        win64 = ' Win64="yes"' if bits == 64 else ""
-        tree = {}
-        for target, source in files.items():
-            *folders, file_name = target.split("\\")
-            tree.setdefault(tuple(folders), []).append((file_name, source))
+    def _directories(self, home, files, values, bits, product_code):
+        """The directories with a component for each file and one for the values; how many components."""
+        numbers = itertools.count()
 
-        def component(content, number):
-            identifier = f"component{number}"
-            components.append(identifier)
-            return (f'<Component Id="{identifier}" Guid="{_guid(product_code, home, number)}"{win64}>'
+        def component(content):
+            number = next(numbers)
+            win64 = ' Win64="yes"' if bits == 64 else ""
+            return (f'<Component Id="component{number}" Guid="{_guid(product_code, home, number)}"{win64}>'
                     f"{content}</Component>")
 
-        def folder_content(folders, depth=0):
+        def directory(identifier, name, content):
+            return f'<Directory Id="{identifier}" Name={quoteattr(name)}>{content}</Directory>'
+
+        def folder(files, path=""):
             text = ""
-            for index, (file_name, source) in enumerate(tree.get(folders, [])):
-                identifier = f"file{len(components)}"
-                text += component(
-                    f'<File Id="{identifier}" Name={quoteattr(file_name)} '
-                    f'Source={quoteattr(self._local(source))} KeyPath="yes"/>', len(components))
-            below = sorted({f[:len(folders) + 1] for f in tree if f[:len(folders)] == folders
-                            and len(f) > len(folders)})
-            for sub in below:
-                text += (f'<Directory Id="folder{abs(hash(sub)) % 10**8}" Name={quoteattr(sub[-1])}>'
-                         f"{folder_content(sub, depth + 1)}</Directory>")
+            for name in dict.fromkeys(target.split("\\")[0] for target in files):
+                if name in files:
+                    text += component(f'<File Id="{_identifier(path, name)}" Name={quoteattr(name)} '
+                                      f'Source={quoteattr(self._local(files[name]))} KeyPath="yes"/>')
+                else:
+                    below = {t[len(name) + 1:]: s for t, s in files.items() if t.startswith(name + "\\")}
+                    text += directory(_identifier(path, name), name, folder(below, f"{path}{name}\\"))
             return text
 
-        content = folder_content(())
+        if not files and not values:
+            values = [(f"Software\\NorvLab\\{product_code}", "installed", "1")]
+        content = folder(files)
         if values:
-            entries = "".join(
-                f'<RegistryValue Root="HKLM" Key={quoteattr(k)} Name={quoteattr(n)} '
-                f'Value={quoteattr(v)} Type="string"{" KeyPath=" + chr(34) + "yes" + chr(34) if i == 0 else ""}/>'
-                for i, (k, n, v) in enumerate(values))
-            content += component(entries, len(components))
-        if not components:
-            content += component(
-                f'<RegistryValue Root="HKLM" Key="Software\\NorvLab\\{product_code}" Name="installed" '
-                'Value="1" Type="string" KeyPath="yes"/>', 0)
-        parts = [p for p in home.split("\\") if p]
-        opening, closing = "", ""
-        for number, part in enumerate(parts):
-            identifier = "INSTALLDIR" if number == len(parts) - 1 else f"parent{number}"
-            if number == 0 and part in ("Program Files", "Program Files (x86)"):
-                opening += '<Directory Id="ProgramFiles64Folder">' if bits == 64 else \
-                    '<Directory Id="ProgramFilesFolder">'
-            elif number == 0:
-                opening += f'<Directory Id="WindowsVolume"><Directory Id="{identifier}" Name={quoteattr(part)}>'
-                closing += "</Directory>"
-            else:
-                opening += f'<Directory Id="{identifier}" Name={quoteattr(part)}>'
-            closing += "</Directory>"
-        if not parts:
-            folder = "ProgramFiles64Folder" if bits == 64 else "ProgramFilesFolder"
-            opening, closing = f'<Directory Id="{folder}">', "</Directory>"
-        return (f'<Directory Id="TARGETDIR" Name="SourceDir">{opening}{content}{closing}</Directory>'
+            content += component("".join(
+                f'<RegistryValue Root="HKLM" Key={quoteattr(k)} Name={quoteattr(n)} Value={quoteattr(v)} '
+                f'Type="string" KeyPath="{"no" if i else "yes"}"/>' for i, (k, n, v) in enumerate(values)))
+        programs = "ProgramFiles64Folder" if bits == 64 else "ProgramFilesFolder"
+        parts = home.split("\\") if home else []
+        root = programs if not parts or parts[0].startswith("Program Files") else "WindowsVolume"
+        if root == programs:
+            parts = parts[1:]
+        for number, part in reversed(list(enumerate(parts, 1))):
+            content = directory("INSTALLDIR" if number == len(parts) else f"parent{number}", part, content)
+        return (f'<Directory Id="TARGETDIR" Name="SourceDir"><Directory Id="{root}">{content}</Directory></Directory>'
                 + ('<CustomAction Id="SetLocation" Property="ARPINSTALLLOCATION" Value="[INSTALLDIR]"/>'
-                   if parts else ""))
+                   if home else "")), next(numbers)
 
     @staticmethod
     def _actions(deferred, immediate):

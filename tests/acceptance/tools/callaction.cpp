@@ -13,9 +13,8 @@
 #include <windows.h>
 #include <msi.h>
 #include <msiquery.h>
-#include <shellapi.h>
 
-#include <cstdio>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -25,54 +24,40 @@ void print(const std::wstring& line) {
     const std::wstring text = line + L"\n";
     const int size = static_cast<int>(text.size());
     std::string utf8(static_cast<std::size_t>(size) * 4, '\0');
-    utf8.resize(static_cast<std::size_t>(WideCharToMultiByte(
-        CP_UTF8, 0, text.data(), size, utf8.data(), static_cast<int>(utf8.size()), nullptr, nullptr)));
+    utf8.resize(static_cast<std::size_t>(
+        WideCharToMultiByte(CP_UTF8, 0, text.data(), size, utf8.data(),
+                            static_cast<int>(utf8.size()), nullptr, nullptr)));
     DWORD written;
-    WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), utf8.data(), static_cast<DWORD>(utf8.size()), &written,
-              nullptr);
+    WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), utf8.data(), static_cast<DWORD>(utf8.size()),
+              &written, nullptr);
 }
 
 std::wstring windowText(HWND window) {
-    std::vector<wchar_t> buffer(4096);
-    const int length = GetWindowTextW(window, buffer.data(), static_cast<int>(buffer.size()));
-    std::wstring text(buffer.data(), static_cast<std::size_t>(length));
-    for (wchar_t& c : text) {
-        c = c == L'\n' ? L'|' : c;
-    }
+    wchar_t buffer[4096];
+    std::wstring text(buffer, static_cast<std::size_t>(GetWindowTextW(window, buffer, 4096)));
+    std::replace(text.begin(), text.end(), L'\n', L'|');
     return text;
 }
 
-BOOL CALLBACK printStatic(HWND child, LPARAM) {
-    wchar_t name[64];
-    GetClassNameW(child, name, 64);
-    const std::wstring text = windowText(child);
-    if (lstrcmpiW(name, L"Static") == 0 && !text.empty()) {
-        print(L"box text: " + text);
-    }
-    return TRUE;
-}
-
-BOOL CALLBACK closeBox(HWND window, LPARAM found) {
+bool isOursAndVisible(HWND window) {
     DWORD process = 0;
     GetWindowThreadProcessId(window, &process);
-    wchar_t name[64];
-    GetClassNameW(window, name, 64);
-    if (process != GetCurrentProcessId() || lstrcmpW(name, L"#32770") != 0 ||
-        !IsWindowVisible(window)) {
-        return TRUE;
-    }
-    print(L"box title: " + windowText(window));
-    EnumChildWindows(window, printStatic, 0);
-    PostMessageW(window, WM_COMMAND, IDOK, 0);
-    *reinterpret_cast<bool*>(found) = true;
-    return FALSE;
+    return process == GetCurrentProcessId() && IsWindowVisible(window);
 }
 
-DWORD WINAPI waitForBox(LPVOID) {
-    bool found = false;
-    while (EnumWindows(closeBox, reinterpret_cast<LPARAM>(&found)), !found) {
+DWORD WINAPI closeBox(LPVOID) {
+    HWND box = nullptr;
+    while (!isOursAndVisible(box = FindWindowExW(nullptr, box, L"#32770", nullptr))) {
         Sleep(50);
     }
+    print(L"box title: " + windowText(box));
+    HWND label = nullptr;
+    while ((label = FindWindowExW(box, label, L"Static", nullptr)) != nullptr) {
+        if (const std::wstring text = windowText(label); !text.empty()) {
+            print(L"box text: " + text);
+        }
+    }
+    PostMessageW(box, WM_COMMAND, IDOK, 0);
     return 0;
 }
 
@@ -92,12 +77,7 @@ int fail(const std::wstring& what, DWORD status) {
 
 }  // namespace
 
-int main() {
-    int count = 0;
-    wchar_t** arguments = CommandLineToArgvW(GetCommandLineW(), &count);
-    if (arguments == nullptr || count < 4) {
-        return fail(L"usage: callaction <library> <package> <step>...", 0);
-    }
+int wmain(int count, wchar_t** arguments) {
     const HMODULE library = LoadLibraryW(arguments[1]);
     if (library == nullptr) {
         return fail(L"LoadLibrary", GetLastError());
@@ -115,7 +95,8 @@ int main() {
         const std::wstring rest = equals == std::wstring::npos ? L"" : step.substr(equals + 1);
         if (verb == L"set") {
             const auto middle = rest.find(L'=');
-            MsiSetPropertyW(session, rest.substr(0, middle).c_str(), rest.substr(middle + 1).c_str());
+            MsiSetPropertyW(session, rest.substr(0, middle).c_str(),
+                            rest.substr(middle + 1).c_str());
         } else if (verb == L"get") {
             print(L"get " + rest + L": " + getProperty(session, rest));
         } else if (verb == L"call") {
@@ -128,7 +109,7 @@ int main() {
             }
             print(L"call " + rest + L": " + std::to_wstring(action(session)));
         } else if (verb == L"box") {
-            CloseHandle(CreateThread(nullptr, 0, waitForBox, nullptr, 0, nullptr));
+            CloseHandle(CreateThread(nullptr, 0, closeBox, nullptr, 0, nullptr));
         } else {
             return fail(L"step " + step, 0);
         }
