@@ -45,7 +45,7 @@ bool isOursAndVisible(HWND window) {
     return process == GetCurrentProcessId() && IsWindowVisible(window);
 }
 
-DWORD WINAPI closeBox(LPVOID) {
+DWORD CALLBACK closeBox(LPVOID) {
     HWND box = nullptr;
     while (!isOursAndVisible(box = FindWindowExW(nullptr, box, L"#32770", nullptr))) {
         Sleep(50);
