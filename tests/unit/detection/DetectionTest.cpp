@@ -7,7 +7,6 @@
 #include "common/share/tstrings.h"
 #include "support/LogReader.h"
 #include "support/Products.h"
-#include "support/Thrown.h"
 #include "windows/common/NorvEnvironment.h"
 
 namespace {
@@ -63,14 +62,11 @@ TEST_F(Detection, FindsTheClassesThatTheMaskSelects) {
         products::install(machine, product);
     }
     const Lines runtimes = {"QVR64 1.8.0_45-b13", "QVR32 1.8.0_301-b09", "QVR32 17"};
-    const std::pair<std::uint32_t, Lines> cases[] = {{0x31, runtimes},
-                                                     {0x22, {"QVK64 11.0.2+9", "QVK64 21-ea+35"}},
-                                                     {0x24, {"GFX64 2.2.0"}},
-                                                     {0x14, {}},
-                                                     {0x07, {}},
-                                                     {0x30, {}}};
-    for (const auto& [mask, found] : cases) {
-        EXPECT_EQ(list(mask), found) << mask;
+    EXPECT_EQ(list(0x31), runtimes);
+    EXPECT_EQ(list(0x22), (Lines{"QVK64 11.0.2+9", "QVK64 21-ea+35"}));
+    EXPECT_EQ(list(0x24), Lines{"GFX64 2.2.0"});
+    for (const std::uint32_t mask : {0x14u, 0x07u, 0x30u}) {
+        EXPECT_EQ(list(mask), Lines()) << mask;
     }
     EXPECT_EQ(list().size(), 7u);
     // The first product needs a GUID, is left out and the rest found.
@@ -83,7 +79,7 @@ TEST_F(Detection, FindsTheClassesThatTheMaskSelects) {
 
 TEST_F(Detection, TellsAllOfAProduct) {
     Product runtime = qvr(u"1.8.0_45-b13");
-    runtime.packageProperties[u"BaseimageChecksumSHA256"] = std::u16string(64, u'a');
+    runtime.packageProperties[u"Enterprise"] = u"YES";
     runtime.versionKeyValues[u"MSI\\MODE"] = u"s";
     const InstalledNorv found = detectOne(runtime);
     EXPECT_NE(found.uninstaller, nullptr);
@@ -102,7 +98,7 @@ TEST_F(Detection, TellsAllOfAProduct) {
             "detectFullVersionFromMsi(" + code + ")",
             "Detect mode of " + code + " Norv installation",
             "InstalledNorv(1.8.0_45-b13|1.8.0_45-b13|QVR|64bit|" + toUtf8(runtime.homeDir) + "|" +
-                code + "|20|" + std::string(64, 'a') + ")",
+                code + "|20|" + "8bbecd4ed503b09a088275b45e323bdb1fab34031e8c5c3b2b26e5e6e96c7636)",
         }));
 }
 
@@ -121,11 +117,17 @@ TEST_F(Detection, CompletesVersionsByFallBacks) {
     };
     Product bare = full(u"");
     bare.hasFiles = false;
+    Product sealed = with(legacy, {{u"BaseimageChecksumSHA256", std::u16string(64, u'a')}});
+    sealed.versionKeyValues[u"MSI\\MODE"] = u"static";
+    const std::string modeAndChecksum = "|10|" + std::string(64, 'a') + ")";
     const struct {
         Product product;
         const char* version;  ///< source text and precision; "/8" when the product is left out
-        const char* record;   ///< a piece of the log
+        std::string record;   ///< a piece of the log
     } cases[] = {
+        {sealed, "1.8.0_45-b13/8", modeAndChecksum},
+        {with(legacy, {{u"BaseimageChecksumSHA256", u"0"}, {u"Enterprise", u"no"}}),
+         "1.8.0_45-b13/8", "Unexpected length of "},
         {full(u""), "1.8.0_45-b13/8", "detectFullVersionFromHomeDir("},
         {full(u"1.8"), "1.8.0_45-b13/8", "The string is too short' caught"},
         {full(u"1.7.0_80-b15"), "1.7.0_80-b15/8",
@@ -211,27 +213,6 @@ TEST_F(Detection, SearchesTheHomeDirectory) {
     machine.installer.product(kit.code)->properties.clear();
     EXPECT_TRUE(NorvEnvironment::detect(kAll).empty());
     EXPECT_TRUE(logMentions(machine, "' not found in none of HKLM hives' caught"));
-}
-
-TEST_F(Detection, ChecksModeAndChecksum) {
-    const struct {
-        std::u16string mode, enterprise, checksum;
-        std::int32_t expectedMode;
-        std::u16string expectedChecksum;
-    } cases[] = {
-        {u"static", u"no", std::u16string(63, u'0'), 10, u""},
-        {u"S", u"YES", u"not looked at", 20,
-         u"8bbecd4ed503b09a088275b45e323bdb1fab34031e8c5c3b2b26e5e6e96c7636"},
-    };
-    for (const auto& c : cases) {
-        Product product = qvr(u"17.0.1+1", 32);
-        product.versionKeyValues[u"MSI\\MODE"] = c.mode;
-        product.packageProperties[u"Enterprise"] = c.enterprise;
-        product.packageProperties[u"BaseimageChecksumSHA256"] = c.checksum;
-        const InstalledNorv found = detectOne(product);
-        EXPECT_EQ(found.mode, c.expectedMode);
-        EXPECT_EQ(found.baseimageChecksum, c.expectedChecksum);
-    }
 }
 
 }  // namespace
