@@ -155,6 +155,7 @@ TEST(ReservedLocation, IsNoInstallDirectory) {
          "location.' caught"},
         {tstrings::toLower(kLatest) + u"x\\y", u"", "0 1"},
         {u"C:\\PROGRA~1\\Norv\\qvk-21", u"0", "0 1"},
+        {u"C:\\PROGRA~1", u"", "0 1"},
         {u"C:\\PROGRA~", u"", "0 0"},
         {u"C:\\a|b", u"", "1603  !isSamePath: Illegal characters in first arg C:\\a|b' caught"},
     };
