@@ -31,8 +31,9 @@ protected:
 TEST_F(UpdaterActions, MoveTheToolAsideAndBack) {
     EXPECT_EQ(disableVomlitExe(session), 0u);
     EXPECT_EQ(machine.calls.count("MsiEnumProductsW"), 0u);  // no tool
+    property(u"DisableVomlitExe") = u"x";
     EXPECT_EQ(restoreVomlitExe(session), 0u);
-    EXPECT_TRUE(logHas(machine, "Unexpected value of 'DisableVomlitExe' property="));
+    EXPECT_TRUE(logHas(machine, "Unexpected value of 'DisableVomlitExe' property=x"));
 
     machine.volumes.addFile(kTool, "tool");
     products::install(machine, qvr(u"21"));
@@ -49,7 +50,7 @@ TEST_F(UpdaterActions, MoveTheToolAsideAndBack) {
     const std::string before = tool();
     machine.volumes.lock(kTool);
     EXPECT_ANY_THROW(disableVomlitExe(session));
-    EXPECT_EQ(property(u"DisableVomlitExe"), u"");
+    EXPECT_EQ(property(u"DisableVomlitExe"), u"x");
     machine.volumes.unlock(kTool);
     ASSERT_EQ(disableVomlitExe(session), 0u);
     const std::u16string value = property(u"DisableVomlitExe");
