@@ -58,6 +58,11 @@ std::string number(std::uint64_t value, std::size_t bytes) {
     return text;
 }
 
+/// The content of a file of which no more than the size is known.
+std::string contentOfSize(std::uint64_t size) {
+    return size == 0 ? std::string() : std::string(kSizeHead) + std::to_string(size);
+}
+
 /// The content of an archive with this manifest, of a file of this size.
 std::string contentOfManifest(const std::string& manifest, std::uint64_t size) {
     const std::string comment = contentOfSize(size);
@@ -587,10 +592,6 @@ void addDescription(DescribedMachine& described, const Node& description) {
 
 bool isLogFile(std::u16string_view name) {
     return simulated::sameText(name, u"tolmark.log");
-}
-
-std::string contentOfSize(std::uint64_t size) {
-    return size == 0 ? std::string() : std::string(kSizeHead) + std::to_string(size);
 }
 
 Json writeWhole(const DescribedMachine& described) {

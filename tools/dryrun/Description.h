@@ -44,9 +44,6 @@ std::string foldedName(std::string_view key, std::string_view value);
 /// The library's log is no part of a machine.
 bool isLogFile(std::u16string_view name);
 
-/// The content of a file of which no more than the size is known.
-std::string contentOfSize(std::uint64_t size);
-
 // ---- For the readers ----
 
 /// Puts what a good package of the type and version in `node` leaves behind on the machine, and

@@ -104,7 +104,7 @@ void addFiles(const Described& product, DescribedMachine& described) {
           runtime + "alinkswitch.exe", runtime + "WindowsAssistLink" + bridge + ".dll"}) {
         const std::u16string path = fromUtf8(product.home + "\\" + name);
         if (!volumes.exists(path)) {
-            volumes.addFile(path, contentOfSize(0));
+            volumes.addFile(path);
             const auto number = [&](int i) { return static_cast<WORD>(product.fileVersion[i]); };
             volumes.setVersion(path, number(0), number(1), number(2), number(3));
         }
