@@ -41,14 +41,7 @@ std::string inflated(const std::string& data, std::size_t size) {
 
 }  // namespace
 
-std::string manifestOf(const std::wstring& path, DWORD& status) {
-    WIN32_FILE_ATTRIBUTE_DATA facts = {};
-    if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &facts)) {
-        status = GetLastError();
-        return {};
-    }
-    const std::uint64_t size =
-        (static_cast<std::uint64_t>(facts.nFileSizeHigh) << 32) | facts.nFileSizeLow;
+std::string manifestOf(const std::wstring& path, std::uint64_t size, DWORD& status) {
     const std::uint64_t tailSize = std::min<std::uint64_t>(size, kEndHeader + kMostComment);
     const std::string tail =
         readFile(path, size - tailSize, static_cast<std::size_t>(tailSize), status);

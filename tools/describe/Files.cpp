@@ -194,7 +194,7 @@ private:
         }
         DWORD status = ERROR_SUCCESS;
         const std::string manifest =
-            path.ends_with(L"\\rt.vkr") ? manifestOf(path, status) : std::string();
+            path.ends_with(L"\\rt.vkr") ? manifestOf(path, size, status) : std::string();
         if (description_.wasRead(path, status) && !manifest.empty()) {
             json["manifest"] = manifest;
         }

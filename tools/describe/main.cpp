@@ -70,17 +70,10 @@ bool isLocalSystem(HANDLE token) {
            IsWellKnownSid(reinterpret_cast<TOKEN_USER*>(user.data())->User.Sid, WinLocalSystemSid);
 }
 
-bool isAdministrator() {
-    std::array<BYTE, SECURITY_MAX_SID_SIZE> sid = {};
-    auto size = static_cast<DWORD>(sid.size());
-    BOOL isMember = FALSE;
-    return CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, sid.data(), &size) &&
-           CheckTokenMembership(nullptr, sid.data(), &isMember) && isMember;
-}
-
 void describeProcess(Description& description) {
     Json& process = description.json["process"];
-    process = {{"bits", static_cast<int>(sizeof(void*) * 8)}, {"administrator", isAdministrator()}};
+    process = {{"bits", static_cast<int>(sizeof(void*) * 8)},
+               {"administrator", IsUserAnAdmin() != FALSE}};
     HANDLE token = nullptr;
     OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token);
     TOKEN_ELEVATION elevation = {};
