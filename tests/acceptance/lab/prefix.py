@@ -85,7 +85,7 @@ class Prefix:
             return Finished(finished.returncode, *texts)
 
     def _stop(self):
-        for how in ("-k9", "-w"):
+        for how in ("-k", "-w"):
             subprocess.run([WINESERVER, how], env=self._environment(), check=False, timeout=60,
                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
