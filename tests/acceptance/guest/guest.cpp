@@ -153,10 +153,7 @@ void failEach(const char* path, const Exported& action, MSIHANDLE session, bool 
 }
 
 void runOutOfMemory(const char* path) {
-    const MSIHANDLE session = openPackageSession(
-        makePackage({_T("{7F1B5D2E-3C4A-4E5B-8A6D-9C0B1A2D3E4F}"),
-                     _T("{1A2B3C4D-5E6F-4A5B-8C7D-0E1F2A3B4C5D}"), _T("Guest"), _T("1.0.0")},
-                    {}));
+    const MSIHANDLE session = openPackageSession(makePackage({}));
     for (const bool forGood : {false, true}) {
         // Without a session the action fails anyhow: then the memory for its own throw lacks too.
         failEach(path, kPlain, 0, forGood);
