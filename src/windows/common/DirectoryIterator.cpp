@@ -1,5 +1,7 @@
 #include "windows/common/DirectoryIterator.h"
 
+#include "common/share/LogException.h"
+
 namespace FileUtils {
 
 DirectoryIterator& DirectoryIterator::recursive(bool value) {
@@ -17,10 +19,19 @@ DirectoryIterator& DirectoryIterator::withFolders(bool value) {
     return *this;
 }
 
+DirectoryIterator& DirectoryIterator::pastUnreadable(const SourceLocation& where) {
+    pastUnreadable_ = where;
+    return *this;
+}
+
 void DirectoryIterator::findItems(std::vector<tstring>& out) {
     items_.clear();
     if (isDirectory(path_)) {
-        iterateDirectory(path_, *this);
+        if (pastUnreadable_) {
+            runLogged(*pastUnreadable_, [this] { iterateDirectory(path_, *this); });
+        } else {
+            iterateDirectory(path_, *this);
+        }
         out.insert(out.end(), items_.begin(), items_.end());
         items_.clear();
     }
@@ -38,11 +49,10 @@ bool DirectoryIterator::onFolder(const tstring& path) {
         items_.push_back(path);
     }
     if (recursive_) {
-        DirectoryIterator(path)
-            .recursive(recursive_)
-            .withFiles(withFiles_)
-            .withFolders(withFolders_)
-            .findItems(items_);
+        DirectoryIterator below(path);
+        below.recursive(recursive_).withFiles(withFiles_).withFolders(withFolders_);
+        below.pastUnreadable_ = pastUnreadable_;
+        below.findItems(items_);
     }
     return true;
 }

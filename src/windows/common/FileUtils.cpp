@@ -14,6 +14,7 @@
 #include "common/share/tstrings.h"
 #include "common/windows/WinAutoHandle.h"
 #include "common/windows/WinErrorHandling.h"
+#include "windows/common/DirectoryIterator.h"
 #include "windows/common/ReparsePoint.h"
 #include "windows/common/Security.h"
 #include "windows/common/VersionResource.h"
@@ -277,34 +278,12 @@ void deleteOnReboot(const tstring& path) {
               [&] { moveFileImpl(path, tstring(), MOVEFILE_DELAY_UNTIL_REBOOT); });
 }
 
-/// Lists a directory and what it holds, each directory before what is below it. One that can't be
-/// read is a log record and doesn't keep the others from the list.
-class ReadableTree : public DirectoryCallback {
-public:
-    explicit ReadableTree(const tstring& path) { onFolder(path); }
-
-    const std::vector<tstring>& items() const { return items_; }
-
-    bool onFile(const tstring& path) override {
-        items_.push_back(path);
-        return true;
-    }
-
-    bool onFolder(const tstring& path) override {
-        items_.push_back(path);
-        runLogged("FileUtils::Deleter::execute", [&] { iterateDirectory(path, *this); });
-        return true;
-    }
-
-private:
-    std::vector<tstring> items_;
-};
-
 /// Registers a directory for deletion after what it holds: at the restart only an empty directory
 /// can be deleted.
 void deleteTreeOnReboot(const tstring& path) {
-    const ReadableTree tree(path);
-    std::for_each(tree.items().rbegin(), tree.items().rend(), deleteOnReboot);
+    std::vector<tstring> items = {path};
+    DirectoryIterator(path).pastUnreadable("FileUtils::Deleter::execute").findItems(items);
+    std::for_each(items.rbegin(), items.rend(), deleteOnReboot);
 }
 
 }  // namespace

@@ -59,7 +59,8 @@ public:
     void setString(const tstring& valuePath, const tstring& value) const;
     void setExpandString(const tstring& valuePath, const tstring& value) const;
 
-    /// Deletes a value and gives the Win32 status. No key is created on the way.
+    /// Deletes a value and gives the Win32 status. No key is created on the way. Nothing in the
+    /// library calls this.
     LSTATUS deleteValue(const tstring& valuePath) const;
 
     /// Deletes the value of this very key that has the name, which is no path whatever it holds.
@@ -89,7 +90,7 @@ private:
     tstring name_;
 };
 
-/// The predefined keys, as they are before any action runs.
+/// The predefined keys, as they are before any action runs. Nothing reads HKC.
 extern const Registry HKLM;
 extern const Registry HKLM32;
 extern const Registry HKLM64;
