@@ -28,6 +28,7 @@ TEST(UpdaterState, FollowsPackageRegistryAndFiles) {
         {{}, {}, u"2.8.70.1", "", 1, "2.8.70.1", "Found AU version in Registry: <2.8.70.1>"},
         {u"2.8.51", {}, u"2.8.60", "", 0, "", "[2.8.60] version"},
         {{}, {}, {}, "", 0, "", "Error initializing AU state"},
+        {{}, {}, {}, "", 0, "", "Auto Update) error"},
         {u"2.8.51.9", {}, {}, "tolpeck", 2, "2.8.51.9", "Expected AU executable C:\\Program Fi"},
         {u"2.8.51.9",
          {},
