@@ -9,7 +9,7 @@ namespace {
 void logFailedClose(const SourceLocation& where, const char* call, const void* handle,
                     DWORD status) noexcept {
     runLogged(where, [&] {
-        logFailedCall(where, Text() << call << _T("(") << handle << _T(")"), status);
+        logFailedCall(where, FailedCall(nullptr, status) << call << _T("(") << handle << _T(")"));
     });
 }
 

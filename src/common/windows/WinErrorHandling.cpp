@@ -156,8 +156,9 @@ void raise(const SourceLocation& where, const FailedCall& call) {
     raise<SysError>(where, call.text_.str(), call.function_, call.status_);
 }
 
-void logFailedCall(const SourceLocation& where, const Text& call, DWORD status) {
-    LOG_ERROR(where, Text() << call << _T(" failed with ") << describeSystemError(status, nullptr));
+void logFailedCall(const SourceLocation& where, const FailedCall& call) {
+    LOG_ERROR(where, Text() << call.text_ << _T(" failed with ")
+                            << describeSystemError(call.status_, nullptr));
 }
 
 ComError::ComError(const tstring& text, HRESULT status)

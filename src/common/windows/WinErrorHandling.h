@@ -62,6 +62,7 @@ public:
 
 private:
     friend void raise(const SourceLocation& where, const FailedCall& call);
+    friend void logFailedCall(const SourceLocation& where, const FailedCall& call);
 
     const void* function_ = nullptr;
     DWORD status_;
@@ -69,7 +70,7 @@ private:
 };
 
 /// Logs at ERROR "<call> failed with <describeSystemError>": a failed call that stops nothing.
-void logFailedCall(const SourceLocation& where, const Text& call, DWORD status = GetLastError());
+void logFailedCall(const SourceLocation& where, const FailedCall& call);
 
 /// A failed COM or shell call.
 class ComError : public std::runtime_error {

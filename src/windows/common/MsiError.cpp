@@ -30,7 +30,7 @@ tstring describe(UINT status) {
     const LoadedLibrary library(LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
     if (!library) {
         logFailedCall("msi::`anonymous-namespace'::describe",
-                      Text() << _T("LoadLibraryExW(") << path << _T(")"));
+                      FailedCall(nullptr) << _T("LoadLibraryExW(") << path << _T(")"));
         return tstring();
     }
     return Text() << _T("(") << descriptionIn(library.get(), status) << _T(")");

@@ -47,7 +47,7 @@ bool initWithGetVersionEx(OSVERSIONINFOEXW& version) {
         return false;
     }
     if (!getVersion(asBasic(version))) {
-        logFailedCall("`anonymous-namespace'::initWithGetVersionEx", Text()
+        logFailedCall("`anonymous-namespace'::initWithGetVersionEx", FailedCall(nullptr)
                                                                          << _T("GetVersionExW()"));
         return false;
     }

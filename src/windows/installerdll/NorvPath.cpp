@@ -76,7 +76,7 @@ void NotifySytemChanges() {
     if (SendMessageTimeoutW(HWND_BROADCAST, WM_SETTINGCHANGE, 0,
                             reinterpret_cast<LPARAM>(_T("Environment")), SMTO_ABORTIFHUNG,
                             kBroadcastTimeout, &result) == 0) {
-        logFailedCall("`anonymous-namespace'::NotifySytemChanges", Text()
+        logFailedCall("`anonymous-namespace'::NotifySytemChanges", FailedCall(nullptr)
                                                                        << _T("SendMessageTimeout"));
     }
 }
