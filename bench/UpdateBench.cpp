@@ -29,9 +29,9 @@ std::u16string digits(unsigned number, std::size_t width) {
 products::Product ourProduct(unsigned i) {
     const unsigned bits = i % 2 == 0 ? 64 : 32;
     if (i % 4 < 2) {
-        return products::qvr(u"1.8.0_" + digits(i + 1, 3) + u"-b01", bits);
+        return products::qvr(u"1.8.0_" + digits(i + 101, 3) + u"-b01", bits);
     }
-    return products::qvk(digits(10 + i % 80, 2) + u".0." + digits(i + 1, 3) + u"+1", bits);
+    return products::qvk(digits(10 + i % 80, 2) + u".0." + digits(i + 101, 3) + u"+1", bits);
 }
 
 void addStrangers(Machine& machine, unsigned first, unsigned count) {

@@ -4,7 +4,7 @@
 #include <zlib.h>
 
 #include <cstdint>
-#include <stdexcept>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,42 +27,33 @@ inline std::uint32_t checksum(const std::string& data) {
         crc32(0, reinterpret_cast<const Bytef*>(data.data()), static_cast<uInt>(data.size())));
 }
 
-/// Deflates with -15 for a raw stream, 15 for the zlib format.
-inline std::string deflated(const std::string& data, int windowBits = -15, int level = 6) {
-    z_stream stream = {};
-    if (deflateInit2(&stream, level, Z_DEFLATED, windowBits, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
-        throw std::runtime_error("deflateInit2");
-    }
-    std::string out(deflateBound(&stream, static_cast<uLong>(data.size())), '\0');
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
-    stream.avail_in = static_cast<uInt>(data.size());
-    stream.next_out = reinterpret_cast<Bytef*>(out.data());
-    stream.avail_out = static_cast<uInt>(out.size());
-    const int status = deflate(&stream, Z_FINISH);
-    out.resize(stream.total_out);
-    deflateEnd(&stream);
-    if (status != Z_STREAM_END) {
-        throw std::runtime_error("deflate");
-    }
-    return out;
+/// The data as a stream of the zlib format, and as a raw one.
+inline std::string zlibStream(const std::string& data) {
+    uLongf size = compressBound(static_cast<uLong>(data.size()));
+    std::string out(size, '\0');
+    compress(reinterpret_cast<Bytef*>(out.data()), &size,
+             reinterpret_cast<const Bytef*>(data.data()), static_cast<uLong>(data.size()));
+    return out.substr(0, size);
+}
+inline std::string deflated(const std::string& data) {
+    const std::string stream = zlibStream(data);
+    return stream.substr(2, stream.size() - 6);
 }
 
-/// What a whole stream of `size` bytes of data expands to; 15 + 16 for the gzip format.
-inline std::string inflated(const std::string& packed, std::size_t size, int windowBits) {
+/// What a whole stream of `size` bytes of data expands to, 15 + 16 for the gzip format; nothing if
+/// it is no such stream.
+inline std::optional<std::string> inflated(std::string packed, std::size_t size, int windowBits) {
     std::string out(size + 1, '\0');
     z_stream stream = {};
-    inflateInit2(&stream, windowBits);
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data()));
+    stream.next_in = reinterpret_cast<Bytef*>(packed.data());
     stream.avail_in = static_cast<uInt>(packed.size());
     stream.next_out = reinterpret_cast<Bytef*>(out.data());
     stream.avail_out = static_cast<uInt>(out.size());
-    const int status = inflate(&stream, Z_FINISH);
-    out.resize(stream.total_out);
+    inflateInit2(&stream, windowBits);
+    const bool ended = inflate(&stream, Z_FINISH) == Z_STREAM_END && stream.avail_in == 0;
     inflateEnd(&stream);
-    if (status != Z_STREAM_END || stream.avail_in > 0) {
-        throw std::runtime_error("inflate");
-    }
-    return out;
+    out.resize(stream.total_out);
+    return ended ? std::optional(out) : std::nullopt;
 }
 
 struct Entry {
@@ -83,19 +74,6 @@ struct Archive {
     std::vector<std::size_t> centrals;
     std::size_t directory;
     std::size_t end;
-
-    /// Puts a ZIP64 end record and its locator in front of the end header, whose own fields then
-    /// say that it is there.
-    void addZip64(std::uint64_t count, std::uint64_t size, std::uint64_t offset) {
-        const std::string record = std::string("PK\x06\x06") + number(44, 8) + number(45, 2) +
-                                   number(45, 2) + number(0, 8) + number(count, 8) +
-                                   number(count, 8) + number(size, 8) + number(offset, 8);
-        const std::string locator =
-            std::string("PK\x06\x07") + number(0, 4) + number(end, 8) + number(1, 4);
-        bytes.insert(end, record + locator);
-        end += record.size() + locator.size();
-        bytes.replace(end + 8, 12, 12, '\xff');
-    }
 };
 
 inline Archive make(const std::vector<Entry>& entries, const std::string& comment = {}) {

@@ -6,23 +6,16 @@
 #include <windows.h>
 #include <msi.h>
 
-#include <string>
-
 #include "simulated/machine/Machine.h"
 
 /// A process on a machine. While it lives the machine is the running one; there is one at a time.
 class LibraryProcess {
 public:
     explicit LibraryProcess(simulated::Machine& machine);
-
     /// Unloads the library and ends the machine's process.
     ~LibraryProcess();
-    LibraryProcess(const LibraryProcess&) = delete;
-    LibraryProcess& operator=(const LibraryProcess&) = delete;
 
-    /// Calls an exported action; fails the running test if there is no such export.
     UINT call(const char* action, MSIHANDLE session);
-
     /// The address of any export, or null.
     void* address(const char* name) const;
 

@@ -2,79 +2,36 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <regex>
-#include <string_view>
 
 namespace {
 
-constexpr std::u16string_view kLogName = u"\\tolmark.log";
-
 /// Empty without the file.
 std::u16string logPath(const simulated::Machine& machine) {
-    for (const std::u16string& path : machine.volumes.files()) {
-        if (path.ends_with(kLogName)) {
-            return path;
-        }
-    }
-    return {};
-}
-
-std::string logText(const simulated::Machine& machine) {
-    const std::u16string path = logPath(machine);
-    return path.empty() ? std::string() : machine.volumes.content(path).value_or("");
-}
-
-/// The next line without its CR LF, and the text behind it.
-std::string takeLine(std::string_view& text) {
-    const auto end = text.find("\r\n");
-    const std::string line(text.substr(0, end));
-    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 2);
-    return line;
-}
-
-bool isHead(const std::string& line) {
-    return line.size() > 30 && line[0] == '[' && line[5] == '/' && line[8] == '/' &&
-           line.ends_with(")]") && line.find(" (PID: ") != std::string::npos;
-}
-
-LogRecord parseHead(const std::string& line) {
-    static const std::regex pattern(R"(\[.*TID: \d+\), (.*):(\d+) \((.*)\)\])");
-    LogRecord record;
-    record.head = line;
-    std::smatch parts;
-    if (!std::regex_match(line, parts, pattern)) {
-        ADD_FAILURE() << "no head of a log record: " << line;
-        return record;
-    }
-    record.file = parts[1];
-    record.line = std::stoi(parts[2]);
-    record.function = parts[3];
-    return record;
+    const auto files = machine.volumes.files();
+    const auto log = std::ranges::find_if(
+        files, [](const auto& path) { return path.ends_with(u"\\tolmark.log"); });
+    return log == files.end() ? std::u16string() : *log;
 }
 
 }  // namespace
 
 std::vector<LogRecord> logRecords(const simulated::Machine& machine) {
-    const std::string whole = logText(machine);
-    std::string_view text = whole;
+    static const std::regex head(
+        R"((\[\d{4}/\d\d/\d\d.* \(PID: .*TID: \d+\), (.*):(\d+) \((.*)\)\])\r\n\t(\w+): )");
+    const std::u16string path = logPath(machine);
+    const std::string text = path.empty() ? "" : machine.volumes.content(path).value();
     std::vector<LogRecord> records;
-    while (!text.empty()) {
-        const std::string line = takeLine(text);
-        if (isHead(line)) {
-            records.push_back(parseHead(line));
-            const std::string first = takeLine(text);
-            const auto colon = first.find(": ");
-            if (first.empty() || first[0] != '\t' || colon == std::string::npos) {
-                ADD_FAILURE() << "no text of a log record: " << first;
-                continue;
-            }
-            records.back().level = first.substr(1, colon - 1);
-            records.back().message = first.substr(colon + 2);
-        } else if (records.empty()) {
-            ADD_FAILURE() << "text in front of the first record: " << line;
-        } else {
-            records.back().message += "\n" + line;
-        }
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = std::min(text.find("\r\n[2", at), text.size() - 2);
+        const std::string record = text.substr(at, end - at);
+        std::smatch parts;
+        EXPECT_TRUE(std::regex_search(record, parts, head, std::regex_constants::match_continuous))
+            << record;
+        records.push_back({parts[1], parts[2], std::stoi(parts[3]), parts[4], parts[5],
+                           std::regex_replace(parts.suffix().str(), std::regex("\r\n"), "\n")});
+        at = end + 2;
     }
     return records;
 }
@@ -90,26 +47,17 @@ std::vector<std::string> logMessages(const simulated::Machine& machine, const st
 }
 
 bool logHas(const simulated::Machine& machine, const std::string& message) {
-    for (const LogRecord& record : logRecords(machine)) {
-        if (record.message == message) {
-            return true;
-        }
-    }
-    return false;
+    return std::ranges::count(logRecords(machine), message, &LogRecord::message) > 0;
 }
 
 bool logMentions(const simulated::Machine& machine, const std::string& piece) {
-    for (const LogRecord& record : logRecords(machine)) {
-        if (record.message.find(piece) != std::string::npos) {
-            return true;
-        }
-    }
-    return false;
+    return std::ranges::any_of(logRecords(machine), [&](const LogRecord& record) {
+        return record.message.find(piece) != std::string::npos;
+    });
 }
 
 void clearLog(simulated::Machine& machine) {
-    const std::u16string path = logPath(machine);
-    if (!path.empty()) {
+    if (const std::u16string path = logPath(machine); !path.empty()) {
         machine.volumes.remove(path);
     }
 }

@@ -8,16 +8,16 @@
 
 /// One record of the log; all texts in UTF-8.
 struct LogRecord {
-    std::string level;     ///< "TRACE", "INFO", "WARNING", "ERROR"
-    std::string file;      ///< source file, without directory
+    std::string head;  ///< the whole first line
+    std::string file;  ///< source file, without directory
     int line;
     std::string function;
-    std::string message;   ///< may hold line feeds
-    std::string head;      ///< the whole first line
+    std::string level;    ///< "TRACE", "INFO", "WARNING", "ERROR"
+    std::string message;  ///< may hold line feeds
 };
 
-/// The records of "tolmark.log" in the machine's temporary directory; empty without the file.
-/// A text that isn't made of well-formed records fails the running test.
+/// The records of "tolmark.log", wherever it is; empty without the file. A text that isn't made of
+/// well-formed records fails the running test.
 std::vector<LogRecord> logRecords(const simulated::Machine& machine);
 
 /// The messages of those records of one level, in order.

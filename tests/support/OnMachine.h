@@ -1,8 +1,9 @@
-// A test that runs on a machine of its own, and looks at what it threw and logged.
+// A test that runs on a machine of its own, and looks at what it logged.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <ranges>
 #include <regex>
 #include <string>
 #include <vector>
@@ -15,22 +16,6 @@
 inline std::string withoutLines(const std::string& text) {
     static const std::regex line(R"((\.(?:cpp|h))\(\d+\))");
     return std::regex_replace(text, line, "$1");
-}
-
-/// The text of the exception that the action throws, without its line; another one, or none, fails
-/// the running test.
-template <class Exception, class Action>
-std::string thrownBy(Action action) {
-    try {
-        action();
-    } catch (const Exception& e) {
-        return withoutLines(e.what());
-    } catch (const std::exception& e) {
-        ADD_FAILURE() << "another exception: " << e.what();
-        return {};
-    }
-    ADD_FAILURE() << "no exception";
-    return {};
 }
 
 /// Each test leaves no handle open and no COM object held.
@@ -49,15 +34,14 @@ protected:
     std::vector<std::string> log() {
         std::vector<std::string> lines;
         const std::vector<LogRecord> records = logRecords(machine);
-        for (std::size_t i = read_; i < records.size(); ++i) {
-            const LogRecord& r = records[i];
+        for (const LogRecord& r : records | std::views::drop(read_)) {
             lines.push_back(
                 withoutLines(r.level + " " + r.file + " " + r.function + ": " + r.message));
         }
-        read_ = records.size();
+        read_ = std::ssize(records);
         return lines;
     }
 
 private:
-    std::size_t read_ = 0;
+    std::ptrdiff_t read_ = 0;
 };

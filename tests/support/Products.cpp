@@ -1,10 +1,7 @@
 #include "support/Products.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <functional>
-#include <iterator>
-#include <stdexcept>
 
 #include "simulated/machine/Wide.h"
 #include "support/Archive.h"
@@ -13,180 +10,84 @@ namespace products {
 
 namespace {
 
+using simulated::fromUtf8;
 using simulated::toUtf8;
 using simulated::View;
 
 const std::u16string kUninstallKeys =
     u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
 
-std::u16string ascii(const std::string& text) {
-    return {text.begin(), text.end()};
-}
-
 template <class... Numbers>
 std::u16string format(const char* pattern, Numbers... numbers) {
     char buffer[64];
-    std::snprintf(buffer, sizeof(buffer), pattern, numbers...);
-    return ascii(buffer);
+    return {buffer, buffer + std::snprintf(buffer, sizeof(buffer), pattern, numbers...)};
 }
 
 /// The numbers of a version text, read independently of the library.
 struct Version {
-    explicit Version(const std::u16string& text) {
-        const std::string narrow = toUtf8(text);
-        std::sscanf(narrow.c_str(), "%d.%d.%d_%d", &numbers[0], &numbers[1], &numbers[2],
-                    &numbers[3]);
-        if (const auto dash = narrow.find("-b"); dash != std::string::npos) {
-            std::sscanf(narrow.c_str() + dash, "-b%d", &build);
-        }
-        isZentra = numbers[0] >= 9;
-        withoutBuild =
-            isZentra ? zentraName(narrow) : format("%d.%d.%d", numbers[0], numbers[1], numbers[2]);
-        if (!isZentra && numbers[3] > 0) {
-            withoutBuild += format("_%02d", numbers[3]);
-        }
+    explicit Version(const std::u16string& version) {
+        const std::string text = toUtf8(version);
+        std::sscanf(text.c_str(), "%hu.%hu.%hu_%hu-b%hu", &major, &minor, &micro, &update, &build);
     }
-
-    /// Up to six numbers, without zeros at the end.
-    static std::u16string zentraName(const std::string& text) {
-        int all[6] = {};
-        std::sscanf(text.c_str(), "%d.%d.%d.%d.%d.%d", &all[0], &all[1], &all[2], &all[3], &all[4],
-                    &all[5]);
-        const auto last =
-            std::find_if(std::rbegin(all), std::rend(all), [](int n) { return n > 0; });
-        std::u16string name;
-        for (const int* number = all; number != last.base(); ++number) {
-            name += format(name.empty() ? "%d" : ".%d", *number);
-        }
-        return name;
-    }
-
-    /// One digit each of major, minor and micro number, as a product code holds them.
-    std::u16string threeDigits() const {
-        if (numbers[0] > 9 || numbers[1] > 9 || numbers[2] > 9) {
-            throw std::invalid_argument("no product code spells this version");
-        }
-        return format("%d%d%d", numbers[0], numbers[1], numbers[2]);
-    }
-
-    int numbers[4] = {};
-    int build = 0;
-    bool isZentra;
-    std::u16string withoutBuild;  ///< as it names the version key
+    bool isLegacy() const { return major == 1; }
+    WORD major = 0, minor = 0, micro = 0, update = 0, build = 0;
 };
 
-std::u16string productCode(const Product& product, const Version& version) {
-    const std::u16string bits = format("%u", product.bits);
-    if (product.type == Type::NorvGfx) {
-        return u"{1111706F-666A-4037-7777-" + version.threeDigits() + bits + u"8764D10}";
-    }
-    if (version.isZentra) {
-        const auto hash = static_cast<unsigned>(std::hash<std::u16string>()(product.version));
-        return format("{%08X-0000-4000-8000-%08X%04u}", hash, product.bits * 16,
-                      static_cast<unsigned>(product.type));
-    }
-    if (product.type == Type::Qvk) {
-        return u"{" + bits + u"A3A4F4-B792-11D6-A78A-00B0D0" + version.threeDigits() + u"000}";
-    }
-    return u"{26A24AE4-039D-4CA4-87B4-2F" + bits + version.threeDigits() +
-           format("%03dF0}", version.numbers[3]);
-}
+/// The codes are patterns of the bits and the version's numbers.
+struct Kind {
+    std::u16string home, name, legacyKey, zentraKey;
+    const char *legacyCode, *upgradeCode;
+};
 
-std::u16string upgradeCode(const Product& product, const Version& version) {
-    if (!version.isZentra) {
-        return {};
-    }
-    return product.type == Type::Qvr
-               ? format("{57BDA5C6-443C-4D65-B233-28239%u2%04d}", product.bits, version.numbers[0])
-               : format("{%uA3A4F4-B792-11D6-A78A-00B0D02%04d0}", product.bits, version.numbers[0]);
-}
-
-Product make(Type type, const std::u16string& versionText, unsigned bits) {
-    const Version version(versionText);
-    Product product{};
-    product.type = type;
-    product.bits = bits;
-    product.version = versionText;
-    product.code = productCode(product, version);
-    product.upgradeCode = upgradeCode(product, version);
-    product.homeDir =
-        std::u16string(bits == 64 ? u"C:\\Program Files" : u"C:\\Program Files (x86)") +
-        u"\\Norv\\" +
-        (type == Type::Qvr   ? u"qvr"
-         : type == Type::Qvk ? u"qvk"
-                             : u"gfx") +
-        u"-" + versionText;
-    const std::u16string name =
-        type == Type::Qvk ? u"Norv Core Development Kit " : u"Norv Runtime ";
-    product.info = {{u"InstallLocation", product.homeDir + u"\\"},
-                    {u"ProductName", name + versionText},
-                    {u"VersionString", u"1.0.0"}};
-    product.packageProperties = {{u"FullVersion", versionText},
-                                 {u"ProductCode", product.code},
-                                 {u"ProductName", name + versionText}};
-    if (!product.upgradeCode.empty()) {
-        product.packageProperties[u"UpgradeCode"] = product.upgradeCode;
-    }
-    product.hasVersionKey = type != Type::NorvGfx;
+Product make(const Kind& kind, const std::u16string& version, unsigned bits) {
+    const Version v(version);
+    const std::u16string folder = bits == 64 ? u"C:\\Program Files" : u"C:\\Program Files (x86)";
+    const std::u16string home = folder + u"\\Norv\\" + kind.home + u"-" + version;
+    const auto hash = static_cast<unsigned>(std::hash<std::u16string>()(home));
+    Product product;
+    product.version = version;
+    product.view = bits == 32 ? View::Bits32 : View::Bits64;
+    product.versionKey = u"HKLM\\Software\\Halvorex\\" +
+                         (v.isLegacy() ? kind.legacyKey : kind.zentraKey) + u"\\" +
+                         version.substr(0, version.find_first_of(u"-+"));
+    product.code = v.isLegacy() ? format(kind.legacyCode, bits, v.major, v.minor, v.micro, v.update)
+                                : format("{%08X-0000-4000-8000-000000000000}", hash);
+    product.upgradeCode = v.isLegacy() ? u"" : format(kind.upgradeCode, bits, v.major);
+    product.homeDir = home;
+    product.info = {{u"InstallLocation", home + u"\\"}, {u"ProductName", kind.name + version}};
+    product.packageProperties = {{u"FullVersion", version}};
+    product.versionKeyValues = {
+        {u"NorvHome", home}, {u"RuntimeLib", home + u"\\bin\\norv.dll"}, {u"MicroVersion", u"0"}};
     return product;
 }
 
 void installFiles(simulated::Machine& machine, const Product& product) {
-    const Version version(product.version);
-    const bool isLegacy = !version.isZentra && product.type != Type::NorvGfx;
-    const std::string content = "of " + toUtf8(product.version);
     const auto add = [&](const std::u16string& path) {
-        machine.volumes.addFile(product.homeDir + u"\\" + path, content);
+        machine.volumes.addFile(product.homeDir + path, "of " + toUtf8(product.version));
     };
-    for (const char16_t* tool : {u"norv.exe", u"norvw.exe", u"norvcpl.exe", u"wmq.exe"}) {
-        add(std::u16string(u"bin\\") + tool);
+    for (const char16_t* tool :
+         {u"norv.exe", u"norvw.exe", u"norvc.exe", u"norvcpl.exe", u"wmq.exe"}) {
+        add(std::u16string(u"\\bin\\") + tool);
     }
-    if (product.type == Type::Qvk) {
-        add(u"bin\\norvc.exe");
+    const bool isLegacyKit = product.versionKey.find(u"Norv Development Kit") != std::string::npos;
+    for (const char16_t* file : {u"alinkswitch.exe", u"WindowsAssistLink-64.dll",
+                                 u"WindowsAssistLink-32.dll", u"WindowsAssistLink.dll"}) {
+        add((isLegacyKit ? u"\\qvr\\bin\\" : u"\\bin\\") + std::u16string(file));
     }
     // 1.8.0_45-b13 stands in the file as 8.0.450.13.
-    const auto& [first, second, third, update] = version.numbers;
-    const auto word = [](int number) { return static_cast<WORD>(number); };
+    const Version v(product.version);
     const std::u16string launcher = product.homeDir + u"\\bin\\norv.exe";
-    if (isLegacy) {
-        machine.volumes.setVersion(launcher, word(second), word(third), word(update * 10),
-                                   word(version.build));
+    if (v.isLegacy()) {
+        const auto update = static_cast<WORD>(v.update * 10);
+        machine.volumes.setVersion(launcher, v.minor, v.micro, update, v.build);
     } else {
-        machine.volumes.setVersion(launcher, word(first), word(second), word(third), 0);
-    }
-    if (product.hasAssistLink) {
-        const std::u16string runtime =
-            product.type == Type::Qvk && isLegacy ? u"qvr\\bin\\" : u"bin\\";
-        add(runtime + u"alinkswitch.exe");
-        for (const char16_t* suffix : {u"-64", u"-32", u""}) {
-            add(runtime + u"WindowsAssistLink" + suffix + u".dll");
-        }
+        machine.volumes.setVersion(launcher, v.major, v.minor, v.micro, 0);
     }
     if (product.manifestVersion) {
         const std::string manifest =
-            "Manifest-Version: 1.0\r\nImplementation-Version: " + toUtf8(*product.manifestVersion) +
-            "\r\n";
+            "Manifest-Version: 1.0\r\nImplementation-Version: " + toUtf8(*product.manifestVersion);
         machine.volumes.addFile(product.homeDir + u"\\lib\\rt.vkr",
-                                archive::make({{"META-INF/MANIFEST.MF", manifest}}).bytes);
-    }
-}
-
-void installVersionKey(simulated::Machine& machine, const Product& product) {
-    const Version version(product.version);
-    const std::u16string key = versionKey(product);
-    const auto set = [&](std::u16string name, const std::u16string& text) {
-        std::u16string place = key;
-        if (const auto slash = name.rfind(u'\\'); slash != std::u16string::npos) {
-            place += u"\\" + name.substr(0, slash);
-            name.erase(0, slash + 1);
-        }
-        machine.registry.setString(viewOf(product), place, name, text);
-    };
-    set(u"NorvHome", product.homeDir);
-    set(u"RuntimeLib", product.homeDir + u"\\bin\\norv.dll");
-    set(u"MicroVersion", format("%d", version.numbers[2]));
-    for (const auto& [name, text] : product.versionKeyValues) {
-        set(name, text);
+                                archive::make({{"META-INF/MANIFEST.MF", manifest + "\r\n"}}).bytes);
     }
 }
 
@@ -207,37 +108,37 @@ simulated::Package packageOf(const Product& product) {
 }  // namespace
 
 Product qvr(const std::u16string& version, unsigned bits) {
-    return make(Type::Qvr, version, bits);
+    return make(
+        {u"qvr", u"Norv Runtime ", u"Norv Runtime Environment", u"QVR",
+         "{26A24AE4-039D-4CA4-87B4-2F%u%d%d%d%03dF0}", "{57BDA5C6-443C-4D65-B233-28239%u2%04d}"},
+        version, bits);
 }
 
 Product qvk(const std::u16string& version, unsigned bits) {
-    return make(Type::Qvk, version, bits);
+    return make(
+        {u"qvk", u"Norv Core Development Kit ", u"Norv Development Kit", u"QVK",
+         "{%uA3A4F4-B792-11D6-A78A-00B0D0%d%d%d000}", "{%uA3A4F4-B792-11D6-A78A-00B0D02%04d0}"},
+        version, bits);
 }
 
-Product gfx(const std::u16string& version, unsigned bits) {
-    return make(Type::NorvGfx, version, bits);
-}
-
-simulated::View viewOf(const Product& product) {
-    return product.bits == 32 ? View::Bits32 : View::Bits64;
-}
-
-std::u16string versionKey(const Product& product) {
-    const Version version(product.version);
-    const char16_t* family = product.type == Type::Qvr
-                                 ? (version.isZentra ? u"QVR" : u"Norv Runtime Environment")
-                                 : (version.isZentra ? u"QVK" : u"Norv Development Kit");
-    return std::u16string(u"HKLM\\Software\\Halvorex\\") + family + u"\\" + version.withoutBuild;
+Product gfx(const std::u16string& version) {
+    const Version v(version);
+    Product product = make({u"gfx", u"Norv Runtime ", u"", u"", "", ""}, version, 64);
+    product.code = format("{1111706F-666A-4037-7777-%d%d%d648764D10}", v.major, v.minor, v.micro);
+    product.versionKeyValues.clear();
+    return product;
 }
 
 void install(simulated::Machine& machine, const Product& product) {
     if (product.hasFiles) {
         installFiles(machine, product);
     }
-    if (product.hasVersionKey) {
-        installVersionKey(machine, product);
+    for (const auto& [name, text] : product.versionKeyValues) {
+        const std::u16string path = product.versionKey + u"\\" + name;
+        const auto end = path.rfind(u'\\');
+        machine.registry.setString(product.view, path.substr(0, end), path.substr(end + 1), text);
     }
-    machine.registry.setString(viewOf(product), kUninstallKeys + product.code, u"DisplayName",
+    machine.registry.setString(product.view, kUninstallKeys + product.code, u"DisplayName",
                                u"Norv " + product.version);
     machine.installer.addProduct(
         {product.code, product.info, product.upgradeCode, packageOf(product)});
@@ -245,10 +146,8 @@ void install(simulated::Machine& machine, const Product& product) {
 
 void uninstall(simulated::Machine& machine, const Product& product) {
     machine.installer.removeProduct(product.code);
-    machine.registry.deleteKey(viewOf(product), kUninstallKeys + product.code);
-    if (product.hasVersionKey) {
-        machine.registry.deleteKey(viewOf(product), versionKey(product));
-    }
+    machine.registry.deleteKey(product.view, kUninstallKeys + product.code);
+    machine.registry.deleteKey(product.view, product.versionKey);
     if (machine.volumes.exists(product.homeDir)) {
         machine.volumes.remove(product.homeDir);
     }
@@ -257,26 +156,23 @@ void uninstall(simulated::Machine& machine, const Product& product) {
 void installUpdater(simulated::Machine& machine, const Updater& updater) {
     simulated::Package package;
     auto& properties = package.table(u"Property", {u"Property", u"Value"});
-    if (updater.fullVersion) {
-        properties.row({u"FullVersion", *updater.fullVersion});
-    }
-    if (updater.productVersion) {
-        properties.row({u"ProductVersion", *updater.productVersion});
+    for (const auto& [name, value] : {std::pair{u"FullVersion", updater.fullVersion},
+                                      {u"ProductVersion", updater.productVersion}}) {
+        if (value) {
+            properties.row({name, *value});
+        }
     }
     machine.installer.addProduct({kUpdaterCode, {{u"VersionString", u"2.8.51"}}, {}, package});
     if (updater.registryVersion) {
         machine.registry.setString(View::Bits32, u"HKLM\\SOFTWARE\\Halvorex\\Auto Update",
                                    u"AUVersion", *updater.registryVersion);
     }
-    machine.volumes.addDirectory(kUpdaterFolder);
-    const auto add = [&](bool wanted, const char16_t* name) {
-        if (wanted) {
-            machine.volumes.addFile(kUpdaterFolder + u"\\" + name, "updater");
+    for (const std::string executable : {"tolpeck", "tolmark", "vomlit"}) {
+        if (executable != updater.missing) {
+            machine.volumes.addFile(kUpdaterFolder + u"\\" + fromUtf8(executable) + u".exe",
+                                    "updater");
         }
-    };
-    add(updater.hasTolpeck, u"tolpeck.exe");
-    add(updater.hasTolmark, u"tolmark.exe");
-    add(updater.hasVomlit, u"vomlit.exe");
+    }
 }
 
 }  // namespace products

@@ -4,22 +4,16 @@
 #include <exception>
 #include <string>
 
-/// The message of the std::exception that the action throws, with its place in front; "nothing" if
-/// it throws none.
+/// The message of the std::exception that the action throws, without the place in front,
+/// "<file>(<line>) at <function>(): "; "nothing" if it throws none.
 template <class Action>
-std::string thrownBy(Action action) {
+std::string thrownText(Action action) {
     try {
         action();
     } catch (const std::exception& e) {
-        return e.what();
+        const std::string message = e.what();
+        const auto place = message.find("(): ");
+        return place == message.npos ? message : message.substr(place + 4);
     }
     return "nothing";
-}
-
-/// The same without "<file>(<line>) at <function>(): ".
-template <class Action>
-std::string thrownText(Action action) {
-    const std::string message = thrownBy(action);
-    const auto place = message.find("(): ");
-    return place == std::string::npos ? message : message.substr(place + 4);
 }

@@ -158,7 +158,7 @@ SweptAction immediate(const char* action, std::map<std::u16string, std::u16strin
             [=] {
                 auto machine = familyMachine();
                 products::Updater updater;
-                updater.hasVomlit = !toolIsAway;
+                updater.missing = toolIsAway ? "vomlit" : "";
                 products::installUpdater(*machine, updater);
                 machine->volumes.addFile(u"C:\\Temp\\1.tmp", "the tool");
                 // A junction to a user's folder, in a tree that is deleted: the walk goes through

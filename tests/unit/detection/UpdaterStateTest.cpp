@@ -43,9 +43,8 @@ TEST(UpdaterState, FollowsPackageRegistryAndFiles) {
         SCOPED_TRACE(c.record);
         simulated::Machine machine;
         const simulated::Running running(machine);
-        products::installUpdater(
-            machine, {c.fullVersion, c.productVersion, c.registryVersion, c.missing != "tolpeck",
-                      c.missing != "tolmark", c.missing != "vomlit"});
+        products::installUpdater(machine,
+                                 {c.fullVersion, c.productVersion, c.registryVersion, c.missing});
         const au::InstalledState found = au::InstalledState::detect();
         EXPECT_EQ(found.state, c.state);
         EXPECT_EQ(toUtf8(found.version.sourceText()), c.version);

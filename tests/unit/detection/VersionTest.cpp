@@ -137,7 +137,7 @@ TEST(GenericVersion, ReadsFourOrFiveNumbers) {
         {"2.8..51.9", "characters is 5"}, {"2.8.51.9.7.1", "characters is 2"}};
     for (const auto& [text, expected] : cases) {
         VersionDetails::Base<5, VersionDetails::Parser, 4> version;
-        const std::string message = thrownBy([&, t = text] { version.init(fromUtf8(t)); });
+        const std::string message = thrownText([&, t = text] { version.init(fromUtf8(t)); });
         const std::string result = message == "nothing" ? components(version) : message;
         EXPECT_TRUE(result.ends_with(expected)) << text << ": " << result;
     }

@@ -20,9 +20,16 @@ Archive bytes(const std::string& text) {
     return a;
 }
 
+/// The plain archive with a ZIP64 end record and its locator in front of the end header, whose own
+/// fields say that it is there.
 Archive zip64(std::uint64_t count, std::uint64_t size, std::uint64_t offset) {
     Archive a = kPlain;
-    a.addZip64(count, size, offset);
+    const std::string record = std::string("PK\x06\x06") + number(44, 8) + number(45, 2) +
+                               number(45, 2) + number(0, 8) + number(count, 8) + number(count, 8) +
+                               number(size, 8) + number(offset, 8);
+    a.bytes.insert(a.end, record + "PK\x06\x07" + number(0, 4) + number(a.end, 8) + number(1, 4));
+    a.end += record.size() + 20;
+    a.bytes.replace(a.end + 8, 12, 12, '\xff');
     return a;
 }
 
