@@ -1,4 +1,4 @@
-// Files of Windows' C run-time, as the log and the configuration are written.
+// Windows' C run-time: files, as the log and the configuration are written; and texts.
 #include <windows.h>
 #include <direct.h>
 #include <fcntl.h>
@@ -7,55 +7,46 @@
 #include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
-#include <tchar.h>
+#include <wchar.h>
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <string>
 
-#include "Inspection.h"
+#include "Setting.h"
 
 namespace {
 
 class CrtTest : public testing::Test {
 protected:
-    CrtTest() {
-        TCHAR buffer[MAX_PATH];
-        directory_ = tstring(buffer, GetTempPathW(MAX_PATH, buffer)) + _T("NorvCrt");
-        file_ = directory_ + _T("\\file");
-        EXPECT_EQ(0, _wmkdir(directory_.c_str()));
-    }
-    ~CrtTest() override {
-        DeleteFileW(file_.c_str());
-        EXPECT_TRUE(RemoveDirectoryW(directory_.c_str()));
-    }
-
-    std::string content() const {
-        const HANDLE file =
-            CreateFileW(file_.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-        char buffer[100];
-        DWORD done = 0;
-        EXPECT_TRUE(ReadFile(file, buffer, sizeof(buffer), &done, nullptr));
-        EXPECT_TRUE(CloseHandle(file));
-        return std::string(buffer, done);
-    }
+    ~CrtTest() override { DeleteFileW(file_.c_str()); }
 
     int openLog(int& file) const {
         return _wsopen_s(&file, file_.c_str(), _O_WRONLY | _O_APPEND | _O_CREAT, _SH_DENYWR,
                          _S_IREAD | _S_IWRITE);
     }
 
-    tstring directory_;
-    tstring file_;
+    std::string content() const {
+        FILE* const stream = _wfopen(file_.c_str(), _T("rb"));
+        if (stream == nullptr) {
+            return "none";
+        }
+        char buffer[100];
+        const std::size_t size = std::fread(buffer, 1, sizeof(buffer), stream);
+        EXPECT_EQ(0, std::fclose(stream));
+        return std::string(buffer, size);
+    }
+
+    const tstring file_ = temporaryPath(_T("NorvCrt"));
 };
 
 TEST_F(CrtTest, ALogIsAppendedToByOneWriter) {
     int file = -1;
+    int second = 7;
     ASSERT_EQ(0, openLog(file));
     EXPECT_EQ(4, _write(file, "a\nb\n", 4)) << "counts what was given";
-    int second = 7;
     EXPECT_EQ(EACCES, openLog(second));
     EXPECT_EQ(-1, second);
     EXPECT_EQ("a\r\nb\r\n", content()) << "readers are let in";
@@ -65,11 +56,10 @@ TEST_F(CrtTest, ALogIsAppendedToByOneWriter) {
     EXPECT_EQ(0, _chsize_s(file, 0));
     EXPECT_EQ(1, _write(file, "c", 1));
     EXPECT_EQ(0, _close(file));
-    EXPECT_EQ("c", content()) << "appending goes to the new end";
-    SetLastError(ERROR_INVALID_DATA);
     ASSERT_EQ(0, openLog(file));
-    EXPECT_EQ(DWORD{ERROR_ALREADY_EXISTS}, GetLastError());
+    EXPECT_EQ(1, _write(file, "d", 1));
     EXPECT_EQ(0, _close(file));
+    EXPECT_EQ("cd", content()) << "appending goes to the new end";
 }
 
 TEST_F(CrtTest, ADescriptorOwnsItsHandle) {
@@ -83,49 +73,109 @@ TEST_F(CrtTest, ADescriptorOwnsItsHandle) {
     EXPECT_EQ("x\n", content()) << "without flags it is binary";
 }
 
-TEST_F(CrtTest, StreamsReadAndWriteInTheirMode) {
-    EXPECT_EQ(nullptr, _wfopen(file_.c_str(), _T("rb")));
+TEST_F(CrtTest, StreamsWriteInTheirMode) {
+    EXPECT_EQ("none", content());
     EXPECT_EQ(ENOENT, errno);
-    FILE* stream = _wfopen(file_.c_str(), _T("w"));
-    ASSERT_NE(nullptr, stream);
-    EXPECT_EQ(1u, std::fwrite("1\n2\n", 4, 1, stream));
-    EXPECT_EQ(0, std::fclose(stream));
-    char buffer[100];
-    stream = _wfopen(file_.c_str(), _T("rb"));
-    EXPECT_EQ(6u, std::fread(buffer, 1, 6, stream));
-    EXPECT_EQ("1\r\n2\r\n", std::string(buffer, 6));
-    EXPECT_FALSE(std::feof(stream)) << "the end is met only behind the last";
-    EXPECT_EQ(0u, std::fread(buffer, 1, 1, stream));
-    EXPECT_TRUE(std::feof(stream));
-    EXPECT_EQ(0, std::fclose(stream));
-    stream = _wfreopen(file_.c_str(), _T("w"), _wfopen(file_.c_str(), _T("r")));
-    EXPECT_EQ(1u, std::fwrite("new\n", 4, 1, stream));
-    EXPECT_EQ(0, std::fclose(stream));
-    EXPECT_EQ("new\r\n", content());
+    for (const std::string text : {"longer\n", "1\n"}) {
+        FILE* stream = _wfopen(file_.c_str(), _T("w"));
+        ASSERT_NE(nullptr, stream);
+        EXPECT_EQ(0, std::fclose(stream));
+        stream = _wfreopen(file_.c_str(), _T("w"), _wfopen(file_.c_str(), _T("r")));
+        ASSERT_NE(nullptr, stream);
+        EXPECT_EQ(text.size(), std::fwrite(text.data(), 1, text.size(), stream));
+        EXPECT_EQ(0, std::fclose(stream));
+    }
+    EXPECT_EQ("1\r\n", content());
 }
 
 TEST_F(CrtTest, DirectoriesAndErrors) {
     struct _stat64 facts = {};
-    EXPECT_EQ(0, _wstat64(directory_.c_str(), &facts));
-    for (const tstring& none : {directory_ + _T("\\"), file_, file_ + _T("\\x")}) {
-        EXPECT_EQ(-1, _wstat64(none.c_str(), &facts)) << testing::PrintToString(none);
-        EXPECT_EQ(ENOENT, errno);
-    }
-    EXPECT_EQ(-1, _wmkdir(directory_.c_str()));
-    EXPECT_EQ(EEXIST, errno);
-    EXPECT_EQ(-1, _wmkdir((file_ + _T("\\x")).c_str()));
-    EXPECT_EQ(ENOENT, errno);
     TCHAR current[MAX_PATH] = {};
     ASSERT_EQ(current, _wgetcwd(current, MAX_PATH));
-    const tstring whole = current;
-    EXPECT_EQ(current, _wgetcwd(current, static_cast<int>(whole.size()) + 1));
-    EXPECT_EQ(nullptr, _wgetcwd(current, static_cast<int>(whole.size())));
-    EXPECT_EQ(ERANGE, errno);
+    EXPECT_EQ(0, _wstat64(current, &facts));
+    EXPECT_EQ(-1, _wstat64(file_.c_str(), &facts));
+    EXPECT_EQ(-1, _wmkdir((file_ + _T("\\x")).c_str()));
+    EXPECT_EQ(ENOENT, errno);
+    EXPECT_EQ(-1, _wmkdir(current));
+    EXPECT_EQ(EEXIST, errno);
+    EXPECT_EQ(nullptr, _wgetcwd(current, static_cast<int>(tstring(current).size())));
     char text[100] = {};
     EXPECT_EQ(0, strerror_s(text, sizeof(text), ENOENT));
     EXPECT_STREQ("No such file or directory", text);
-    EXPECT_EQ(0, strerror_s(text, 5, EACCES));
-    EXPECT_STREQ("Perm", text);
+}
+
+/// The result, and the whole buffer with what the call left alone as '#'.
+std::pair<int, tstring> formatInto(std::size_t size, const TCHAR* format, ...) {
+    tstring buffer(40, _T('#'));
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int result = _vsnwprintf(buffer.data(), size, format, arguments);
+    va_end(arguments);
+    return {result, buffer};
+}
+
+TEST(TextTest, FormatsTakeWideTextsAndNumbers) {
+    EXPECT_EQ(tstring(_T("a\x20AC|-1| -12|4294967295|007|0000ABCD|%")),
+              formatInto(40, _T("%s|%d|%4d|%u|%03u|%08X|%%"), _T("a\x20AC"), -1, -12, 0xFFFFFFFFu,
+                         7u, 0xABCDu)
+                  .second.c_str());
+    // The room, and what stands in it and behind it.
+    const std::pair<std::size_t, const TCHAR*> kCases[] = {
+        {0, _T("######")}, {3, _T("123###")}, {4, _T("1234##")}, {5, _T("1234\0#")}};
+    for (const auto& [size, expected] : kCases) {
+        const auto [result, buffer] = formatInto(size, _T("%d"), 1234);
+        EXPECT_EQ(result, size < 4 ? -1 : 4) << size;
+        EXPECT_EQ(buffer.substr(0, 6), tstring(expected, 6)) << size;
+    }
+    char narrow[8];
+    EXPECT_EQ(_snprintf(narrow, sizeof(narrow), "%g", 2.5), 3);
+    EXPECT_STREQ(narrow, "2.5");
+}
+
+/// The wide text of a narrow one; "?" if it is none.
+tstring wideOf(UINT codePage, const std::string& text) {
+    TCHAR wide[20] = {};
+    const auto convert = [&](int size) {
+        return MultiByteToWideChar(codePage, MB_ERR_INVALID_CHARS, text.data(),
+                                   static_cast<int>(text.size()), wide, size);
+    };
+    const int size = convert(0);
+    EXPECT_TRUE(size != 0 || GetLastError() == ERROR_NO_UNICODE_TRANSLATION);
+    EXPECT_EQ(size, convert(20));
+    return size == 0 ? _T("?") : tstring(wide, static_cast<std::size_t>(size));
+}
+
+/// The UTF-8 of a wide text.
+std::string narrowOf(const tstring& text) {
+    char narrow[20] = {};
+    const auto convert = [&](int size) {
+        return WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), narrow,
+                                   size, nullptr, nullptr);
+    };
+    const int size = convert(0);
+    EXPECT_EQ(size, convert(20));
+    return std::string(narrow, static_cast<std::size_t>(size));
+}
+
+TEST(TextTest, WideAndUtf8BecomeEachOther) {
+    const std::pair<std::string, tstring> kCases[] = {
+        {std::string("\0x", 2), tstring({0, 'x'})},
+        {"\xC3\xA4\xE2\x82\xAC\xEF\xBF\xBD", {0xE4, 0x20AC, 0xFFFD}},
+        {"\xF0\x9F\x98\x80", {0xD83D, 0xDE00}},
+    };
+    for (const auto& [text, wide] : kCases) {
+        EXPECT_EQ(wideOf(CP_UTF8, text), wide);
+        EXPECT_EQ(narrowOf(wide), text);
+    }
+    EXPECT_EQ(narrowOf({0xD83D, 'x'}), "\xEF\xBF\xBDx");
+    EXPECT_EQ(wideOf(CP_ACP, "a\x80\xE4\xFF"), tstring({'a', 0x20AC, 0xE4, 0xFF}));
+    TCHAR ended[4] = {};
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, "abc", -1, ended, 4), 4);
+    EXPECT_EQ(tstring(ended), _T("abc"));
+    for (const std::string text : {"\xFF", "a\x80z", "\xC3", "\xC0\x80", "\xE2\x82z",
+                                   "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xF0\x9F\x98"}) {
+        EXPECT_EQ(wideOf(CP_UTF8, text), _T("?")) << testing::PrintToString(text);
+    }
 }
 
 }  // namespace

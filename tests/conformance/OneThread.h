@@ -1,23 +1,15 @@
-// GoogleTest names std::mutex and std::condition_variable, for tests of several threads alone. The
-// Windows builds have Windows' own thread model, whose C++ run-time hasn't got them, and one thread.
+// GoogleTest makes its Notification, for tests of several threads alone, of std::mutex. The Windows
+// builds have Windows' own thread model, whose C++ run-time hasn't got that, and one thread.
 #pragma once
 
-#include <condition_variable>
-#include <mutex>
+#define GTEST_HAS_NOTIFICATION_ 1
 
-namespace std {
+namespace testing::internal {
 
-class mutex {
+class Notification {
 public:
-    void lock() {}
-    void unlock() {}
+    void Notify() {}
+    void WaitForNotification() {}
 };
 
-class condition_variable {
-public:
-    void notify_all() {}
-    template <class Lock, class... Rest>
-    void wait(Lock&, Rest...) {}
-};
-
-}  // namespace std
+}  // namespace testing::internal

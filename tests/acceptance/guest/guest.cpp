@@ -13,7 +13,7 @@
 #include <cstring>
 #include <string>
 
-#include "../../conformance/InstallerSetup.h"
+#include "../../conformance/Setting.h"
 
 namespace {
 
@@ -153,7 +153,7 @@ void failEach(const char* path, const Exported& action, MSIHANDLE session, bool 
 }
 
 void runOutOfMemory(const char* path) {
-    const MSIHANDLE session = openPackageSession(makePackage({}));
+    const MSIHANDLE session = openPackageSession();
     for (const bool forGood : {false, true}) {
         // Without a session the action fails anyhow: then the memory for its own throw lacks too.
         failEach(path, kPlain, 0, forGood);
