@@ -25,7 +25,7 @@ std::vector<InstalledNorv> products(const std::string& text) {
         const NorvVersionDetails::Base version(tstrings::fromUtf8(word.substr(4)));
         result.emplace_back(Bundle(type, version, word[1] == '3' ? 32 : 64));
         result.back().productCode = Guid::generate();
-        result.back().homeDir = _T("C:\\x");
+        result.back().homeDir = u"C:\\x";
     }
     return result;
 }
@@ -33,105 +33,98 @@ std::vector<InstalledNorv> products(const std::string& text) {
 std::string names(const InstalledNorvSelection& selection) {
     std::string result;
     for (const InstalledNorv* product : selection) {
-        result += result.empty() ? "" : " ";
-        result += product == nullptr ? "-"
-                                     : "rkg"[product->type] + std::to_string(product->bits) + ":" +
-                                           toUtf8(sourceText(product->version));
+        result += product == nullptr
+                      ? " -"
+                      : std::string(" ") + "rkg"[product->type] + std::to_string(product->bits) +
+                            ":" + toUtf8(sourceText(product->version));
     }
     return result;
 }
 
 TEST(Selection, HoldsTheLatestOfEachClass) {
-    const struct {
-        const char* products;
-        const char* all;
-        const char* latest;
-        const char* preferred;  ///< of the latest: for QVR 64, QVR 32, QVK 64, QVK 32
-    } cases[] = {
-        {"g64:2.2.0 g32:2.2.0", "- - - -", "- - - -", "- - - -"},
-        {"k32:9", "- - k32:9 -", "- - k32:9 -", "k32:9 k32:9 k32:9 k32:9"},
-        {"r32:9 k64:9", "r32:9 - - k64:9", "r32:9 - - k64:9", "r32:9 r32:9 k64:9 k64:9"},
+    // All, the latest, and of these what is preferred for QVR 64, QVR 32, QVK 64, QVK 32.
+    const std::pair<const char*, std::string> cases[] = {
+        {"g64:2.2.0 g32:2.2.0", " - - - - | - - - - | - - - -"},
+        {"k32:9", " - - k32:9 - | - - k32:9 - | k32:9 k32:9 k32:9 k32:9"},
+        {"r32:9 k64:9", " r32:9 - - k64:9 | r32:9 - - k64:9 | r32:9 r32:9 k64:9 k64:9"},
         {"r32:1.8.0_9 r32:1.8.0_10 r64:9 k64:11+9 k64:11+10 k32:11+10",
-         "r32:1.8.0_10 r64:9 k32:11+10 k64:11+10", "- - k32:11+10 k64:11+10",
-         "k64:11+10 k32:11+10 k64:11+10 k32:11+10"},
+         " r32:1.8.0_10 r64:9 k32:11+10 k64:11+10 | - - k32:11+10 k64:11+10"
+         " | k64:11+10 k32:11+10 k64:11+10 k32:11+10"},
         // Equal versions: the first record stays, whatever its text.
-        {"r64:9--x r64:9", "- r64:9--x - -", "- r64:9--x - -",
-         "r64:9--x r64:9--x r64:9--x r64:9--x"},
+        {"r64:9--x r64:9",
+         " - r64:9--x - - | - r64:9--x - - | r64:9--x r64:9--x r64:9--x r64:9--x"},
     };
-    for (const auto& c : cases) {
-        const auto list = products(c.products);
+    for (const auto& [text, expected] : cases) {
+        const auto list = products(text);
         const auto selection = makeSelection(list);
-        EXPECT_EQ(names(selection), c.all);
         const auto latest = keepLatest(selection);
-        EXPECT_EQ(names(latest), c.latest);
-        EXPECT_EQ(names({pickPreferred(latest, 0, 64), pickPreferred(latest, 0, 32),
-                         pickPreferred(latest, 1, 64), pickPreferred(latest, 1, 32)}),
-                  c.preferred);
+        EXPECT_EQ(names(selection) + " |" + names(latest) + " |" +
+                      names({pickPreferred(latest, 0, 64), pickPreferred(latest, 0, 32),
+                             pickPreferred(latest, 1, 64), pickPreferred(latest, 1, 32)}),
+                  expected);
     }
     auto list = products("r32:9 r64:10 k32:11 k64:12");
     const auto selection = makeSelection(list);
-    EXPECT_EQ(names(selectByType(selection, Bundle::kQvk)), "- - k32:11 k64:12");
-    EXPECT_EQ(names(selectByArch(selection, 64)), "- r64:10 - k64:12");
-    EXPECT_EQ(latestOfType(selection, Bundle::kQvr), &list[1]);
+    EXPECT_EQ(names(selectByType(selection, Bundle::kQvk)), " - - k32:11 k64:12");
+    EXPECT_EQ(names(selectByArch(selection, 64)), " - r64:10 - k64:12");
     EXPECT_EQ(thrownText([] { selectionIndex(2, 64); }), "Unexpected 'tag'");
 
     // An empty slot ranks above an unknown version.
     list.resize(1);
     list[0].version = NorvVersionDetails::Base::unknown();
-    EXPECT_EQ(names(keepLatest(makeSelection(list))), "- - - -");
+    EXPECT_EQ(names(keepLatest(makeSelection(list))), " - - - -");
 }
 
 TEST(Verifier, ChecksWhatItIsAskedFor) {
     const auto good = products("r32:9 k64:11 g64:2.2.0");
     auto list = good;
     InstalledNorvsVerifier verifier;
-    const auto complaint = [&] { return thrownText([&] { verifier(list); }); };
-    EXPECT_EQ(complaint(), "nothing");
+    std::string complaints;
+    const auto ask = [&] { complaints += thrownText([&] { verifier(list); }) + "\n"; };
+    ask();
     // In the order of the checks, not of the list.
     list[0].homeDir.clear();
     list[1].productCode = Guid();
     list[2].productCode = list[0].productCode;
-    EXPECT_EQ(complaint(), "empty product code");
+    ask();
     verifier.checkProductCodes = false;
-    EXPECT_EQ(complaint(), "empty home dir");
+    ask();
     verifier.checkHomeDirs = false;
-    EXPECT_EQ(complaint(), "duplicated product codes");
+    ask();
     verifier.checkDuplicates = false;
-    EXPECT_EQ(complaint(), "nothing");
+    ask();
     verifier.allowedTypes = {0, 1};
     verifier.allowedBits = {64};
-    EXPECT_EQ(complaint(), "unexpected types");
+    ask();
     verifier.allowedTypes = {0, 1, 2};
-    EXPECT_EQ(complaint(), "unexpected archs");
+    ask();
+    EXPECT_EQ(complaints,
+              "nothing\nempty product code\nempty home dir\nduplicated product codes\nnothing\n"
+              "unexpected types\nunexpected archs\n");
 
     EXPECT_EQ(&getByProductCode(good, good[1].productCode), &good[1]);
-    EXPECT_EQ(thrownText([&] {
-                  getByProductCode(good, Guid(_T("{26A24AE4-039D-4CA4-87B4-2F64180451F0}")));
-              }),
+    EXPECT_EQ(thrownText(
+                  [&] { getByProductCode(good, Guid(u"{26A24AE4-039D-4CA4-87B4-2F64180451F0}")); }),
               "No matching Norv found for {26A24AE4-039D-4CA4-87B4-2F64180451F0} Product Code in "
               "the given products range");
 }
 
 TEST(Bundle, NamesItsKeysAndPlaces) {
-    const struct {
-        const char* product;
-        std::string family;  ///< below "Software\\Halvorex"
-        std::string version, line;
-        const char* runtime;
-    } cases[] = {
-        {"r64:1.8.0_45-b13", "Norv Runtime Environment", "1.8.0_45", "1.8", "C:\\x"},
-        {"k64:1.8.0_301", "Norv Development Kit", "1.8.0_301", "1.8", "C:\\x\\qvr"},
-        {"k64:9", "QVK", "9", "9", "C:\\x"},
-        {"r32:11.0.2+9", "QVR", "11.0.2", "11", "C:\\x"},
-    };
-    for (const auto& c : cases) {
-        const InstalledNorv product = products(c.product)[0];
-        const std::string family = "Software\\Halvorex\\" + c.family + "\\";
-        EXPECT_EQ(toUtf8(getVersionKeyPath(product)), family + c.version);
-        EXPECT_EQ(toUtf8(getFamilySubkeyPath(product)), family + c.line);
-        EXPECT_EQ(toUtf8(getRuntimeHome(product)), c.runtime);
+    std::string places;
+    for (const InstalledNorv& product :
+         products("r64:1.8.0_45-b13 k64:1.8.0_301 k64:9 r32:11.0.2+9")) {
         EXPECT_EQ(&getRootKey(product), product.bits == 32 ? &HKLM32 : &HKLM64);
+        places += toUtf8(getVersionKeyPath(product) + u" " + getFamilySubkeyPath(product) + u" " +
+                         getRuntimeHome(product)) +
+                  "\n";
     }
+    EXPECT_EQ(places,
+              "Software\\Halvorex\\Norv Runtime Environment\\1.8.0_45 "
+              "Software\\Halvorex\\Norv Runtime Environment\\1.8 C:\\x\n"
+              "Software\\Halvorex\\Norv Development Kit\\1.8.0_301 "
+              "Software\\Halvorex\\Norv Development Kit\\1.8 C:\\x\\qvr\n"
+              "Software\\Halvorex\\QVK\\9 Software\\Halvorex\\QVK\\9 C:\\x\n"
+              "Software\\Halvorex\\QVR\\11.0.2 Software\\Halvorex\\QVR\\11 C:\\x\n");
     InstalledNorv product = products("g64:2.2.0")[0];
     EXPECT_EQ(thrownText([&] { getVersionKeyPath(product); }), "Unexpected type2 of 2.2.0");
     product.bits = 16;

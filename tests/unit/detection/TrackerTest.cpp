@@ -16,7 +16,6 @@ namespace {
 
 using tstrings::fromUtf8;
 using tstrings::toUtf8;
-using Lines = std::vector<std::string>;
 
 template <class Product>
 std::string kindOf(const Product& product) {
@@ -60,23 +59,20 @@ TEST(ProductCodes, SpellTypeArchitectureAndVersion) {
 
 class Trackers : public testing::Test {
 protected:
-    /// "QVR64 1.8.0_45 /4" for each product; "!" and a text for an exception at the end.
-    Lines track() {
+    /// "QVR64 1.8.0_45/4|" for each product; "!" and a text for an exception at the end.
+    std::string track() {
         const auto tracker = createInstalledNorvTracker();
-        Lines result;
+        std::string result;
         const std::string thrown = thrownText([&] {
             while (const TrackedProduct* product = tracker->next()) {
                 const std::size_t precision = product->version.precision();
-                result.push_back(kindOf(*product) +
-                                 (precision > 0 ? toUtf8(toString(product->version)) : "?") + " /" +
-                                 std::to_string(precision));
+                result += kindOf(*product) +
+                          (precision > 0 ? toUtf8(toString(product->version)) : "?") + "/" +
+                          std::to_string(precision) + "|";
             }
             EXPECT_EQ(tracker->next(), nullptr);
         });
-        if (thrown != "nothing") {
-            result.push_back("! " + thrown);
-        }
-        return result;
+        return result + (thrown == "nothing" ? "" : "! " + thrown);
     }
 
     void add(const std::u16string& code, const std::u16string& upgradeCode = {}) {
@@ -88,18 +84,16 @@ protected:
 };
 
 TEST_F(Trackers, DeliverTemplateMatchesFirstThenUpgradeCodesInOrder) {
-    EXPECT_EQ(track(), Lines());
+    EXPECT_EQ(track(), "");
     EXPECT_EQ(machine.calls.count("MsiEnumRelatedProductsW"), 4u * 91);
-
     // The last is beyond the upgrade codes.
     for (const auto& product : {products::qvr(u"99"), products::qvr(u"9"), products::qvk(u"17", 32),
                                 products::qvr(u"1.8.0_45-b13"), products::qvr(u"100")}) {
         products::install(machine, product);
     }
-    add(u"{12345678-0000-0000-0000-000000000000}");
-    EXPECT_EQ(track(), (Lines{"QVR64 1.8.0_45 /4", "QVK32 ? /0", "QVR64 ? /0", "QVR64 ? /0"}));
+    EXPECT_EQ(track(), "QVR64 1.8.0_45/4|QVK32 ?/0|QVR64 ?/0|QVR64 ?/0|");
     machine.facts.is64BitSystem = false;
-    EXPECT_EQ(track(), (Lines{"QVR64 1.8.0_45 /4", "QVK32 ? /0"}));
+    EXPECT_EQ(track(), "QVR64 1.8.0_45/4|QVK32 ?/0|");
 }
 
 TEST_F(Trackers, TellDamagedEntriesFromAListThatCannotBeRead) {
@@ -108,22 +102,22 @@ TEST_F(Trackers, TellDamagedEntriesFromAListThatCannotBeRead) {
     add(u"{26A24AE4-039D-4CA4-87B4-2F64180451F0}", upgradeCode);
     add(u"{00000000-0000-0000-0000-000000000001}", upgradeCode);
     machine.calls.failCall("MsiEnumProductsW", 2, 1610);
-    EXPECT_EQ(track(), (Lines{"QVR64 1.8.0_451 /4", "QVR64 ? /0"}));
+    EXPECT_EQ(track(), "QVR64 1.8.0_451/4|QVR64 ?/0|");
     EXPECT_TRUE(logHas(machine, "MsiEnumProducts(1) failed with error=[1610] \nIgnored."));
-    EXPECT_EQ(logMessages(machine, "WARNING"),
-              (Lines{"Product with ProductCode=[{26A24AE4-039D-4CA4-87B4-2F64180451F0}] is tracked "
-                     "multiple times"}));
+    EXPECT_TRUE(logHas(machine,
+                       "Product with ProductCode=[{26A24AE4-039D-4CA4-87B4-2F64180451F0}] is "
+                       "tracked multiple times"));
 
     machine.calls.failCall("MsiEnumRelatedProductsW", 3, 1610);
-    EXPECT_EQ(track(), (Lines{"QVR64 1.8.0_451 /4",
-                              "! MsiEnumRelatedProducts({57BDA5C6-443C-4D65-B233-282393220011}, 1) "
-                              "failed with error=[1610]"}));
+    EXPECT_EQ(track(),
+              "QVR64 1.8.0_451/4|! MsiEnumRelatedProducts({57BDA5C6-443C-4D65-B233-282393220011}, "
+              "1) failed with error=[1610]");
 
     // Digits that are no version of that type.
     for (const char16_t* code :
          {u"{26A24AE4-039D-4CA4-87B4-2F64080451F0}", u"{26A24AE4-039D-4CA4-87B4-2F64222000F0}"}) {
         add(code);
-        EXPECT_TRUE(track().back().starts_with("! ")) << toUtf8(code);
+        EXPECT_NE(track().find('!'), std::string::npos) << toUtf8(code);
         machine.installer.removeProduct(code);
     }
 
@@ -132,7 +126,7 @@ TEST_F(Trackers, TellDamagedEntriesFromAListThatCannotBeRead) {
         add(Guid::generate().toString());
     }
     machine.calls.failAll("MsiEnumProductsW", 1610);
-    EXPECT_EQ(track(), Lines{"! MsiEnumProducts(255) failed with error=[1610]"});
+    EXPECT_EQ(track(), "! MsiEnumProducts(255) failed with error=[1610]");
 }
 
 }  // namespace

@@ -15,48 +15,34 @@ using NorvVersionDetails::withoutBuild;
 using tstrings::fromUtf8;
 using tstrings::toUtf8;
 
-template <class Version>
-std::string components(const Version& version) {
-    std::string result;
-    for (std::size_t i = 0; i < Version::kComponents; ++i) {
-        result += (i == 0 ? "" : ".") + std::to_string(version[i]);
-    }
-    return result;
-}
-
 Base norv(const std::string& text) {
     return Base(fromUtf8(text));
 }
 
 TEST(NorvVersion, AcceptsBothSchemes) {
-    const struct {
-        const char* text;
-        const char* components;
-        const char* canonical;
-    } cases[] = {
-        {"1.8.0_05-b03", "1.8.0.5.3.0.0.0", "1.8.0_05-b03"},
-        {"1.8.0_45-ea-fcs-b13", "1.8.0.45.13.0.0.0", "1.8.0_45-b13"},
-        {"1.8.00_045-", "1.8.0.45.0.0.0.0", "1.8.0_45"},
+    // A text, and its canonical form.
+    const std::pair<const char*, const char*> cases[] = {
+        {"1.8.0_05-b03", "1.8.0_05-b03"},
+        {"1.8.0_45-ea-fcs-b13", "1.8.0_45-b13"},
+        {"1.8.00_045-", "1.8.0_45"},
+        {"1.8.0-b13", "1.8.0-b13"},
         // A build that no number holds is a tag like any other.
-        {"1.8.0_45-b2147483648", "1.8.0.45.0.0.0.0", "1.8.0_45"},
-        {"2.2.0", "2.2.0.0.0.0.0.0", "2.2.0"},
-        {"9", "3.9.0.0.0.0.0.0", "9"},
-        {"11.0.2.0+9-LTS", "3.11.0.2.0.0.0.9", "11.0.2+9"},
-        {"11--", "3.11.0.0.0.0.0.0", "11"},
-        {"11.1-ea+22-x", "3.11.1.0.0.0.0.22", "11.1+22"},
-        {"11+-LTS", "3.11.0.0.0.0.0.0", "11"},
-        {"11.0.2.1.3.4+9", "3.11.0.2.1.3.4.9", "11.0.2.1.3.4+9"},
+        {"1.8.0_45-b2147483648", "1.8.0_45"},
+        {"2.2.0", "2.2.0"},
+        {"9", "9"},
+        {"11.0.2.0+9-LTS", "11.0.2+9"},
+        {"11--", "11"},
+        {"11.1-ea+22-x", "11.1+22"},
+        {"11+-LTS", "11"},
+        {"11.0.2.1.3.4+9", "11.0.2.1.3.4+9"},
         // The dot between two numbers may stand twice behind the first of them.
-        {"11..5", "3.11.5.0.0.0.0.0", "11.5"},
+        {"11..5", "11.5"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.text);
-        Base version;
-        ASSERT_NO_THROW(version = norv(c.text));
-        EXPECT_EQ(components(version), c.components);
-        EXPECT_EQ(toUtf8(toString(version)), c.canonical);
-        EXPECT_EQ(toUtf8(sourceText(version)), c.text);
-        EXPECT_EQ(norv(c.canonical), version);
+    for (const auto& [text, canonical] : cases) {
+        const Base version = norv(text);
+        EXPECT_EQ(toUtf8(toString(version)), canonical) << text;
+        EXPECT_EQ(toUtf8(sourceText(version)), text);
+        EXPECT_EQ(norv(canonical), version) << text;
     }
 }
 
@@ -100,45 +86,39 @@ TEST(NorvVersion, IsOrderedAcrossSchemes) {
 }
 
 TEST(NorvVersion, KnowsFamilyPrecisionAndScheme) {
-    const struct {
-        Base version;
-        std::size_t precision;
-        const char* text;
-    } cases[] = {{family(norv("1.8.0_45-b13")), 2, "1.8"},
-                 {family(norv("11.0.2.1+9")), 2, "11"},
-                 {withoutBuild(norv("1.8.0_45-b13")), 4, "1.8.0_45"},
-                 {withoutBuild(norv("11.0.2.1+9")), 7, "11.0.2.1"},
-                 {norv("11"), 8, "11"}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(toUtf8(toString(c.version)), c.text);
-        EXPECT_EQ(c.version.precision(), c.precision) << c.text;
+    std::string text;
+    for (const Base& version :
+         {family(norv("1.8.0_45-b13")), family(norv("11.0.2.1+9")),
+          withoutBuild(norv("1.8.0_45-b13")), withoutBuild(norv("11.0.2.1+9")), norv("11")}) {
+        text += toUtf8(toString(version)) + "/" + std::to_string(version.precision()) + " ";
     }
+    EXPECT_EQ(text, "1.8/2 11/2 1.8.0_45/4 11.0.2.1/7 11/8 ");
     EXPECT_EQ(Base::unknown().precision(), 0u);
-    EXPECT_NE(family(norv("1.9.0")), family(norv("9")));
     EXPECT_EQ(thrownText([] { toString(Base()); }), "unknown version tag");
     for (const auto& noFamily : {norv("2.2.0"), Base(), Base::unknown()}) {
         EXPECT_THROW(family(noFamily), std::logic_error);
         EXPECT_THROW(withoutBuild(noFamily), std::logic_error);
     }
-
-    using Legacy = SpecializedVersion<NorvVersionDetails::BaseLegacy>;
-    using Zentra = SpecializedVersion<NorvVersionDetails::BaseZentra>;
-    EXPECT_EQ(thrownText([] { Legacy(norv("11-ea")); }),
+    EXPECT_EQ(thrownText([] { SpecializedVersion<NorvVersionDetails::BaseLegacy>(norv("11-ea")); }),
               "11-ea is not recognized as a legacy Norv version string");
-    EXPECT_EQ(thrownText([] { Zentra(norv("2.2.0")); }),
+    EXPECT_EQ(thrownText([] { SpecializedVersion<NorvVersionDetails::BaseZentra>(norv("2.2.0")); }),
               "2.2.0 is not recognized as a Zentra Norv version string");
 }
 
 TEST(GenericVersion, ReadsFourOrFiveNumbers) {
     // The components, or the end of the message.
     const std::pair<const char*, const char*> cases[] = {
-        {"2.8.51.9", "2.8.51.9.0"},       {"02.08.0.0.7", "2.8.0.0.7"},
+        {"2.8.51.9", "2.8.51.9.0."},      {"02.08.0.0.7", "2.8.0.0.7."},
         {"2.8.51", "too short"},          {"2.8.51.9.", "characters is 1"},
         {"2.8..51.9", "characters is 5"}, {"2.8.51.9.7.1", "characters is 2"}};
     for (const auto& [text, expected] : cases) {
         VersionDetails::Base<5, VersionDetails::Parser, 4> version;
         const std::string message = thrownText([&, t = text] { version.init(fromUtf8(t)); });
-        const std::string result = message == "nothing" ? components(version) : message;
+        std::string numbers;
+        for (std::size_t i = 0; i < version.kComponents; ++i) {
+            numbers += std::to_string(version[i]) + ".";
+        }
+        const std::string& result = message == "nothing" ? numbers : message;
         EXPECT_TRUE(result.ends_with(expected)) << text << ": " << result;
     }
 }

@@ -1,21 +1,24 @@
 #include "unit/managers/Family.h"
 
-#include <algorithm>
-#include <cstdio>
+#include <set>
 #include <sstream>
 
-#include "windows/common/Paths.h"
+#include "common/share/LogException.h"
+#include "support/Products.h"
 
 namespace family {
 
 namespace {
 
-View viewOf(const InstalledNorv& product) {
-    return product.bits == 32 ? View::Bits32 : View::Bits64;
-}
-
-tstring versionKey(const InstalledNorv& product) {
-    return _T("HKLM\\") + getVersionKeyPath(product);
+products::Product package(const std::string& text) {
+    const tstring version = fromUtf8(text.substr(4));
+    const unsigned bits = text[1] == '3' ? 32 : 64;
+    products::Product result = text[0] == 'r'   ? products::qvr(version, bits)
+                               : text[0] == 'k' ? products::qvk(version, bits)
+                                                : products::gfx(version);
+    result.homeDir = fromUtf8("C:\\" + text.substr(0, 3) + "-" + text.substr(4));
+    result.info[u"InstallLocation"] = result.homeDir;
+    return result;
 }
 
 void append(std::string& list, const char* separator, const std::string& item) {
@@ -24,117 +27,65 @@ void append(std::string& list, const char* separator, const std::string& item) {
 
 }  // namespace
 
-InstalledNorv product(std::string_view text) {
-    const auto type = static_cast<std::int32_t>(std::string_view("rkg").find(text[0]));
-    const std::uint32_t bits = text.substr(1, 2) == "32" ? 32 : 64;
-    InstalledNorv result(Bundle(type, NorvVersionDetails::Base(fromUtf8(text.substr(4))), bits));
-    char code[40];
-    std::snprintf(code, sizeof code, "{00000000-0000-0000-0001-%012llX}",
-                  static_cast<unsigned long long>(std::hash<std::string_view>()(text) >> 16));
-    result.productCode = Guid(fromUtf8(code));
-    result.homeDir = fromUtf8("C:\\Norv\\" + std::string(text));
-    std::ranges::replace(result.homeDir.begin() + 2, result.homeDir.end(), _T(':'), _T('-'));
-    return result;
-}
-
-std::vector<InstalledNorv> products(std::string_view texts) {
-    std::vector<InstalledNorv> result;
-    std::istringstream words{std::string(texts)};
-    for (std::string word; words >> word && word != "-";) {
-        result.push_back(product(word));
+Family::Family(const std::string& installed, bool is64BitSystem) {
+    if (!is64BitSystem) {
+        machine.become32Bit();
     }
-    return result;
-}
-
-std::string name(const InstalledNorv* product) {
-    return product == nullptr ? "-"
-                              : "rkg"[product->type] + std::to_string(product->bits) + ":" +
-                                    toUtf8(NorvVersionDetails::sourceText(product->version));
-}
-
-Family::Family(std::string_view installed) {
     machine.volumes.addDirectory(kMenu);
-    machine.registry.setExpandString(View::Bits64, kEnvironment, _T("Path"), _T("C:\\Windows"));
-    for (const InstalledNorv& one : products(installed)) {
-        put(name(&one));
+    machine.registry.setExpandString(View::Bits64, kEnvironment, u"Path", u"C:\\Windows");
+    std::istringstream words(installed);
+    for (std::string word; words >> word;) {
+        products::install(machine, package(word));
     }
+    listed = NorvEnvironment::detect(0x37);
 }
 
-void Family::put(std::string_view text) {
-    const InstalledNorv one = product(text);
-    for (const TCHAR* file : {_T("norv.exe"), _T("wmq.exe"), _T("alinkswitch.exe"),
-                              _T("WindowsAssistLink-64.dll"), _T("WindowsAssistLink-32.dll")}) {
-        for (const TCHAR* directory : {_T("\\bin\\"), _T("\\qvr\\bin\\")}) {
-            machine.volumes.addFile(one.homeDir + directory + file, std::string(text));
-        }
-    }
-    for (const TCHAR* valueName : {_T("NorvHome"), _T("RuntimeLib"), _T("MicroVersion")}) {
-        machine.registry.setString(viewOf(one), versionKey(one), valueName, one.homeDir + _T("\\"));
-    }
-    listed.push_back(one);
+InstalledNorv Family::product(const std::string& text) const {
+    return NorvEnvironment::getByProductCode(listed, Guid(package(text).code));
 }
 
-bool Family::update(UpdateAction action, std::string_view text) {
+bool Family::update(UpdateAction action, const std::string& text) {
     NorvSetupManager manager;
-    manager.product = product(text);
+    manager.product = action == UpdateAction::None ? InstalledNorv() : product(text);
     manager.action = action;
     return manager.update(config, listed);
 }
 
-void Family::run(std::string_view steps) {
-    std::istringstream words{std::string(steps)};
-    for (std::string word; words >> word;) {
-        const std::string text = word.substr(1);
-        if (word[0] == '+') {
-            put(text);
-            EXPECT_TRUE(update(UpdateAction::Install, text));
-        } else {
-            EXPECT_TRUE(update(UpdateAction::Remove, text));
-            machine.registry.deleteKey(viewOf(product(text)), versionKey(product(text)));
-            std::erase_if(listed, [&](const InstalledNorv& one) { return name(&one) == text; });
-        }
-    }
-}
-
-void Family::handle(NorvSetupManager::Callback& manager) {
+void Family::handle(NorvSetupManager::Callback&& manager) {
     const UpdatePlan plan(listed, InstalledNorv(), UpdateAction::None);
-    manager.handle(plan.context(), config, nullptr);
+    runLogged("handle", [&] { manager.handle(plan.context(), config, nullptr); });
 }
 
 std::string Family::tree(const tstring& key, View view) const {
+    static const std::set<tstring> ofInstallers = {u"NorvHome", u"RuntimeLib", u"MicroVersion"};
     if (!machine.registry.hasKey(view, key)) {
         return "gone";
     }
-    std::string result;
+    std::string values;
+    for (const tstring& name : machine.registry.valueNames(view, key)) {
+        const auto type = machine.registry.getValue(view, key, name)->type;
+        const auto text = machine.registry.getString(view, key, name);
+        if (!ofInstallers.contains(name)) {
+            append(values, "|",
+                   toUtf8(name + (type == REG_EXPAND_SZ ? u"%=" : u"=") + text.value_or(u"")));
+        }
+    }
+    std::string subkeys;
     for (const tstring& subkey : machine.registry.subkeys(view, key)) {
-        const tstring path = key + _T("\\") + subkey;
-        const std::string current = value(path, _T("CurrentVersion"), view);
-        const std::string below = tree(path, view);
-        append(result, " ",
-               toUtf8(subkey) + (current == "(none)" ? "" : "=" + current) +
-                   (below.empty() ? "" : "{" + below + "}"));
+        append(subkeys, " ", toUtf8(subkey) + tree(key + u"\\" + subkey, view));
     }
-    return result;
+    return (values.empty() ? "" : "[" + values + "]") +
+           (subkeys.empty() ? "" : "{" + subkeys + "}");
 }
 
-std::string Family::value(const tstring& key, const tstring& name, View view) const {
-    return toUtf8(machine.registry.getString(view, key, name).value_or(_T("(none)")));
-}
-
-std::string Family::values(const tstring& key) const {
-    std::string result;
-    for (const tstring& name : machine.registry.valueNames(View::Bits64, key)) {
-        append(result, "|", toUtf8(name) + "=" + value(key, name));
-    }
-    return result;
+std::string Family::value(const tstring& key, const tstring& name) const {
+    return toUtf8(machine.registry.getString(View::Bits64, key, name).value_or(u"none"));
 }
 
 std::string Family::files(const tstring& directory) const {
     std::string result;
     for (const tstring& path : machine.volumes.files(directory)) {
-        if (FileUtils::dirname(path) == directory) {
-            append(result, "|", toUtf8(FileUtils::basename(path)));
-        }
+        append(result, "|", toUtf8(path.substr(directory.size() + 1)));
     }
     return result;
 }

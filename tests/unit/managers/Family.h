@@ -1,15 +1,13 @@
-// A machine with products of the family, as the installer leaves them, and the setup manager run on
-// it. Products are written as "r64:1.8.0_45": QVR (r), QVK (k) or graphics (g), bits, version. The
-// same text is the same product; "-" is none.
+// A machine with products of the family, as their installers leave them, and the setup manager run
+// on it. Products are written as "r64:1.8.0_45": QVR (r), QVK (k) or graphics (g), bits, version.
+// The same text is the same product, in "C:\r64-1.8.0_45".
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "common/windows/WinErrorHandling.h"
 #include "simulated/machine/Machine.h"
 #include "simulated/machine/Wide.h"
 #include "support/LogReader.h"
@@ -22,44 +20,34 @@ using simulated::toUtf8;
 using simulated::View;
 using Strings = std::vector<std::string>;
 
-InstalledNorv product(std::string_view text);
-std::vector<InstalledNorv> products(std::string_view texts);  ///< between blanks
-std::string name(const InstalledNorv* product);
-
-inline const tstring kVendor = _T("HKLM\\Software\\Halvorex");
+inline const tstring kVendor = u"HKLM\\Software\\Halvorex";
+inline const tstring kClasses = u"HKLM\\Software\\Classes";
 inline const tstring kEnvironment =
-    _T("HKLM\\SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment");
+    u"HKLM\\SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
 inline const tstring kAts =
-    _T("HKLM\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Accessibility\\ATs");
-inline const tstring kMenu = _T("C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs");
+    u"HKLM\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Accessibility\\ATs";
+inline const tstring kMenu = u"C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs";
 
 struct Family {
-    explicit Family(std::string_view installed = "-");
+    explicit Family(const std::string& installed = "", bool is64BitSystem = true);
 
-    /// Lays down what a product's installer does, files and version key, and lists it. Every file
-    /// of the product holds the product's text.
-    void put(std::string_view text);
-    bool update(UpdateAction action, std::string_view text);
-    /// "+r64:17 -r64:17 ...": each product comes or goes, and the update runs.
-    void run(std::string_view steps);
-    /// What one manager does of an update that changes nothing.
-    void handle(NorvSetupManager::Callback& manager);
+    /// One of those that are listed.
+    InstalledNorv product(const std::string& text) const;
+    bool update(UpdateAction action = UpdateAction::None, const std::string& text = "");
+    /// What one manager does of an update that changes nothing; a failure is logged.
+    void handle(NorvSetupManager::Callback&& manager);
 
-    /// The subkeys of a key: "QVR=17{11 17} Tool", with "CurrentVersion" where there is one. "gone"
-    /// without the key.
+    /// What is below a key: "[name=text|...]{subkey[...]{...} subkey}", with "%=" for a text that
+    /// expands, without what installers write into version keys. "gone" without the key.
     std::string tree(const tstring& key, View view = View::Bits64) const;
-    std::string value(const tstring& key, const tstring& name, View view = View::Bits64) const;
-    std::string values(const tstring& key) const;  ///< "name=text|..."
-    /// Names of the files of a directory, without those below, between "|".
-    std::string files(const tstring& directory) const;
-    Strings errors() const { return logMessages(machine, "ERROR"); }
-    /// The functions that have logged an error, each followed by a blank.
-    std::string catchPoints() const;
+    std::string value(const tstring& key, const tstring& name) const;
+    std::string files(const tstring& directory) const;  ///< also those below, between "|"
+    std::string catchPoints() const;  ///< what has logged an error, each followed by a blank
 
     simulated::Machine machine;
     simulated::Running running{machine};
     InstallConfigData config;
-    std::vector<InstalledNorv> listed;
+    std::vector<InstalledNorv> listed;  ///< as detection finds them
 };
 
 }  // namespace family
