@@ -65,8 +65,6 @@ TEST_F(ZipTest, NoCallOrAllocationThatFailsDoesMoreThanFail) {
     ASSERT_TRUE(use());
     const std::uint64_t all = allocations;
     const std::uint64_t calls = machine.calls.count();
-    EXPECT_GT(all, 30u);
-    EXPECT_GT(calls, 20u);
     for (std::uint64_t n = 1; n <= all; ++n) {
         allocations = 0;
         failing = n;

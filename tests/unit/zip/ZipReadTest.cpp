@@ -18,14 +18,13 @@ std::string noise(std::size_t length) {
 TEST_F(ZipTest, EntriesAreReadOrTheirFaultIsPrinted) {
     const std::string big = noise(10000);  // three pieces, hardly deflated
     const std::uint64_t packed = deflated(big).size();
-    const std::string piece(5000, 'x');
     const Archive stored = make({{"e", "data", true}});
     const Archive small = make({{"e", "data"}});
     const Archive noisy = make({{"e", big}});
     Archive behind = small;
-    behind.bytes.insert(behind.directory, piece);
-    behind.centrals[0] += piece.size();
-    behind.end += piece.size();
+    behind.bytes.insert(behind.directory, std::string(5000, 'x'));
+    behind.centrals[0] += 5000;
+    behind.end += 5000;
     const std::string end = "inflateFully: Unexpected end of stream";
     const std::string badSize = "ZIP_Read: corrupt zip file: invalid entry size";
     const struct {
@@ -40,11 +39,9 @@ TEST_F(ZipTest, EntriesAreReadOrTheirFaultIsPrinted) {
         {small, {{'c', 0, 42, 0xfffffff0, 4}}, "error reading zip file"},
         // Past the file, by little or much.
         {stored, {{'c', 0, 24, stored.bytes.size() - 30, 4}}, badSize},
-        {stored, {{'c', 0, 24, 0xfffffffe, 4}}, badSize},
         {small, {{'c', 0, 20, 0xfffffffe, 4}}, badSize},
         // Stream and sizes that don't end together, but for a stream that lacks its end mark alone.
         {noisy, {{'c', 0, 24, 9999, 4}}, end},
-        {noisy, {{'c', 0, 24, 0, 4}}, end},
         {noisy, {{'c', 0, 24, 10001, 4}}, end},
         {noisy, {{'c', 0, 20, packed - 5, 4}}, end},
         {noisy, {{'c', 0, 20, packed + 1, 4}}, end},
@@ -87,9 +84,8 @@ TEST_F(ZipTest, RawBytesAreReadWithinTheEntry) {
     EXPECT_EQ(stored->pos, 30 + 6);
     machine.calls.failAll("ReadFile");
     EXPECT_EQ(content(zip, stored), "failed: C:\\a.zip: ZIP_Read: error reading zip file\n");
-    const StderrWrites writes;
-    EXPECT_EQ(ZIP_ReadEntry(zip, nullptr, nullptr, nullptr), 0);
-    EXPECT_EQ(writes.next(), "nzentry was invalid");
+    EXPECT_EQ(written([&] { EXPECT_EQ(ZIP_ReadEntry(zip, nullptr, nullptr, nullptr), 0); }),
+              std::vector<std::string>{"nzentry was invalid"});
     ZIP_Close(zip);
 }
 

@@ -2,42 +2,18 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <climits>
+#include <cstdio>
 #include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 #include "simulated/machine/Machine.h"
 #include "support/Archive.h"
 #include "zip/Entries.h"
 #include "zip/zip.h"
-
-/// Takes in what goes to stderr, write by write.
-class StderrWrites {
-public:
-    StderrWrites() : saved_(dup(STDERR_FILENO)) {
-        EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, ends_), 0);
-        dup2(ends_[1], STDERR_FILENO);
-    }
-    ~StderrWrites() {
-        dup2(saved_, STDERR_FILENO);
-        for (const int file : {saved_, ends_[0], ends_[1]}) {
-            close(file);
-        }
-    }
-    /// What the next write wrote, or nothing.
-    std::string next() const {
-        char text[1000];
-        const auto length = recv(ends_[0], text, sizeof(text), 0);
-        return length > 0 ? std::string(text, static_cast<std::size_t>(length)) : "";
-    }
-
-private:
-    int saved_;
-    int ends_[2];
-};
 
 /// A number put over the bytes of a header: of a local ('l') or central one ('c') by its index, or
 /// of the end header ('e').
@@ -69,8 +45,25 @@ protected:
         return ZIP_Open(name, &message);
     }
 
-    /// What the library gives for an entry, which goes back to it; "failed: " and the one write to
-    /// stderr if it can't be read.
+    /// What goes to stderr meanwhile, write by write.
+    template <class Action>
+    static std::vector<std::string> written(Action action) {
+        std::vector<std::string> writes;
+        const auto write = [](void* to, const char* text, std::size_t length) {
+            static_cast<std::vector<std::string>*>(to)->emplace_back(text, length);
+            return static_cast<ssize_t>(length);
+        };
+        FILE* const noting = fopencookie(&writes, "w", {nullptr, write, nullptr, nullptr});
+        setvbuf(noting, nullptr, _IONBF, 0);
+        FILE* const own = std::exchange(stderr, noting);
+        action();
+        stderr = own;
+        std::fclose(noting);
+        return writes;
+    }
+
+    /// What the library gives for an entry, which goes back to it; "failed: " and the one
+    /// write to stderr if it can't be read.
     static std::string content(nzfile* zip, nzentry* entry) {
         if (entry == nullptr) {
             return "no entry";
@@ -80,15 +73,15 @@ protected:
         std::string data(static_cast<std::size_t>(room), '?');
         std::string name(static_cast<std::size_t>(entry->nlen) + 2, '?');
         const std::string own = entry->name;
-        const StderrWrites writes;
-        const bool done = ZIP_ReadEntry(zip, entry, data.data(), name.data()) == 1;
+        bool done = false;
+        const auto writes =
+            written([&] { done = ZIP_ReadEntry(zip, entry, data.data(), name.data()) == 1; });
         EXPECT_EQ(name, own + '\0' + '?');
+        EXPECT_EQ(writes.size(), done ? 0u : 1u);
         if (!done) {
             nz::freeEntry(zip, entry);
-            data = "failed: " + writes.next();
         }
-        EXPECT_EQ(writes.next(), "");
-        return data;
+        return done ? data : "failed: " + writes.at(0);
     }
     static std::string content(nzfile* zip, const std::string& name) {
         return content(zip, nz::findEntry(zip, name.c_str()));
@@ -100,20 +93,14 @@ protected:
         nzfile* const zip = open(front + a.bytes);
         EXPECT_STREQ(message, nullptr);
         const auto total = static_cast<std::int32_t>(a.entries.size());
-        EXPECT_EQ(zip->total, total);
-        EXPECT_EQ(zip->locpos, std::ssize(front));
+        EXPECT_EQ(std::tuple(zip->total, zip->locpos, zip->clen),
+                  std::tuple(total, std::ssize(front), std::ssize(a.comment)));
         EXPECT_EQ(std::string(zip->comment == nullptr ? "" : zip->comment), a.comment);
-        EXPECT_EQ(zip->clen, std::ssize(a.comment));
-        for (const std::int32_t outside : {-1, total, INT_MAX}) {
-            EXPECT_EQ(ZIP_GetNextEntry(zip, outside), nullptr);
-        }
+        EXPECT_EQ(ZIP_GetNextEntry(zip, -1), nullptr);
+        EXPECT_EQ(ZIP_GetNextEntry(zip, total), nullptr);
         for (std::int32_t n = 0; n < 2 * total; ++n) {
             const std::int32_t index = n < total ? n : 2 * total - 1 - n;
-            nz::freeEntry(zip, ZIP_GetNextEntry(zip, index));
-            machine.calls.clearJournal();
-            nzentry* const walked = ZIP_GetNextEntry(zip, index);
-            EXPECT_EQ(machine.calls.count("ReadFile"), 0u) << "of a header that was just read";
-            expectEntry(zip, walked, a, static_cast<std::size_t>(index));
+            expectEntry(zip, ZIP_GetNextEntry(zip, index), a, static_cast<std::size_t>(index));
             const std::string& name = a.entries[static_cast<std::size_t>(index)].name;
             std::size_t last = a.entries.size() - 1;
             while (a.entries[last].name != name) {
