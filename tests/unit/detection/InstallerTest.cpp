@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <regex>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -136,11 +137,12 @@ TEST_F(InstallerCalls, QueryDatabases) {
     EXPECT_EQ(machine.calls.count("MsiCloseHandle"), 0u);
     machine.calls.failCall("MsiCloseHandle", 1, 6);
     msi::DatabaseRecord{1};
-    const Lines warnings = logMessages(machine, "WARNING");
-    ASSERT_EQ(warnings.size(), 2u);
-    EXPECT_TRUE(warnings[0].starts_with("MsiViewClose("));
-    EXPECT_TRUE(warnings[0].ends_with(") failed with error=6"));
-    EXPECT_TRUE(warnings[1].starts_with("MsiCloseHandle("));
+    std::string warnings;
+    for (const std::string& warning : logMessages(machine, "WARNING")) {
+        warnings += std::regex_replace(warning, std::regex("[(]\\d+"), "(") + "\n";
+    }
+    EXPECT_EQ(warnings,
+              "MsiViewClose() failed with error=6\nMsiCloseHandle() failed with error=6\n");
     machine.installer.endProcess();
 }
 
@@ -189,34 +191,24 @@ TEST_F(InstallerCalls, CopyTheLogToTheInstallersLog) {
 }
 
 TEST(ActionData, QuotesItsCommandLine) {
-    const struct {
-        const char16_t* extra;
-        std::map<tstring, tstring> properties;
-        const char* commandLine;
-    } cases[] = {
-        {u" \t", {}, ""},
-        {u"\t/x  y ", {}, "/x  y"},
-        {u"/x ",
-         {{u"B", u"a\"b"}, {u"A", u""}, {u"C", u"a\t\"b"}},
-         "/x A=\"\" B=a\"\"b C=\"a\t\"\"b\""},
-    };
-    for (const auto& c : cases) {
-        msi::ActionData data;
-        data.extraArguments = c.extra;
-        data.properties = c.properties;
-        EXPECT_EQ(toUtf8(data.commandLine()), c.commandLine);
-    }
+    msi::ActionData data;
+    data.extraArguments = u" \t";
+    EXPECT_EQ(data.commandLine(), u"");
+    data.extraArguments = u"\t/x  y ";
+    EXPECT_EQ(data.commandLine(), u"/x  y");
+    data.properties = {{u"B", u"a\"b"}, {u"A", u""}, {u"C", u"a\t\"b"}};
+    EXPECT_EQ(data.commandLine(), u"/x  y A=\"\" B=a\"\"b C=\"a\t\"\"b\"");
 }
 
 struct Messages : msi::ActionData::Callback {
     void onMessage(UINT type, UINT flags, const tstring& text) override {
-        received.push_back(std::to_string(type >> 24) + " " + std::to_string(flags) + " " +
-                           toUtf8(text));
+        received.insert(std::to_string(type >> 24) + " " + std::to_string(flags) + " " +
+                        toUtf8(text));
         if (text == u"throw") {
             throw 1;
         }
     }
-    Lines received;
+    std::set<std::string> received;
 };
 
 TEST_F(InstallerCalls, RemoveAProductUnderSettingsOfTheirOwn) {
@@ -230,10 +222,9 @@ TEST_F(InstallerCalls, RemoveAProductUnderSettingsOfTheirOwn) {
     UINT status = 0;
     const auto& settings = machine.installer.settings();
     machine.installer.onConfigure = [&](const simulated::ConfigureCall& call) -> UINT {
-        EXPECT_EQ(call.uiLevel, INSTALLUILEVEL_BASIC);
-        EXPECT_EQ(call.logFile, u"C:\\x.log");
-        EXPECT_EQ(settings.logMode, 4096u);
-        EXPECT_EQ(settings.handlerFilter, 0xFFFFFFFFu);
+        EXPECT_EQ(std::tuple(call.uiLevel, toUtf8(call.logFile), settings.logMode,
+                             settings.handlerFilter),
+                  std::tuple(INSTALLUILEVEL_BASIC, "C:\\x.log", 4096u, 0xFFFFFFFFu));
         EXPECT_EQ(machine.installer.sendMessage(INSTALLMESSAGE_WARNING | 0x31, u"words"), 0);
         EXPECT_EQ(machine.installer.sendMessage(INSTALLMESSAGE_INFO, u"throw"), 0);
         EXPECT_EQ(settings.handler(settings.handlerContext, INSTALLMESSAGE_INFO, nullptr), 0);
@@ -250,13 +241,11 @@ TEST_F(InstallerCalls, RemoveAProductUnderSettingsOfTheirOwn) {
     status = 1603;
     EXPECT_EQ(thrownText(uninstall),
               call + "failed [1603]. MSI error [1603](The installation ended with a fatal error.)");
-    EXPECT_EQ(settings.uiLevel, INSTALLUILEVEL_DEFAULT);
-    EXPECT_EQ(settings.handler, nullptr);
-    EXPECT_EQ(settings.logMode, 0u);
+    EXPECT_EQ(std::tuple(settings.uiLevel, settings.logMode, settings.handler),
+              std::tuple(INSTALLUILEVEL_DEFAULT, 0u, nullptr));
     EXPECT_EQ(logMessages(machine, "INFO"),
               (Lines{call + "succeeded", call + "succeeded [1641]", call + "succeeded [3010]"}));
-    EXPECT_EQ(messages.received.size(), 8u);
-    EXPECT_EQ(messages.received[0], "2 49 words");
+    EXPECT_EQ(messages.received, (std::set<std::string>{"2 49 words", "4 0 throw"}));
     EXPECT_EQ(logMessages(machine, "ERROR"), Lines(4, "Unknown exception caught"));
 }
 

@@ -85,9 +85,9 @@ TEST(Serving, IsDoneByTheBestProducts) {
              "docs.url 11/index.html, link k64-11, 64 of 11, 32 of 1.8.0_51, "},
         {"k64:9 k32:1.8.0-b1", "vkr k64-9, zpm k64-9, , docs.url 9/index.html, "},
         {"k64:1.8.0_60", "vkr k64-1.8.0_60, zpm k64-1.8.0_60, , docs.url 8/docs, "},
-        {"k64:1.8.0_60",
-         "vkr k64-1.8.0_60, , Norv version=1.8.0_60" + noMenu +
-             "C:\\k64-1.8.0_60\\bin\\wmq.exe not found. Probably this release doesn't include "
+        {"k64:10",
+         "vkr k64-10, , Norv version=10" + noMenu +
+             "C:\\k64-10\\bin\\wmq.exe not found. Probably this release doesn't include "
              "commercial features.",
          u"wmq.exe"},
         {"k64:11", "vkr k64-11, , docs.url 11/index.html, link k64-11, 64 of 11, ", u"wmq.exe"},
