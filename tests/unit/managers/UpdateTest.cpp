@@ -12,9 +12,10 @@ TEST(Update, RefusesAListThatCanNotBeRight) {
     Family pc("r64:17");
     const auto before = pc.machine.describe();
     pc.listed.push_back(pc.listed[0]);
-    EXPECT_FALSE(pc.update(UpdateAction::Install, "r64:17"));
-    pc.listed = {InstalledNorv()};
-    EXPECT_FALSE(pc.update());
+    EXPECT_FALSE(pc.update(UpdateAction::Remove, "r64:17"));
+    NorvSetupManager nameless;
+    nameless.action = UpdateAction::Install;
+    EXPECT_FALSE(nameless.update(pc.config, {}));
     EXPECT_TRUE(logMentions(pc.machine, "duplicated product codes"));
     EXPECT_TRUE(logMentions(pc.machine, "empty product code"));
     EXPECT_EQ(pc.catchPoints(), "NorvSetupManager::update NorvSetupManager::update ");
