@@ -2,6 +2,8 @@
 
 #include <dlfcn.h>
 
+#include <stdexcept>
+
 #include <gtest/gtest.h>
 
 LibraryProcess::LibraryProcess(simulated::Machine& machine) : machine_(machine), running_(machine) {
@@ -9,7 +11,9 @@ LibraryProcess::LibraryProcess(simulated::Machine& machine) : machine_(machine),
     // machine.
     EXPECT_EQ(dlopen(NORVCA_LIBRARY, RTLD_NOW | RTLD_NOLOAD), nullptr);
     library_ = dlopen(NORVCA_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-    EXPECT_NE(library_, nullptr) << dlerror();
+    if (library_ == nullptr) {
+        throw std::runtime_error(dlerror());
+    }
 }
 
 LibraryProcess::~LibraryProcess() {

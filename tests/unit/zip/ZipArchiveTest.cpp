@@ -104,7 +104,9 @@ TEST_F(ZipTest, Zip64RecordsReplaceTheFieldsThatAreFull) {
         {three, {6, 7, 8}, {6, 7, 8}},
         {record("abc", 3, 9) + three, {full, 7, 8}, {0x100000001, 7, 8}},
         {record(number(5, 8) + "1234567", 15), {full, full, full}, {5, full, full}},
-        {record(number(5, 8), 24), {full, full, 8}, {5, full, 8}},  // longer than the extra field
+        {record(number(5, 8) + "1234", 24),
+         {full, full, 8},
+         {5, full, 8}},  // longer than the extra field
         {record(three, 99, 9), {full, 7, 8}, {full, 7, 8}},
     };
     for (const auto& c : cases) {
@@ -153,9 +155,10 @@ TEST_F(ZipTest, WhatIsWrongWithAnArchiveIsSaid) {
         {kPlain, {{'c', 2, 28, 1, 2}}, header},  // the name
         {kPlain, {{'c', 2, 32, 1, 2}}, header},  // the comment
         {longer, {{'e', 0, 12, kSize + 1, 4}}, header},
-        {zip64(3, 1ull << 63, kPlain.directory), {}, zip64Values},
-        {zip64(3, kSize, 1ull << 63), {}, zip64Values},
-        {zip64(0x80000000, kSize, kPlain.directory), {}, zip64Values},
+        // One field that is full is enough to ask the record.
+        {zip64(3, 1ull << 63, 0), {{'e', 0, 10, 3, 2}, {'e', 0, 16, 0, 4}}, zip64Values},
+        {zip64(3, kSize, 1ull << 63), {{'e', 0, 10, 3, 2}, {'e', 0, 12, 0, 4}}, zip64Values},
+        {zip64(0x80000000, 0, 0), {{'e', 0, 12, 0, 4}, {'e', 0, 16, 0, 4}}, zip64Values},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);

@@ -19,12 +19,13 @@ TEST_F(ZipTest, FilesGiveTheirEntriesOrThrow) {
                                                   {"", "nameless", true},
                                                   {"huge", "x", false, zip64},
                                                   {"claims", "x"},
+                                                  {"file/", "data"},
                                                   {"\xc3\xa9", "accent"},
                                                   {"touches", std::string(0x3fb000, 'x'), true}}),
                                             {{'c', 3, 24, 0xffffffff, 4},
                                              {'c', 4, 24, 0xfffffffe, 4},
-                                             {'c', 6, 10, 8, 2},
-                                             {'c', 6, 24, 0xfffffffe, 4}});
+                                             {'c', 7, 10, 8, 2},
+                                             {'c', 7, 24, 0xfffffffe, 4}});
     machine.volumes.addFile(u"C:\\a.zip", sample.bytes);
     ZipFile moved(_T("C:\\a.zip"));
     ZipFile file(std::move(moved));
@@ -33,6 +34,7 @@ TEST_F(ZipTest, FilesGiveTheirEntriesOrThrow) {
     const std::pair<const TCHAR*, std::string> cases[] = {
         {_T("META-INF/MANIFEST.MF"), manifest},
         {_T("\u00e9"), "accent"},
+        {_T("file"), "data"},
         {_T("none"), "ZIP_FindEntry(C:\\a.zip, none) failed"},
         {_T("META-INF"), "Zip entry META-INF" + directory},
         {_T("META-INF/"), "Zip entry META-INF/" + directory},

@@ -35,6 +35,7 @@ TEST(ZipGzip, ZlibReadsItBack) {
             const std::string packed = compress(data, sizes, level);
             EXPECT_EQ(archive::inflated(packed, data.size(), 15 + 16), data);
             EXPECT_TRUE(level != 10 || packed == compress(data, sizes, 6));
+            EXPECT_EQ(packed[8], level == 9 ? 2 : level == 0 || level == 1 ? 4 : 0);
             sizes.out += 10;  // a comment stands in no bound
             const std::string commented = compress(data, sizes, level, "a comment");
             EXPECT_EQ(archive::inflated(commented, data.size(), 15 + 16), data);
