@@ -69,9 +69,11 @@ UINT giveDirectory(const char* function, const std::u16string& directory, LPWSTR
 extern "C" {
 
 DWORD WINAPI GetEnvironmentVariableW(LPCWSTR name, LPWSTR buffer, DWORD size) {
+    const DWORD earlier = GetLastError();
     return call("GetEnvironmentVariableW", ERROR_ENVVAR_NOT_FOUND, [&] {
         const std::optional<std::u16string> value = variable(argument(name));
         demand(value.has_value(), ERROR_ENVVAR_NOT_FOUND);
+        setLastError(earlier);  // so that the 0 of an empty variable looks like a failure
         return copyOut(*value, buffer, size);
     });
 }

@@ -1,5 +1,5 @@
-// Every operation of the Windows layers with each of its calls failed in turn: what it throws names
-// that call, what it bears is listed nowhere, and nothing stays open.
+// Every operation of the Windows layers, whole and with each of its calls failed in turn: what it
+// logs or throws names the call, and nothing stays open.
 #include <shlobj.h>
 
 #include <algorithm>
@@ -7,7 +7,7 @@
 
 #include "support/OnMachine.h"
 #include "support/Thrown.h"
-#include "windows/common/DirectoryIterator.h"
+#include "windows/common/Dll.h"
 #include "windows/common/FileUtils.h"
 #include "windows/common/Guid.h"
 #include "windows/common/Registry.h"
@@ -28,94 +28,121 @@ void createShortcutTo(const TCHAR* target) {
 
 struct Operation {
     void (*run)();
-    Texts thrown;  // without place and status, each once, in the order of the calls
+    Texts told;  // thrown or logged, without place and status, each once, in the order of the calls
+    Texts logged = {};  // when nothing fails
 };
 
 const Operation kOperations[] = {
     {[] { isSamePath(u"C:\\full", u"C:\\full"); },
      {"GetFullPathName failed", "GetLongPathName failed"}},
-    {[] { createDirectories(u"C:\\a/b"); },
+    {[] { createDirectories(u"C:\\a/b\\/"); },
      {"CreateDirectory(C:\\) failed", "CreateDirectory(C:\\a/) failed",
-      "CreateDirectory(C:\\a/b\\) failed"}},
-    {[] { createJunction(u"C:\\a", u"C:\\full"); },
+      "CreateDirectory(C:\\a/b\\) failed"},
+     {"FileUtils::`anonymous-namespace'::createDir: Created [C:\\a/] directory",
+      "FileUtils::`anonymous-namespace'::createDir: Created [C:\\a/b\\] directory"}},
+    {[] { createJunction(u"C:\\a", u"C:\\full"), getLinkTarget(u"C:\\link"); },
      {"CreateDirectory(C:\\) failed", "CreateDirectory(C:\\a\\) failed", "C:\\a: cannot open",
-      "C:\\a: cannot set reparse point"}},
-    {[] { getLinkTarget(u"C:\\link"); },
-     {"C:\\link: not a link", "C:\\link: cannot open", "C:\\link: cannot get reparse point"}},
-    {[] { createUniqueFile(u"C:\\full\\file"); }, {}},
-    {[] { copyFile(u"C:\\full\\file", u"C:\\b", true); },
-     {"CreateDirectory(C:\\) failed", "CopyFile(C:\\full\\file, C:\\b, 1) failed"}},
-    {[] { copyPersistentFile(u"C:\\full\\file", u"C:\\b"); },
-     {"FileUtils::copyPersistentFile(C:\\full\\file, C:\\b, 0) failed. Source file not found."}},
-    {[] { moveFile(u"C:\\full\\file", u"C:\\b", false); },
-     {"CreateDirectory(C:\\) failed", "MoveFileEx(C:\\full\\file, C:\\b, 3) failed"}},
-    {[] { deleteFile(u"C:\\full\\file"); }, {"DeleteFile(C:\\full\\file) failed"}},
-    {[] { deleteJunction(u"C:\\link"); },
-     {"C:\\link: is not a junction", "RemoveDirectory(C:\\link) failed"}},
-    {[] { deleteAll(u"C:\\full"); }, {}},
+      "C:\\a: cannot set reparse point", "C:\\link: not a link", "C:\\link: cannot open",
+      "C:\\link: cannot get reparse point"},
+     {"FileUtils::`anonymous-namespace'::createDir: Created [C:\\a\\] directory",
+      "FileUtils::createJunction: Created [C:\\a] junction for [C:\\full] target",
+      "FileUtils::getLinkTarget: Target for [C:\\link] link is [C:\\full]"}},
     {[] {
-         std::vector<tstring> found;
-         DirectoryIterator(u"C:\\full").findItems(found);
+         copyFile(u"C:\\full\\file", u"C:\\b", true);
+         copyPersistentFile(u"C:\\b", u"C:\\c");
      },
-     {"FindFirstFile(C:\\full) failed", "FindNextFile(C:\\full) failed"}},
+     {"CreateDirectory(C:\\) failed", "CopyFile(C:\\full\\file, C:\\b, 1) failed",
+      "FileUtils::copyPersistentFile(C:\\b, C:\\c, 0) failed. Source file not found.",
+      "CopyFile(C:\\b, C:\\c, 0) failed"},
+     {"FileUtils::copyFile: Copied [C:\\full\\file] file to [C:\\b]",
+      "FileUtils::copyFile: Copied [C:\\b] file to [C:\\c]"}},
+    {[] {
+         createUniqueFile(u"C:\\b");
+         moveFile(u"C:\\full\\file", u"C:\\b", false);
+         moveFile(u"C:\\full", u"C:\\c", true);
+     },
+     {"MoveFileEx(C:\\full\\file, C:\\b, 3) failed", "CreateDirectory(C:\\) failed",
+      "MoveFileEx(C:\\full, C:\\c, 2) failed"},
+     {"FileUtils::`anonymous-namespace'::createNewFile: Created [C:\\b] file",
+      "FileUtils::`anonymous-namespace'::moveFileImpl: Moved 'C:\\full\\file' file to 'C:\\b'",
+      "FileUtils::`anonymous-namespace'::moveFileImpl: Moved 'C:\\full' folder to 'C:\\c'"}},
+    {[] {
+         deleteJunction(u"C:\\link");
+         deleteFile(u"C:\\full\\file");
+         Deleter(true).appendTree(u"C:\\full");
+     },
+     {"C:\\link: is not a junction", "RemoveDirectory(C:\\link) failed",
+      "DeleteFile(C:\\full\\file) failed", "FindFirstFile(C:\\full) failed",
+      "FindNextFile(C:\\full) failed"},
+     {"FileUtils::tryDeleteDirectory: Deleted [C:\\link] directory",
+      "FileUtils::`anonymous-namespace'::deleteFileImpl: Deleted [C:\\full\\file] file",
+      "FileUtils::tryDeleteDirectory: Deleted [C:\\full] directory"}},
     {[] { setPermissions(u"C:\\full"); },
      {"ConvertStringSecurityDescriptorToSecurityDescriptor failed",
       "setPermissions(C:\\full) failed"}},
     {[] { getFileVersion(u"C:\\full\\file"); },
      {"GetFileVersionInfoSize(C:\\full\\file) failed", "GetFileVersionInfo(C:\\full\\file) failed",
       "VerQueryValueW(C:\\full\\file, \\) failed"}},
-    {[] { SysInfo::getWow64Dir(), SysInfo::getWindowsDir(); },
-     {"GetSystemWow64Directory failed", "GetWindowsDirectory failed"}},
-    {[] { SysInfo::isWow64(); },
+    {[] { SysInfo::isWow64(), SysInfo::getWow64Dir(), SysInfo::getWindowsDir(); },
      {"GetSystemDirectory failed", "LoadLibraryW(C:\\Windows\\System32\\kernel32) failed",
-      "GetModuleHandleExW(C:\\Windows\\System32\\kernel32) failed", "fnIsWow64Process() failed"}},
+      "GetModuleHandleExW(C:\\Windows\\System32\\kernel32) failed", "fnIsWow64Process() failed",
+      "GetSystemWow64Directory failed", "GetWindowsDirectory failed"}},
     {[] {
          SysInfo::getModulePath(SysInfo::getCurrentModuleHandle());
          SysInfo::SHGetFolderPathAdapter(CSIDL_PROGRAM_FILES_COMMON, 1);
+         Guid::generate().toString();
      },
-     {"GetModuleHandleExW failed", "GetModuleFileName failed", "SHGetFolderPath(0x2b, mode=1)"}},
-    {[] { Guid::generate().toString(); }, {"CoCreateGuid() failed", "StringFromGUID2() failed"}},
+     {"GetModuleHandleExW failed", "GetModuleFileName failed", "SHGetFolderPath(0x2b, mode=1)",
+      "CoCreateGuid() failed", "StringFromGUID2() failed"}},
     {[] { security::Sid::processOwnerUser().toString(); },
      {"OpenProcessToken failed", "GetTokenInformation (get size) failed",
       "GetTokenInformation failed", "CopySid failed", "ConvertSidToStringSid failed"}},
-    {[] { security::isUserAdmin(); },
+    {[] { security::isUserAdmin(), security::isProcessElevated(); },
      {"OpenProcessToken failed", "GetTokenInformation(TokenGroup) failed",
-      "ConvertStringSidToSid failed", "CopySid failed"}},
-    {[] { security::isProcessElevated(); },
-     {"OpenProcessToken failed", "GetTokenInformation failed"}},
-    {[] { HKLM64.getString(u"Software\\X\\v"); },
-     {"open key (HKLM64\\Software\\X) error", "query value (HKLM64\\Software\\X\\v) error"}},
+      "ConvertStringSidToSid failed", "CopySid failed", "GetTokenInformation failed"}},
     {[] {
-         HKLM64.setString(u"Software\\X\\v", u"");
-         HKLM64.setExpandString(u"Software\\X\\v", u"");
+         HKLM64.getString(u"Software\\X\\v");
+         HKLM64.setString(u"Software\\X\\", u"1");
+         HKLM64.setExpandString(u"Software\\X\\v", u"%2%");
      },
-     {"open key (HKLM64\\Software\\X) error", "set string value (HKLM64\\Software\\X\\v) error",
-      "set expand string value (HKLM64\\Software\\X\\v) error"}},
+     {"open key (HKLM64\\Software\\X) error", "query value (HKLM64\\Software\\X\\v) error",
+      "set string value (HKLM64\\Software\\X) error",
+      "set expand string value (HKLM64\\Software\\X\\v) error"},
+     {"Registry::setString: Set [HKLM64\\Software\\X\\]=REG_SZ[1]",
+      "Registry::setExpandString: Set [HKLM64\\Software\\X\\v]=REG_EXPAND_SZ[%2%]"}},
     {[] {
          const Registry key(HKLM64, u"Software\\X", Registry::Mode::Read);
          key.getSubkeyNames();
          key.getValueNames();
-         key.deleteValue(u"a\\v");
+         HKLM64.deleteValue(u"Software\\X\\v");
      },
      {"open key (HKLM64\\Software\\X) error", "enum subkeys (HKLM64\\Software\\X\\1) error",
-      "enum values (HKLM64\\Software\\X\\1) error", "enum values (HKLM64\\Software\\X\\2) error"}},
-    {[] { createShortcutTo(u"C:\\norv.exe"); },
+      "enum values (HKLM64\\Software\\X\\1) error", "enum values (HKLM64\\Software\\X\\2) error"},
+     {"Registry::deleteValue: Deleted [HKLM64\\Software\\X\\v] value"}},
+    {[] { HKLM64.deleteKeyTree(u"Software\\X"); },
+     {"delete key tree (HKLM64\\Software\\X) error", "GetSystemDirectory failed",
+      "LoadLibraryW(C:\\Windows\\System32\\advapi32) failed",
+      "GetModuleHandleExW(C:\\Windows\\System32\\advapi32) failed"},
+     {"Registry::tryDeleteKeyTree: Deleted all child elements of [HKLM64\\Software\\X] key",
+      "Registry::deleteSubkey: Deleted [HKLM64\\Software\\X] key"}},
+    {[] { createShortcutTo(u"C:\\norv.exe"), createShortcutTo(u"https://norv.example/"); },
      {"CoCreateInstance(CLSID_ShellLink, IID_IShellLink) failed",
       "IShellLink.SetPath(C:\\norv.exe) failed", "IShellLink.SetArguments(-x) failed",
       "IShellLink.SetIconLocation(C:\\i) failed", "IShellLink.SetDescription(What) failed",
       "IUnknown.QueryInterface(IID_IPersistFile) failed",
-      "IPersistFilePtr.Save(C:\\full\\Norv.lnk) failed"}},
-    {[] { createShortcutTo(u"https://norv.example/"); },
-     {"CoCreateInstance(CLSID_InternetShortcut, IID_IUniformResourceLocator) failed",
+      "IPersistFilePtr.Save(C:\\full\\Norv.lnk) failed",
+      "CoCreateInstance(CLSID_InternetShortcut, IID_IUniformResourceLocator) failed",
       "IUniformResourceLocator.SetURL(https://norv.example/, 0) failed",
       "IUniformResourceLocator.QueryInterface(IID_IShellLink) failed",
-      "IShellLink.SetIconLocation(C:\\i) failed", "IShellLink.SetDescription(What) failed",
-      "IUnknown.QueryInterface(IID_IPersistFile) failed",
       "IPersistFilePtr.Save(C:\\full\\Norv.url) failed"}},
 };
 
-/// What the operation throws when its n-th call, whose name it gives, fails.
-std::string thrownAt(const Operation& operation, std::uint64_t n, std::string& failed) {
+const std::set<std::string> kClosers = {"CloseHandle", "RegCloseKey", "FindClose",
+                                        "FreeLibrary", "LocalFree",   "_close"};
+
+/// What the operation throws, or else logs, when its n-th call, whose name it gives, fails. With no
+/// such call: "nothing", and the log.
+std::string toldAt(const Operation& operation, std::uint64_t n, std::string& failed, Texts& log) {
     simulated::Machine machine;
     machine.volumes.addFile(u"C:\\full\\file");
     machine.volumes.setVersion(u"C:\\full\\file", 1, 2, 3, 4);
@@ -123,27 +150,34 @@ std::string thrownAt(const Operation& operation, std::uint64_t n, std::string& f
     machine.registry.setString(simulated::View::Bits64, u"HKLM\\Software\\X", u"v", u"text");
     const simulated::Running running(machine);
     machine.calls.failCall(n, ERROR_ACCESS_DENIED);
-    const std::string text = thrownText(operation.run);
+    std::string text = thrownText(operation.run);
     failed = machine.calls.faultedFunction();
-    const std::set<std::string> closers = {"CloseHandle", "RegCloseKey", "FindClose",
-                                           "FreeLibrary", "LocalFree",   "_close"};
-    EXPECT_TRUE(closers.contains(failed) || machine.handles.open().empty()) << failed;
+    const bool isClosing = kClosers.contains(failed);
+    EXPECT_TRUE(isClosing || machine.handles.open().empty()) << failed;
     EXPECT_EQ(machine.shell.openObjects(), Texts()) << failed;
     machine.handles.closeAll();
+    for (const LogRecord& record : logRecords(machine)) {
+        if (failed.empty()) {
+            log.push_back(record.function + ": " + record.message);
+        } else if (text == "nothing" && record.level != "TRACE" && !isClosing) {
+            text = thrownText([&] { throw std::runtime_error(record.message); });
+        }
+    }
     return text.substr(0, std::min(text.find(". System error [5]"), text.find(": COM error 0x80")));
 }
 
-TEST(Failures, NameTheCallAndLeaveNothingOpen) {
+TEST(Operations, NameTheCallThatFailsAndLeaveNothingOpen) {
     for (const Operation& operation : kOperations) {
-        Texts thrown;
+        Texts told, logged;
         std::string failed = "one";
         for (std::uint64_t n = 1; !failed.empty(); ++n) {
-            const std::string text = thrownAt(operation, n, failed);
-            if (text != "nothing" && std::ranges::find(thrown, text) == thrown.end()) {
-                thrown.push_back(text);
+            const std::string text = toldAt(operation, n, failed, logged);
+            if (text != "nothing" && std::ranges::find(told, text) == told.end()) {
+                told.push_back(text);
             }
         }
-        EXPECT_EQ(thrown, operation.thrown);
+        EXPECT_EQ(told, operation.told);
+        EXPECT_EQ(logged, operation.logged);
     }
 }
 
