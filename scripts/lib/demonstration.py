@@ -11,9 +11,8 @@ import time
 from pathlib import Path
 
 from lab.descriptions import changes, describe, dry_run, facts, without_web_shortcuts
-from lab.packages import UPDATE, Builder
+from lab.packages import UPDATE, Builder, legacy_qvr, zentra
 from lab.prefix import Prefix
-from lab.products import legacy_qvr, qvk17, zentra
 
 STARTED = time.monotonic()
 WIDTH = 110
@@ -64,15 +63,14 @@ def show(foretold, done):
 def main():
     library, describe_program, tools, dry_run_program, log = (Path(argument).resolve() for argument in sys.argv[1:6])
     work = Path(tempfile.mkdtemp(prefix="norvca-"))
-    tool = tools / "tool.exe"
     step("making a Wine prefix")
-    builder = Builder(work / "packages", library, tool)
+    builder = Builder(work / "packages", library, tools / "tool.exe")
     prefix = Prefix(work / "prefix")
     try:
-        runtime = legacy_qvr(files={"bin\\norvcpl.exe": tool})
-        kit = qvk17(files={"bin\\wmq.exe": tool})
-        newer = zentra("QVR", "21.0.3", 3, files={"bin\\norvcpl.exe": tool, "bin\\alinkswitch.exe": tool,
-                                                 "bin\\WindowsAssistLink-64.dll": tool})
+        runtime = legacy_qvr(files={"bin\\norvcpl.exe": None})
+        kit = zentra("QVK", "17.0.9", files={"bin\\wmq.exe": None})
+        newer = zentra("QVR", "21.0.3", files=dict.fromkeys(
+            f"bin\\{name}" for name in ("norvcpl.exe", "alinkswitch.exe", "WindowsAssistLink-64.dll")))
         install(prefix, builder.product(runtime, UPDATE), "QVR 1.8.0_451, which runs the update itself")
         install(prefix, builder.product(kit), "QVK 17.0.9")
         install(prefix, builder.product(newer), "QVR 21.0.3")
@@ -82,7 +80,7 @@ def main():
         step(f"dry-run SetLatestQvr CustomActionData={data}")
         outcome, foretold = dry_run(dry_run_program, work / "before.json", work / "foretold.json", "SetLatestQvr",
                                     f"CustomActionData={data}")
-        install(prefix, builder.updater(data), "a package that runs the update for QVR 21.0.3")
+        install(prefix, builder.package(name="Norv update", update=data), "a package that runs the update for QVR 21.0.3")
         step("describe.exe")
         done = describe(prefix, describe_program, work / "after.json")
 

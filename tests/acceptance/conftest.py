@@ -1,6 +1,5 @@
 """What every tier of this folder is given."""
 
-import os
 import shutil
 import subprocess
 from pathlib import Path
@@ -10,28 +9,30 @@ import pytest
 from lab.packages import Builder
 from lab.prefix import Prefix
 
+OPTIONS = {
+    "library": (Path, "norvca.dll in the kit's layout"),
+    "bits": (int, "its architecture: 64 or 32"),
+    "tools": (Path, "where callaction.exe lies"),
+    "dry_run_program": (Path, "the dry run"),
+    "work": (Path, "a directory to work in; emptied first"),
+}
+
 
 def pytest_addoption(parser):
-    parser.addoption("--library", type=Path, required=True, help="norvca.dll in the kit's layout")
-    parser.addoption("--bits", type=int, required=True, help="its architecture: 64 or 32")
-    parser.addoption("--tools", type=Path, required=True, help="where callaction.exe lies")
-    parser.addoption("--dry-run", help="the dry run, for what is to be foretold")
-    parser.addoption("--work", type=Path, required=True, help="a directory to work in; emptied first")
+    for name, (kind, text) in OPTIONS.items():
+        parser.addoption(f"--{name.replace('_', '-')}", type=kind, required=True, help=text)
+
+
+def option(name):
+    return pytest.fixture(lambda pytestconfig: pytestconfig.getoption(name), scope="session", name=name)
+
+
+library, bits, tools, dry_run_program = map(option, list(OPTIONS)[:4])
 
 
 @pytest.fixture(scope="session")
-def library(pytestconfig):
-    return pytestconfig.getoption("library")
-
-
-@pytest.fixture(scope="session")
-def bits(pytestconfig):
-    return pytestconfig.getoption("bits")
-
-
-@pytest.fixture(scope="session")
-def tools(pytestconfig):
-    return pytestconfig.getoption("tools")
+def describe_program(tools):
+    return tools.parents[1] / "describe.exe"
 
 
 @pytest.fixture(scope="session")
@@ -62,19 +63,12 @@ def builder(work, library, tools, bits):
 
 
 @pytest.fixture(scope="session")
-def display():
-    """A display of our own for message boxes; its name."""
-    reading, writing = os.pipe()
-    server = subprocess.Popen(
-        ["Xvfb", "-displayfd", str(writing), "-screen", "0", "1024x768x24", "-nolisten", "tcp"],
-        pass_fds=[writing], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    os.close(writing)
-    with os.fdopen(reading) as pipe:
-        number = pipe.readline().strip()   # it comes when the display is ready
-    assert number, "no display could be opened"
-    yield f":{number}"
-    server.terminate()
-    server.wait()
+def updater(builder):
+    """The package of the auto-updater."""
+    return builder.package(name="Norv Auto Updater", product_code="{4A03706F-666A-4037-7777-5F2748764D10}", bits=32,
+                           upgrade_code="{4A03706F-666A-4037-7777-5F2748764D11}",
+                           home="Common Files\\Norv\\Norv Update", full_version="2.8.51.9",
+                           files=dict.fromkeys(["tolpeck.exe", "tolmark.exe", "vomlit.exe"]))
 
 
 @pytest.fixture(scope="session")
@@ -87,7 +81,6 @@ def plain_package(builder):
 def session(machine, plain_package, library, tools):
     """Runs steps of callaction in an installer session and gives the lines that they print."""
     def run(*steps, package=plain_package):
-        finished = machine.run(tools / "callaction.exe", machine.windows_path(library),
-                               machine.windows_path(package), *steps)
-        return finished.output.splitlines()
+        return machine.run(tools / "callaction.exe", machine.windows_path(library), machine.windows_path(package),
+                           *steps).output.splitlines()
     return run

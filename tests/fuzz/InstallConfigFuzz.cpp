@@ -1,19 +1,13 @@
 // The install configuration with any command line, runtime file and install file. A load ends in a
 // configuration or in its one exception, and its report can be shown.
+#include <sstream>
+
 #include "common/share/tstrings.h"
 #include "fuzz/Fuzz.h"
 #include "simulated/machine/Machine.h"
 #include "windows/common/InstallConfigData.h"
 
 namespace {
-
-/// The text up to a byte that no UTF-8 holds, which is taken away with it.
-std::string takePart(std::string& text) {
-    const std::size_t end = text.find('\xFE');
-    const std::string part = text.substr(0, end);
-    text.erase(0, end == std::string::npos ? end : end + 1);
-    return part;
-}
 
 /// A key without a value, of a file of bare keys, is all that a read may fail for.
 template <class Read>
@@ -28,12 +22,16 @@ void fitsOrThrows(Read read) {
 }  // namespace
 
 void fuzz(const std::string& input) {
-    std::string text = input;
-    const std::string commandLine = takePart(text);
+    // They stand one behind the other, parted by a byte that no UTF-8 holds.
+    std::istringstream parts(input);
+    std::string commandLine, runtimeFile, installFile;
+    for (std::string* part : {&commandLine, &runtimeFile, &installFile}) {
+        std::getline(parts, *part, '\xFE');
+    }
     simulated::Machine machine;
     machine.volumes.addFile(
-        u"C:\\Program Files (x86)\\Common Files\\Dovrin\\Norv\\norv.settings.cfg", takePart(text));
-    machine.volumes.addFile(u"C:\\i.cfg", text);
+        u"C:\\Program Files (x86)\\Common Files\\Dovrin\\Norv\\norv.settings.cfg", runtimeFile);
+    machine.volumes.addFile(u"C:\\i.cfg", installFile);
     const simulated::Running running(machine);
     dropLog();
     InstallConfigData config;

@@ -7,62 +7,52 @@ from lab.descriptions import changes, describe, dry_run, facts, without_web_shor
 COUNTS = {"stories": 0, "facts": 0}
 
 
-class Foreteller:
-    """Describes the machine, runs an action on it, and holds the outcome to what the dry run says."""
-
-    def __init__(self, machine, builder, session, tools, program, work):
-        self.machine, self.builder, self.session = machine, builder, session
-        self.describe_program, self.dry_run_program, self.work = tools.parents[1] / "describe.exe", program, work
-
-    def describe(self, name, *options):
-        return describe(self.machine, self.describe_program, self.work / f"{name}.json", *options)
-
-    def dry_run(self, *arguments):
-        return dry_run(self.dry_run_program, self.work / "before.json", self.work / "foretold.json", *arguments)
-
-    def run(self, action, properties, package):
-        """The action's status and the session's properties, in the real installer."""
+@pytest.fixture
+def run(machine, builder, session):
+    """Runs an action in the real installer and gives its status and the session's properties."""
+    def run(action, properties, package):
         if action == "SetLatestQvr":
-            finished = self.machine.install(self.builder.updater(properties["CustomActionData"]))
+            finished = machine.install(builder.package(name="Norv update", update=properties["CustomActionData"]))
             assert finished.code in (0, 1603), finished
             return 1627 if finished.code else 0, properties
         asked = {*properties, "REMOVEOLDERQVRS", "INSTALLDIR", "IMPERSONATE", "DIRECTORYOCCUPIED",
                  "RESERVEDDIRECTORY", "DisableVomlitExe", "AUVERSIONSINSTALLED"}
-        lines = self.session(*[f"set={n}={v}" for n, v in properties.items()], f"call={action}",
-                             *[f"get={n}" for n in asked], **({"package": package} if package else {}))
-        values = dict(line[4:].split(": ", 1) for line in lines[1:])
-        return int(lines[0].rsplit(" ", 1)[1]), values
+        called, *values = session(*[f"set={n}={v}" for n, v in properties.items()], f"call={action}",
+                                  *[f"get={n}" for n in asked], **({"package": package} if package else {}))
+        return int(called.rsplit(" ", 1)[1]), dict(line[4:].split(": ", 1) for line in values)
+    return run
 
-    def hold(self, action, properties, package=None, describe=(), fail=None):
-        """Fails for each fact that was foretold otherwise than it came; gives the real properties."""
-        if package:
-            describe = (*describe, "--package", self.machine.windows_path(package))
-        description = self.describe("before", *describe)
+
+@pytest.fixture
+def hold(machine, run, describe_program, dry_run_program, tmp_path):
+    """Describes the machine, runs an action on it, and fails for each fact that was foretold otherwise than it
+    came; gives the real properties."""
+    def foretell(*arguments):
+        return dry_run(dry_run_program, tmp_path / "before.json", tmp_path / "foretold.json", *arguments)
+
+    def hold(action, properties, package=None, describe_more=(), fail=None):
+        how = [*describe_more, *(["--package", machine.windows_path(package)] if package else [])]
+        description = describe(machine, describe_program, tmp_path / "before.json", *how)
         assert "unread" not in description
-        _, again = self.dry_run("MSIIsLocalSystemSupported")
+        _, again = foretell("MSIIsLocalSystemSupported")
         assert changes(facts(description), facts(again)) == {}, "the description doesn't come back"
 
-        outcome, foretold = self.dry_run(action, *[f"{n}={v}" for n, v in properties.items()],
-                                         *(["--fail", fail] if fail else []))
-        status, real = self.run(action, properties, package)
-        done = facts(self.describe("after", *describe)) | {"status": status}
+        outcome, foretold = foretell(action, *[f"{n}={v}" for n, v in properties.items()],
+                                     *(["--fail", fail] if fail else []))
+        status, real = run(action, properties, package)
+        told = properties | {c["what"]: c["after"] for c in outcome["changes"] if c["group"] == "Properties"}
+        done = facts(describe(machine, describe_program, tmp_path / "after.json", *how)) | {"status": status}
         expected = facts(without_web_shortcuts(foretold)) | {"status": outcome["status"]}
-        told = {c["what"]: c["after"] for c in outcome["changes"] if c["group"] == "Properties"}
         for name, value in real.items():
             done |= facts({"registry": {"property": {name: value}}})
-            expected |= facts({"registry": {"property": {name: told.get(name, properties.get(name, ""))}}})
+            expected |= facts({"registry": {"property": {name: told.get(name, "")}}})
         COUNTS["stories"] += 1
         COUNTS["facts"] += len(expected)
         wrong = [f"{name}: foretold {foretold!r}, done {came!r}"
                  for name, (_, foretold, came) in changes(expected, done).items()]
-        assert not wrong, "\n".join([*wrong, "the dry run's log:", outcome["log"], "the real log:",
-                                     self.machine.log()])
+        assert not wrong, "\n".join([*wrong, "the dry run's log:", outcome["log"], "the real log:", machine.log()])
         return real
-
-
-@pytest.fixture
-def foreteller(machine, builder, session, tools, pytestconfig, tmp_path):
-    return Foreteller(machine, builder, session, tools, pytestconfig.getoption("dry_run"), tmp_path)
+    return hold
 
 
 def pytest_terminal_summary(terminalreporter):

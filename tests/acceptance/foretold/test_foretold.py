@@ -1,13 +1,17 @@
 """What the dry run foretells of a machine is what the real installer then does to it."""
 
+import zipfile
+
 import pytest
 
-from lab.products import legacy_qvk, legacy_qvr, qvk17, qvk21, zentra
+from lab.packages import legacy_qvk, legacy_qvr, zentra
 
 COMMON = "C:\\Program Files\\Common Files"
 COMMON_X86 = "C:\\Program Files (x86)\\Common Files"
-UPDATER = "{4A03706F-666A-4037-7777-5F2748764D10}"
 LATEST = "C:\\Program Files\\Norv\\latest"
+ASSIST = dict.fromkeys(f"bin\\{name}" for name in (
+    "alinkswitch.exe", "WindowsAssistLink.dll", "WindowsAssistLink-32.dll", "WindowsAssistLink-64.dll"))
+WMQ = {"bin\\wmq.exe": None}
 
 
 @pytest.fixture
@@ -20,18 +24,11 @@ def install(machine, builder):
 
 
 @pytest.fixture
-def update(foreteller, builder):
-    """Foretells and runs the update for a product; again for what it left."""
+def update(hold):
+    """Foretells and runs the update for a product."""
     def run(product, more="", **options):
-        data = {"CustomActionData": f"ProductCode={product.product_code} {more}".strip()}
-        foreteller.hold("SetLatestQvr", data, **options)
+        hold("SetLatestQvr", {"CustomActionData": f"ProductCode={product.product_code} {more}".strip()}, **options)
     return run
-
-
-@pytest.fixture
-def assist(builder):
-    return {f"bin\\{name}": builder.stub for name in (
-        "alinkswitch.exe", "WindowsAssistLink.dll", "WindowsAssistLink-32.dll", "WindowsAssistLink-64.dll")}
 
 
 def reg_add(machine, key, name, value, kind="REG_SZ"):
@@ -45,46 +42,40 @@ def test_first_product(install, update, bits):
     update(qvr)
 
 
-@pytest.mark.parametrize("newer_first", [False, True])
-def test_newer_and_older(install, update, builder, bits, newer_first):
-    tools = {"bin\\wmq.exe": builder.stub}
-    first, second = qvk17(bits, files=tools), zentra("QVK", "22.0.1", 22, bits, files=tools)
-    if newer_first:
-        first, second = second, first
-    install(first)
-    update(first)
-    install(second)
-    update(second)
+@pytest.mark.parametrize("versions", [("17.0.9", "22.0.1"), ("22.0.1", "17.0.9")])
+def test_newer_and_older(install, update, bits, versions):
+    for version in versions:
+        kit = zentra("QVK", version, bits, files=WMQ)
+        install(kit)
+        update(kit)
 
 
 def test_the_latest_goes(install, update, machine, bits):
-    old, new = legacy_qvr(bits=bits), zentra("QVR", "21.0.3", 3, bits)
+    old, new = legacy_qvr(bits=bits), zentra("QVR", "21.0.3", bits)
     install(old, new)
     update(new)
     assert machine.remove(new.product_code).code == 0
     update(old)
 
 
-def test_legacy_and_zentra_of_both_architectures(install, update, builder, bits, assist):
-    every = [legacy_qvr(bits=64, files=assist), legacy_qvr(431, bits=32, files=assist),
-             legacy_qvk(bits=64, files={"bin\\wmq.exe": builder.stub}), zentra("QVR", "21.0.3", 3, 64),
-             qvk17(32, files=assist), zentra("QVK", "20.0.2", 20, 64)]
+def test_legacy_and_zentra_of_both_architectures(install, update, bits):
+    every = [legacy_qvr(bits=64, files=ASSIST), legacy_qvr(431, bits=32, files=ASSIST),
+             legacy_qvk(bits=64, files=WMQ), zentra("QVR", "21.0.3", 64),
+             zentra("QVK", "17.0.9", 32, files=ASSIST), zentra("QVK", "20.0.2", 64)]
     install(*every)
     update(every[0] if bits == 64 else every[1])
 
 
 def test_no_start_menu(install, update, bits):
-    qvr, kit = legacy_qvr(bits=bits), legacy_qvk(bits=bits)
-    install(qvr, kit)
+    qvr = legacy_qvr(bits=bits)
+    install(qvr, legacy_qvk(bits=bits))
     update(qvr)
     update(qvr, "NOSTARTMENU=1")
 
 
 def test_settings_file_and_hidden_kit(install, update, machine, bits):
-    settings = machine.path(COMMON_X86) / "Dovrin" / "Norv"
-    settings.mkdir(parents=True, exist_ok=True)
-    (settings / "norv.settings.cfg").write_bytes("# 設定\r\nNOSTARTMENU=Enable\r\n".encode())
-    kit = zentra("QVK", "20.0.2", 20, bits)
+    machine.write(f"{COMMON_X86}\\Dovrin\\Norv\\norv.settings.cfg", "# 設定\r\nNOSTARTMENU=Enable\r\n".encode())
+    kit = zentra("QVK", "20.0.2", bits)
     kit.registry = [(f"{kit.family_key}\\20.0.2\\MSI", "NOSTARTMENU", "1")]
     install(legacy_qvr(bits=bits), kit)
     update(kit)
@@ -102,7 +93,7 @@ def test_stale_keys(install, update, machine, bits):
 
 
 def test_preferences_stay(install, update, machine, bits):
-    last, stays = qvk17(64), legacy_qvr(bits=32)
+    last, stays = zentra("QVK", "17.0.9", 64), legacy_qvr(bits=32)
     install(last, stays)
     update(last if bits == 64 else stays)
     reg_add(machine, "HKLM\\Software\\Halvorex\\Prefs\\app", "colour", "7", "REG_DWORD")
@@ -112,44 +103,42 @@ def test_preferences_stay(install, update, machine, bits):
     update(stays)
 
 
-@pytest.mark.parametrize("with_files", [True, False])
-def test_assist_link(install, update, bits, assist, with_files):
-    qvr = legacy_qvr(bits=bits, files=assist if with_files else {})
+@pytest.mark.parametrize("files", [ASSIST, {}])
+def test_assist_link(install, update, bits, files):
+    qvr = legacy_qvr(bits=bits, files=files)
     install(qvr)
     update(qvr)
 
 
 @pytest.mark.parametrize("language", ["zh_CN.UTF-8", "ja_JP.UTF-8"])
-def test_the_users_language(install, update, machine, bits, assist, language):
+def test_the_users_language(install, update, machine, bits, language):
     machine.language = language
-    qvr = legacy_qvr(bits=bits, files=assist)
-    install(qvr, qvk17(bits))
+    qvr = legacy_qvr(bits=bits, files=ASSIST)
+    install(qvr, zentra("QVK", "17.0.9", bits))
     update(qvr)
 
 
-def test_leftovers_and_a_manifest(install, update, builder, bits, tmp_path):
-    import zipfile
+def test_leftovers_and_a_manifest(install, update, bits, tmp_path):
     with zipfile.ZipFile(tmp_path / "rt.vkr", "w", zipfile.ZIP_DEFLATED) as archive:
         archive.writestr("META-INF/MANIFEST.MF", "Manifest-Version: 1.0\r\nImplementation-Version: 1.8.0_461-b03\r\n")
-    files = {name: builder.stub for name in ("core.zip", "patchqvr.exe", "tools.zip")}
-    qvr = legacy_qvr(bits=bits, files={**files, "lib\\rt.vkr": tmp_path / "rt.vkr"})
+    qvr = legacy_qvr(bits=bits, files={"core.zip": None, "patchqvr.exe": None, "tools.zip": None,
+                                       "lib\\rt.vkr": tmp_path / "rt.vkr"})
     install(qvr)
     update(qvr)
 
 
-def test_shims(install, update, machine, builder, bits):
+def test_shims(install, update, machine, bits, tools):
     """Wine has no reparse points: making the junction is the call that fails there."""
-    staging = machine.path(COMMON if bits == 64 else COMMON_X86) / "Dovrin" / "Norv" / "norvtmp"
-    staging.mkdir(parents=True)
     for name in ("norv.exe", "norvw.exe"):
-        (staging / name).write_bytes(builder.stub.read_bytes())
-    kit = qvk21(64)
+        machine.write(f"{COMMON if bits == 64 else COMMON_X86}\\Dovrin\\Norv\\norvtmp\\{name}",
+                      (tools / "tool.exe").read_bytes())
+    kit = zentra("QVK", "21.0.12.1+1", 64)
     install(kit)
     update(kit, fail="DeviceIoControl")
 
 
 def test_the_last_shims_go(install, update, machine, bits):
-    kit, stays = qvk21(64), legacy_qvr(bits=bits)
+    kit, stays = zentra("QVK", "21.0.12.1+1", 64), legacy_qvr(bits=bits)
     install(kit, stays)
     assert machine.remove(kit.product_code).code == 0
     reg_add(machine, "HKLM\\System\\CurrentControlSet\\Control\\Session Manager\\Environment", "Path",
@@ -157,32 +146,27 @@ def test_the_last_shims_go(install, update, machine, bits):
     update(stays)
 
 
-def test_an_update_without_its_product(foreteller):
-    foreteller.hold("SetLatestQvr", {"CustomActionData": "ProductCode={00000000-1111-2222-3333-444444444444}"})
+def test_an_update_without_its_product(hold):
+    hold("SetLatestQvr", {"CustomActionData": "ProductCode={00000000-1111-2222-3333-444444444444}"})
 
 
 @pytest.mark.parametrize("stays", [True, False])
-def test_the_updaters_tool_aside_and_back(foreteller, machine, builder, stays):
-    folder = f"{COMMON_X86}\\Norv\\Norv Update"
-    package = builder.package(
-        name="Norv Auto Updater", product_code=UPDATER, bits=32, home=folder[3:],
-        files={name: builder.stub for name in ("tolpeck.exe", "tolmark.exe", "vomlit.exe")},
-        properties={"FullVersion": "2.8.51.9"})
-    assert machine.install(package).code == 0
-    aside = foreteller.hold("DisableVomlitExe", {})["DisableVomlitExe"]
+def test_the_updaters_tool_aside_and_back(hold, machine, updater, stays):
+    assert machine.install(updater).code == 0
+    aside = hold("DisableVomlitExe", {})["DisableVomlitExe"]
     if not stays:
-        assert machine.remove(UPDATER).code == 0
-    foreteller.hold("RestoreVomlitExe", {"DisableVomlitExe": aside})
+        assert machine.remove(machine.windows_path(updater)).code == 0
+    hold("RestoreVomlitExe", {"DisableVomlitExe": aside})
 
 
 @pytest.mark.parametrize("replaced", [True, False])
-def test_a_runtime_that_stays(foreteller, builder, install, bits, replaced):
+def test_a_runtime_that_stays(hold, builder, install, bits, replaced):
     qvr = legacy_qvr(bits=bits)
     install(qvr)
     package = builder.package(
-        tables='<Upgrade Id="{0B7F2E57-4E1E-4C55-9E2B-65C0B7B1D0AB}"><UpgradeVersion Property="OLDQVRS" '
-               'Minimum="0.0.0" IncludeMinimum="yes" OnlyDetect="yes"/></Upgrade>')
-    foreteller.hold("DisableAUUninstall", {"OLDQVRS": qvr.product_code if replaced else ""}, package=package)
+        more='<Upgrade Id="{0B7F2E57-4E1E-4C55-9E2B-65C0B7B1D0AB}"><UpgradeVersion Property="OLDQVRS" '
+             'Minimum="0.0.0" IncludeMinimum="yes" OnlyDetect="yes"/></Upgrade>')
+    hold("DisableAUUninstall", {"OLDQVRS": qvr.product_code if replaced else ""}, package=package)
 
 
 @pytest.mark.parametrize("action, properties", [
@@ -197,13 +181,10 @@ def test_a_runtime_that_stays(foreteller, builder, install, bits, replaced):
     ("MSILoadMsiPropertiesFromConfig", {"MSICMDLINE": "INSTALLCFG=C:\\norv.cfg"}),
     ("MSILoadMsiPropertiesFromConfig", {"MSICMDLINE": "/s INSTALLCFG=C:\\bad.cfg"}),
 ])
-def test_guards(foreteller, machine, action, properties):
-    home = machine.drive_c / "old home" / "bin"
-    home.mkdir(parents=True)
-    (home / "a.txt").write_bytes(b"x")
-    machine.path(LATEST).mkdir(parents=True)
-    (machine.path(LATEST) / "qvk-21").mkdir()
-    (machine.drive_c / "norv.cfg").write_bytes("INSTALLDIR=C:\\日本\nREMOVEOLDERQVRS=1\n".encode())
-    (machine.drive_c / "bad.cfg").write_bytes(b"REMOVEOLDERQVRS=1\nno such key=1\n")
-    foreteller.hold(action, properties, describe=("--tree", "C:\\old home", "--config", "C:\\norv.cfg",
-                                                  "--config", "C:\\bad.cfg"))
+def test_guards(hold, machine, action, properties):
+    machine.write("C:\\old home\\bin\\a.txt", b"x")
+    machine.path(f"{LATEST}\\qvk-21").mkdir(parents=True)
+    machine.write("C:\\norv.cfg", "INSTALLDIR=C:\\日本\nREMOVEOLDERQVRS=1\n".encode())
+    machine.write("C:\\bad.cfg", b"REMOVEOLDERQVRS=1\nno such key=1\n")
+    hold(action, properties, describe_more=("--tree", "C:\\old home", "--config", "C:\\norv.cfg",
+                                            "--config", "C:\\bad.cfg"))

@@ -22,7 +22,7 @@ def dry_run(program, description, after, *arguments):
 
 def facts(description):
     """One fact for each key, value, file and property of a file, product and move. Names have no case."""
-    found = {}
+    found = {"products": [product["code"].casefold() for product in description.get("products", [])]}
     for part in ("registry", "files"):
         for name, values in description.get(part, {}).items():
             name = _without_clock(name.casefold())
@@ -30,12 +30,8 @@ def facts(description):
             for value, data in values.items():
                 found[f"{name} [{value.casefold()}]"] = _without_clock(data) if isinstance(data, str) else data
     for product in description.get("products", []):
-        for name, data in product.items():
-            found[f"product {product['code'].casefold()} {name}"] = data
-    found["products"] = [product["code"].casefold() for product in description.get("products", [])]
-    for move in description.get("atRestart", []):
-        found[f"at restart {move['from'].casefold()}"] = move.get("to")
-    return found
+        found |= {f"product {product['code'].casefold()} {name}": data for name, data in product.items()}
+    return found | {f"at restart {move['from'].casefold()}": move.get("to") for move in description.get("atRestart", [])}
 
 
 def _without_clock(text):
@@ -56,12 +52,6 @@ def without_web_shortcuts(description):
 
 def changes(before, after):
     """The facts that differ: name -> (sign, old value, new value), signs as the dry run has them."""
-    found = {}
-    for name in sorted({*before, *after}):
-        if name not in after:
-            found[name] = ("-", before[name], None)
-        elif name not in before:
-            found[name] = ("+", None, after[name])
-        elif before[name] != after[name]:
-            found[name] = ("~", before[name], after[name])
-    return found
+    return {name: ("-" if name not in after else "+" if name not in before else "~", before.get(name), after.get(name))
+            for name in sorted({*before, *after})
+            if (name in before) != (name in after) or before.get(name) != after.get(name)}
