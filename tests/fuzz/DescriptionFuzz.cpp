@@ -5,15 +5,16 @@
 void fuzz(const std::string& input) {
     Json written;
     try {
-        const Json read = parseJson("fuzz", input);
+        const Json read = parseDescription("fuzz", input);
         DescribedMachine first;
-        addDescription(first, Node("fuzz", read));
+        addDescription(first, "fuzz", read);
         written = writeDescription(first);
     } catch (const BadInput& e) {
         require(std::string(e.what()).find(": expected ") != std::string::npos);
         return;
     }
     DescribedMachine second;
-    addDescription(second, Node("written", written));
+    expectDescription("written", written);
+    addDescription(second, "written", written);
     require(writeDescription(second) == written);
 }

@@ -46,9 +46,3 @@ void describeText(Description& description, const std::wstring& path);
 
 /// A shortcut of either kind.
 Json shortcutOf(const std::wstring& path);
-/// The text of META-INF/MANIFEST.MF in an archive of this size. On failure the status is another
-/// than 0.
-std::string manifestOf(const std::wstring& path, std::uint64_t size, DWORD& status);
-/// A file's bytes from an offset on, fewer at its end.
-std::string readFile(const std::wstring& path, std::uint64_t offset, std::size_t most,
-                     DWORD& status);

@@ -1,7 +1,8 @@
-#include "describe/Description.h"
-
 #include <algorithm>
 #include <array>
+
+#include "describe/Description.h"
+#include "zip/zip.h"
 
 namespace {
 
@@ -20,6 +21,7 @@ constexpr const wchar_t* kHomeFiles[] = {L"bin\\norv.exe",
 constexpr const wchar_t* kBridges[] = {L"WindowsAssistLink.dll", L"WindowsAssistLink-32.dll",
                                        L"WindowsAssistLink-64.dll"};
 constexpr std::size_t kMostText = 1048576;
+constexpr std::int32_t kMostManifest = 1048576;
 
 std::wstring join(const std::wstring& directory, const std::wstring& name) {
     return directory + (directory.ends_with(L'\\') ? L"" : L"\\") + name;
@@ -80,6 +82,42 @@ std::wstring linkTarget(const std::wstring& path) {
     return text.substr(text.starts_with(L"\\\\?\\") ? 4 : 0);
 }
 
+std::string readFile(const std::wstring& path, std::size_t most, DWORD& status) {
+    constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const HANDLE file =
+        CreateFileW(path.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr);
+    std::string bytes(most, '\0');
+    DWORD count = 0;
+    status = ReadFile(file, bytes.data(), static_cast<DWORD>(most), &count, nullptr)
+                 ? ERROR_SUCCESS
+                 : GetLastError();
+    CloseHandle(file);
+    bytes.resize(count);
+    return bytes;
+}
+
+/// The text of META-INF/MANIFEST.MF in an archive; on failure the status is another than 0.
+std::string manifestOf(const std::wstring& path, DWORD& status) {
+    readFile(path, 1, status);
+    char* message = nullptr;
+    nzfile* const archive = status == 0 ? ZIP_Open(utf8(path).c_str(), &message) : nullptr;
+    if (archive == nullptr) {
+        status = status == 0 ? ERROR_BAD_FORMAT : status;
+        return {};
+    }
+    std::int32_t size = 0;
+    std::int32_t nameLength = 0;
+    nzentry* const entry = ZIP_FindEntry(archive, "META-INF/MANIFEST.MF", &size, &nameLength);
+    std::string text(static_cast<std::size_t>(std::clamp(size, 0, kMostManifest)), '\0');
+    std::string name(static_cast<std::size_t>(nameLength) + 1, '\0');
+    status = entry == nullptr ? ERROR_FILE_NOT_FOUND
+             : size <= kMostManifest && ZIP_ReadEntry(archive, entry, text.data(), name.data()) != 0
+                 ? ERROR_SUCCESS
+                 : ERROR_BAD_FORMAT;
+    ZIP_Close(archive);
+    return status == ERROR_SUCCESS ? text : std::string();
+}
+
 class Files {
 public:
     explicit Files(Description& description) : description_(description) {}
@@ -88,11 +126,10 @@ public:
         WIN32_FILE_ATTRIBUTE_DATA facts = {};
         if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &facts)) {
             description_.wasRead(path, GetLastError());
-        } else if (isDirectory(path)) {
-            directory(path);
+        } else if (!isDirectory(path)) {
+            describe(path, facts.nFileSizeHigh * 0x100000000 + facts.nFileSizeLow);
         } else {
-            describe(path,
-                     (static_cast<std::uint64_t>(facts.nFileSizeHigh) << 32) | facts.nFileSizeLow);
+            directory(path);
         }
     }
 
@@ -162,7 +199,7 @@ public:
 
     void text(const std::wstring& path) {
         DWORD status = ERROR_SUCCESS;
-        const std::string content = readFile(path, 0, kMostText + 1, status);
+        const std::string content = readFile(path, kMostText + 1, status);
         if (status == ERROR_SUCCESS && utf8(wide(content)) != content) {
             status = ERROR_NO_UNICODE_TRANSLATION;
         }
@@ -194,7 +231,7 @@ private:
         }
         DWORD status = ERROR_SUCCESS;
         const std::string manifest =
-            path.ends_with(L"\\rt.vkr") ? manifestOf(path, size, status) : std::string();
+            path.ends_with(L"\\rt.vkr") ? manifestOf(path, status) : std::string();
         if (description_.wasRead(path, status) && !manifest.empty()) {
             json["manifest"] = manifest;
         }
@@ -282,22 +319,4 @@ void describeTree(Description& description, const std::wstring& path) {
 
 void describeText(Description& description, const std::wstring& path) {
     Files(description).text(path);
-}
-
-std::string readFile(const std::wstring& path, std::uint64_t offset, std::size_t most,
-                     DWORD& status) {
-    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                    OPEN_EXISTING, 0, nullptr);
-    std::string bytes(most, '\0');
-    LARGE_INTEGER position;
-    position.QuadPart = static_cast<LONGLONG>(offset);
-    DWORD count = 0;
-    const bool isRead = file != INVALID_HANDLE_VALUE &&
-                        SetFilePointerEx(file, position, nullptr, FILE_BEGIN) &&
-                        ReadFile(file, bytes.data(), static_cast<DWORD>(most), &count, nullptr);
-    status = isRead ? ERROR_SUCCESS : GetLastError();
-    CloseHandle(file);
-    bytes.resize(count);
-    return bytes;
 }

@@ -8,6 +8,9 @@
 
 #include "describe/Description.h"
 
+/// Windows' version, whatever the program says that it was made for.
+extern "C" LONG WINAPI RtlGetVersion(OSVERSIONINFOEXW* version);
+
 namespace {
 
 constexpr const char* kHelp =
@@ -38,16 +41,11 @@ bool write(HANDLE file, const std::string& text) {
 void describeWindows(Description& description) {
     OSVERSIONINFOEXW version = {};
     version.dwOSVersionInfoSize = sizeof(version);
-    using Function = LONG(WINAPI*)(OSVERSIONINFOEXW*);
-    if (const auto get = reinterpret_cast<Function>(
-            reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll"), "RtlGetVersion")))) {
-        get(&version);
-    }
+    RtlGetVersion(&version);
     Json& windows = description.json["windows"];
     windows = {{"version", std::to_string(version.dwMajorVersion) + "." +
                                std::to_string(version.dwMinorVersion) + "." +
                                std::to_string(version.dwBuildNumber)},
-
                {"bits", is64BitWindows() ? 64 : 32},
                {"languages", Json::array()}};
     ULONG count = 0;

@@ -1,11 +1,11 @@
-// Descriptions and the machines that they are of. docs/dry-run.md tells the format.
+// Descriptions and the machines that they are of.
 #pragma once
 
-#include <memory>
+#include <map>
 #include <set>
 #include <string>
 
-#include "dryrun/Json.h"
+#include "dryrun/Format.h"
 #include "simulated/machine/Machine.h"
 
 /// A machine with what only its description tells of it.
@@ -15,13 +15,16 @@ struct DescribedMachine {
     simulated::Package package;
     /// The parts that no action changes, as they were written.
     Json fixedParts = Json::object();
+    /// What was told of files in place of their contents, by the content that stands for it.
+    std::map<std::string, Json> toldContents;
     /// The keys, values and paths that were written, as `foldedName` gives them. What every Windows
     /// has and nobody wrote is no part of a description.
     std::set<std::string> named;
 };
 
-/// Lays a description over a machine; over a new one it is the description of it. Throws BadInput.
-void addDescription(DescribedMachine& described, const Node& description);
+/// Lays a description over a machine; over a new one it is the description of it. It has the format
+/// of descriptions; throws BadInput, with `place` in front, for what can't stand on the machine.
+void addDescription(DescribedMachine& described, const std::string& place, const Json& description);
 
 /// Takes a product away as its own removal does; false if it isn't installed.
 bool removeProduct(DescribedMachine& described, const std::string& code);
@@ -44,21 +47,6 @@ std::string foldedName(std::string_view key, std::string_view value);
 /// The library's log is no part of a machine.
 bool isLogFile(std::u16string_view name);
 
-// ---- For the readers ----
-
-/// Puts what a good package of the type and version in `node` leaves behind on the machine, and
-/// what the installer knows of it into `product`, each where it isn't told yet.
-void completeProduct(const Node& node, DescribedMachine& described, simulated::Product& product);
-
-/// An absolute path without a separator at its end; anything else is `node`'s fault.
-std::u16string pathOf(const Node& node, std::string text);
-
-/// Puts something on the machine; that it doesn't fit there is `node`'s fault.
-template <class Put>
-void arrange(const Node& node, const Put& put) {
-    try {
-        put();
-    } catch (const std::invalid_argument& e) {
-        node.refuse("what can stand on the machine", e.what());
-    }
-}
+/// What the type and version of a product tell: a description with the "registry" and "files" that
+/// a good package of it leaves behind, and the product itself as the one of its "products".
+Json usualProduct(const std::string& place, const Json& product, bool is64BitSystem);

@@ -63,13 +63,12 @@ Json readFile(const std::string& path) {
     if (!(text << std::ifstream(path, std::ios::binary).rdbuf())) {
         throw BadInput(path + ": expected a file with a description, found none");
     }
-    return parseJson(path, text.str());
+    return parseDescription(path, text.str());
 }
 
 void arrangeMachine(const Arguments& arguments, DescribedMachine& described) {
     const auto add = [&](const std::string& file) {
-        const Json json = readFile(file);
-        addDescription(described, Node(file, json));
+        addDescription(described, file, readFile(file));
     };
     add(arguments.machine);
     for (const std::string& code : arguments.remove) {

@@ -1,0 +1,304 @@
+// From a description to the machine.
+#include <windows.h>
+#include <shlobj.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <charconv>
+
+#include "dryrun/Description.h"
+#include "simulated/machine/Wide.h"
+
+using simulated::fromUtf8;
+using simulated::Machine;
+using simulated::View;
+
+namespace {
+
+std::u16string wide(const Json& text) {
+    return fromUtf8(text.get_ref<const std::string&>());
+}
+
+/// A member; an empty object if it isn't there.
+const Json& memberOf(const Json& json, const char* name) {
+    static const Json kNothing = Json::object();
+    return json.contains(name) ? json[name] : kNothing;
+}
+
+/// Puts something on the machine; that it doesn't fit there is the fault of what stands at `place`.
+template <class Put>
+void arrange(const std::string& place, const Json& value, const Put& put) {
+    try {
+        put();
+    } catch (const std::invalid_argument& e) {
+        refuse(place, "what can stand on the machine", value, e.what());
+    }
+}
+
+void addWindows(const Json& windows, simulated::Machine& machine) {
+    simulated::Facts& facts = machine.facts;
+    if (windows.value("bits", 64) == 32) {
+        machine.become32Bit();
+    }
+    if (windows.contains("version")) {
+        const auto version = *versionOf(windows["version"], 3);
+        facts.version = {version[0], version[1], version[2]};
+    }
+    if (windows.contains("languages")) {
+        facts.uiLanguages.clear();
+        for (const Json& language : windows["languages"]) {
+            facts.uiLanguages.push_back(wide(language));
+        }
+    }
+}
+
+void addProcess(const std::string& place, const Json& process, Machine& machine) {
+    simulated::Facts& facts = machine.facts;
+    facts.is64BitProcess = process.value("bits", facts.is64BitProcess ? 64 : 32) == 64;
+    if (facts.is64BitProcess && !facts.is64BitSystem) {
+        refuse(place + ": process.bits", "32, as Windows has", 64);
+    }
+    if (!process.value("administrator", true)) {
+        machine.security.becomeOrdinaryUser();
+    }
+    machine.security.elevated = process.value("elevated", machine.security.elevated);
+    if (process.value("localSystem", false)) {
+        machine.security.becomeLocalSystem();
+    }
+    for (const auto& [name, value] : memberOf(process, "environment").items()) {
+        facts.environment[fromUtf8(name)] = wide(value);
+    }
+}
+
+void addFolders(const std::string& place, const Json& folders, Machine& machine) {
+    static const std::map<std::string, std::u16string simulated::Facts::*> kFacts = {
+        {"windows", &simulated::Facts::windowsDirectory},
+        {"system", &simulated::Facts::systemDirectory},
+        {"wow64", &simulated::Facts::wow64Directory}};
+    static const std::map<std::string, int> kShellFolders = {
+        {"programFilesX86", CSIDL_PROGRAM_FILESX86},
+        {"commonFiles", CSIDL_PROGRAM_FILES_COMMON},
+        {"commonFilesX86", CSIDL_PROGRAM_FILES_COMMONX86},
+        {"commonPrograms", CSIDL_COMMON_PROGRAMS}};
+    for (const auto& [name, folder] : folders.items()) {
+        const std::u16string path = *pathOf(folder);
+        arrange(place + ": folders." + name, folder, [&] { machine.volumes.addDirectory(path); });
+        if (const auto fact = kFacts.find(name); fact != kFacts.end()) {
+            machine.facts.*fact->second = path;
+        } else {
+            machine.shell.setFolder(kShellFolders.at(name), path);
+        }
+    }
+}
+
+void addDrives(const Json& drives, Machine& machine) {
+    for (const auto& [letter, type] : drives.items()) {
+        if (letter != "C") {
+            machine.volumes.addDrive(static_cast<char16_t>(letter[0]), *driveTypeOf(type));
+        }
+    }
+}
+
+void addValue(const std::u16string& key, const std::u16string& name, const Json& value,
+              simulated::RegistryStore& registry) {
+    if (value.is_string()) {
+        registry.setString(View::Bits64, key, name, wide(value));
+    } else if (value.is_number()) {
+        registry.setNumber(View::Bits64, key, name, value);
+    } else if (value.contains("expand")) {
+        registry.setExpandString(View::Bits64, key, name, wide(value["expand"]));
+    } else {
+        registry.setValue(View::Bits64, key, name, value["type"], *bytesOf(value["hex"]));
+    }
+}
+
+void addRegistry(const std::string& place, const Json& keys, DescribedMachine& described) {
+    simulated::RegistryStore& registry = described.machine.registry;
+    for (const auto& [key, values] : keys.items()) {
+        if (!described.machine.facts.is64BitSystem &&
+            foldedName(key).find("\\WOW6432NODE") != std::string::npos) {
+            refuse(place + ": registry", "no Wow6432Node on a Windows of 32 bits", key);
+        }
+        registry.createKey(View::Bits64, fromUtf8(key));
+        described.named.insert(foldedName(key));
+        for (const auto& [name, value] : values.items()) {
+            addValue(fromUtf8(key), fromUtf8(name), value, registry);
+            described.named.insert(foldedName(key, name));
+        }
+    }
+}
+
+// ---- Files ----
+
+std::string number(std::uint64_t value, std::size_t bytes) {
+    std::string text;
+    for (std::size_t i = 0; i < bytes; ++i) {
+        text += static_cast<char>(value >> (8 * i) & 0xFF);
+    }
+    return text;
+}
+
+/// An archive with this manifest, and a comment of its own.
+std::string archiveOf(const std::string& manifest, const std::string& comment) {
+    const std::string name = "META-INF/MANIFEST.MF";
+    const auto checksum = crc32(0, reinterpret_cast<const Bytef*>(manifest.data()),
+                                static_cast<uInt>(manifest.size()));
+    // Version, flags, method, time; checksum and sizes; the length of the name.
+    const std::string common = number(20, 2) + number(0, 4) + number(0x58214321, 4) +
+                               number(checksum, 4) + number(manifest.size(), 4) +
+                               number(manifest.size(), 4) + number(name.size(), 2);
+    const std::string local = "PK\x03\x04" + common + number(0, 2) + name + manifest;
+    const std::string central = "PK\x01\x02" + number(20, 2) + common + number(0, 16) + name;
+    return local + central + "PK\x05\x06" + number(0, 4) + number(1, 2) + number(1, 2) +
+           number(central.size(), 4) + number(local.size(), 4) + number(comment.size(), 2) +
+           comment;
+}
+
+simulated::ShellLink shortcutOf(const Json& json) {
+    const auto text = [&](const char* name) { return fromUtf8(json.value(name, "")); };
+    const std::string icon = json.value("icon", "");
+    const std::size_t comma = std::min(icon.rfind(','), icon.size());
+    simulated::ShellLink link = {.internet = json.value("internet", false),
+                                 .target = text("target"),
+                                 .arguments = text("arguments"),
+                                 .description = text("description"),
+                                 .icon = fromUtf8(icon.substr(0, comma))};
+    std::from_chars(icon.data() + comma + (comma < icon.size()), icon.data() + icon.size(),
+                    link.iconIndex);
+    return link;
+}
+
+/// The content of a file, made of what is told of it.
+std::string contentOf(const Json& file, DescribedMachine& described) {
+    if (file.contains("text")) {
+        return file["text"];
+    }
+    if (file.contains("shortcut")) {
+        return simulated::shellLinkText(shortcutOf(file["shortcut"]));
+    }
+    Json told = {{"size", file.value("size", std::uint64_t{0})}};
+    std::string content = told["size"] == 0 ? "" : "file of bytes: " + told["size"].dump();
+    if (file.contains("manifest")) {
+        told["manifest"] = file["manifest"];
+        content = archiveOf(file["manifest"], content);
+    }
+    described.toldContents[content] = told;
+    return content;
+}
+
+void addFile(const std::string& name, const Json& file, DescribedMachine& described) {
+    simulated::Volumes& volumes = described.machine.volumes;
+    const std::u16string path = *pathOf(name);
+    if (file.contains("link")) {
+        volumes.addJunction(path, *pathOf(file["link"]));
+    } else if (name.ends_with('\\')) {
+        volumes.addDirectory(path);
+    } else {
+        volumes.addFile(path, contentOf(file, described));
+    }
+    if (file.contains("version")) {
+        const auto version = *versionOf(file["version"], 4);
+        volumes.setVersion(path, version[0], version[1], version[2], version[3]);
+    }
+    volumes.setReadOnly(path, file.value("readOnly", false));
+    if (file.value("inUse", false)) {
+        volumes.lockAsProgram(path);
+    }
+    described.named.insert(foldedName(name));
+}
+
+void addFiles(const std::string& place, const Json& files, DescribedMachine& described) {
+    for (const auto& [name, file] : files.items()) {
+        arrange(place + ": files." + name, file,
+                [&, &path = name, &facts = file] { addFile(path, facts, described); });
+    }
+}
+
+// ---- Products ----
+
+simulated::Package packageOf(const Json& json) {
+    simulated::Package package;
+    package.unreadable(json.value("status", 0u));
+    simulated::Table& properties = package.table(u"Property", {u"Property", u"Value"});
+    for (const auto& [name, value] : memberOf(json, "properties").items()) {
+        properties.row({fromUtf8(name), wide(value)});
+    }
+    simulated::Table& components = package.table(u"Component", {u"Component", u"ComponentId"});
+    for (const auto& [name, id] : memberOf(json, "components").items()) {
+        components.row({fromUtf8(name), wide(id)});
+    }
+    if (json.contains("upgrade")) {
+        simulated::Table& upgrade = package.table(u"Upgrade", {u"ActionProperty"});
+        for (const Json& property : json["upgrade"]) {
+            upgrade.row({wide(property)});
+        }
+    }
+    return package;
+}
+
+void addProduct(const std::string& place, const Json& json, DescribedMachine& described) {
+    simulated::Product product = {.code = wide(json["code"]),
+                                  .upgradeCode = fromUtf8(json.value("upgradeCode", "")),
+                                  .package = packageOf(memberOf(json, "package"))};
+    for (const auto& [name, value] : memberOf(json, "info").items()) {
+        product.properties[fromUtf8(name)] = wide(value);
+    }
+    if (described.machine.installer.product(product.code) != nullptr) {
+        refuse(place, "each product once", json, json["code"].get<std::string>() + " again");
+    }
+    described.machine.installer.addProduct(std::move(product));
+}
+
+/// A product with what its type and version tell, each where it isn't told yet.
+void addUsualProduct(const std::string& place, const Json& json, DescribedMachine& described) {
+    Json usual = usualProduct(place, json, described.machine.facts.is64BitSystem);
+    std::erase_if(usual["files"].get_ref<Json::object_t&>(), [&](const auto& file) {
+        return described.machine.volumes.exists(fromUtf8(file.first));
+    });
+    std::erase_if(usual["registry"].get_ref<Json::object_t&>(), [&](const auto& key) {
+        return described.machine.registry.getValue(View::Bits64, fromUtf8(key.first), u"NorvHome");
+    });
+    addFiles(place, usual["files"], described);
+    addRegistry(place, usual["registry"], described);
+    Json& product = usual["products"][0];
+    if (json.contains("package")) {
+        product.erase("package");
+    }
+    product.merge_patch(json);
+    addProduct(place, product, described);
+}
+
+}  // namespace
+
+void addDescription(DescribedMachine& described, const std::string& place,
+                    const Json& description) {
+    Machine& machine = described.machine;
+    machine.volumes.addDirectory(*machine.shell.folder(CSIDL_COMMON_PROGRAMS));
+    addWindows(memberOf(description, "windows"), machine);
+    addProcess(place, memberOf(description, "process"), machine);
+    addDrives(memberOf(description, "drives"), machine);
+    addFolders(place, memberOf(description, "folders"), machine);
+    addRegistry(place, memberOf(description, "registry"), described);
+    addFiles(place, memberOf(description, "files"), described);
+    for (std::size_t i = 0; i < memberOf(description, "products").size(); ++i) {
+        const Json& product = description["products"][i];
+        const bool isWhole =
+            product.contains("code") && !product.contains("type") && !product.contains("version");
+        (isWhole ? addProduct : addUsualProduct)(place + ": products[" + std::to_string(i) + "]",
+                                                 product, described);
+    }
+    if (description.contains("package")) {
+        described.package = packageOf(description["package"]);
+    }
+    for (const Json& move : memberOf(description, "atRestart")) {
+        machine.volumes.delayMove(
+            {.from = fromUtf8(move.value("from", "")), .to = fromUtf8(move.value("to", ""))});
+    }
+    for (const char* part : {"windows", "process", "drives", "folders", "package", "unread"}) {
+        if (description.contains(part) && description[part].is_object()) {
+            described.fixedParts[part].update(description[part], true);
+        } else if (description.contains(part)) {
+            described.fixedParts[part] = description[part];
+        }
+    }
+}
