@@ -88,9 +88,9 @@ std::string readFile(const std::wstring& path, std::size_t most, DWORD& status) 
         CreateFileW(path.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr);
     std::string bytes(most, '\0');
     DWORD count = 0;
-    status = ReadFile(file, bytes.data(), static_cast<DWORD>(most), &count, nullptr)
-                 ? ERROR_SUCCESS
-                 : GetLastError();
+    const bool isRead = file != INVALID_HANDLE_VALUE &&
+                        ReadFile(file, bytes.data(), static_cast<DWORD>(most), &count, nullptr);
+    status = isRead ? ERROR_SUCCESS : GetLastError();
     CloseHandle(file);
     bytes.resize(count);
     return bytes;
