@@ -71,6 +71,12 @@ TEST(SystemTest, DirectoriesTellTheRoomThatTheyNeed) {
     setVariable(_T("TMP"), old.c_str());
 }
 
+HMODULE moduleNamed(const tstring& name) {
+    HMODULE module = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT, name.c_str(), &module);
+    return module;
+}
+
 TEST(SystemTest, ModulesAreKnownByNameAndByAddress) {
     const auto at = [&](auto address) {
         const DWORD flags =
@@ -80,11 +86,11 @@ TEST(SystemTest, ModulesAreKnownByNameAndByAddress) {
         return found ? module : nullptr;
     };
     // The address of a function in another library may be that of a stub of this program's own.
-    const HMODULE module = at(GetProcAddress(GetModuleHandleW(_T("KERNEL32.dll")), "DeleteFileW"));
+    const HMODULE module = at(GetProcAddress(moduleNamed(_T("KERNEL32.dll")), "DeleteFileW"));
     TCHAR path[MAX_PATH];
     TCHAR buffer[MAX_PATH];
     const DWORD length = GetModuleFileNameW(module, path, MAX_PATH);
-    EXPECT_EQ(GetModuleHandleW(path), module);
+    EXPECT_EQ(moduleNamed(path), module);
     EXPECT_EQ(GetModuleFileNameW(module, buffer, length + 1), length);
     EXPECT_EQ(GetModuleFileNameW(module, buffer, length), length) << "cut to the buffer";
     EXPECT_EQ(tstring(buffer, length - 1), tstring(path, length - 1));
@@ -98,7 +104,7 @@ TEST(SystemTest, ModulesAreKnownByNameAndByAddress) {
     EXPECT_NE(GetProcAddress(loaded, "RegDeleteTreeW"), nullptr);
     EXPECT_EQ(lastErrorOf(GetProcAddress(loaded, "NorvNoSuchFunction") == nullptr),
               DWORD{ERROR_PROC_NOT_FOUND});
-    EXPECT_EQ(GetModuleHandleW(library.c_str()), loaded);
+    EXPECT_EQ(moduleNamed(library), loaded);
     EXPECT_TRUE(FreeLibrary(loaded));
 }
 
@@ -117,7 +123,7 @@ TEST(SystemTest, TheSystemTellsItsBitsAndVersion) {
     record.dwOSVersionInfoSize = other.dwOSVersionInfoSize = sizeof(record);
     EXPECT_TRUE(GetVersionExW(head));
     const auto getVersion = reinterpret_cast<LONG(WINAPI*)(OSVERSIONINFOEXW*)>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(_T("ntdll")), "RtlGetVersion")));
+        reinterpret_cast<void*>(GetProcAddress(moduleNamed(_T("ntdll")), "RtlGetVersion")));
     EXPECT_EQ(getVersion(&other), 0);
     EXPECT_GE(other.dwMajorVersion, 5u);
     EXPECT_EQ(record.dwPlatformId, other.dwPlatformId);
@@ -165,7 +171,7 @@ TEST(SystemTest, TheVersionOfAFileIsRead) {
 TEST(SystemTest, MessagesEndInALineBreak) {
     const DWORD flags =
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM;
-    const HMODULE module = GetModuleHandleW(_T("advapi32.dll"));
+    const HMODULE module = moduleNamed(_T("advapi32.dll"));
     LPWSTR text = nullptr;
     const auto format = [&](DWORD from, DWORD status) {
         return FormatMessageW(flags | from, module, status, 0, reinterpret_cast<LPWSTR>(&text), 0,

@@ -78,7 +78,6 @@ void WINAPI Sleep(DWORD milliseconds);
 HMODULE WINAPI LoadLibraryW(LPCWSTR path);
 HMODULE WINAPI LoadLibraryExW(LPCWSTR path, HANDLE reserved, DWORD flags);
 BOOL WINAPI FreeLibrary(HMODULE module);
-HMODULE WINAPI GetModuleHandleW(LPCWSTR name);
 BOOL WINAPI GetModuleHandleExW(DWORD flags, LPCWSTR nameOrAddress, HMODULE* module);
 DWORD WINAPI GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);
 FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name);

@@ -181,14 +181,6 @@ BOOL WINAPI FreeLibrary(HMODULE handle) {
     });
 }
 
-HMODULE WINAPI GetModuleHandleW(LPCWSTR name) {
-    return call("GetModuleHandleW", ERROR_MOD_NOT_FOUND, [&] {
-        const Module* const module = loadedModule(name);
-        demand(module != nullptr, ERROR_MOD_NOT_FOUND);
-        return Modules::handleOf(*module);
-    });
-}
-
 BOOL WINAPI GetModuleHandleExW(DWORD flags, LPCWSTR nameOrAddress, HMODULE* handle) {
     return call("GetModuleHandleExW", ERROR_MOD_NOT_FOUND, [&] {
         *handle = nullptr;

@@ -102,7 +102,7 @@ TEST(RegistryManager, FamilySubkeySpeaksForTheBestProduct) {
     EXPECT_EQ(pc.value(family, u"NorvHome"), "C:\\home");
     EXPECT_EQ(registry.valueNames(View::Bits64, family).size(), 2u) << "of texts alone";
     EXPECT_EQ(pc.tree(kLegacy), "[CurrentVersion=1.8]{1.7 1.8 1.8.0_45 1.8.0_60}");
-    EXPECT_TRUE(pc.update(kRemove, "r64:1.7.0_80"));
+    EXPECT_TRUE(pc.update(UpdateAction::Remove, "r64:1.7.0_80"));
     EXPECT_EQ(pc.tree(kLegacy), "[CurrentVersion=1.8]{1.8 1.8.0_45 1.8.0_60}");
     EXPECT_EQ(pc.catchPoints(), "`anonymous-namespace'::updateCurrentFamilyVersion ");
 }
