@@ -12,13 +12,13 @@ MAKE_PREFIX = Path(__file__).resolve().parents[3] / "scripts/lib/wine-prefix"
 
 
 class Finished:
-    """How a program in the prefix ended, and what it wrote to its output."""
+    """How a program in the prefix ended, and what it wrote to its output and its errors."""
 
-    def __init__(self, code, output):
-        self.code, self.output = code, output
+    def __init__(self, code, output, errors):
+        self.code, self.output, self.errors = code, output, errors
 
     def __repr__(self):
-        return f"exit code {self.code}\n{self.output}"
+        return f"exit code {self.code}\n{self.output}\n{self.errors}"
 
 
 class Prefix:
@@ -63,13 +63,25 @@ class Prefix:
 
     def run(self, program, *arguments):
         """Runs a Windows program, given as a path of this machine or the name of one of Wine's."""
-        # Into a file: Windows' services and the server keep a pipe open for seconds after the program's
+        finished = self._try(program, *arguments)
+        # Wine's services end soon after the last program. About one in a thousand that start just then
+        # isn't started: the code is 1, and the program has said nothing.
+        for _ in range(2):
+            if finished.code == 1 and not finished.output:
+                finished = self._try(program, *arguments)
+        return finished
+
+    def _try(self, program, *arguments):
+        # Into files: Windows' services and the server keep a pipe open for seconds after the program's
         # end, and its reader would wait for them.
-        with tempfile.TemporaryFile() as output:
+        with tempfile.TemporaryFile() as output, tempfile.TemporaryFile() as errors:
             finished = subprocess.run([WINE, str(program), *arguments], env=self._environment(), check=False,
-                                      stdin=subprocess.DEVNULL, stdout=output, timeout=120)
-            output.seek(0)
-            return Finished(finished.returncode, output.read().decode("utf-8", "replace"))
+                                      stdin=subprocess.DEVNULL, stdout=output, stderr=errors, timeout=120)
+            texts = []
+            for stream in (output, errors):
+                stream.seek(0)
+                texts.append(stream.read().decode("utf-8", "replace"))
+            return Finished(finished.returncode, *texts)
 
     def msiexec(self, *arguments):
         """Runs msiexec silently with a verbose log; its exit code and that log."""
@@ -80,7 +92,7 @@ class Prefix:
         code = finished.code + 0x600 if finished.code else 0
         text = log.read_bytes() if log.exists() else b""
         encoding = "utf-16" if text.startswith(b"\xff\xfe") else "utf-8"
-        return Finished(code, finished.output + text.decode(encoding, "replace"))
+        return Finished(code, finished.output + text.decode(encoding, "replace"), finished.errors)
 
     def install(self, package, **properties):
         return self.msiexec("/i", self.windows_path(package),
