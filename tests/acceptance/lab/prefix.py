@@ -10,6 +10,9 @@ WINE = "/usr/lib/wine/wine64"
 WINESERVER = "/usr/lib/wine/wineserver64"
 MAKE_PREFIX = Path(__file__).resolve().parents[3] / "scripts/lib/wine-prefix"
 
+# What Wine itself says of a program that it can't start.
+NOT_STARTED = "Application could not be started"
+
 
 class Finished:
     """How a program in the prefix ended, and what it wrote to its output and its errors."""
@@ -30,9 +33,8 @@ class Prefix:
         self.reset()
 
     def close(self):
-        for how in ("-k", "-w"):
-            subprocess.run([WINESERVER, how], env=self._environment(), check=False, timeout=60,
-                           stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self._server("-k")
+        self._server("-w")
         shutil.rmtree(self.directory, ignore_errors=True)
 
     def reset(self):
@@ -61,13 +63,18 @@ class Prefix:
         return {**os.environ, "WINEPREFIX": str(self.directory), "WINEDEBUG": "-all", "LC_ALL": self.language,
                 "WINEDLLOVERRIDES": "mscoree,mshtml=", **self.extra_environment}
 
+    def _server(self, option):
+        subprocess.run([WINESERVER, option], env=self._environment(), check=False, timeout=60,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
     def run(self, program, *arguments):
         """Runs a Windows program, given as a path of this machine or the name of one of Wine's."""
         finished = self._try(program, *arguments)
-        # Wine's services end soon after the last program. About one in a thousand that start just then
-        # isn't started: the code is 1, and the program has said nothing.
+        # Wine's services end soon after the last program. One that starts just then now and then isn't
+        # started: its code is 1, and it has said nothing.
         for _ in range(2):
-            if finished.code == 1 and not finished.output:
+            if finished.code == 1 and (not finished.output or NOT_STARTED in finished.output):
+                self._server("-w")
                 finished = self._try(program, *arguments)
         return finished
 
