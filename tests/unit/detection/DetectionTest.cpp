@@ -1,63 +1,113 @@
-// Whole detections on machines with products, whatever is wrong with them.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
+// Whole detections on machines with products and the updater, whatever is wrong with them.
 #include "common/share/tstrings.h"
-#include "support/LogReader.h"
+#include "support/OnMachine.h"
 #include "support/Products.h"
+#include "support/Thrown.h"
+#include "windows/au/common/au/AuMsi.h"
+#include "windows/common/KnownProductCodeInstalledNorvTracker.h"
 #include "windows/common/NorvEnvironment.h"
 
 namespace {
 
-using products::gfx;
-using products::Product;
-using products::qvk;
-using products::qvr;
-using products::Texts;
+using namespace products;
 using simulated::View;
+using tstrings::fromUtf8;
 using tstrings::toUtf8;
 using Lines = std::vector<std::string>;
 
-const std::u16string kUninstall =
-    u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
+template <class Product>
+std::string kindOf(const Product& product) {
+    const char* const types[] = {"QVR", "QVK", "GFX"};
+    return types[product.type] + std::to_string(product.bits) + " ";
+}
 
-class Detection : public testing::Test {
+TEST(ProductCodes, SpellTypeArchitectureAndVersion) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"{7148F0A8-6813-11D6-A77B-00B0D0142070}", "QVR32 1.4.2_07"},
+        {"{35A3A4F4-B792-11D6-A78A-00B0D014200F}", "QVK32 1.4.2"},
+        {"{32A3A4F4-B792-11D6-A78A-00B0D0150220}", "QVK32 1.5.0_22"},
+        {"{64A3A4F4-B792-11D6-A78A-00B0D0151050}", "QVK64 1.5.1_05"},
+        // Not a digit where the 1.5 rows want the update: the general row, which has none.
+        {"{32A3A4F4-B792-11D6-A78A-00B0D0150A20}", "QVK32 1.5.0"},
+        {"{64A3A4F4-B792-11D6-A78A-00B0D01700FF}", "QVK64 1.7.0"},
+        {"{3248F0A8-6813-11D6-A77B-00B0D0160000}", "QVR32 1.6.0"},
+        {"{6448F0A8-6813-11D6-A77B-00B0D0160210}", "QVR64 1.6.0_21"},
+        {"{26A24AE4-039D-4CA4-87B4-2F83218045F0}", "QVR32 1.8.0_45"},
+        {"{26A24AE4-039D-4CA4-87B4-2F864170450F}", "QVR64 1.7.0_45"},
+        {"{26A24AE4-039D-4CA4-87B4-2F32180091F0}", "QVR32 1.8.0_091"},
+        {"{26A24AE4-039D-4CA4-87B4-2F64180451F0}", "QVR64 1.8.0_451"},
+        {"{71024AE4-039E-4CA4-87B4-2F32180451F0}", "QVR32 1.8.0_451"},
+        {"{ABC24AE4-039E-4CA4-87B4-2F64180000F0}", "QVR64 1.8.0"},
+        {"{1111706F-666A-4037-7777-220328764D10}", "GFX32 2.2.0"},
+        {"{1111706F-666A-4037-7777-221648764D10}", "GFX64 2.2.1"},
+        {"{1111706F-666A-4037-7777-222503264D10}", "GFX32 2.2.25"},
+        {"{1111706F-666A-4037-7777-222106464D10}", "GFX64 2.2.21"},
+        // Case counts, also of hexadecimal digits that mean nothing.
+        {"{26A24AE4-039D-4CA4-87B4-2F64180451f0}", "-"},
+        {"{26A24AE4-039D-4CA4-87B4-2F64180451G0}", "-"},
+        {"{26A24AE4-039D-4CA4-87B4-2F64180451F0", "-"},
+    };
+    for (const auto& [code, expected] : cases) {
+        tstring version;
+        const auto* row = KnownProductCodeInstalledNorvTracker::match(fromUtf8(code), version);
+        EXPECT_EQ(row == nullptr ? "-" : kindOf(*row) + toUtf8(version), expected) << code;
+    }
+}
+
+class Detection : public OnMachine {
 protected:
-    /// "QVR64 1.8.0_45-b13/8|" for each product, with the precision.
+    /// "QVR64 1.8.0_45-b13/8|" for each product, with the precision, or what is thrown.
     std::string list(std::uint32_t mask = 0x37) {
         std::string result;
-        for (const InstalledNorv& product : NorvEnvironment::detect(mask)) {
-            const char* const types[] = {"QVR", "QVK", "GFX"};
-            result += types[product.type] + std::to_string(product.bits) + " " +
-                      toUtf8(sourceText(product.version)) + "/" +
-                      std::to_string(product.version.precision()) + "|";
-        }
-        EXPECT_TRUE(machine.installer.openHandles().empty() && machine.handles.open().empty());
-        return result;
+        const std::string thrown = thrownText([&] {
+            for (const InstalledNorv& product : NorvEnvironment::detect(mask)) {
+                result += kindOf(product) + toUtf8(sourceText(product.version)) + "/" +
+                          std::to_string(product.version.precision()) + "|";
+            }
+        });
+        EXPECT_TRUE(machine.installer.openHandles().empty());
+        return thrown == "nothing" ? result : thrown;
     }
-
-    simulated::Machine machine;
-    simulated::Running running{machine};
 };
 
-TEST_F(Detection, FindsTheClassesThatTheMaskSelects) {
-    for (const Product& product :
-         {qvk(u"11.0.2+9"), qvr(u"1.8.0_45-b13"), gfx(u"2.2.0"), qvr(u"1.8.0_301-b09", 32),
-          qvr(u"17", 32), qvk(u"1.7.0_80-b15", 32)}) {
+TEST_F(Detection, FindsProductsByTheirCodesThenByUpgradeCodes) {
+    // The last is beyond the upgrade codes.
+    for (const Product& product : {qvr(u"99"), qvr(u"9"), qvk(u"17", 32), gfx(u"2.2.0"),
+                                   qvr(u"1.8.0_45-b13"), qvk(u"1.7.0_80-b15", 32), qvr(u"100")}) {
         products::install(machine, product);
     }
-    EXPECT_EQ(list(0x31), "QVR64 1.8.0_45-b13/8|QVR32 1.8.0_301-b09/8|QVR32 17/8|");
-    EXPECT_EQ(list(0x22), "QVK64 11.0.2+9/8|");
-    EXPECT_EQ(list(0x24), "GFX64 2.2.0/8|");
+    EXPECT_EQ(list(0x31), "QVR64 1.8.0_45-b13/8|QVR64 9/8|QVR64 99/8|");
+    EXPECT_EQ(list(0x12), "QVK32 1.7.0_80-b15/8|QVK32 17/8|");
     EXPECT_EQ(list(0x14) + list(0x07) + list(0x30), "");
     // The first product needs a GUID, is left out and the rest found.
     machine.calls.failCall("IIDFromString", 1);
-    EXPECT_EQ(list(0x31), "QVR32 1.8.0_301-b09/8|QVR32 17/8|");
-    EXPECT_EQ(logMessages(machine, "ERROR").size(), 1u);
-    machine.calls.failAll("MsiEnumRelatedProductsW");
-    EXPECT_THROW(list(), std::runtime_error);
+    EXPECT_EQ(list(0x31), "QVR64 9/8|QVR64 99/8|");
+    machine.facts.is64BitSystem = false;
+    EXPECT_EQ(list(), "GFX64 2.2.0/8|QVR64 1.8.0_45-b13/8|QVK32 1.7.0_80-b15/8|QVK32 17/8|");
+}
+
+TEST_F(Detection, TellsDamagedEntriesFromAListThatCannotBeRead) {
+    products::install(machine, qvr(u"23"));
+    Product twice = qvr(u"1.8.0_451-b10");
+    twice.upgradeCode = qvr(u"23").upgradeCode;
+    products::install(machine, twice);
+    machine.calls.failCall("MsiEnumProductsW", 1, 1610);
+    EXPECT_EQ(list(), "QVR64 1.8.0_451-b10/8|QVR64 23/8|");
+    EXPECT_TRUE(logHas(machine, "MsiEnumProducts(0) failed with error=[1610] \nIgnored."));
+    EXPECT_TRUE(logMentions(machine, "-2F64180451F0}] is tracked multiple times"));
+    machine.calls.failCall("MsiEnumRelatedProductsW", 3, 1610);
+    EXPECT_EQ(list(),
+              "MsiEnumRelatedProducts({57BDA5C6-443C-4D65-B233-282393220011}, 1) failed with "
+              "error=[1610]");
+    // Digits that are no version of that type.
+    machine.installer.addProduct({u"{26A24AE4-039D-4CA4-87B4-2F64222000F0}", {}, {}, {}});
+    EXPECT_EQ(list(), "2.2.2 is not recognized as a legacy Norv version string");
+    // Without an end of the list there would be none of the search.
+    while (machine.installer.products().size() < 300) {
+        machine.installer.addProduct({Guid::generate().toString(), {}, {}, {}});
+    }
+    machine.calls.failAll("MsiEnumProductsW", 1610);
+    EXPECT_EQ(list(), "MsiEnumProducts(255) failed with error=[1610]");
 }
 
 TEST_F(Detection, TellsAllOfAProduct) {
@@ -66,10 +116,8 @@ TEST_F(Detection, TellsAllOfAProduct) {
     runtime.versionKeyValues[u"MSI\\MODE"] = u"s";
     products::install(machine, runtime);
     EXPECT_NE(NorvEnvironment::detect(0x37).at(0).uninstaller, nullptr);
-
     const std::string code = toUtf8(runtime.code);
     Lines trace = logMessages(machine, "TRACE");
-    EXPECT_TRUE(trace.back().starts_with("Exiting NorvEnvironment::detect (entered at "));
     trace.pop_back();
     EXPECT_EQ(
         trace,
@@ -87,8 +135,7 @@ TEST_F(Detection, TellsAllOfAProduct) {
 
 TEST_F(Detection, CompletesVersionsByFallBacks) {
     const Product legacy = qvr(u"1.8.0_45-b13");
-    const auto with = [](Product product, const std::u16string& property,
-                         const std::u16string& value) {
+    const auto with = [](Product product, const tstring& property, const tstring& value) {
         product.packageProperties[property] = value;
         return product;
     };
@@ -96,11 +143,11 @@ TEST_F(Detection, CompletesVersionsByFallBacks) {
         product.manifestVersion = manifest;
         return product;
     };
-    const std::u16string full = u"FullVersion";
+    const tstring full = u"FullVersion";
     const Product unnamed = with(legacy, full, u"");
     Product bare = unnamed;
     bare.hasFiles = false;
-    Product sealed = with(legacy, u"BaseimageChecksumSHA256", std::u16string(64, u'a'));
+    Product sealed = with(legacy, u"BaseimageChecksumSHA256", tstring(64, u'a'));
     sealed.versionKeyValues[u"MSI\\MODE"] = u"static";
     const struct {
         Product product;
@@ -110,7 +157,6 @@ TEST_F(Detection, CompletesVersionsByFallBacks) {
         {sealed, "1.8.0_45-b13/8|", "|10|" + std::string(64, 'a') + ")"},
         {with(legacy, u"BaseimageChecksumSHA256", u"0"), "1.8.0_45-b13/8|",
          "Unexpected length of "},
-        {with(legacy, u"Enterprise", u"no"), "1.8.0_45-b13/8|", "|10|)"},
         {unnamed, "1.8.0_45-b13/8|", "detectFullVersionFromHomeDir("},
         {with(legacy, full, u"1.8"), "1.8.0_45-b13/8|", "The string is too short' caught"},
         {with(legacy, full, u"1.7.0_80-b15"), "1.7.0_80-b15/8|",
@@ -134,15 +180,12 @@ TEST_F(Detection, CompletesVersionsByFallBacks) {
         products::uninstall(machine, c.product);
         clearLog(machine);
     }
-
     products::install(machine, legacy);
     machine.installer.product(legacy.code)->package.unreadable(1627);
     machine.volumes.addFile(legacy.homeDir + u"\\lib\\rt.vkr", "no archive");
-    EXPECT_EQ(list(), "QVR64 1.8.0_45-b13/8|");
-    EXPECT_TRUE(logMentions(machine, ", MSIDBOPEN_READONLY) failed. MSI error [1627]"));
-    EXPECT_TRUE(logMentions(machine, "ZIP_Open("));
     machine.volumes.setVersion(legacy.homeDir + u"\\bin\\norv.exe", 8, 1, 450, 13);
     EXPECT_EQ(list(), "QVR64 1.8.0_045/4|");
+    EXPECT_TRUE(logMentions(machine, "ZIP_Open("));
     EXPECT_TRUE(logMentions(
         machine, "\\bin\\norv.exe is [8.1.450.13]. Unexpected components in file version."));
 }
@@ -153,7 +196,6 @@ TEST_F(Detection, SearchesTheHomeDirectory) {
         const char16_t *location, *productIcon, *displayIcon, *readme, *norvHome, *found;
     } cases[] = {
         {u"X:\\gone\\\\/", u"", u"", u"", u"", u"X:\\gone"},
-        {u"", u"HOME\\bin\\norv.exe", u"", u"", u"", u"HOME"},
         {u"", u"HOME/lib/icons/a.ico//", u"", u"", u"", u"HOME"},
         {u"", u"", u"HOME\\bin\\norv.exe,0", u"", u"", u"HOME"},
         // The icon of the package hides that of the key, right or wrong.
@@ -161,40 +203,74 @@ TEST_F(Detection, SearchesTheHomeDirectory) {
         {u"", u"", u"", u"HOME\\readme.txt", u"", u"HOME"},
         {u"", u"bin\\norv.exe", u"", u"C:", u"D:\\k\\", u"D:\\k"},
     };
+    Product kit = qvk(u"1.8.0-b13");
+    const tstring key =
+        u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\" + kit.code;
     for (const auto& c : cases) {
-        Product product = qvk(u"1.8.0-b13");
         const auto text = [&](const char16_t* pattern) {
-            return tstrings::replace(pattern, u"HOME", product.homeDir);
+            return tstrings::replace(pattern, u"HOME", kit.homeDir);
         };
-        product.info = {{u"InstallLocation", text(c.location)},
-                        {u"ProductIcon", text(c.productIcon)}};
-        product.versionKeyValues[u"NorvHome"] = text(c.norvHome);
-        products::install(machine, product);
-        const std::u16string key = kUninstall + product.code;
+        kit.info = {{u"InstallLocation", text(c.location)}, {u"ProductIcon", text(c.productIcon)}};
+        kit.versionKeyValues[u"NorvHome"] = text(c.norvHome);
+        products::install(machine, kit);
         machine.registry.setString(View::Bits64, key, u"DisplayIcon", text(c.displayIcon));
         machine.registry.setString(View::Bits64, key, u"Readme", text(c.readme));
         EXPECT_EQ(toUtf8(NorvEnvironment::detect(0x37).at(0).homeDir), toUtf8(text(c.found)));
-        products::uninstall(machine, product);
+        products::uninstall(machine, kit);
     }
     // A kit has a compiler, and the 64-bit view of the Uninstall key wins.
-    Product kit = qvk(u"1.8.0-b13");
     kit.info = {{u"ProductIcon", kit.homeDir + u"\\bin\\norv.exe"}};
-    kit.versionKeyValues[u"NorvHome"] = u"D:\\kit";
     products::install(machine, kit);
     machine.volumes.remove(kit.homeDir + u"\\bin\\norvc.exe");
     machine.volumes.addDirectory(kit.homeDir + u"\\bin\\norvc.exe");
-    machine.registry.setString(View::Bits32, kUninstall + kit.code, u"Readme", u"C:\\x");
-    EXPECT_EQ(NorvEnvironment::detect(0x37).at(0).homeDir, u"D:\\kit");
-    EXPECT_TRUE(
-        logHas(machine, "Registry key [SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\" +
-                            toUtf8(kit.code) +
-                            "] exists in both 32bit and 64bit HKLM registry hives. Use from 64bit "
-                            "hive."));
-    machine.registry.deleteKey(View::Bits32, kUninstall + kit.code);
-    machine.registry.deleteKey(View::Bits64, kUninstall + kit.code);
-    machine.installer.product(kit.code)->properties.clear();
+    machine.registry.setString(View::Bits32, key, u"Readme", u"C:\\x");
+    EXPECT_EQ(NorvEnvironment::detect(0x37).at(0).homeDir, u"D:\\k");
+    EXPECT_TRUE(logMentions(
+        machine, "] exists in both 32bit and 64bit HKLM registry hives. Use from 64bit hive."));
+    machine.registry.deleteKey(View::Bits32, key);
+    machine.registry.deleteKey(View::Bits64, key);
     EXPECT_EQ(list(), "");
     EXPECT_TRUE(logMentions(machine, "' not found in none of HKLM hives' caught"));
+}
+
+TEST(UpdaterState, FollowsPackageRegistryAndFiles) {
+    const std::nullopt_t none = std::nullopt;  // no such property or value
+    const struct {
+        products::Updater updater;
+        std::string found;  // state and version
+        const char* record;
+    } cases[] = {
+        {{u"2.8.51.9", u"1"}, "1 2.8.51.9", "Found AU version in MSI: <2.8.51.9>"},
+        {{u"", u"02.8.60.1.7"}, "1 02.8.60.1.7", ""},
+        {{none, u"2.8.60.1"}, "1 2.8.60.1", "No more items in [SELECT Value FROM Property W"},
+        {{u"2.8.51", none, u"2.8.70.1"},
+         "1 2.8.70.1",
+         "[2.8.51] version string. The string is too"},
+        {{none, none, u"2.8.70.1"}, "1 2.8.70.1", "Found AU version in Registry: <2.8.70.1>"},
+        {{u"2.8.51.9.", none, u"2.8.51.9.7.1"}, "0 ", "characters is 2"},
+        {{none, none}, "0 ", "Auto Update) error"},
+        {{none, none}, "0 ", "Error initializing AU state"},
+        {{.missing = "tolpeck"}, "2 2.8.51.9", "Expected AU executable C:\\Program Fi"},
+        {{.missing = "tolmark"}, "2 2.8.51.9", "tolmark.exe not found."},
+        {{.missing = "vomlit"}, "2 2.8.51.9", "vomlit.exe not found."},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.record);
+        simulated::Machine machine;
+        const simulated::Running running(machine);
+        products::installUpdater(machine, c.updater);
+        const au::InstalledState found = au::InstalledState::detect();
+        EXPECT_EQ(std::to_string(found.state) + " " + toUtf8(found.version.sourceText()), c.found);
+        EXPECT_EQ(found.version == au::Version(), found.state == 0);
+        EXPECT_TRUE(logMentions(machine, c.record));
+    }
+    simulated::Machine machine;
+    machine.become32Bit();  // one folder for common files
+    const simulated::Running running(machine);
+    EXPECT_EQ(au::InstalledState::detect().state, 0);
+    EXPECT_EQ(logMessages(machine, "TRACE"), Lines{"No Old AU Version found"});
+    EXPECT_EQ(au::registrationToolPath(),
+              u"C:\\Program Files\\Common Files\\Norv\\Norv Update\\vomlit.exe");
 }
 
 }  // namespace

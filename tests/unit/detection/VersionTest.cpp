@@ -1,22 +1,26 @@
+// Versions, and the products that are chosen by them or refused.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
-#include "common/share/NorvVersion.h"
 #include "common/share/tstrings.h"
 #include "support/Thrown.h"
+#include "windows/common/NorvEnvironment.h"
 
 namespace {
 
 using NorvVersionDetails::Base;
 using NorvVersionDetails::family;
 using NorvVersionDetails::withoutBuild;
-using tstrings::fromUtf8;
 using tstrings::toUtf8;
+using namespace NorvEnvironment;
 
 Base norv(const std::string& text) {
-    return Base(fromUtf8(text));
+    return Base(tstrings::fromUtf8(text));
 }
 
 TEST(NorvVersion, AcceptsBothSchemes) {
@@ -28,8 +32,6 @@ TEST(NorvVersion, AcceptsBothSchemes) {
         {"1.8.0-b13", "1.8.0-b13"},
         // A build that no number holds is a tag like any other.
         {"1.8.0_45-b2147483648", "1.8.0_45"},
-        {"2.2.0", "2.2.0"},
-        {"9", "9"},
         {"11.0.2.0+9-LTS", "11.0.2+9"},
         {"11--", "11"},
         {"11.1-ea+22-x", "11.1+22"},
@@ -39,33 +41,26 @@ TEST(NorvVersion, AcceptsBothSchemes) {
         {"11..5", "11.5"},
     };
     for (const auto& [text, canonical] : cases) {
-        const Base version = norv(text);
-        EXPECT_EQ(toUtf8(toString(version)), canonical) << text;
-        EXPECT_EQ(toUtf8(sourceText(version)), text);
-        EXPECT_EQ(norv(canonical), version) << text;
+        EXPECT_EQ(toUtf8(toString(norv(text))), canonical) << text;
     }
 }
 
 TEST(NorvVersion, RefusesTheRest) {
-    // How many characters aren't understood; with 0 the text is too short.
-    const std::pair<int, std::vector<std::string>> cases[] = {
-        {0, {"", "1", "1.8", "2.2"}},
-        {1, {"8", "0", "1.", "1.8.", "1.8.-", "1.8.0_", "11.", "11-", "11+x", "."}},
-        {2, {"1.8.0.5", "1.8.0_x", "11+5+"}},
-        {3, {"2.2.0_1", "11.0.2.1.3.4.5", "11x", " 11", "+11"}},
-        {4, {"01.0.0", "1.8.0_45-b13-foo", "2.2.0-b1", "0x11"}},
-        {5, {"3.1.2", "1.8-b13", "1.8.0--b13"}},
-        {10, {"2147483648", "11.0.2147483648", "11.0.2+2147483648"}},
-        {14, {"4294967297.8.0"}},
+    const std::string partly = " completely. Number of unrecognized characters is ";
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
+        {". The string is too short", {"", "1", "1.8", "2.2"}},
+        {partly + "1", {"8", "1.", "1.8.", "1.8.-", "1.8.0_", "11.", "11-", "11+x"}},
+        {partly + "2", {"1.8.0.5", "1.8.0_x", "11+5+"}},
+        {partly + "3", {"2.2.0_1", "11.0.2.1.3.4.5", "11x", " 11"}},
+        {partly + "4", {"01.0.0", "1.8.0_45-b13-foo", "2.2.0-b1"}},
+        {partly + "5", {"3.1.2", "1.8-b13", "1.8.0--b13"}},
+        {partly + "10", {"11.0.2147483648", "11.0.2+2147483648"}},
+        {partly + "14", {"4294967297.8.0"}},
     };
-    for (const auto& [unrecognized, texts] : cases) {
-        const std::string tail = unrecognized == 0
-                                     ? ". The string is too short"
-                                     : " completely. Number of unrecognized characters is " +
-                                           std::to_string(unrecognized);
+    for (const auto& [refusal, texts] : cases) {
         for (const std::string& text : texts) {
             EXPECT_EQ(thrownText([&] { norv(text); }),
-                      "Failed to parse [" + text + "] version string" + tail);
+                      "Failed to parse [" + text + "] version string" + refusal);
         }
     }
 }
@@ -77,50 +72,93 @@ TEST(NorvVersion, IsOrderedAcrossSchemes) {
          {"1.8.0_45", "1.8.0_45-b13", "1.8.0_46", "2.2.0", "9", "11.0.2", "11.0.2+9", "11.0.20"}) {
         rising.push_back(norv(text));
     }
-    for (std::size_t i = 0; i < rising.size(); ++i) {
-        for (std::size_t k = 0; k < rising.size(); ++k) {
-            EXPECT_EQ(rising[i] < rising[k], i < k) << i << " " << k;
-            EXPECT_EQ(rising[i] == rising[k], i == k) << i << " " << k;
-        }
-    }
-}
-
-TEST(NorvVersion, KnowsFamilyPrecisionAndScheme) {
-    std::string text;
+    EXPECT_EQ(std::ranges::adjacent_find(rising, std::greater_equal()), rising.end());
+    std::string parts;
     for (const Base& version :
          {family(norv("1.8.0_45-b13")), family(norv("11.0.2.1+9")),
           withoutBuild(norv("1.8.0_45-b13")), withoutBuild(norv("11.0.2.1+9")), norv("11")}) {
-        text += toUtf8(toString(version)) + "/" + std::to_string(version.precision()) + " ";
+        parts += toUtf8(toString(version)) + "/" + std::to_string(version.precision()) + " ";
     }
-    EXPECT_EQ(text, "1.8/2 11/2 1.8.0_45/4 11.0.2.1/7 11/8 ");
-    EXPECT_EQ(Base::unknown().precision(), 0u);
-    EXPECT_EQ(thrownText([] { toString(Base()); }), "unknown version tag");
-    for (const auto& noFamily : {norv("2.2.0"), Base(), Base::unknown()}) {
-        EXPECT_THROW(family(noFamily), std::logic_error);
-        EXPECT_THROW(withoutBuild(noFamily), std::logic_error);
-    }
-    EXPECT_EQ(thrownText([] { SpecializedVersion<NorvVersionDetails::BaseLegacy>(norv("11-ea")); }),
-              "11-ea is not recognized as a legacy Norv version string");
-    EXPECT_EQ(thrownText([] { SpecializedVersion<NorvVersionDetails::BaseZentra>(norv("2.2.0")); }),
-              "2.2.0 is not recognized as a Zentra Norv version string");
+    EXPECT_EQ(parts, "1.8/2 11/2 1.8.0_45/4 11.0.2.1/7 11/8 ");
 }
 
-TEST(GenericVersion, ReadsFourOrFiveNumbers) {
-    // The components, or the end of the message.
-    const std::pair<const char*, const char*> cases[] = {
-        {"2.8.51.9", "2.8.51.9.0."},      {"02.08.0.0.7", "2.8.0.0.7."},
-        {"2.8.51", "too short"},          {"2.8.51.9.", "characters is 1"},
-        {"2.8..51.9", "characters is 5"}, {"2.8.51.9.7.1", "characters is 2"}};
-    for (const auto& [text, expected] : cases) {
-        VersionDetails::Base<5, VersionDetails::Parser, 4> version;
-        const std::string message = thrownText([&, t = text] { version.init(fromUtf8(t)); });
-        std::string numbers;
-        for (std::size_t i = 0; i < version.kComponents; ++i) {
-            numbers += std::to_string(version[i]) + ".";
-        }
-        const std::string& result = message == "nothing" ? numbers : message;
-        EXPECT_TRUE(result.ends_with(expected)) << text << ": " << result;
+/// "r64:17 k32:1.8.0 g64:2.2.0"
+std::vector<InstalledNorv> products(const std::string& text) {
+    std::vector<InstalledNorv> result;
+    std::istringstream words(text);
+    for (std::string word; words >> word;) {
+        const auto type = static_cast<std::int32_t>(std::string("rkg").find(word[0]));
+        result.emplace_back(Bundle(type, norv(word.substr(4)), word[1] == '3' ? 32 : 64));
+        result.back().productCode = Guid::generate();
+        result.back().homeDir = u"C:\\x";
     }
+    return result;
+}
+
+std::string names(const InstalledNorvSelection& selection) {
+    std::string result;
+    for (const InstalledNorv* product : selection) {
+        result += product == nullptr
+                      ? " -"
+                      : std::string(" ") + "rkg"[product->type] + std::to_string(product->bits) +
+                            ":" + toUtf8(sourceText(product->version));
+    }
+    return result;
+}
+
+TEST(Selection, HoldsTheLatestOfEachClass) {
+    // All, the latest, and of these what is preferred for QVR 64, QVR 32, QVK 64, QVK 32.
+    const std::pair<const char*, std::string> cases[] = {
+        {"g64:2.2.0 r32:9 k64:9", " r32:9 - - k64:9 | r32:9 - - k64:9 | r32:9 r32:9 k64:9 k64:9"},
+        {"r32:1.8.0_9 r32:1.8.0_10 r64:9 k64:11+9 k64:11+10 k32:11+10",
+         " r32:1.8.0_10 r64:9 k32:11+10 k64:11+10 | - - k32:11+10 k64:11+10"
+         " | k64:11+10 k32:11+10 k64:11+10 k32:11+10"},
+        // Equal versions: the first record stays, whatever its text.
+        {"r64:9--x r64:9",
+         " - r64:9--x - - | - r64:9--x - - | r64:9--x r64:9--x r64:9--x r64:9--x"},
+    };
+    for (const auto& [text, expected] : cases) {
+        const auto list = products(text);
+        const auto selection = makeSelection(list);
+        const auto latest = keepLatest(selection);
+        EXPECT_EQ(names(selection) + " |" + names(latest) + " |" +
+                      names({pickPreferred(latest, 0, 64), pickPreferred(latest, 0, 32),
+                             pickPreferred(latest, 1, 64), pickPreferred(latest, 1, 32)}),
+                  expected);
+    }
+}
+
+TEST(Bundle, KeepsTheRuntimeOfAnOldKitApart) {
+    EXPECT_EQ(getQvrSubdirectory(products("k64:1.8.0_301")[0]), u"qvr");
+}
+
+TEST(Verifier, ChecksWhatItIsAskedFor) {
+    using Verifier = InstalledNorvsVerifier;
+    auto list = products("r32:9 k64:11 g64:2.2.0");
+    list[0].homeDir.clear();
+    list[1].productCode = Guid();
+    list[2].productCode = list[0].productCode;
+    Verifier verifier;
+    std::string complaints;
+    const auto ask = [&] { complaints += thrownText([&] { verifier(list); }) + "|"; };
+    for (bool Verifier::*check :
+         {&Verifier::checkProductCodes, &Verifier::checkHomeDirs, &Verifier::checkDuplicates}) {
+        ask();
+        verifier.*check = false;
+    }
+    ask();
+    verifier.allowedTypes = {0, 1};
+    verifier.allowedBits = {64};
+    ask();
+    verifier.allowedTypes = {0, 1, 2};
+    ask();
+    EXPECT_EQ(complaints,
+              "empty product code|empty home dir|duplicated product codes|nothing|"
+              "unexpected types|unexpected archs|");
+    EXPECT_EQ(
+        thrownText([&] { getByProductCode(list, Guid(u"26A24AE4039D4CA487B42F64180451F0")); }),
+        "No matching Norv found for {26A24AE4-039D-4CA4-87B4-2F64180451F0} Product Code in "
+        "the given products range");
 }
 
 }  // namespace
