@@ -32,6 +32,25 @@ std::u16string formatOne(std::string conversion, std::va_list& arguments) {
     return fromUtf8({number, static_cast<std::size_t>(length)});
 }
 
+/// The exponent of a number gets the three digits that msvcrt.dll gives each.
+void lengthenExponent(std::string& number) {
+    const std::size_t exponent = number.find('e');
+    if (exponent != std::string::npos && number.size() - exponent == 4) {
+        number.insert(exponent + 2, 1, '0');
+    }
+}
+
+/// What fits, with a NUL where there is room for it. The length, or -1 when not all fits.
+template <class Char>
+int deliver(const std::basic_string<Char>& text, Char* buffer, std::size_t size) {
+    const std::size_t written = std::min(text.size(), size);
+    text.copy(buffer, written);
+    if (written < size) {
+        buffer[written] = Char();
+    }
+    return written == text.size() ? static_cast<int>(written) : -1;
+}
+
 }  // namespace
 
 extern "C" int _vsnwprintf(char16_t* buffer, std::size_t size, const char16_t* format,
@@ -55,18 +74,20 @@ extern "C" int _vsnwprintf(char16_t* buffer, std::size_t size, const char16_t* f
         }
     }
     va_end(arguments);
-    const std::size_t written = std::min(result.size(), size);
-    result.copy(buffer, written);
-    if (written < size) {
-        buffer[written] = u'\0';
-    }
-    return written == result.size() ? static_cast<int>(written) : -1;
+    return deliver(result, buffer, size);
 }
 
 extern "C" int _snprintf(char* buffer, size_t count, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    const int length = std::vsnprintf(buffer, count, format, arguments);
+    std::va_list again;
+    va_copy(again, arguments);
+    std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again)), '\0');
+    va_end(again);
+    std::vsnprintf(text.data(), text.size() + 1, format, arguments);
     va_end(arguments);
-    return length >= 0 && static_cast<size_t>(length) >= count ? -1 : length;
+    if (std::string_view(format) == "%g") {
+        lengthenExponent(text);
+    }
+    return deliver(text, buffer, count);
 }

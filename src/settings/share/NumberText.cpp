@@ -143,7 +143,7 @@ std::string numberToText(double number) {
     char buffer[32];
     _snprintf(buffer, sizeof buffer, "%g", number);
     std::string text = withPoint(buffer, localPoint(), ".");
-    // Older run-times of Windows give every exponent three digits.
+    // msvcrt.dll gives every exponent three digits.
     const auto exponent = text.find('e');
     if (exponent != std::string::npos && text.size() - exponent == 5 && text[exponent + 2] == '0') {
         text.erase(exponent + 2, 1);

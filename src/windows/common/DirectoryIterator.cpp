@@ -33,7 +33,6 @@ void DirectoryIterator::findItems(std::vector<tstring>& out) {
             iterateDirectory(path_, *this);
         }
         out.insert(out.end(), items_.begin(), items_.end());
-        items_.clear();
     }
 }
 

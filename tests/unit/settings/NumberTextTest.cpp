@@ -74,7 +74,8 @@ TEST(NumberText, TheLocaleOfTheProcessMakesNoDifference) {
     ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
     EXPECT_EQ(textToDouble("1.5e1"), 15);
     EXPECT_EQ(numberToText(1.5), "1.5");
-    EXPECT_EQ(numberToText(-1.5e-5), "-1.5e-05");
+    EXPECT_EQ(numberToText(-1.5e-15), "-1.5e-15");
+    EXPECT_EQ(numberToText(1e100), "1e+100");
     std::setlocale(LC_ALL, "C");
 }
 
