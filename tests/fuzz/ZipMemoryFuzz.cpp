@@ -48,7 +48,7 @@ void checkGzip(const std::string& input) {
                        commentLength == 0 ? nullptr : comment.data(), &message);
     require((length > 0) == (message == nullptr) && length <= room);
     require(length > 0 ? tmpLack == 0 : tmpLack > 0 || outLack > 0);
-    require(length == 0 || archive::inflated({out.get(), length}, in.size(), 15 + 16) == in);
+    require(length == 0 || archive::gunzipped({out.get(), length}, in.size()) == in);
 }
 
 }  // namespace

@@ -40,16 +40,15 @@ inline std::string deflated(const std::string& data) {
     return stream.substr(2, stream.size() - 6);
 }
 
-/// What a whole stream of `size` bytes of data expands to, 15 + 16 for the gzip format; nothing if
-/// it is no such stream.
-inline std::optional<std::string> inflated(std::string packed, std::size_t size, int windowBits) {
+/// The `size` bytes of data that a gzip stream holds; nothing unless it holds just those.
+inline std::optional<std::string> gunzipped(std::string packed, std::size_t size) {
     std::string out(size + 1, '\0');
     z_stream stream = {};
     stream.next_in = reinterpret_cast<Bytef*>(packed.data());
     stream.avail_in = static_cast<uInt>(packed.size());
     stream.next_out = reinterpret_cast<Bytef*>(out.data());
     stream.avail_out = static_cast<uInt>(out.size());
-    inflateInit2(&stream, windowBits);
+    inflateInit2(&stream, MAX_WBITS + 16);
     const bool ended = inflate(&stream, Z_FINISH) == Z_STREAM_END && stream.avail_in == 0;
     inflateEnd(&stream);
     out.resize(stream.total_out);

@@ -5,34 +5,26 @@
 #include "windows/common/Crypto.h"
 #include "windows/common/unzip/unzip.h"
 
-using archive::make;
-using archive::number;
-
 namespace {
 
 TEST_F(ZipTest, FilesGiveTheirEntriesOrThrow) {
-    const std::string manifest = "Manifest-Version: 1.0\r\nImplementation-Version: 11.0.2\r\n\n";
-    const std::string zip64 = number(1, 2) + number(8, 2) + number(0x100000000, 8);
-    // "touches" claims 4 GB and has the bytes that could deflate to as much.
-    const archive::Archive sample = changed(make({{"META-INF/", "", true},
-                                                  {"META-INF/MANIFEST.MF", manifest},
-                                                  {"", "nameless", true},
-                                                  {"huge", "x", false, zip64},
-                                                  {"claims", "x"},
-                                                  {"file/", "data"},
-                                                  {"\xc3\xa9", "accent"},
-                                                  {"touches", std::string(0x3fb000, 'x'), true}}),
-                                            {{'c', 3, 24, 0xffffffff, 4},
-                                             {'c', 4, 24, 0xfffffffe, 4},
-                                             {'c', 7, 10, 8, 2},
-                                             {'c', 7, 24, 0xfffffffe, 4}});
-    machine.volumes.addFile(u"C:\\a.zip", sample.bytes);
-    ZipFile moved(_T("C:\\a.zip"));
-    ZipFile file(std::move(moved));
+    const std::string zip64 =
+        archive::number(1, 2) + archive::number(8, 2) + archive::number(0x100000000, 8);
+    machine.volumes.addFile(
+        u"C:\\a.zip",
+        changed(
+            archive::make({{"META-INF/", "", true},
+                           {"", "nameless", true},
+                           {"huge", "x", false, zip64},
+                           {"claims", std::string(0x3fb000, 'x'), true},  // could deflate to 4 GB
+                           {"file/", "data"},
+                           {"\xc3\xa9", "accent"}}),
+            {{'c', 2, 24, 0xffffffff, 4}, {'c', 3, 10, 8, 2}, {'c', 3, 24, 0xfffffffe, 4}})
+            .bytes);
+    const ZipFile file(_T("C:\\a.zip"));
     const std::string directory =
         " from C:\\a.zip archive is a directory and can't be extracted into memory";
     const std::pair<const TCHAR*, std::string> cases[] = {
-        {_T("META-INF/MANIFEST.MF"), manifest},
         {_T("\u00e9"), "accent"},
         {_T("file"), "data"},
         {_T("none"), "ZIP_FindEntry(C:\\a.zip, none) failed"},
@@ -42,7 +34,6 @@ TEST_F(ZipTest, FilesGiveTheirEntriesOrThrow) {
         {_T("huge"),
          "Zip entry huge from C:\\a.zip archive is too large to be extracted into memory"},
         {_T("claims"), "ZIP_ReadEntry(C:\\a.zip, claims) failed"},
-        {_T("touches"), "ZIP_ReadEntry(C:\\a.zip, touches) failed"},
     };
     written([&] {
         for (const auto& [entry, text] : cases) {
@@ -54,15 +45,13 @@ TEST_F(ZipTest, FilesGiveTheirEntriesOrThrow) {
     });
     rusage usage = {};
     getrusage(RUSAGE_SELF, &usage);
-    EXPECT_LT(usage.ru_maxrss, 1 << 20) << "in KB: what \"touches\" claims was not made use of";
+    EXPECT_LT(usage.ru_maxrss, 1 << 20) << "in KB: room was made for all that an entry claims";
 
     machine.volumes.addFile(u"C:\\text.zip", "no archive");
     EXPECT_EQ(thrownText([] { ZipFile(_T("C:\\text.zip")); }),
               "ZIP_Open(C:\\text.zip) failed. Error: unknown");
     EXPECT_EQ(thrownText([] { ZipFile(_T("C:\\none\\x.zip")); }),
               "ZIP_Open(C:\\none\\x.zip) failed. Error: ZFILE_Open failed");
-    file = ZipFile(_T("C:\\a.zip"));
-    EXPECT_EQ(machine.handles.open().size(), 1u);
 }
 
 TEST(Crypto, AHashStringIs64LowerCaseDigits) {
