@@ -191,7 +191,8 @@ TEST_F(Detection, CompletesVersionsByFallBacks) {
 }
 
 TEST_F(Detection, SearchesTheHomeDirectory) {
-    // HOME stands for the product's own directory.
+    // HOME stands for the product's own directory, C:\\kit.
+    machine.volumes.setCurrentDirectory(u"C:\\");
     const struct {
         const char16_t *location, *productIcon, *displayIcon, *readme, *norvHome, *found;
     } cases[] = {
@@ -201,9 +202,11 @@ TEST_F(Detection, SearchesTheHomeDirectory) {
         // The icon of the package hides that of the key, right or wrong.
         {u"", u"C:\\Windows\\x.ico", u"HOME\\bin\\norv.exe", u"", u"D:\\k", u"D:\\k"},
         {u"", u"", u"", u"HOME\\readme.txt", u"", u"HOME"},
-        {u"", u"bin\\norv.exe", u"", u"C:", u"D:\\k\\", u"D:\\k"},
+        {u"", u"\\kit\\bin", u"", u"", u"", u"\\kit"},
+        {u"", u"kit\\bin", u"", u"C:", u"D:\\k\\", u"D:\\k"},
     };
     Product kit = qvk(u"1.8.0-b13");
+    kit.homeDir = u"C:\\kit";
     const tstring key =
         u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\" + kit.code;
     for (const auto& c : cases) {

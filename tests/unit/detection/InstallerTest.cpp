@@ -48,6 +48,8 @@ TEST_F(InstallerCalls, DescribeStatusesByTheInstallersTexts) {
     // In a block that has strings, and in one that has none.
     EXPECT_EQ(text(1604), "x. MSI error [1604]()");
     EXPECT_EQ(text(40'000), "x. MSI error [40000](No description)");
+    machine.calls.failCall("LoadResource", 1);
+    EXPECT_EQ(text(1605), "x. MSI error [1605](No description)");
     machine.modules.hideModule(u"msimsg.dll");
     EXPECT_EQ(text(1605), "x. MSI error [1605]");
     EXPECT_TRUE(logHas(machine,

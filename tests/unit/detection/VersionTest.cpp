@@ -29,8 +29,9 @@ TEST(NorvVersion, AcceptsBothSchemes) {
         {"1.8.0_05-b03", "1.8.0_05-b03"},
         {"1.8.0_45-ea-fcs-b13", "1.8.0_45-b13"},
         {"1.8.00_045-", "1.8.0_45"},
-        {"1.8.0-b13", "1.8.0-b13"},
-        // A build that no number holds is a tag like any other.
+        {"1.8.0-b1", "1.8.0-b01"},
+        // A build that no number holds is a tag like any other, and so is build 0.
+        {"1.8.0_45-b0", "1.8.0_45"},
         {"1.8.0_45-b2147483648", "1.8.0_45"},
         {"11.0.2.0+9-LTS", "11.0.2+9"},
         {"11--", "11"},

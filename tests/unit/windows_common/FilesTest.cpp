@@ -38,6 +38,7 @@ TEST_F(Files, SamePathIsSeen) {
         {u"C:\\Program Files\\Nowhe~1", u"C:\\Program Files\\Nowhere at all", false},
         {u"Temp", u"C:\\windows\\temp", true},
         {u"\\\\nobody\\share\\x", u"//NOBODY/share/x", true},
+        {u"Q:\\gone", u"q:/GONE", true},
         {u"C:\\Windows", u"C:\\Windows\\", false},
     };
     for (const auto& [a, b, isSame] : rows) {

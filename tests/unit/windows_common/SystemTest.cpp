@@ -52,6 +52,19 @@ TEST(OsVersions, LoadingSurvivesWhatIsNotThere) {
     }
 }
 
+TEST(OsVersions, BeforeVistaEveryAdministratorIsElevated) {
+    simulated::Machine machine;
+    machine.facts.version = {5, 1, 2600};
+    machine.security.becomeFilteredAdministrator();
+    machine.volumes.addDrive(u'N', DRIVE_REMOTE);
+    for (const char* hidden : {"", "RtlGetVersion"}) {
+        machine.modules.hideFunction(u"ntdll", hidden);
+        const MSIHANDLE session = machine.installer.openSession({{u"INSTALLCFG", u"N:\\x"}});
+        EXPECT_EQ(LibraryProcess(machine).call("MSISetImpersonate", session), 0u);
+        EXPECT_EQ(machine.installer.property(session, u"IMPERSONATE"), u"1") << hidden;
+    }
+}
+
 TEST_F(System, ProcessSeesItsDirectories) {
     machine.registry.setString(simulated::View::Bits64,
                                u"HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion",
