@@ -17,7 +17,7 @@ struct UpdateContext {
     std::span<const InstalledNorv> qvr64;
     std::span<const InstalledNorv> qvk32;
     std::span<const InstalledNorv> qvk64;
-    InstalledNorvSelection selection;  ///< the latest product of each class
+    InstalledNorvSelection selection = {};  ///< the latest product of each class
     UpdateAction action = UpdateAction::None;
     bool latestChanged = false;  ///< the operation changes which product is the latest QVR
 };

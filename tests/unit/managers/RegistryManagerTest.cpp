@@ -107,7 +107,7 @@ TEST(RegistryManager, FamilySubkeySpeaksForTheBestProduct) {
     EXPECT_EQ(pc.catchPoints(), "`anonymous-namespace'::updateCurrentFamilyVersion ");
 }
 
-TEST(RegistryManager, RefusesACurrentProductOfAnotherKey) {
+TEST(RegistryManager, RefusesProductsOfAnotherKey) {
     const Family others("r32:17 r64:17");
     std::set<std::string> places;  // each refusal has its own line
     for (const InstalledNorv& current : others.listed) {
@@ -124,6 +124,11 @@ TEST(RegistryManager, RefusesACurrentProductOfAnotherKey) {
         EXPECT_TRUE(places.insert(record.substr(0, record.find(')'))).second) << record;
         EXPECT_EQ(pc.tree(kVendor, View::Bits32), "{QVR{11}}");
     }
+    Family pc("r32:11");
+    UpdateContext context;
+    context.qvr32 = others.listed;
+    runLogged("test", [&] { RegistryManager().handle(context, pc.config, nullptr); });
+    EXPECT_TRUE(logMentions(pc.machine, "unexpected archs"));
 }
 
 }  // namespace
