@@ -3,6 +3,8 @@
 // its machine.
 #pragma once
 
+#include <dlfcn.h>
+#include <gtest/gtest.h>
 #include <windows.h>
 #include <msi.h>
 
@@ -11,13 +13,20 @@
 /// A process on a machine. While it lives the machine is the running one; there is one at a time.
 class LibraryProcess {
 public:
-    explicit LibraryProcess(simulated::Machine& machine);
-    /// Unloads the library and ends the machine's process.
-    ~LibraryProcess();
+    explicit LibraryProcess(simulated::Machine& machine) : machine_(machine), running_(machine) {
+        // One that is still loaded would be handed out again, with the objects of its old machine.
+        EXPECT_EQ(dlopen(NORVCA_LIBRARY, RTLD_NOW | RTLD_NOLOAD), nullptr);
+        library_ = dlopen(NORVCA_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+        EXPECT_NE(library_, nullptr) << dlerror();
+    }
+    ~LibraryProcess() {
+        dlclose(library_);
+        machine_.endProcess();
+    }
 
-    UINT call(const char* action, MSIHANDLE session);
-    /// The address of any export, or null.
-    void* address(const char* name) const;
+    UINT call(const char* action, MSIHANDLE session) {
+        return reinterpret_cast<UINT (*)(MSIHANDLE)>(dlsym(library_, action))(session);
+    }
 
 private:
     simulated::Machine& machine_;

@@ -5,33 +5,21 @@
 #include <algorithm>
 #include <regex>
 
-namespace {
-
-/// Empty without the file.
-std::u16string logPath(const simulated::Machine& machine) {
-    const auto files = machine.volumes.files();
-    const auto log = std::ranges::find_if(
-        files, [](const auto& path) { return path.ends_with(u"\\tolmark.log"); });
-    return log == files.end() ? std::u16string() : *log;
-}
-
-}  // namespace
+constexpr const char16_t* kLog = u"C:\\Users\\User\\AppData\\Local\\Temp\\tolmark.log";
 
 std::vector<LogRecord> logRecords(const simulated::Machine& machine) {
     static const std::regex head(
         R"((\[\d{4}/\d\d/\d\d.* \(PID: .*TID: \d+\), (.*):(\d+) \((.*)\)\])\r\n\t(\w+): )");
-    const std::u16string path = logPath(machine);
-    const std::string text = path.empty() ? "" : machine.volumes.content(path).value();
+    const std::string text = machine.volumes.content(kLog).value_or("");
     std::vector<LogRecord> records;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end = std::min(text.find("\r\n[2", at), text.size() - 2);
+    for (std::size_t at = 0, end = 0; at < text.size(); at = end + 2) {
+        end = std::min(text.find("\r\n[2", at), text.size() - 2);
         const std::string record = text.substr(at, end - at);
         std::smatch parts;
         EXPECT_TRUE(std::regex_search(record, parts, head, std::regex_constants::match_continuous))
             << record;
         records.push_back({parts[1], parts[2], std::stoi(parts[3]), parts[4], parts[5],
                            std::regex_replace(parts.suffix().str(), std::regex("\r\n"), "\n")});
-        at = end + 2;
     }
     return records;
 }
@@ -57,7 +45,7 @@ bool logMentions(const simulated::Machine& machine, const std::string& piece) {
 }
 
 void clearLog(simulated::Machine& machine) {
-    if (const std::u16string path = logPath(machine); !path.empty()) {
-        machine.volumes.remove(path);
+    if (machine.volumes.exists(kLog)) {
+        machine.volumes.remove(kLog);
     }
 }

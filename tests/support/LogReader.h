@@ -16,8 +16,8 @@ struct LogRecord {
     std::string message;  ///< may hold line feeds
 };
 
-/// The records of "tolmark.log", wherever it is; empty without the file. A text that isn't made of
-/// well-formed records fails the running test.
+/// The records of "tolmark.log" in the user's temporary directory; empty without the file. A text
+/// that isn't made of well-formed records fails the running test.
 std::vector<LogRecord> logRecords(const simulated::Machine& machine);
 
 /// The messages of those records of one level, in order.

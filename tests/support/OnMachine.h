@@ -5,8 +5,6 @@
 
 #include <ranges>
 #include <regex>
-#include <string>
-#include <vector>
 
 #include "simulated/machine/Machine.h"
 #include "support/LogReader.h"

@@ -10,7 +10,6 @@ namespace products {
 
 namespace {
 
-using simulated::fromUtf8;
 using simulated::toUtf8;
 using simulated::View;
 
@@ -26,8 +25,8 @@ std::u16string format(const char* pattern, Numbers... numbers) {
 /// The numbers of a version text, read independently of the library.
 struct Version {
     explicit Version(const std::u16string& version) {
-        const std::string text = toUtf8(version);
-        std::sscanf(text.c_str(), "%hu.%hu.%hu_%hu-b%hu", &major, &minor, &micro, &update, &build);
+        std::sscanf(toUtf8(version).c_str(), "%hu.%hu.%hu_%hu-b%hu", &major, &minor, &micro,
+                    &update, &build);
     }
     bool isLegacy() const { return major == 1; }
     WORD major = 0, minor = 0, micro = 0, update = 0, build = 0;
@@ -41,68 +40,47 @@ struct Kind {
 
 Product make(const Kind& kind, const std::u16string& version, unsigned bits) {
     const Version v(version);
-    const std::u16string folder = bits == 64 ? u"C:\\Program Files" : u"C:\\Program Files (x86)";
-    const std::u16string home = folder + u"\\Norv\\" + kind.home + u"-" + version;
+    const std::u16string home = (bits == 64 ? u"C:\\Program Files" : u"C:\\Program Files (x86)") +
+                                (u"\\Norv\\" + kind.home) + u"-" + version;
     const auto hash = static_cast<unsigned>(std::hash<std::u16string>()(home));
-    Product product;
-    product.version = version;
-    product.view = bits == 32 ? View::Bits32 : View::Bits64;
-    product.versionKey = u"HKLM\\Software\\Halvorex\\" +
-                         (v.isLegacy() ? kind.legacyKey : kind.zentraKey) + u"\\" +
-                         version.substr(0, version.find_first_of(u"-+"));
-    product.code = v.isLegacy() ? format(kind.legacyCode, bits, v.major, v.minor, v.micro, v.update)
-                                : format("{%08X-0000-4000-8000-000000000000}", hash);
-    product.upgradeCode = v.isLegacy() ? u"" : format(kind.upgradeCode, bits, v.major);
-    product.homeDir = home;
-    product.info = {{u"InstallLocation", home + u"\\"}, {u"ProductName", kind.name + version}};
-    product.packageProperties = {{u"FullVersion", version}};
-    product.versionKeyValues = {
+    Product made;
+    made.version = version;
+    made.view = bits == 32 ? View::Bits32 : View::Bits64;
+    made.versionKey = u"HKLM\\Software\\Halvorex\\" +
+                      (v.isLegacy() ? kind.legacyKey : kind.zentraKey) + u"\\" +
+                      version.substr(0, version.find_first_of(u"-+"));
+    made.code = v.isLegacy() ? format(kind.legacyCode, bits, v.major, v.minor, v.micro, v.update)
+                             : format("{%08X-0000-4000-8000-000000000000}", hash);
+    made.upgradeCode = v.isLegacy() ? u"" : format(kind.upgradeCode, bits, v.major);
+    made.homeDir = home;
+    made.info = {{u"InstallLocation", home + u"\\"}, {u"ProductName", kind.name + version}};
+    made.packageProperties = {{u"FullVersion", version}};
+    made.versionKeyValues = {
         {u"NorvHome", home}, {u"RuntimeLib", home + u"\\bin\\norv.dll"}, {u"MicroVersion", u"0"}};
-    return product;
+    return made;
 }
 
 void installFiles(simulated::Machine& machine, const Product& product) {
-    const auto add = [&](const std::u16string& path) {
-        machine.volumes.addFile(product.homeDir + path, "of " + toUtf8(product.version));
-    };
-    for (const char16_t* tool :
-         {u"norv.exe", u"norvw.exe", u"norvc.exe", u"norvcpl.exe", u"wmq.exe"}) {
-        add(std::u16string(u"\\bin\\") + tool);
-    }
+    const Version v(product.version);
     const bool isLegacyKit = product.versionKey.find(u"Norv Development Kit") != std::string::npos;
-    for (const char16_t* file : {u"alinkswitch.exe", u"WindowsAssistLink-64.dll",
-                                 u"WindowsAssistLink-32.dll", u"WindowsAssistLink.dll"}) {
-        add((isLegacyKit ? u"\\qvr\\bin\\" : u"\\bin\\") + std::u16string(file));
+    const std::u16string bin = product.homeDir + u"\\bin\\";
+    const std::u16string assist = isLegacyKit ? product.homeDir + u"\\qvr\\bin\\" : bin;
+    for (const auto& path :
+         {bin + u"norv.exe", bin + u"norvw.exe", bin + u"norvc.exe", bin + u"norvcpl.exe",
+          bin + u"wmq.exe", assist + u"alinkswitch.exe", assist + u"WindowsAssistLink.dll",
+          assist + u"WindowsAssistLink-32.dll", assist + u"WindowsAssistLink-64.dll"}) {
+        machine.volumes.addFile(path, "of " + toUtf8(product.version));
     }
     // 1.8.0_45-b13 stands in the file as 8.0.450.13.
-    const Version v(product.version);
-    const std::u16string launcher = product.homeDir + u"\\bin\\norv.exe";
-    if (v.isLegacy()) {
-        const auto update = static_cast<WORD>(v.update * 10);
-        machine.volumes.setVersion(launcher, v.minor, v.micro, update, v.build);
-    } else {
-        machine.volumes.setVersion(launcher, v.major, v.minor, v.micro, 0);
-    }
+    const auto update = static_cast<WORD>(v.update * 10);
+    v.isLegacy() ? machine.volumes.setVersion(bin + u"norv.exe", v.minor, v.micro, update, v.build)
+                 : machine.volumes.setVersion(bin + u"norv.exe", v.major, v.minor, v.micro, 0);
     if (product.manifestVersion) {
-        const std::string manifest =
-            "Manifest-Version: 1.0\r\nImplementation-Version: " + toUtf8(*product.manifestVersion);
-        machine.volumes.addFile(product.homeDir + u"\\lib\\rt.vkr",
-                                archive::make({{"META-INF/MANIFEST.MF", manifest + "\r\n"}}).bytes);
+        const std::string manifest = "Manifest-Version: 1.0\r\nImplementation-Version: ";
+        const auto rt = archive::make(
+            {{"META-INF/MANIFEST.MF", manifest + toUtf8(*product.manifestVersion) + "\r\n"}});
+        machine.volumes.addFile(product.homeDir + u"\\lib\\rt.vkr", rt.bytes);
     }
-}
-
-simulated::Package packageOf(const Product& product) {
-    simulated::Package package;
-    auto& properties = package.table(u"Property", {u"Property", u"Value"});
-    for (const auto& [name, value] : product.packageProperties) {
-        properties.row({name, value});
-    }
-    auto& components = package.table(u"Component", {u"Component", u"ComponentId"});
-    components.row({u"launcher", u"{00000000-0000-0000-0000-000000000001}"});
-    if (product.providesVomlit) {
-        components.row({u"registration", u"{4D5AF522-0BDC-475C-987E-5F111CD11028}"});
-    }
-    return package;
 }
 
 }  // namespace
@@ -140,8 +118,17 @@ void install(simulated::Machine& machine, const Product& product) {
     }
     machine.registry.setString(product.view, kUninstallKeys + product.code, u"DisplayName",
                                u"Norv " + product.version);
-    machine.installer.addProduct(
-        {product.code, product.info, product.upgradeCode, packageOf(product)});
+    simulated::Package package;
+    auto& properties = package.table(u"Property", {u"Property", u"Value"});
+    for (const auto& [name, value] : product.packageProperties) {
+        properties.row({name, value});
+    }
+    auto& components = package.table(u"Component", {u"Component", u"ComponentId"});
+    components.row({u"launcher", u"{00000000-0000-0000-0000-000000000001}"});
+    if (product.providesVomlit) {
+        components.row({u"registration", u"{4D5AF522-0BDC-475C-987E-5F111CD11028}"});
+    }
+    machine.installer.addProduct({product.code, product.info, product.upgradeCode, package});
 }
 
 void uninstall(simulated::Machine& machine, const Product& product) {
@@ -169,8 +156,8 @@ void installUpdater(simulated::Machine& machine, const Updater& updater) {
     }
     for (const std::string executable : {"tolpeck", "tolmark", "vomlit"}) {
         if (executable != updater.missing) {
-            machine.volumes.addFile(kUpdaterFolder + u"\\" + fromUtf8(executable) + u".exe",
-                                    "updater");
+            machine.volumes.addFile(
+                kUpdaterFolder + u"\\" + simulated::fromUtf8(executable) + u".exe", "updater");
         }
     }
 }

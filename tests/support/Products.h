@@ -1,9 +1,4 @@
-// Products of the family as their installers leave them on a simulated machine, in a line each:
-//
-//     products::install(machine, products::qvr(u"1.8.0_45-b13"));
-//     auto kit = products::qvk(u"11.0.2+9", 32);
-//     kit.packageProperties.erase(u"FullVersion");
-//     products::install(machine, kit);
+// Products of the family as their installers leave them on a simulated machine.
 #pragma once
 
 #include <map>

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -13,13 +14,8 @@ inline const settings_api api = [] {
     return table;
 }();
 
-struct Destroy {
-    void operator()(settings_context* context) const { api.destroy(context); }
-    void operator()(settings_validator* validator) const { api.destroyValidator(validator); }
-    void operator()(settings_key_mapper* mapper) const { api.destroyKeyMapper(mapper); }
-};
-using Validator = std::unique_ptr<settings_validator, Destroy>;
-using Mapper = std::unique_ptr<settings_key_mapper, Destroy>;
+using Validator = std::shared_ptr<settings_validator>;
+using Mapper = std::shared_ptr<settings_key_mapper>;
 
 /// Options of a load.
 struct Load {
@@ -31,8 +27,8 @@ struct Load {
 
 class Context {
 public:
-    Context() : handle(api.create()) {}
-    explicit Context(const std::string& text) : Context() { load(text, {.bareKeys = true}); }
+    Context() = default;
+    explicit Context(const std::string& text) { load(text, {.bareKeys = true}); }
 
     settings::Status load(const std::string& text, const Load& options = {}) {
         return api.loadText(get(), text.c_str(), options.validator, options.keyMapper,
@@ -64,14 +60,9 @@ public:
                      const char* key) const {
         Value value = {};
         const settings::Status status = entry(get(), key, &value);
-        if (status != settings::kSuccess) {
-            return "status " + std::to_string(status);
-        }
-        if constexpr (std::is_pointer_v<Value>) {
-            return value;
-        } else {
-            return std::to_string(value);
-        }
+        std::ostringstream text;
+        status == settings::kSuccess ? text << value : text << "status " << status;
+        return text.str();
     }
 
     std::vector<int> errors() const {
@@ -82,18 +73,18 @@ public:
     }
 
 private:
-    std::unique_ptr<settings_context, Destroy> handle;
+    std::shared_ptr<settings_context> handle{api.create(), api.destroy};
 };
 
 /// Builds a validator or key mapper: `fill` gets the builder.
 template <class Fill>
 Validator makeValidator(Fill fill) {
-    settings_validator_builder* builder = api.createValidatorBuilder();
+    settings_validator_builder* const builder = api.createValidatorBuilder();
     fill(builder);
     settings_validator* validator = nullptr;
     api.buildValidator(builder, &validator);
     api.destroyValidatorBuilder(builder);
-    return Validator(validator);
+    return {validator, api.destroyValidator};
 }
 
 template <class Fill>
@@ -103,5 +94,5 @@ Mapper makeMapper(Fill fill) {
     settings_key_mapper* mapper = nullptr;
     api.buildKeyMapper(builder, &mapper);
     api.destroyKeyMapperBuilder(builder);
-    return Mapper(mapper);
+    return {mapper, api.destroyKeyMapper};
 }
