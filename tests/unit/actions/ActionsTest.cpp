@@ -4,6 +4,7 @@
 #include "common/share/tstrings.h"
 #include "support/OnMachine.h"
 #include "support/Products.h"
+#include "windows/common/InstallDirValidator.h"
 #include "windows/customactions/ActionFrame.h"
 #include "windows/customactions/InstallDirActions.h"
 #include "windows/customactions/ReservedLocation.h"
@@ -67,6 +68,9 @@ TEST_F(Actions, JudgeTheDirectory) {
     }
     EXPECT_EQ(logMessages(machine, "INFO"),
               std::vector<std::string>{"Auto update installation. Do not validate INSTALLDIR"});
+    InstalledNorv product;
+    product.homeDir = u"c:\\FULL";
+    EXPECT_EQ(InstallDirValidator({product}).validate(u"C:\\full"), 0u);
 }
 
 TEST_F(Actions, AskWhoStartedTheInstaller) {

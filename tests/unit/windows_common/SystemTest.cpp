@@ -53,15 +53,18 @@ TEST(OsVersions, LoadingSurvivesWhatIsNotThere) {
 }
 
 TEST(OsVersions, BeforeVistaEveryAdministratorIsElevated) {
-    simulated::Machine machine;
-    machine.facts.version = {5, 1, 2600};
-    machine.security.becomeFilteredAdministrator();
-    machine.volumes.addDrive(u'N', DRIVE_REMOTE);
-    for (const char* hidden : {"", "RtlGetVersion"}) {
-        machine.modules.hideFunction(u"ntdll", hidden);
-        const MSIHANDLE session = machine.installer.openSession({{u"INSTALLCFG", u"N:\\x"}});
-        EXPECT_EQ(LibraryProcess(machine).call("MSISetImpersonate", session), 0u);
-        EXPECT_EQ(machine.installer.property(session, u"IMPERSONATE"), u"1") << hidden;
+    for (const DWORD major : {5u, 6u, 10u}) {
+        for (const char* failing : {"", "RtlGetVersion", "GetSystemDirectoryW"}) {
+            simulated::Machine machine;
+            machine.facts.version.major = major;
+            machine.security.becomeFilteredAdministrator();
+            machine.volumes.addDrive(u'N', DRIVE_REMOTE);
+            machine.calls.failCall(failing, 1);
+            const MSIHANDLE session = machine.installer.openSession({{u"INSTALLCFG", u"N:\\x"}});
+            EXPECT_EQ(LibraryProcess(machine).call("MSISetImpersonate", session), 0u);
+            EXPECT_EQ(machine.installer.property(session, u"IMPERSONATE"), major < 6 ? u"1" : u"")
+                << failing;
+        }
     }
 }
 
