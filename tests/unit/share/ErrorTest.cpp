@@ -1,6 +1,4 @@
 // How failures read: places, statuses and their words, and the records of caught exceptions.
-#include <regex>
-
 #include "common/share/LogException.h"
 #include "common/windows/WinAutoHandle.h"
 #include "common/windows/WinErrorHandling.h"
@@ -12,11 +10,9 @@ using Lines = std::vector<std::string>;
 using Errors = OnMachine;
 
 TEST_F(Errors, TellTheirPlace) {
-    for (const char* file : {"src/a\\MsiDb.cpp", "src\\a/MsiDb.cpp", "/MsiDb.cpp", "MsiDb.cpp"}) {
-        const PmtError<SysError> error(SysError(u"", nullptr, 5), {"msi::f", file, 87});
-        const std::exception& caught = error;
-        EXPECT_EQ(std::string(caught.what()).find("MsiDb.cpp(87) at msi::f(): System error [5]"),
-                  0u);
+    for (const char* file : {"src/a\\MsiDb.cpp", "src\\a/MsiDb.cpp", "MsiDb.cpp"}) {
+        const PmtError<std::runtime_error> error(std::runtime_error("text"), {"msi::f", file, 87});
+        EXPECT_STREQ(error.what(), "MsiDb.cpp(87) at msi::f(): text");
     }
     EXPECT_EQ(SourceLocation("f").line, __LINE__);
 }
@@ -52,7 +48,7 @@ TEST_F(Errors, DescribeAStatus) {
         {0x80070005, u"COM error 0x80070005 (Access is denied)"},
         {0x80040154, u"COM error 0x80040154 (The class is not registered)"},
         {1, u"COM error 0x00000001 (Incorrect function)"},
-        {0x8007FFFF, u"COM error 0x8007FFFF (No description available)"},
+        {0x80071005, u"COM error 0x80071005 (No description available)"},
     };
     for (const auto& [status, text] : rows) {
         EXPECT_EQ(describeComError(static_cast<HRESULT>(status)), text);
@@ -90,16 +86,12 @@ TEST_F(Errors, CaughtOrAtAClosePointAreLogged) {
         none.reset(INVALID_HANDLE_VALUE);
         EXPECT_FALSE(none);
     }
-    closeHANDLE(nullptr);
-    closeHANDLE(INVALID_HANDLE_VALUE);
-    closeRegHandle(nullptr);
     const std::string failed = " failed with system error 6 (The handle is invalid)";
     EXPECT_EQ(log(),
               (Lines{"ERROR ErrorTest.cpp a::b: Exception with message 'f\xC3\xBCr' caught",
                      "ERROR ErrorTest.cpp a::c: Unknown exception caught",
                      "ERROR WinAutoHandle.cpp closeHANDLE: CloseHandle(0x1234)" + failed,
                      "ERROR WinAutoHandle.cpp closeRegHandle: RegCloseKey(0x1238)" + failed}));
-    EXPECT_EQ(machine.calls.count("CloseHandle") + machine.calls.count("RegCloseKey"), 2u);
 }
 
 }  // namespace

@@ -2,13 +2,11 @@
 #include <map>
 
 #include "common/share/progress/ClientOperation.h"
-#include "common/share/progress/OperationMailbox.h"
 #include "support/OnMachine.h"
 #include "support/Thrown.h"
 
 namespace {
 
-using ipc::SharedMemoryUnsafe;
 using progress::ClientOperation;
 using Bytes = std::vector<std::uint8_t>;
 
@@ -40,51 +38,27 @@ TEST_F(Progress, ReaderSeesStartAndEnd) {
 }
 
 TEST_F(Progress, FailuresAtTheStartAreThrownAndLaterOnesLogged) {
-    const struct {
-        const char* function;
-        std::uint64_t n;
-        const char* thrown;
-        std::vector<std::string> functionsLogged;
-    } rows[] = {
-        {"CreateFileMappingA", 1, "ipc error", {}},
-        {"OpenFileMappingA", 2, "ipc error", {}},
-        {"MapViewOfFile", 1, "ipc error", {}},
-        {"FlushViewOfFile", 1, "ipc error", {}},
-        {"MapViewOfFile", 2, "nothing", {"progress::ClientOperation::~ClientOperation"}},
-        {"FlushViewOfFile", 2, "nothing", {"progress::ClientOperation::~ClientOperation"}},
-        {"UnmapViewOfFile", 1, "nothing", {"ipc::SharedMemoryUnsafe::Snapshot::~Snapshot"}},
+    const std::string end = "progress::ClientOperation::~ClientOperation";
+    const std::tuple<const char*, std::uint64_t, std::string> rows[] = {
+        {"CreateFileMappingA", 1, "thrown"},
+        {"OpenFileMappingA", 2, "thrown"},
+        {"MapViewOfFile", 1, "thrown"},
+        {"FlushViewOfFile", 1, "thrown"},
+        {"MapViewOfFile", 2, end},
+        {"FlushViewOfFile", 2, end},
+        {"UnmapViewOfFile", 1, "ipc::SharedMemoryUnsafe::Snapshot::~Snapshot"},
     };
-    for (const auto& row : rows) {
+    for (const auto& [function, n, logged] : rows) {
         clearLog(machine);
-        machine.calls.failCall(row.function, row.n, ERROR_ACCESS_DENIED);
-        EXPECT_EQ(thrownText([] { const ClientOperation operation(6, kName); }), row.thrown);
+        machine.calls.failCall(function, n, ERROR_ACCESS_DENIED);
+        const std::string thrown = thrownText([] { const ClientOperation operation(6, kName); });
         machine.calls.clearPlans();
         machine.handles.closeAll();
-        std::vector<std::string> functions;
-        for (const LogRecord& record : logRecords(machine)) {
-            functions.push_back(record.function);
-        }
-        EXPECT_EQ(functions, row.functionsLogged);
+        EXPECT_EQ(thrown, logged == "thrown" ? "ipc error" : "nothing");
+        const std::vector<LogRecord> records = logRecords(machine);
+        EXPECT_EQ(records.empty() ? "thrown" : records[0].function, logged);
         EXPECT_FALSE(machine.sharedMemory.content(kName));
     }
-}
-
-TEST_F(Progress, SnapshotsAreCopies) {
-    const SharedMemoryUnsafe block(SharedMemoryUnsafe::kCreate, "block");
-    EXPECT_EQ(block.getSize(), 8u);
-    {
-        SharedMemoryUnsafe::Snapshot first(block);
-        SharedMemoryUnsafe::Snapshot second(block);
-        EXPECT_EQ(Bytes(first.buffer, first.buffer + 8), Bytes(8));
-        first.buffer[0] = 1;
-        second.buffer[7] = 2;
-        first.flush();
-        EXPECT_EQ(machine.sharedMemory.content("block"), (Bytes{1, 0, 0, 0, 0, 0, 0, 0}));
-        second.flush();
-        first.buffer[1] = 1;
-    }
-    EXPECT_EQ(machine.sharedMemory.content("block"), (Bytes{0, 0, 0, 0, 0, 0, 0, 2}));
-    const SharedMemoryUnsafe nameless(SharedMemoryUnsafe::kCreate, nullptr);
 }
 
 }  // namespace
