@@ -4,36 +4,27 @@
 
 #include "common/share/tstrings.h"
 #include "fuzz/Fuzz.h"
-#include "simulated/machine/Machine.h"
 #include "windows/common/InstallConfigData.h"
 
-namespace {
-
-/// A key without a value, of a file of bare keys, is all that a read may fail for.
-template <class Read>
-void fitsOrThrows(Read read) {
-    try {
-        read();
-    } catch (const settings::Exception& e) {
-        require(e.code() == settings::kNoFittingValue);
-    }
-}
-
-}  // namespace
-
 void fuzz(const std::string& input) {
+    // A key without a value, of a file of bare keys, is all that a read may fail for.
+    const auto fitsOrThrows = [](const auto& read) {
+        try {
+            read();
+        } catch (const settings::Exception& e) {
+            require(e.code() == settings::kNoFittingValue);
+        }
+    };
     // They stand one behind the other, parted by a byte that no UTF-8 holds.
     std::istringstream parts(input);
     std::string commandLine, runtimeFile, installFile;
     for (std::string* part : {&commandLine, &runtimeFile, &installFile}) {
         std::getline(parts, *part, '\xFE');
     }
-    simulated::Machine machine;
-    machine.volumes.addFile(
+    machine().volumes.addFile(
         u"C:\\Program Files (x86)\\Common Files\\Dovrin\\Norv\\norv.settings.cfg", runtimeFile);
-    machine.volumes.addFile(u"C:\\i.cfg", installFile);
-    const simulated::Running running(machine);
-    dropLog();
+    machine().volumes.addFile(u"C:\\i.cfg", installFile);
+    machine().desktop.messageBoxes.clear();
     InstallConfigData config;
     try {
         config.LoadConfigSettings(tstrings::fromUtf8(commandLine));

@@ -8,35 +8,31 @@
 
 namespace {
 
+using NorvVersionDetails::Base;
+
 void checkVersion(const tstring& text) {
-    using NorvVersionDetails::Base;
     Base version;
     if (!takes([&] { version.init(text); })) {
-        require(version.sourceText().empty());
         return;
     }
-    require(version.sourceText() == text);
-    require(version.precision() == Base::kComponents);
+    require(version.sourceText() == text && version.precision() == Base::kComponents);
     // What is printed is the same version.
     const Base again(toString(version));
-    require(again == version);
-    require(toString(again) == toString(version));
+    require(again == version && toString(again) == toString(version));
     if (version.tag() != NorvVersionDetails::kGraphicsTag) {
-        require(family(version) <= withoutBuild(version));
-        require(withoutBuild(version) < version);
+        require(family(version) <= withoutBuild(version) && withoutBuild(version) < version);
     }
 }
 
 void checkProductCode(const tstring& code) {
     takes([&] {
         const Guid guid(code);
-        require(guid.toString().size() == 38);
-        require(Guid(guid.toString()) == guid);
+        require(guid.toString().size() == 38 && Guid(guid.toString()) == guid);
     });
     tstring version;
     if (KnownProductCodeInstalledNorvTracker::match(code, version) != nullptr) {
         require(code.size() == 38);
-        takes([&] { require(NorvVersionDetails::Base(version).tag() != 0); });
+        takes([&] { require(Base(version).tag() != 0); });
     }
 }
 
@@ -44,9 +40,9 @@ void checkProductCode(const tstring& code) {
 
 void fuzz(const std::string& input) {
     const tstring text(input.begin(), input.end());
-    checkVersion(text);
-    checkVersion(_T("11") + text);
-    checkVersion(_T("1.8.0") + text);
+    for (const TCHAR* front : {_T(""), _T("11"), _T("1.8.0")}) {
+        checkVersion(front + text);
+    }
     VersionDetails::Base<5, VersionDetails::Parser, 4> dotted;
     takes([&] { dotted.init(text); });
     tstring wide(input.size() / sizeof(TCHAR), _T('\0'));
