@@ -32,14 +32,14 @@ Archive zip64(std::uint64_t count, std::uint64_t size, std::uint64_t offset) {
     return a;
 }
 
-/// An archive of one entry with a ZIP64 record of these values, behind other records.
+/// One entry with a ZIP64 record of these values behind other records; its comment would fit too.
 Archive extended(const std::string& others, std::uint64_t length,
                  const std::vector<std::uint64_t>& values) {
     std::string extra = others + number(1, 2) + number(length, 2);
     for (const std::uint64_t value : values) {
         extra += number(value, 8);
     }
-    return make({{"e", "data", false, extra}});
+    return make({{"e", "data", false, extra, number(6, 8)}});
 }
 
 /// Bytes that can't be deflated.
