@@ -37,7 +37,7 @@ TEST(NorvVersion, AcceptsBothSchemes) {
         {"11--", "11"},
         {"11.1-ea+22-x", "11.1+22"},
         {"11+-LTS", "11"},
-        {"11.0.2.1.3.4+9", "11.0.2.1.3.4+9"},
+        {"11.0.2.1.3.4+2147483647", "11.0.2.1.3.4+2147483647"},
         // The dot between two numbers may stand twice behind the first of them.
         {"11..5", "11.5"},
     };

@@ -44,12 +44,24 @@ TEST(ConfigRead, ReadsFitTheStoredTypeAlsoWhenMerged) {
                       row);
         }
     }
-    for (const auto& [removed, equal] : {std::pair("x", 1), std::pair("bare", 0)}) {
-        std::int32_t same = 7;
-        EXPECT_EQ(api.removeKey(merged.get(), removed), settings::kSuccess);
-        EXPECT_EQ(api.removeKey(merged.get(), removed), settings::kNoSuchKey);
-        EXPECT_EQ(api.equals(merged.get(), context.get(), &same), settings::kSuccess);
-        EXPECT_EQ(same, equal);
+    EXPECT_EQ(api.removeKey(merged.get(), "x"), settings::kSuccess);
+    EXPECT_EQ(api.removeKey(merged.get(), "x"), settings::kNoSuchKey);
+    std::int32_t same = 7;
+    EXPECT_EQ(api.equals(merged.get(), context.get(), &same), settings::kSuccess);
+    EXPECT_EQ(same, 1);
+}
+
+TEST(ConfigRead, EqualAreTheSameKeysWithTheSameValues) {
+    const char* const texts[] = {"", "a", "a=", "a=1", "a=2", "b=1", "a=1\nb", "a\nb=1"};
+    for (const std::string one : texts) {
+        const Context first(one);
+        std::int32_t flag = 7;
+        EXPECT_EQ(api.isEmpty(first.get(), &flag), settings::kSuccess);
+        EXPECT_EQ(flag, one.empty());
+        for (const std::string other : texts) {
+            EXPECT_EQ(api.equals(first.get(), Context(other).get(), &flag), settings::kSuccess);
+            EXPECT_EQ(flag, one == other) << one << " " << other;
+        }
     }
 }
 

@@ -96,12 +96,8 @@ TEST(Validator, AKeyEndsUpWithOneRule) {
     // The rules are given in turn: 'l' a list of one word, 'n' a number, 'f' an absolute folder,
     // 'r' one that may be relative.
     const std::pair<std::string, std::string> rows[] = {
-        {"ln", "12|"},
-
-        {"fl", "word|"},  {"lf", absolute},
-
-        {"fn", absolute}, {"r", absolute + relative + "word|12|"},
-        {"", ""}};
+        {"ln", "12|"},    {"fl", "word|"}, {"lf", absolute},
+        {"fn", absolute}, {"", ""},        {"r", absolute + relative + "word|12|"}};
     for (const auto& [rules, accepted] : rows) {
         const Validator validator = makeValidator([&, &given = rules](auto* builder) {
             for (const char rule : given) {

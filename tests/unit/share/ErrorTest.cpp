@@ -37,9 +37,9 @@ TEST_F(Errors, JoinTwoTexts) {
 
 TEST_F(Errors, DescribeAStatus) {
     const HMODULE library = LoadLibraryW(u"C:\\Windows\\System32\\msi");
-    machine.modules.setMessage(u"msi", 5, u"Two\nlines. \r\n\t.\x7F. ");
+    machine.modules.setMessage(u"msi", 5, u"Two\nlines! \r\n\t.\x7F. ");
     machine.modules.setMessage(u"msi", 6, u". \r\n");
-    EXPECT_EQ(describeSystemError(5, library), u"system error 5 (Two lines)");
+    EXPECT_EQ(describeSystemError(5, library), u"system error 5 (Two lines!)");
     EXPECT_EQ(describeSystemError(6, library), u"system error 6 ()");
     EXPECT_EQ(describeSystemError(2, library), u"system error 2 (The file cannot be found)");
     EXPECT_EQ(describeSystemError(5, nullptr), u"system error 5 (Access is denied)");

@@ -57,6 +57,7 @@ TEST_F(Logging, RecordIsLostWhenTheFileStaysLocked) {
     machine.volumes.lockForReading(kFile);
     write(u"lost");
     EXPECT_EQ(machine.calls.count("_wsopen_s"), 10u);
+    EXPECT_EQ(machine.calls.count("Sleep"), 9u);
     EXPECT_EQ(content(), "");
     machine.volumes.unlock(kFile);
     machine.calls.failCall("_wsopen_s", 9);

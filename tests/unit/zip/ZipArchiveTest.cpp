@@ -184,7 +184,8 @@ TEST_F(ZipTest, AnArchiveIsReadOrItsFaultTold) {
                               {"deflated", big},
                               {"packs well", std::string(300000, '\0')},
                               {"empty", "", true},
-                              {"deflated empty", ""}})));
+                              {"deflated empty", ""},
+                              {"", "nameless"}})));
     for (const std::string& name :
          {std::string("C:\\\xff\xfe.zip"), std::string(259, 'n'), std::string(260, 'n')}) {
         EXPECT_EQ(open("", name.c_str()), nullptr);

@@ -17,7 +17,7 @@ TEST_F(ZipTest, FilesGiveTheirEntriesOrThrow) {
                            {"", "nameless", true},
                            {"huge", "x", false, zip64},
                            {"claims", std::string(0x3fb000, 'x'), true},  // could deflate to 4 GB
-                           {"file/", "data"},
+                           {"file/", "data", true},
                            {"\xc3\xa9", "accent"}}),
             {{'c', 2, 24, 0xffffffff, 4}, {'c', 3, 10, 8, 2}, {'c', 3, 24, 0xfffffffe, 4}})
             .bytes);
