@@ -8,11 +8,11 @@
 
 namespace {
 
-/// The name of the user's language, or what is thrown.
+/// The name and id of the user's language, or what is thrown.
 std::string userLanguage() {
     LocaleInfo info;
     const std::string thrown = thrownText([&] { Locale().language()(info); });
-    return thrown == "nothing" ? tstrings::toUtf8(info.name) : thrown;
+    return thrown == "nothing" ? tstrings::toUtf8(info.name) + std::to_string(info.id) : thrown;
 }
 
 TEST(Locales, TheFirstSupportedPreferredLanguageDecides) {
@@ -21,10 +21,10 @@ TEST(Locales, TheFirstSupportedPreferredLanguageDecides) {
         int failingCall;       ///< 0: none fails
         std::string expected;  ///< its beginning
     } cases[] = {
-        {{u"0411", u"0011", u"0409", u"0009"}, 0, "ja"},
-        {{u"0411", u"0007", u"0009", u"0011"}, 0, "en"},
+        {{u"0411", u"0011", u"0409", u"0009"}, 0, "ja1041"},
+        {{u"0411", u"0007", u"0009", u"0011"}, 0, "en1033"},
         {{u"0409", u"0011"}, 0, "ja"},
-        {{u"0411", u"0804", u"0011"}, 0, "zh_CN"},
+        {{u"0411", u"0804", u"0011"}, 0, "zh_CN2052"},
         {{u"1004"}, 0, "zh_CN"},
         {{u"0404"}, 0, "en"},
         {{}, 0, "en"},
@@ -57,7 +57,7 @@ TEST(Locales, AnOlderWindowsIsAskedForItsDefaults) {
     const simulated::Running running(machine);
     EXPECT_EQ(Locale::preferredLanguages(),
               (std::vector<LANGID>{0x404, 4, 0x11, 0x409, 9, 0x409, 9}));
-    EXPECT_EQ(userLanguage(), "zh_CN");
+    EXPECT_EQ(userLanguage(), "zh_CN2052");
     EXPECT_TRUE(logHas(machine, "PreferredUILanguages: XP fallback"));
 }
 

@@ -26,7 +26,7 @@ Base norv(const std::string& text) {
 TEST(NorvVersion, AcceptsBothSchemes) {
     // A text, and its canonical form.
     const std::pair<const char*, const char*> cases[] = {
-        {"1.8.0_05-b03", "1.8.0_05-b03"},
+        {"1.8.0_9-b10", "1.8.0_09-b10"},
         {"1.8.0_45-ea-fcs-b13", "1.8.0_45-b13"},
         {"1.8.00_045-", "1.8.0_45"},
         {"1.8.0-b1", "1.8.0-b01"},

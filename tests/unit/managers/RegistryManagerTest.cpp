@@ -96,6 +96,7 @@ TEST(RegistryManager, FamilySubkeySpeaksForTheBestProduct) {
     registry.setString(View::Bits64, kLegacy + u"\\1.8.0_60", u"NorvHome", u"C:\\home\\\\");
     // A product without a version key costs nothing but its own values.
     registry.deleteKey(View::Bits64, kLegacy + u"\\1.7.0_80");
+    pc.listed[1].homeDir.clear();  // nor one whose home wasn't found
     EXPECT_TRUE(pc.update(UpdateAction::Install, "r64:1.8.0_60"));
     const tstring family = kLegacy + u"\\1.8";
     EXPECT_EQ(registry.getValue(View::Bits64, family, u"RuntimeLib")->type, DWORD{REG_EXPAND_SZ});

@@ -194,8 +194,11 @@ TEST(Serving, TellsTheUserInHisLanguage) {
               "vision\"/><Accommodation type=\"severe vision\"/><Accommodation type=\"mild "
               "cognitive\"/><Accommodation type=\"severe "
               "cognitive\"/></HCIModel>|SimpleProfile=screenreader|StartParams=-enable]");
-    volumes.unlock(kQvkFolder + u"\\Busy.lnk");
     pc.listed.clear();
+    EXPECT_TRUE(pc.update());
+    pc.machine.restart();
+    EXPECT_TRUE(volumes.exists(kQvkFolder + u"\\Busy.lnk")) << "not even at the restart";
+    volumes.unlock(kQvkFolder + u"\\Busy.lnk");
     EXPECT_TRUE(pc.update());
     EXPECT_EQ(pc.tree(kClasses) + pc.tree(kEntry) + pc.files(kMenu),
               "{Applications CLSID Wow6432Node{CLSID}}gone");
