@@ -266,6 +266,10 @@ TEST(UpdaterState, FollowsPackageRegistryAndFiles) {
         EXPECT_EQ(std::to_string(found.state) + " " + toUtf8(found.version.sourceText()), c.found);
         EXPECT_EQ(found.version == au::Version(), found.state == 0);
         EXPECT_TRUE(logMentions(machine, c.record));
+        if (c.updater.missing == "vomlit") {
+            machine.volumes.addDirectory(kUpdaterFolder + u"\\vomlit.exe");
+            EXPECT_EQ(au::InstalledState::detect().state, 1) << "a directory counts as present";
+        }
     }
     simulated::Machine machine;
     machine.become32Bit();  // one folder for common files
