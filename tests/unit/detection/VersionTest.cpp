@@ -26,7 +26,7 @@ Base norv(const std::string& text) {
 TEST(NorvVersion, AcceptsBothSchemes) {
     // A text, and its canonical form.
     const std::pair<const char*, const char*> cases[] = {
-        {"1.8.0_9-b10", "1.8.0_09-b10"},
+        {"1.8.0_1-b10", "1.8.0_01-b10"},
         {"1.8.0_45-ea-fcs-b13", "1.8.0_45-b13"},
         {"1.8.00_045-", "1.8.0_45"},
         {"1.8.0-b1", "1.8.0-b01"},
@@ -35,6 +35,7 @@ TEST(NorvVersion, AcceptsBothSchemes) {
         {"1.8.0_45-b2147483648", "1.8.0_45"},
         {"11.0.2.0+9-LTS", "11.0.2+9"},
         {"11--", "11"},
+        {"11--x+9", "11"},
         {"11.1-ea+22-x", "11.1+22"},
         {"11+-LTS", "11"},
         {"11.0.2.1.3.4+2147483647", "11.0.2.1.3.4+2147483647"},

@@ -48,7 +48,7 @@ TEST_F(Errors, DescribeAStatus) {
         {0x80070005, u"COM error 0x80070005 (Access is denied)"},
         {0x80040154, u"COM error 0x80040154 (The class is not registered)"},
         {1, u"COM error 0x00000001 (Incorrect function)"},
-        {0x80071005, u"COM error 0x80071005 (No description available)"},
+        {0x8007100F, u"COM error 0x8007100F (No description available)"},
     };
     for (const auto& [status, text] : rows) {
         EXPECT_EQ(describeComError(static_cast<HRESULT>(status)), text);

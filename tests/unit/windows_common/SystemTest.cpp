@@ -98,6 +98,8 @@ TEST_F(System, TextsOfAnyLengthAreRead) {
     for (const std::size_t length : {259u, 260u, 261u}) {
         machine.facts.windowsDirectory = u"C:\\" + tstring(length - 3, u'x') + u"\\";
         EXPECT_EQ(SysInfo::getWindowsDir() + u"\\", machine.facts.windowsDirectory);
+        machine.facts.modulePath = tstring(length, u'm');
+        EXPECT_EQ(SysInfo::getModulePath(SysInfo::getCurrentModuleHandle()).size(), length);
     }
     for (const std::size_t length : {0u, 9u, 10u, 11u, 32000u}) {
         const tstring value(length, u'v');

@@ -183,7 +183,7 @@ TEST_F(ZipTest, AnArchiveIsReadOrItsFaultTold) {
     ZIP_Close(openWhole(make({{"stored", big, true},
                               {"deflated", big},
                               {"packs well", std::string(300000, '\0')},
-                              {"empty", "", true},
+                              {"empty", "", true, "x"},
                               {"deflated empty", ""},
                               {"", "nameless"}})));
     for (const std::string& name :
