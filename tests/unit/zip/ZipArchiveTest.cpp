@@ -218,6 +218,7 @@ TEST_F(ZipTest, CountCommentAndStubMayBeAny) {
         std::string comment(length, 'c');
         if (length > 200) {
             comment.replace(100, 22, std::string("PK\x05\x06") + std::string(18, '\1'));
+            comment.replace(length - 279, 22, 'P' + std::string(21, '\1'));
         }
         ZIP_Close(openWhole(make(kPlain.entries, comment), std::string(length % 3 * 7000, 's')));
     }
