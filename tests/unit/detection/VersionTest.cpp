@@ -30,6 +30,8 @@ TEST(NorvVersion, AcceptsBothSchemes) {
         {"1.8.0_45-ea-fcs-b13", "1.8.0_45-b13"},
         {"1.8.00_045-", "1.8.0_45"},
         {"1.8.0-b1", "1.8.0-b01"},
+        {"1.1.8_2", "1.1.8_02"},
+        {"2.2.1", "2.2.1"},
         // A build that no number holds is a tag like any other, and so is build 0.
         {"1.8.0_45-b0", "1.8.0_45"},
         {"1.8.0_45-b2147483648", "1.8.0_45"},

@@ -24,7 +24,8 @@ TEST_F(Texts, AreComposedOfEveryKindOfPiece) {
 TEST_F(Texts, AreConverted) {
     const std::pair<std::string, tstring> wellFormed[] = {
         {"", u""},
-        {"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF", u"\x7F\u0080\u07FF\u0800\uFFFF"},
+        {"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEE\x80\x80\xEF\xBF\xBF",
+         u"\x7F\u0080\u07FF\u0800\uE000\uFFFF"},
         {"\xF0\x90\x80\x80\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF", u"\U00010000\U0001F600\U0010FFFF"},
         {std::string("a\0b", 3), tstring(u"a\0b", 3)},
     };
@@ -46,7 +47,8 @@ TEST_F(Texts, AreConverted) {
     for (const char16_t* lone : {u"\xD800z", u"\xDBFFz", u"\xDC00z", u"\xDFFFz"}) {
         EXPECT_EQ((Text() << lone).utf8(), "\xEF\xBF\xBDz");
     }
-    EXPECT_EQ((Text() << u"\xD800\xE000\xD800").utf8(), "\xEF\xBF\xBD\xEE\x80\x80\xEF\xBF\xBD");
+    EXPECT_EQ((Text() << u"\xD800\xE000\xDC00\xDC00\xD800").utf8(),
+              "\xEF\xBF\xBD\xEE\x80\x80\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
 
     machine.calls.failCall("WideCharToMultiByte", 2);
     EXPECT_EQ(thrownText([] { toUtf8(u"x"); }), "Unexpected reply from WideCharToMultiByte()");
