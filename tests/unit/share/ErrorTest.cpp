@@ -86,6 +86,9 @@ TEST_F(Errors, CaughtOrAtAClosePointAreLogged) {
         none.reset(INVALID_HANDLE_VALUE);
         EXPECT_FALSE(none);
     }
+    closeHANDLE(nullptr);
+    closeHANDLE(INVALID_HANDLE_VALUE);
+    closeRegHandle(nullptr);
     const std::string failed = " failed with system error 6 (The handle is invalid)";
     EXPECT_EQ(log(),
               (Lines{"ERROR ErrorTest.cpp a::b: Exception with message 'f\xC3\xBCr' caught",
