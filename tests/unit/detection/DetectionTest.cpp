@@ -234,6 +234,10 @@ TEST_F(Detection, SearchesTheHomeDirectory) {
     machine.registry.deleteKey(View::Bits64, key);
     EXPECT_EQ(list(), "");
     EXPECT_TRUE(logMentions(machine, "' not found in none of HKLM hives' caught"));
+    for (const std::string source : {"ProductIcon] product property", "DisplayIcon] registry value",
+                                     "Readme] registry value", "NorvHome] registry value"}) {
+        EXPECT_TRUE(logMentions(machine, "Try home directory from [" + source + " of {"));
+    }
 }
 
 TEST(UpdaterState, FollowsPackageRegistryAndFiles) {

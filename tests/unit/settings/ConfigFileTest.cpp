@@ -58,12 +58,13 @@ TEST_F(ConfigFile, FilesAreReadWhole) {
         EXPECT_EQ(context.dump(), dump);
     }
     EXPECT_EQ(Context().loadFile("C:/d"), settings::kCannotOpen);
-    machine.volumes.addFile(u"C:\\d\\x.cfg", "=\na=1");
+    machine.volumes.addFile(u"C:\\d\\x.cfg", "bare\na=1");
     for (const bool stop : {true, false}) {
         Context context;
         EXPECT_EQ(context.loadFile("C:/d/x.cfg", {.stopOnError = stop}), settings::kBadLines);
         EXPECT_EQ(context.dump(), stop ? "" : "a=1");
     }
+    EXPECT_EQ(Context().loadFile("C:/d/x.cfg", {.bareKeys = true}), settings::kSuccess);
 }
 
 /// A new file has plain line feeds, one that is written over the system's line ends.

@@ -82,6 +82,8 @@ TEST(Validator, FixedTextsMatchFromTheLastOne) {
         api.addFixedValues(builder, "k", values, 3);
         const FixedValue replaced = {"on", 1, 0};
         api.addFixedValues(builder, "k", &replaced, 1);
+        const FixedValue nameless = {nullptr, 1, 0};
+        EXPECT_EQ(api.addFixedValues(builder, "k", &nameless, 1), settings::kNullArgument);
     });
     std::string all;
     for (const char* line : {"k=on", "k=ON", "k=oN", "k=oFF", "k=", "k=@n"}) {

@@ -56,7 +56,7 @@ TEST(OsVersions, BeforeVistaEveryAdministratorIsElevated) {
     for (const DWORD major : {5u, 6u, 10u}) {
         for (const char* failing : {"", "RtlGetVersion", "GetSystemDirectoryW"}) {
             simulated::Machine machine;
-            machine.facts.version.major = major;
+            machine.facts.version = {major, 1, 0};
             machine.security.becomeFilteredAdministrator();
             machine.volumes.addDrive(u'N', DRIVE_REMOTE);
             machine.calls.failCall(failing, 1);
