@@ -16,8 +16,8 @@ FILE* _wfopen(const char16_t* path, const char16_t* mode);
 /// Closes `stream` whatever comes of it.
 FILE* _wfreopen(const char16_t* path, const char16_t* mode, FILE* stream);
 
-/// printf into a buffer: what fits, a NUL where there is room for one, and -1 when not all fits. A
-/// number by the format "%g" alone has an exponent of three digits, as msvcrt.dll writes it.
+/// printf into a buffer, for "%s", "%g", whose exponents have three digits as in msvcrt.dll, and "%%":
+/// what fits, a NUL where there is room for one, and -1 when not all fits.
 int _snprintf(char* buffer, size_t count, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 

@@ -1,5 +1,5 @@
-// Formatting by the rules of Windows' wide printf family, for texts and numbers of 32 bits. It is
-// no call of Windows' and passes no gate.
+// Formatting by the rules of Windows' printf family: wide for texts and numbers of 32 bits, narrow
+// for texts and "%g". It is no call of Windows' and passes no gate.
 #include <windows.h>
 #include <wchar.h>
 
@@ -15,8 +15,9 @@ using namespace simulated;
 
 namespace {
 
-/// One conversion: "%s", or "%", zeros or blanks to a width, and the letter of a number.
-std::u16string formatOne(std::string conversion, std::va_list& arguments) {
+/// One conversion of a wide format: "%s", or "%", zeros or blanks to a width, and the letter of a
+/// number.
+std::u16string convert(const std::string& conversion, std::va_list& arguments, char16_t) {
     const char letter = conversion.back();
     if (conversion == "%s") {
         const auto* const text = va_arg(arguments, const char16_t*);
@@ -32,23 +33,51 @@ std::u16string formatOne(std::string conversion, std::va_list& arguments) {
     return fromUtf8({number, static_cast<std::size_t>(length)});
 }
 
-/// The exponent of a number gets the three digits that msvcrt.dll gives each.
-void lengthenExponent(std::string& number) {
+/// One conversion of a narrow format: "%s", or "%g" with an exponent of three digits, as msvcrt.dll
+/// gives each number.
+std::string convert(const std::string& conversion, std::va_list& arguments, char) {
+    if (conversion == "%s") {
+        return va_arg(arguments, const char*);
+    }
+    if (conversion != "%g") {
+        notServed("_snprintf", "the conversion " + conversion);
+    }
+    char buffer[32];
+    std::snprintf(buffer, sizeof(buffer), "%g", va_arg(arguments, double));
+    std::string number = buffer;
     const std::size_t exponent = number.find('e');
     if (exponent != std::string::npos && number.size() - exponent == 4) {
         number.insert(exponent + 2, 1, '0');
     }
+    return number;
 }
 
-/// What fits, with a NUL where there is room for it. The length, or -1 when not all fits.
+/// Puts as much of the text that a format makes into the buffer as fits, with a NUL where there is
+/// room for one. The length, or -1 when not all fits.
 template <class Char>
-int deliver(const std::basic_string<Char>& text, Char* buffer, std::size_t size) {
-    const std::size_t written = std::min(text.size(), size);
-    text.copy(buffer, written);
+int print(Char* buffer, std::size_t size, std::basic_string_view<Char> rest,
+          std::va_list& arguments) {
+    const auto isDigit = [](Char c) { return c >= '0' && c <= '9'; };
+    std::basic_string<Char> result;
+    while (!rest.empty()) {
+        const std::size_t plain = std::min(rest.find(Char{'%'}), rest.size());
+        result += rest.substr(0, plain);
+        rest.remove_prefix(plain);
+        if (rest.empty()) {
+            break;
+        }
+        const auto letter = std::find_if_not(rest.begin() + 1, rest.end(), isDigit);
+        const std::string conversion(rest.begin(), letter == rest.end() ? letter : letter + 1);
+        result += conversion == "%%" ? std::basic_string<Char>(1, '%')
+                                     : convert(conversion, arguments, Char());
+        rest.remove_prefix(conversion.size());
+    }
+    const std::size_t written = std::min(result.size(), size);
+    result.copy(buffer, written);
     if (written < size) {
         buffer[written] = Char();
     }
-    return written == text.size() ? static_cast<int>(written) : -1;
+    return written == result.size() ? static_cast<int>(written) : -1;
 }
 
 }  // namespace
@@ -57,37 +86,15 @@ extern "C" int _vsnwprintf(char16_t* buffer, std::size_t size, const char16_t* f
                            std::va_list given) {
     std::va_list arguments;
     va_copy(arguments, given);
-    std::u16string result;
-    std::u16string_view rest = argument(format);
-    while (!rest.empty()) {
-        const std::size_t plain = std::min(rest.find(u'%'), rest.size());
-        result += rest.substr(0, plain);
-        rest.remove_prefix(plain);
-        if (rest.starts_with(u"%%")) {
-            result += u'%';
-            rest.remove_prefix(2);
-        } else if (!rest.empty()) {
-            const std::size_t end =
-                std::min(rest.find_first_not_of(u"0123456789", 1), rest.size() - 1);
-            result += formatOne(toUtf8(rest.substr(0, end + 1)), arguments);
-            rest.remove_prefix(end + 1);
-        }
-    }
+    const int length = print(buffer, size, std::u16string_view(argument(format)), arguments);
     va_end(arguments);
-    return deliver(result, buffer, size);
+    return length;
 }
 
 extern "C" int _snprintf(char* buffer, size_t count, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    std::va_list again;
-    va_copy(again, arguments);
-    std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again)), '\0');
-    va_end(again);
-    std::vsnprintf(text.data(), text.size() + 1, format, arguments);
+    const int length = print(buffer, count, std::string_view(format), arguments);
     va_end(arguments);
-    if (std::string_view(format) == "%g") {
-        lengthenExponent(text);
-    }
-    return deliver(text, buffer, count);
+    return length;
 }
