@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Setting.h"
@@ -83,34 +84,31 @@ protected:
 };
 
 TEST_F(RegistryTest, ValuesKeepTypeAndBytes) {
-    const struct {
-        const TCHAR* name;
-        DWORD type;
-        std::vector<BYTE> data;
-    } kCases[] = {
+    const std::tuple<const TCHAR*, DWORD, std::vector<BYTE>> kCases[] = {
         {_T(""), REG_SZ, {'d', 0, 0, 0}},
         {_T("no end"), REG_EXPAND_SZ, {'a', 0}},
         {_T("empty"), REG_SZ, {}},
         {_T("strange"), 0x1234, {7}},
     };
-    for (const auto& one : kCases) {
-        SCOPED_TRACE(one.type);
-        const auto size = static_cast<DWORD>(one.data.size());
-        std::vector<BYTE> given = one.data;
+    for (const auto& [valueName, valueType, data] : kCases) {
+        SCOPED_TRACE(valueType);
+        const auto size = static_cast<DWORD>(data.size());
+        std::vector<BYTE> given = data;
         given.resize(size + 2, '#');
-        ASSERT_EQ(RegSetValueExW(key, one.name, 0, one.type, given.data(), size), ERROR_SUCCESS);
+        ASSERT_EQ(RegSetValueExW(key, valueName, 0, valueType, given.data(), size), ERROR_SUCCESS);
         // Without a buffer, and with one that is too small, the size alone is told.
         DWORD type = 99;
         DWORD found = 0;
-        EXPECT_EQ(RegQueryValueExW(key, one.name, nullptr, &type, nullptr, &found), ERROR_SUCCESS);
-        EXPECT_EQ(type, one.type);
+        EXPECT_EQ(RegQueryValueExW(key, valueName, nullptr, &type, nullptr, &found), ERROR_SUCCESS);
+        EXPECT_EQ(type, valueType);
         EXPECT_EQ(found, size);
         BYTE buffer[16] = {};
-        EXPECT_EQ(RegQueryValueExW(key, one.name, nullptr, nullptr, buffer, &found), ERROR_SUCCESS);
-        EXPECT_EQ(std::vector<BYTE>(buffer, buffer + found), one.data);
+        EXPECT_EQ(RegQueryValueExW(key, valueName, nullptr, nullptr, buffer, &found),
+                  ERROR_SUCCESS);
+        EXPECT_EQ(std::vector<BYTE>(buffer, buffer + found), data);
         if (size > 0) {
             found = size - 1;
-            EXPECT_EQ(RegQueryValueExW(key, one.name, nullptr, nullptr, buffer, &found),
+            EXPECT_EQ(RegQueryValueExW(key, valueName, nullptr, nullptr, buffer, &found),
                       ERROR_MORE_DATA);
             EXPECT_EQ(found, size);
         }

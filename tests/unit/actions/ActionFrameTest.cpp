@@ -11,36 +11,32 @@ using simulated::Machine;
 using tstrings::toUtf8;
 
 TEST(ActionFrame, TurnsFailuresIntoStatuses) {
-    const struct {
-        std::string action;
-        const char* failing;
-        UINT status;
-    } cases[] = {{"MSIValidateInstallDir", "MsiGetPropertyW", 1627},
-                 {"MSIIsLocalSystemSupported", "OpenProcessToken", 1627},
-                 {"MSISetImpersonate", "MsiGetPropertyW", 0},
-                 {"MSIRemoveFoldersOnReboot", "MsiGetPropertyW", 1627},
-                 {"MSILoadMsiPropertiesFromConfig", "MsiGetPropertyW", 1627},
-                 {"SetLatestQvr", "MsiGetPropertyW", 1627},
-                 {"DisableVomlitExe", "SHGetFolderPathW", 1627},
-                 {"RestoreVomlitExe", "MsiGetPropertyW", 1627},
-                 {"DisableAUUninstall", "MsiGetActiveDatabase", 1627},
-                 {"checkIfReservedLocationOccupied", "MsiSetPropertyW", 1603},
-                 {"checkIfInstallDirReserved", "MsiGetPropertyW", 1603}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.action);
+    const std::tuple<std::string, const char*, UINT> cases[] = {
+        {"MSIValidateInstallDir", "MsiGetPropertyW", 1627},
+        {"MSIIsLocalSystemSupported", "OpenProcessToken", 1627},
+        {"MSISetImpersonate", "MsiGetPropertyW", 0},
+        {"MSIRemoveFoldersOnReboot", "MsiGetPropertyW", 1627},
+        {"MSILoadMsiPropertiesFromConfig", "MsiGetPropertyW", 1627},
+        {"SetLatestQvr", "MsiGetPropertyW", 1627},
+        {"DisableVomlitExe", "SHGetFolderPathW", 1627},
+        {"RestoreVomlitExe", "MsiGetPropertyW", 1627},
+        {"DisableAUUninstall", "MsiGetActiveDatabase", 1627},
+        {"checkIfReservedLocationOccupied", "MsiSetPropertyW", 1603},
+        {"checkIfInstallDirReserved", "MsiGetPropertyW", 1603}};
+    for (const auto& [action, failing, status] : cases) {
+        SCOPED_TRACE(action);
         Machine machine;
         LibraryProcess process(machine);
-        machine.calls.failAll(c.failing);
-        EXPECT_EQ(process.call(c.action.c_str(), machine.installer.openSession()), c.status);
+        machine.calls.failAll(failing);
+        EXPECT_EQ(process.call(action.c_str(), machine.installer.openSession()), status);
         const auto records = logRecords(machine);
         ASSERT_GE(records.size(), 3u);
         const LogRecord& error = records.end()[-2];
         EXPECT_EQ(error.level + " " + error.file + " " + error.function,
-                  "ERROR CustomActions.cpp " + c.action);
-        EXPECT_EQ(records.back().message,
-                  "Exiting " + c.action +
-                      " (entered at CustomActions.cpp:" + std::to_string(records[0].line) + ")");
-        EXPECT_EQ(machine.installer.log().size(), c.status == 1603 ? records.size() : 0u);
+                  "ERROR CustomActions.cpp " + action);
+        EXPECT_EQ(records.back().message, "Exiting " + action + " (entered at CustomActions.cpp:" +
+                                              std::to_string(records[0].line) + ")");
+        EXPECT_EQ(machine.installer.log().size(), status == 1603 ? records.size() : 0u);
     }
 }
 

@@ -82,12 +82,8 @@ TEST_F(Actions, AskWhoStartedTheInstaller) {
     const Become system = [](auto& security) { security.becomeLocalSystem(); };
     const std::string notRemote = "TRACE INSTALLCFG is not set to a remote drive location";
     const std::string notAdmin = "TRACE Original MSI invoker not Admin or LocalSystem user";
-    const struct {
-        UINT (*action)(MSIHANDLE);
-        Become who;
-        const char16_t* value;  ///< of the property that the action reads
-        std::string record;     ///< the last one
-    } cases[] = {
+    // The action, who runs it, the value of the property that it reads, and its last record.
+    const std::tuple<UINT (*)(MSIHANDLE), Become, tstring, std::string> cases[] = {
         {isLocalSystemSupported, admin, u"",
          "TRACE Original MSI invoker is NOT the LocalSystem User"},
         {isLocalSystemSupported, system, u"yes",
@@ -106,14 +102,14 @@ TEST_F(Actions, AskWhoStartedTheInstaller) {
          "TRACE Original MSI invoker (S-1-5-21-1004336348-1177238915-682003330-1001) is an Admin "
          "User, set IMPERSONATE=1"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [action, become, value, expected] : cases) {
         machine.security = {};
-        c.who(machine.security);
-        property(u"ENTERPRISE") = property(u"INSTALLCFG") = c.value;
-        EXPECT_EQ(c.action(session), c.record.starts_with("ERROR") ? 1627u : 0u);
+        become(machine.security);
+        property(u"ENTERPRISE") = property(u"INSTALLCFG") = value;
+        EXPECT_EQ(action(session), expected.starts_with("ERROR") ? 1627u : 0u);
         const LogRecord record = logRecords(machine).back();
-        EXPECT_EQ(record.level + " " + record.message, c.record);
-        EXPECT_EQ(property(u"IMPERSONATE"), c.record.ends_with("=1") ? u"1" : u"");
+        EXPECT_EQ(record.level + " " + record.message, expected);
+        EXPECT_EQ(property(u"IMPERSONATE"), expected.ends_with("=1") ? u"1" : u"");
     }
 }
 
@@ -145,11 +141,7 @@ TEST_F(Actions, LetTheReservedLocationHoldAReparsePointAlone) {
 }
 
 TEST_F(Actions, KeepTheReservedLocationFromInstallations) {
-    const struct {
-        tstring directory;
-        const char16_t* silent;
-        const char* outcome;
-    } cases[] = {
+    const std::tuple<tstring, tstring, std::string> cases[] = {
         {u"", u"1", "0 0"},
         {kLatest.substr(0, kLatest.size() - 1), u"1", "0 0"},
         {kLatest, u"1",
@@ -164,10 +156,10 @@ TEST_F(Actions, KeepTheReservedLocationFromInstallations) {
     volumes.addDirectory(kLatest);
     // The folder comes before the property.
     machine.calls.keepOrder(true);
-    for (const auto& c : cases) {
-        property(u"INSTALLDIR") = c.directory;
-        property(u"ISSILENT") = c.silent;
-        EXPECT_EQ(outcome(checkInstallDirReserved, u"RESERVEDDIRECTORY"), c.outcome);
+    for (const auto& [directory, silent, expected] : cases) {
+        property(u"INSTALLDIR") = directory;
+        property(u"ISSILENT") = silent;
+        EXPECT_EQ(outcome(checkInstallDirReserved, u"RESERVEDDIRECTORY"), expected);
     }
     const auto& order = machine.calls.order();
     EXPECT_LT(std::ranges::find(order, "RegQueryValueExW"),

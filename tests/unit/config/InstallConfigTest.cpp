@@ -42,12 +42,8 @@ std::string workingConfig(const simulated::Machine& machine) {
 }
 
 TEST(InstallConfig, LaterSourcesWin) {
-    const struct {
-        const char16_t* arguments;
-        const char* runtimeFile;
-        const char* installFile;
-        const char* expected;
-    } cases[] = {
+    // Arguments, runtime file, install file, and what comes of them.
+    const std::tuple<tstring, std::string, std::string, std::string> cases[] = {
         {u"setup.exe", "", "", ""},
         // The runtime file is never silent; defaults are overridden.
         {u"", "INSTALL_SILENT=Enable\nNOSTARTMENU=1\nSPONSORS=0", "",
@@ -72,11 +68,11 @@ TEST(InstallConfig, LaterSourcesWin) {
         {u"x REBOOT=r", "CMDLINE=x\nMSI_CMDLINE=y\nWEB_NORV=1", "",
          "WEB_NORV = 1\nREBOOT = r\nMSI_CMDLINE = REBOOT=r\nCMDLINE = WEB_NORV=\"1\"\n"},
     };
-    for (const auto& c : cases) {
-        const Configured machine(c.runtimeFile, c.installFile);
+    for (const auto& [arguments, runtimeFile, installFile, expected] : cases) {
+        const Configured machine(runtimeFile, installFile);
         InstallConfigData config;
-        EXPECT_EQ(thrownText([&] { config.LoadConfigSettings(c.arguments); }), "nothing");
-        EXPECT_EQ(workingConfig(machine), c.expected);
+        EXPECT_EQ(thrownText([&] { config.LoadConfigSettings(arguments); }), "nothing");
+        EXPECT_EQ(workingConfig(machine), expected);
         EXPECT_EQ(logMessages(machine, "ERROR"), Texts());
     }
 }
@@ -190,10 +186,7 @@ TEST(InstallConfig, EveryStatusHasItsTextInFourLanguages) {
         {3090, "There are errors in the following switches:\n<1>."},
         {200, "An internal error occurred."},
     };
-    const struct {
-        Locale::Language language;
-        std::string head, caption;
-    } languages[] = {
+    const std::tuple<Locale::Language, std::string, std::string> languages[] = {
         {Locale::english, "Unable to install Norv", "Norv Installation Not Completed"},
         {Locale::german, "Norv kann nicht installiert werden",
          "Norv-Installation nicht abgeschlossen"},
@@ -203,17 +196,16 @@ TEST(InstallConfig, EveryStatusHasItsTextInFourLanguages) {
     Configured machine("");
     std::set<std::string> seen;
     for (const auto& [status, english] : statuses) {
-        for (const auto& language : languages) {
-            InstallConfigData::showErrorMessage({"", status, "<1>", "<2>"},
-                                                Locale(language.language));
+        for (const auto& [language, head, caption] : languages) {
+            InstallConfigData::showErrorMessage({"", status, "<1>", "<2>"}, Locale(language));
             const simulated::MessageBox& box = machine.desktop.messageBoxes.back();
             const std::string text = tstrings::toUtf8(box.text);
             SCOPED_TRACE(text);
             EXPECT_EQ(logMessages(machine, "INFO").back(), text);
-            EXPECT_EQ(tstrings::toUtf8(box.caption), language.caption);
+            EXPECT_EQ(tstrings::toUtf8(box.caption), caption);
             EXPECT_EQ(box.type, 0x52010u);
-            EXPECT_TRUE(text.starts_with(language.head + "\n\n"));
-            EXPECT_EQ(text.find(english) != text.npos, language.language == Locale::english);
+            EXPECT_TRUE(text.starts_with(head + "\n\n"));
+            EXPECT_EQ(text.find(english) != text.npos, language == Locale::english);
             for (const char* argument : {"<1>", "<2>"}) {
                 EXPECT_EQ(text.find(argument) == text.npos, english.find(argument) == text.npos);
             }
@@ -223,27 +215,21 @@ TEST(InstallConfig, EveryStatusHasItsTextInFourLanguages) {
 }
 
 TEST(InstallConfig, SettingsBecomeProperties) {
-    const struct {
-        const char16_t* commandLine;
-        const char* runtimeFile;
-        const char16_t* installDir;
-        const char16_t* expectedRemove;
-        const char16_t* expectedDir;
-    } cases[] = {
+    // Command line, runtime file, "INSTALLDIR"; and the two properties afterwards.
+    const std::tuple<tstring, std::string, tstring, tstring, tstring> cases[] = {
         {u"", "", u"", u"0", u""},
         {u"x INSTALLDIR=C:\\y/\\ REMOVEOLDERQVRS=Disable",
          "INSTALLDIR=C:\\x\nREMOVEOLDERQVRS=Enable", u"", u"0", u"C:\\y"},
         {u"x REMOVEOLDERQVRS=Enable", "INSTALLDIR=C:\\x\\", u"D:\\set\\", u"1", u"D:\\set\\"},
     };
-    for (const auto& c : cases) {
-        Configured machine(c.runtimeFile);
+    for (const auto& [commandLine, runtimeFile, installDir, expectedRemove, expectedDir] : cases) {
+        Configured machine(runtimeFile);
         const auto session = machine.installer.openSession(
-            {{u"MSICMDLINE", c.commandLine}, {u"INSTALLDIR", c.installDir}});
+            {{u"MSICMDLINE", commandLine}, {u"INSTALLDIR", installDir}});
         EXPECT_EQ(loadMsiPropertiesFromConfig(session), ERROR_SUCCESS);
-        EXPECT_EQ(machine.installer.property(session, u"REMOVEOLDERQVRS"), c.expectedRemove);
-        EXPECT_EQ(machine.installer.property(session, u"INSTALLDIR"), c.expectedDir);
-        EXPECT_EQ(logMentions(machine, "PROPERTY INSTALLDIR"),
-                  std::u16string(c.installDir) != c.expectedDir);
+        EXPECT_EQ(machine.installer.property(session, u"REMOVEOLDERQVRS"), expectedRemove);
+        EXPECT_EQ(machine.installer.property(session, u"INSTALLDIR"), expectedDir);
+        EXPECT_EQ(logMentions(machine, "PROPERTY INSTALLDIR"), installDir != expectedDir);
     }
 }
 

@@ -16,11 +16,8 @@ std::string userLanguage() {
 }
 
 TEST(Locales, TheFirstSupportedPreferredLanguageDecides) {
-    const struct {
-        std::vector<std::u16string> languages;
-        int failingCall;       ///< 0: none fails
-        std::string expected;  ///< its beginning
-    } cases[] = {
+    // Languages, the call that fails or 0, and what the outcome begins with.
+    const std::tuple<std::vector<std::u16string>, int, std::string> cases[] = {
         {{u"0411", u"0011", u"0409", u"0009"}, 0, "ja1041"},
         {{u"0411", u"0007", u"0009", u"0011"}, 0, "en1033"},
         {{u"0409", u"0011"}, 0, "ja"},
@@ -35,14 +32,14 @@ TEST(Locales, TheFirstSupportedPreferredLanguageDecides) {
         {{}, 1, "GetThreadPreferredUILanguages (detect size) failed. System error [87]"},
         {{}, 2, "GetThreadPreferredUILanguages (get values) failed. System error [87]"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [languages, failing, expected] : cases) {
         simulated::Machine machine;
-        machine.facts.uiLanguages = c.languages;
+        machine.facts.uiLanguages = languages;
         const simulated::Running running(machine);
-        if (c.failingCall != 0) {
-            machine.calls.failCall("GetThreadPreferredUILanguages", c.failingCall, 87);
+        if (failing != 0) {
+            machine.calls.failCall("GetThreadPreferredUILanguages", failing, 87);
         }
-        EXPECT_EQ(userLanguage().substr(0, c.expected.size()), c.expected);
+        EXPECT_EQ(userLanguage().substr(0, expected.size()), expected);
         EXPECT_EQ(logMessages(machine, "INFO"),
                   std::vector<std::string>{"PreferredUILanguages: Vista+"});
     }

@@ -149,11 +149,8 @@ TEST_F(Detection, CompletesVersionsByFallBacks) {
     bare.hasFiles = false;
     Product sealed = with(legacy, u"BaseimageChecksumSHA256", tstring(64, u'a'));
     sealed.versionKeyValues[u"MSI\\MODE"] = u"static";
-    const struct {
-        Product product;
-        std::string found;   ///< behind "QVR64 "
-        std::string record;  ///< a piece of the log
-    } cases[] = {
+    // The product, what is found behind "QVR64 ", and a piece of the log.
+    const std::tuple<Product, std::string, std::string> cases[] = {
         {sealed, "1.8.0_45-b13/8|", "|10|" + std::string(64, 'a') + ")"},
         {with(legacy, u"BaseimageChecksumSHA256", u"0"), "1.8.0_45-b13/8|",
          "Unexpected length of "},
@@ -173,11 +170,11 @@ TEST_F(Detection, CompletesVersionsByFallBacks) {
         {with(qvr(u"11.0.2+9"), full, u""), "", "unknown version tag"},
         {with(gfx(u"2.2.0"), full, u""), "2.2.0/8|", "InstalledNorv(2.2.0|2.2.0|NORV_GFX|64bit|"},
     };
-    for (const auto& c : cases) {
-        products::install(machine, c.product);
-        EXPECT_EQ(list().erase(0, 6), c.found);
-        EXPECT_TRUE(logMentions(machine, c.record)) << c.record;
-        products::uninstall(machine, c.product);
+    for (const auto& [product, found, record] : cases) {
+        products::install(machine, product);
+        EXPECT_EQ(list().erase(0, 6), found);
+        EXPECT_TRUE(logMentions(machine, record)) << record;
+        products::uninstall(machine, product);
         clearLog(machine);
     }
     products::install(machine, legacy);

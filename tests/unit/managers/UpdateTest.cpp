@@ -98,23 +98,20 @@ TEST(Update, GoesOnPastAManagerThatFails) {
 }
 
 TEST(Update, ServesEveryKindOfProcess) {
-    const struct {
-        bool is64BitSystem, is64BitProcess;
-        tstring common;  // where the shims stand
-        tstring library32;
-    } cases[] = {
+    // 64-bit system, 64-bit process, where the shims stand, and the 32-bit library.
+    const std::tuple<bool, bool, tstring, tstring> cases[] = {
         {true, true, u"C:\\Program Files", u"SysWOW64\\WindowsAssistLink-32.dll"},
         {true, false, u"C:\\Program Files (x86)", u"SysWOW64\\WindowsAssistLink-32.dll"},
         {false, false, u"C:\\Program Files", u"System32\\WindowsAssistLink.dll"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(toUtf8(c.common + c.library32));
+    for (const auto& [is64BitSystem, is64BitProcess, common, library32] : cases) {
+        SCOPED_TRACE(toUtf8(common + library32));
         Family pc(
-            c.is64BitSystem ? "r32:1.8.0_60 k32:11.0.2 k64:21.0.12.1+1" : "r32:1.8.0_60 k32:11.0.2",
-            c.is64BitSystem);
+            is64BitSystem ? "r32:1.8.0_60 k32:11.0.2 k64:21.0.12.1+1" : "r32:1.8.0_60 k32:11.0.2",
+            is64BitSystem);
         simulated::Machine& machine = pc.machine;
-        machine.facts.is64BitProcess = c.is64BitProcess;
-        const tstring norv = c.common + u"\\Common Files\\Dovrin\\Norv\\";
+        machine.facts.is64BitProcess = is64BitProcess;
+        const tstring norv = common + u"\\Common Files\\Dovrin\\Norv\\";
         machine.volumes.addFile(norv + u"norvtmp\\norv.exe", "shim");
         LibraryProcess process(machine);
         const tstring data = u"ProductCode=" + pc.listed[1].productCode.toString();
@@ -124,13 +121,13 @@ TEST(Update, ServesEveryKindOfProcess) {
             "QVK[CurrentVersion=11.0.2]{11.0.2}}";
         EXPECT_EQ(pc.tree(kVendor, View::Bits32), keys32);
         EXPECT_EQ(pc.tree(kVendor),
-                  c.is64BitSystem ? "{QVK[CurrentVersion=21.0.12.1]{21.0.12.1}}" : keys32);
-        EXPECT_EQ(machine.volumes.content(u"C:\\Windows\\" + c.library32), "of 11.0.2");
+                  is64BitSystem ? "{QVK[CurrentVersion=21.0.12.1]{21.0.12.1}}" : keys32);
+        EXPECT_EQ(machine.volumes.content(u"C:\\Windows\\" + library32), "of 11.0.2");
         EXPECT_EQ(machine.volumes.exists(u"C:\\Windows\\System32\\WindowsAssistLink-64.dll"),
-                  c.is64BitSystem);
-        EXPECT_EQ(machine.volumes.exists(norv + u"norvpath\\zemble.exe"), c.is64BitSystem);
+                  is64BitSystem);
+        EXPECT_EQ(machine.volumes.exists(norv + u"norvpath\\zemble.exe"), is64BitSystem);
         EXPECT_EQ(pc.value(kEnvironment, u"Path"),
-                  (c.is64BitSystem ? toUtf8(norv) + "norvpath;" : "") + "C:\\Windows");
+                  (is64BitSystem ? toUtf8(norv) + "norvpath;" : "") + "C:\\Windows");
     }
 }
 

@@ -51,28 +51,6 @@ TEST(ConfigRead, ReadsFitTheStoredTypeAlsoWhenMerged) {
     EXPECT_EQ(same, 1);
 }
 
-TEST(ConfigRead, EqualAreTheSameKeysWithTheSameValues) {
-    const char* const texts[] = {"", "a", "a=", "a=1", "a=2", "b=1", "a=1\nb", "a\nb=1"};
-    for (const std::string one : texts) {
-        const Context first(one);
-        std::int32_t flag = 7;
-        EXPECT_EQ(api.isEmpty(first.get(), &flag), settings::kSuccess);
-        EXPECT_EQ(flag, one.empty());
-        EXPECT_EQ(api.equals(first.get(), first.get(), &flag), settings::kSuccess);
-        EXPECT_EQ(flag, 1);
-        for (const std::string other : texts) {
-            EXPECT_EQ(api.equals(first.get(), Context(other).get(), &flag), settings::kSuccess);
-            EXPECT_EQ(flag, one == other) << one << " " << other;
-        }
-    }
-    const Validator typed = makeValidator([](auto* builder) { api.addStringKey(builder, "a"); });
-    Context context;
-    context.load("a=1", {.validator = typed.get()});
-    std::int32_t flag = 7;
-    EXPECT_EQ(api.equals(context.get(), Context("a=1").get(), &flag), settings::kSuccess);
-    EXPECT_EQ(flag, 0);
-}
-
 TEST(ConfigRead, TheLastMappingThatMatchesIsTheOnlyOne) {
     const Mapper mapper = makeMapper([](auto* builder) {
         api.addKeyMapping(builder, "A", "c", 0);

@@ -94,6 +94,7 @@ TEST(LogOfAProcess, NamesTheLibraryOrSaysThatItIsUnknown) {
         for (const LogRecord& record : logRecords(machine)) {
             names.insert(record.head.substr(26, record.head.find(" (PID") - 26));
         }
+        EXPECT_TRUE(n > 1 || names == std::set<std::string>{"Unkown"});
     }
     EXPECT_EQ(names, (std::set<std::string>{"Unkown", "norvca.dll"}));
 }

@@ -28,18 +28,15 @@ protected:
 TEST_F(SimulatedMachine, TheTokenDecidesWhoWritesTheRegistry) {
     machine.registry.createKey(View::Bits64, u"HKLM\\Software\\X");
     machine.registry.createKey(View::Bits64, u"HKCU\\Software\\X");
-    const struct {
-        void (Security::*become)();
-        LSTATUS machines;
-        LSTATUS users;
-    } kCases[] = {{&Security::becomeOrdinaryUser, ERROR_ACCESS_DENIED, ERROR_SUCCESS},
-                  {&Security::becomeFilteredAdministrator, ERROR_ACCESS_DENIED, ERROR_SUCCESS},
-                  {&Security::becomeLocalSystem, ERROR_SUCCESS, ERROR_FILE_NOT_FOUND}};
-    for (const auto& one : kCases) {
-        (machine.security.*one.become)();
+    const std::tuple<void (Security::*)(), LSTATUS, LSTATUS> kCases[] = {
+        {&Security::becomeOrdinaryUser, ERROR_ACCESS_DENIED, ERROR_SUCCESS},
+        {&Security::becomeFilteredAdministrator, ERROR_ACCESS_DENIED, ERROR_SUCCESS},
+        {&Security::becomeLocalSystem, ERROR_SUCCESS, ERROR_FILE_NOT_FOUND}};
+    for (const auto& [become, machines, users] : kCases) {
+        (machine.security.*become)();
         HKEY key = nullptr;
-        EXPECT_EQ(open(HKEY_LOCAL_MACHINE, KEY_READ | KEY_WRITE, key), one.machines);
-        EXPECT_EQ(open(HKEY_CURRENT_USER, KEY_READ | KEY_WRITE, key), one.users);
+        EXPECT_EQ(open(HKEY_LOCAL_MACHINE, KEY_READ | KEY_WRITE, key), machines);
+        EXPECT_EQ(open(HKEY_CURRENT_USER, KEY_READ | KEY_WRITE, key), users);
         EXPECT_EQ(open(HKEY_LOCAL_MACHINE, KEY_READ, key), ERROR_SUCCESS);
         EXPECT_EQ(RegDeleteTreeW(key, nullptr), ERROR_ACCESS_DENIED);
     }

@@ -1,6 +1,5 @@
 // Deleting and walking: what is in use, read-only, missing, linked or refused.
 #include "support/OnMachine.h"
-#include "windows/common/DirectoryIterator.h"
 #include "windows/common/FileUtils.h"
 
 namespace {
@@ -89,22 +88,6 @@ TEST_F(Deleting, BatchLeavesTheRestToTheRestart) {
     machine.restart();
     EXPECT_EQ(disk.files(u"C:\\t"), Paths{u"C:\\t\\b\\hidden"});
     EXPECT_FALSE(disk.exists(u"C:\\file"));
-}
-
-TEST_F(Deleting, IteratorListsWhatIsAskedFor) {
-    disk.addFile(u"C:\\d\\e\\f");
-    disk.addFile(u"C:\\d\\g");
-    tstring found;
-    for (int flags = 0; flags < 8; ++flags) {
-        Paths items;
-        DirectoryIterator iterator(u"C:\\d");
-        iterator.recursive(flags & 1).withFiles(flags & 2).withFolders(flags & 4).findItems(items);
-        for (const tstring& item : items) {
-            found += basename(item);
-        }
-        found += u" ";
-    }
-    EXPECT_EQ(found, u"  g fg e e eg efg ");
 }
 
 }  // namespace
