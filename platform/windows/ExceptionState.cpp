@@ -1,17 +1,18 @@
-// Where the C++ run-time keeps what it knows of a thread's exceptions: those being handled and the
+// The state in which the C++ run-time records a thread's exceptions: those being handled and the
 // number of those in flight.
 //
-// The compiler's own run-time asks the heap for this place at the first throw of a thread and calls
-// abort() if it gets none: an action that runs out of memory, and says so by its first throw, would
-// end the installer's process instead of failing. So the two functions by which the run-time finds
-// the place, which the C++ ABI names and describes, are defined here, and the linker doesn't take
-// the run-time's.
+// The compiler's own run-time allocates this state on the heap at the first throw of a thread and
+// calls abort() if that fails: an action that runs out of memory, and reports it by its first
+// throw, would end the installer's process instead of failing. So the two functions that return the
+// state, which the C++ ABI names and describes, are defined here, and the linker doesn't use those
+// of the run-time.
 //
-// The place lies in the DLL's section of thread-local data (".tls"). Windows itself keeps a copy of
-// that section for each thread, made when the thread starts or the DLL is loaded and gone with
-// either of them, so that there is nothing left that can fail at a throw, and nothing to free. A
-// compiler that knew this section would write `thread_local`; this one calls the heap for that. The
-// road to the copy is the one that the executable format lays down for compilers: the thread's
+// The state is stored in the DLL's section of thread-local data (".tls"). Windows allocates a copy
+// of that section for each thread when the thread starts or the DLL is loaded, and frees it with
+// either of them, so that nothing can fail at a throw and nothing has to be freed. Other compilers
+// use this section for `thread_local`; this one allocates on the heap for that. The copy is reached
+// as the executable format defines it for compilers: the thread's block, its array of copies, the
+// DLL's index in the array.
 // block, its array of copies, the DLL's place in the array.
 #include <windows.h>
 #include <winternl.h>
@@ -22,7 +23,7 @@
 
 namespace __cxxabiv1 {
 
-/// As the C++ ABI lays it down.
+/// As the C++ ABI defines it.
 struct __cxa_eh_globals {
     void* caughtExceptions;
     unsigned int uncaughtExceptions;
@@ -30,13 +31,14 @@ struct __cxa_eh_globals {
 
 }  // namespace __cxxabiv1
 
-// The section's start, and the DLL's place in the array of copies: by the start-up code.
+// The start of the section, and the DLL's index in the array of copies, both defined by the
+// start-up code.
 extern "C" char _tls_start;
 extern "C" ULONG _tls_index;
 
 namespace {
 
-/// The model that each thread's copy is made from. Nothing reads or writes it.
+/// The template for each thread's copy. Never read or written.
 [[gnu::section(".tls$NORV"), gnu::used]] __cxxabiv1::__cxa_eh_globals model = {};
 
 /// The word of the thread's block that points to the array of copies, for 64 and for 32 bits.

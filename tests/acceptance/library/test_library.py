@@ -1,5 +1,6 @@
 """What the built file says of itself: exports, imports, machine, version, size, symbols."""
 
+import re
 import subprocess
 from pathlib import Path
 
@@ -68,3 +69,23 @@ def test_no_path_of_the_build_machine_is_inside(library):
     root = str(Path(__file__).resolve().parents[3])
     assert root.encode() not in data and root.encode("utf-16-le") not in data
     assert root.encode() not in library.with_name("norvca.dll.debug").read_bytes()
+
+
+def test_unwind_tables_cover_the_runtime_replacements(library, bits):
+    """The unwinder finds what is linked after the tables' start, so the library's own functions come after it."""
+    if bits == 64:
+        pytest.skip("on 64 bits Windows finds the tables itself")
+
+    def output_of(tool, *arguments):
+        command = [f"i686-w64-mingw32-{tool}", *arguments]
+        return subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+    symbols = {name: int(address, 16) for address, _, name in
+               (line.split() for line in output_of("nm", "--defined-only", f"{library}.debug").splitlines())}
+    section = int(re.search(r"\.eh_frame +\w+ +(\w+)", output_of("objdump", "-h", library))[1], 16)
+    frames = {int(pc, 16): section + int(offset, 16) for offset, pc in
+              re.findall(r"^(\w{8}) .* FDE .*pc=(\w+)\.\.", output_of("objdump", "--dwarf=frames", library), re.M)}
+    tables = symbols["__ZN12_GLOBAL__N_1L6tablesE"]
+    for function in ("___cxa_get_globals", "___cxa_get_globals_fast", "__ZN9__gnu_cxx27__verbose_terminate_handlerEv",
+                     "__ZN12_GLOBAL__N_114registerTablesEv"):
+        assert frames[symbols[function]] >= tables, function
