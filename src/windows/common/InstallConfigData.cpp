@@ -15,7 +15,7 @@
 
 namespace {
 
-/// The library has no such failure; other programs that use the texts do.
+/// The library never fails with this status; other programs that share the messages do.
 constexpr std::uint32_t kNoPermission = 305;
 constexpr std::int32_t kCaseInsensitive = 0;
 constexpr std::int32_t kAbsoluteOnly = 0;
@@ -46,6 +46,7 @@ constexpr const char* kDefaults =
     "OEMUPDATE=Disable\n";
 
 constexpr const char* kLoadConfigSettings = "InstallConfigData::LoadConfigSettings";
+constexpr const char* kImportArguments = "InstallConfigData::ImportArgsConfigSettings";
 
 /// Throws the exception of a configuration that can't be loaded.
 [[noreturn]] void raiseUnloadable(const SourceLocation& where, const std::string& message,
@@ -58,7 +59,7 @@ struct LocalDeleter {
     void operator()(void* memory) const { LocalFree(memory); }
 };
 
-/// The arguments of a command line, in UTF-8.
+/// Returns the arguments of a command line, in UTF-8.
 std::vector<std::string> splitCommandLine(const tstring& commandLine) {
     std::vector<std::string> arguments;
     if (commandLine.empty()) {
@@ -87,7 +88,7 @@ std::string printParam(const SettingsConfig& config, const char* name) {
     return flag ? head + (*flag ? "1" : "0") + "\n" : std::string();
 }
 
-/// The text that tells of a status.
+/// Returns the getter of the message for a status.
 TextGetter chooseMessage(std::uint32_t status) {
     switch (status) {
         case settings::kPathTooLong:
@@ -130,6 +131,33 @@ std::string composeWhat(const std::string& message, std::uint32_t status, const 
     return text;
 }
 
+/// Adds the rule of each key, and a mapping from any case to the listed spelling.
+void addKeys(const settings_api& api, settings_validator_builder* rules,
+             settings_key_mapper_builder* mappings) {
+    const auto addMapping = [&](const char* key) {
+        throwIfFailed(api.addKeyMapping(mappings, key, key, kCaseInsensitive));
+    };
+    for (int i = 0; i < kFlagParams; ++i) {
+        const char* key = paramName(static_cast<FlagParam>(i));
+        throwIfFailed(api.addFixedValues(rules, key, kOnOff, std::size(kOnOff)));
+        addMapping(key);
+    }
+    for (const char* key : kIntKeys) {
+        throwIfFailed(api.addIntKey(rules, key));
+        addMapping(key);
+    }
+    throwIfFailed(api.addFixedValues(rules, kLevelKey, kLevels, std::size(kLevels)));
+    for (int i = 0; i < kStringParams; ++i) {
+        const char* key = paramName(static_cast<StringParam>(i));
+        throwIfFailed(api.addStringKey(rules, key));
+        addMapping(key);
+    }
+    for (const StringParam param :
+         {StringParam::InstallDir, StringParam::InstallCfg, StringParam::InstallDirPubQvr}) {
+        throwIfFailed(api.addDirnameKey(rules, paramName(param), kAbsoluteOnly));
+    }
+}
+
 }  // namespace
 
 InstallConfigData::exception::exception(const std::string& message, std::uint32_t status,
@@ -152,29 +180,7 @@ void InstallConfigData::InitConfig() {
     const settings_api& api = rules.api();
     rules.reset(api.createValidatorBuilder());
     mappings.reset(api.createKeyMapperBuilder());
-    const auto addMapping = [&](const char* key) {
-        throwIfFailed(api.addKeyMapping(mappings.get(), key, key, kCaseInsensitive));
-    };
-
-    for (int i = 0; i < kFlagParams; ++i) {
-        const char* key = paramName(static_cast<FlagParam>(i));
-        throwIfFailed(api.addFixedValues(rules.get(), key, kOnOff, std::size(kOnOff)));
-        addMapping(key);
-    }
-    for (const char* key : kIntKeys) {
-        throwIfFailed(api.addIntKey(rules.get(), key));
-        addMapping(key);
-    }
-    throwIfFailed(api.addFixedValues(rules.get(), kLevelKey, kLevels, std::size(kLevels)));
-    for (int i = 0; i < kStringParams; ++i) {
-        const char* key = paramName(static_cast<StringParam>(i));
-        throwIfFailed(api.addStringKey(rules.get(), key));
-        addMapping(key);
-    }
-    for (const StringParam param :
-         {StringParam::InstallDir, StringParam::InstallCfg, StringParam::InstallDirPubQvr}) {
-        throwIfFailed(api.addDirnameKey(rules.get(), paramName(param), kAbsoluteOnly));
-    }
+    addKeys(api, rules.get(), mappings.get());
     throwIfFailed(api.allowUnknownKeys(rules.get(), false));
 
     settings_validator* validator = nullptr;
@@ -252,7 +258,7 @@ void InstallConfigData::ImportRuntimeConfigSettings(SettingsConfig& config) {
     } else {
         verifyResultCode(status, "Runtime configuration file import failed", config, path);
     }
-    // A run is never silent because of the runtime file.
+    // The runtime settings file can't make a run silent.
     config.api().removeKey(config.context(), paramName(FlagParam::InstallSilent));
 }
 
@@ -264,12 +270,30 @@ void InstallConfigData::ImportInstallConfigSettings(SettingsConfig& config,
                      config, path);
 }
 
-void InstallConfigData::ImportArgsConfigSettings(SettingsConfig& config,
-                                                 const std::vector<std::string>& arguments) {
-    constexpr const char* kFunction = "InstallConfigData::ImportArgsConfigSettings";
-    TRACE_SCOPE(kFunction, kFunction);
-    LOG_TRACE(kFunction, Text() << _T("...Importing command line arguments"));
-    config.setAllowKeyWithoutValue(true);
+bool InstallConfigData::importArgument(SettingsConfig& config, const ParamDescriptor& param,
+                                       const std::string& argument) const {
+    const settings::Status status =
+        config.loadText(param.prefixMatch ? param.name : argument.c_str());
+    const bool isAccepted = status == settings::kSuccess && isParamSet(param.name, config);
+    if (!isAccepted) {
+        LOG_ERROR(kImportArguments,
+                  Text() << _T("Loading arg ") << argument << _T(" failed with ") << status);
+    }
+    return isAccepted;
+}
+
+void InstallConfigData::importMsiCommand(SettingsConfig& config,
+                                         const std::string& msiCommand) const {
+    if (!msiCommand.empty()) {
+        LOG_INFO(kImportArguments, Text() << _T("...adding MSICMDLINE to settingsConfig"));
+        const std::string line = std::string(paramName(StringParam::MsiCmdLine)) + "=" + msiCommand;
+        config.loadText(line.c_str());
+    }
+}
+
+std::string InstallConfigData::importArguments(SettingsConfig& config,
+                                               const std::vector<std::string>& arguments) {
+    constexpr const char* kFunction = kImportArguments;
     std::string msiCommand;
     std::string badArguments;
     const auto refuse = [&](const std::string& argument) {
@@ -277,43 +301,39 @@ void InstallConfigData::ImportArgsConfigSettings(SettingsConfig& config,
     };
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string& argument = arguments[i];
-        if (argument.empty()) {
+        const ParamDescriptor* const param = findParam(params_, argument);
+        // The first one may be the name of the program.
+        if (argument.empty() || (!param && i == 0)) {
             continue;
         }
-        const ParamDescriptor* param = findParam(params_, argument);
         if (!param) {
-            // The first one may be the name of the program.
-            if (i != 0) {
-                LOG_ERROR(kFunction, Text() << _T("arg ") << argument << _T(" is not supported"));
+            LOG_ERROR(kFunction, Text() << _T("arg ") << argument << _T(" is not supported"));
+            refuse(argument);
+        } else if (param->name != std::string(kLogSwitch)) {
+            if (param->passedToInstaller) {
+                msiCommand += " " + argument;
+            }
+            if (!importArgument(config, *param, argument)) {
                 refuse(argument);
             }
-            continue;
-        }
-        if (param->name == std::string(kLogSwitch)) {
-            if (i + 1 < arguments.size()) {
-                logFileArgument_ = tstrings::fromUtf8(arguments[++i]);
-            } else {
-                LOG_ERROR(kFunction, Text() << _T("arg ") << argument << _T(" is incorrect"));
-                refuse(argument);
-            }
-            continue;
-        }
-        if (param->passedToInstaller) {
-            msiCommand += " " + argument;
-        }
-        const settings::Status status =
-            config.loadText(param->prefixMatch ? param->name : argument.c_str());
-        if (status != settings::kSuccess || !isParamSet(param->name, config)) {
-            LOG_ERROR(kFunction,
-                      Text() << _T("Loading arg ") << argument << _T(" failed with ") << status);
+        } else if (i + 1 < arguments.size()) {
+            logFileArgument_ = tstrings::fromUtf8(arguments[++i]);
+        } else {
+            LOG_ERROR(kFunction, Text() << _T("arg ") << argument << _T(" is incorrect"));
             refuse(argument);
         }
     }
-    if (!msiCommand.empty()) {
-        LOG_INFO(kFunction, Text() << _T("...adding MSICMDLINE to settingsConfig"));
-        const std::string line = std::string(paramName(StringParam::MsiCmdLine)) + "=" + msiCommand;
-        config.loadText(line.c_str());
-    }
+    importMsiCommand(config, msiCommand);
+    return badArguments;
+}
+
+void InstallConfigData::ImportArgsConfigSettings(SettingsConfig& config,
+                                                 const std::vector<std::string>& arguments) {
+    constexpr const char* kFunction = kImportArguments;
+    TRACE_SCOPE(kFunction, kFunction);
+    LOG_TRACE(kFunction, Text() << _T("...Importing command line arguments"));
+    config.setAllowKeyWithoutValue(true);
+    const std::string badArguments = importArguments(config, arguments);
     if (!badArguments.empty()) {
         raiseUnloadable(kFunction, "Malformed params", kBadArguments, badArguments, "");
     }

@@ -32,7 +32,7 @@ constexpr std::size_t kFullPrecision = Version::kComponents;
 constexpr const TCHAR* kUninstallKeys =
     _T("SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\");
 
-/// The database of one product's package, opened when it is first asked for.
+/// The database of one product's package, opened on first use.
 using DatabaseHolder = std::unique_ptr<msi::Database>;
 
 bool isQvrOrQvk(const TrackedProduct& product) {
@@ -41,7 +41,7 @@ bool isQvrOrQvk(const TrackedProduct& product) {
 
 // ---- The product's keys in the registry ----
 
-/// The hive that holds the key; the 64-bit one if both do.
+/// Returns the hive that has the key; the 64-bit one if both do.
 const Registry& getRegKey(const tstring& path) {
     constexpr const char* kFunction = "`anonymous-namespace'::getRegKey";
     const bool isIn32 = HKLM32.hasSubkey(path);
@@ -62,12 +62,12 @@ const Registry& getRegKey(const tstring& path) {
                                                 << _T("' not found in none of HKLM hives"));
 }
 
-/// The values of a product's Uninstall key, which is opened when the first of them is asked for.
+/// The values of a product's Uninstall key, which is opened on first use.
 class UninstallKey {
 public:
     explicit UninstallKey(const tstring& productCode) : path_(kUninstallKeys + productCode) {}
 
-    /// Empty if there is no such value. Throws if there is no such key.
+    /// Returns an empty string if the value doesn't exist. Throws if the key doesn't exist.
     tstring getString(const tstring& name) {
         if (!key_) {
             key_.emplace(getRegKey(path_), path_, Registry::Mode::Read);
@@ -96,7 +96,7 @@ std::uint32_t getArch(const TrackedProduct& product) {
     return product.bits;
 }
 
-/// A value of the product's version key; empty if it can't be read.
+/// Returns a value of the product's version key; empty if it can't be read.
 tstring getVersionKeyValue(const TrackedProduct& product, const tstring& valuePath) {
     const Bundle bundle(getType(product), product.version, getArch(product));
     return getRootKey(bundle).getString(
@@ -141,7 +141,7 @@ bool isAbsolute(const tstring& path) {
            (path.size() >= 3 && path[1] == _T(':') && isSeparator(path[2]));
 }
 
-/// The first home directory from the path upward, or an empty text.
+/// Returns the first home directory from the path upwards, or an empty string.
 tstring findHomeDirAbove(const TrackedProduct& product, const tstring& path) {
     if (product.type == TrackedProduct::kUnknownType || !isAbsolute(path)) {
         return tstring();
@@ -153,25 +153,16 @@ tstring findHomeDirAbove(const TrackedProduct& product, const tstring& path) {
     return directory;
 }
 
-tstring detectHomeDir(const TrackedProduct& product) {
-    constexpr const char* kFunction = "`anonymous-namespace'::detectHomeDir";
+constexpr const char* kDetectHomeDir = "`anonymous-namespace'::detectHomeDir";
+
+/// Detects the home directory of a product without "InstallLocation"; may be empty.
+tstring detectHomeDirByFiles(const TrackedProduct& product, const Guid& productCode) {
+    constexpr const char* kFunction = kDetectHomeDir;
     const tstring& code = product.productCode;
     const auto traceAttempt = [&](const TCHAR* source) {
         LOG_TRACE(kFunction, Text() << _T("Try home directory from ") << source << _T(" of ")
                                     << code << _T(" Norv installation."));
     };
-    LOG_TRACE(kFunction, Text() << _T("Find home dir of ") << code << _T(" Norv installation"));
-    const Guid productCode(code);
-    const tstring location = msi::tryGetProductInfo(productCode, _T("InstallLocation"));
-    if (!location.empty()) {
-        return location;
-    }
-    LOG_WARNING(kFunction,
-                Text() << _T("Unexpected empty value of [InstallLocation] product ")
-                          _T("property of ")
-                       << code
-                       << _T(" Norv installation. Fall back to heuristic home directory ")
-                          _T("detection."));
     UninstallKey uninstallKey(code);
 
     traceAttempt(_T("[ProductIcon] product property"));
@@ -195,6 +186,24 @@ tstring detectHomeDir(const TrackedProduct& product) {
     return getVersionKeyValue(product, _T("NorvHome"));
 }
 
+tstring detectHomeDir(const TrackedProduct& product) {
+    constexpr const char* kFunction = kDetectHomeDir;
+    const tstring& code = product.productCode;
+    LOG_TRACE(kFunction, Text() << _T("Find home dir of ") << code << _T(" Norv installation"));
+    const Guid productCode(code);
+    const tstring location = msi::tryGetProductInfo(productCode, _T("InstallLocation"));
+    if (!location.empty()) {
+        return location;
+    }
+    LOG_WARNING(kFunction,
+                Text() << _T("Unexpected empty value of [InstallLocation] product ")
+                          _T("property of ")
+                       << code
+                       << _T(" Norv installation. Fall back to heuristic home directory ")
+                          _T("detection."));
+    return detectHomeDirByFiles(product, productCode);
+}
+
 // ---- Properties of the product's package ----
 
 tstring getMsiProperty(const TrackedProduct& product, DatabaseHolder& holder, const tstring& name) {
@@ -207,7 +216,7 @@ tstring getMsiProperty(const TrackedProduct& product, DatabaseHolder& holder, co
 
 // ---- Version ----
 
-/// The version that the product's archive names, if that isn't the installer's.
+/// Returns the version that the product's archive names, if it differs from the installer's.
 Version adjustVersion(const TrackedProduct& product, const tstring& homeDir) {
     constexpr const char* kFunction = "`anonymous-namespace'::adjustVersion";
     if (product.type != Bundle::kQvr) {
@@ -368,7 +377,7 @@ InstalledNorv getInstalledNorv(TrackedProduct product, DatabaseHolder& holder) {
     record.homeDir = homeDir;
     record.uninstaller = product.uninstaller;
 
-    // A version of no scheme has no canonical text, and its product no place in the result.
+    // A version without a scheme has no canonical form, and its product is left out of the result.
     const tstring canonical = toString(record.version);
     const bool isFull = record.version.precision() == kFullPrecision;
     LOG_TRACE("`anonymous-namespace'::getInstalledNorv",
