@@ -1,4 +1,4 @@
-// Opening and closing archives: one object for each file name, in a list for all clients.
+// Opens and closes archives: one object for each file name, in a list that all clients share.
 #include <cerrno>
 #include <cstring>
 
@@ -16,8 +16,8 @@ constexpr std::int32_t kMaxRefs = 65535;
 
 nzfile* firstArchive = nullptr;
 
-// Guards the list. It is never torn down: a client may close its archive as late as the process
-// ends.
+// Protects the list. Never destroyed: a client may close its archive as late as at the end of the
+// process.
 CRITICAL_SECTION listLock;
 bool listLockMade = false;
 
@@ -25,7 +25,7 @@ char* message(const char* text) {
     return const_cast<char*>(text);
 }
 
-/// The archive of that name among those that are open, with one more use; or null.
+/// Returns the open archive of that name with one more reference, or null.
 nzfile* findArchive(const char* name) {
     const Locked locked(&listLock);
     for (nzfile* zip = firstArchive; zip != nullptr; zip = zip->next) {
@@ -50,7 +50,7 @@ void destroyArchive(nzfile* zip) {
     std::free(zip);
 }
 
-/// A new object with its name and its lock, or null.
+/// Returns a new object with its name and lock, or null.
 nzfile* allocateArchive(const char* name) {
     auto* const zip = static_cast<nzfile*>(std::calloc(1, sizeof(nzfile)));
     if (zip == nullptr) {
@@ -67,7 +67,7 @@ nzfile* allocateArchive(const char* name) {
     return zip;
 }
 
-/// Finds the file's length and reads its directory; on failure `*text` says why, or is null.
+/// Determines the file's length and reads its directory; on failure `*text` is the reason or null.
 bool load(nzfile* zip, char** text) {
     if (zip->zfd == INVALID_HANDLE_VALUE) {
         *text = message("ZFILE_Open failed");

@@ -15,7 +15,7 @@ constexpr char kMetaPrefix[] = "META-INF/";
 constexpr std::uint32_t kMetaPrefixLength = sizeof(kMetaPrefix) - 1;
 constexpr std::int32_t kFirstMetaSlots = 2;
 
-/// How a reading ended.
+/// The result of a pass over the directory.
 enum class Outcome { Read, Failed, CountTooLow };
 
 Outcome fail(nzfile* zip, const char* message) {
@@ -56,9 +56,9 @@ bool addMetaName(nzfile* zip, const char* name, std::uint32_t length) {
     return true;
 }
 
-/// Allocates the cells and the empty table for a directory of `size` bytes that claims `count`
-/// headers. A false claim costs nothing: cells are taken for what the bytes can hold, and so are
-/// the slots of a count that only a ZIP64 record can make.
+/// Allocates the cells and the empty table for a directory of `size` bytes with `count` headers. A
+/// false count costs nothing: cells are allocated for what the bytes can contain, and so are the
+/// slots of a count that only a ZIP64 record can have.
 bool allocateTables(nzfile* zip, std::int64_t count, std::int64_t size) {
     const std::int64_t most = size / kCentralHeaderSize;
     const std::int64_t cells = std::min(count, most);
@@ -82,7 +82,7 @@ void addCell(nzfile* zip, std::int64_t position, const char* name, std::uint32_t
     head = zip->total++;
 }
 
-/// How many headers follow from `at` on, the last of which may be cut short.
+/// Returns how many headers start at `at` or later; the last one may be truncated.
 std::int64_t countHeaders(const char* directory, std::int64_t at, std::int64_t size) {
     std::int64_t count = 0;
     for (; size - at >= kCentralHeaderSize; at += centralLength(directory + at)) {
@@ -91,7 +91,7 @@ std::int64_t countHeaders(const char* directory, std::int64_t at, std::int64_t s
     return count;
 }
 
-/// Walks the headers of the directory, which was read from `position`.
+/// Parses the headers of the directory, which was read from `position`.
 Outcome walk(nzfile* zip, const char* directory, std::int64_t size, std::int64_t position,
              std::int64_t count, std::int64_t* realCount) {
     std::int64_t at = 0;
@@ -128,8 +128,8 @@ Outcome walk(nzfile* zip, const char* directory, std::int64_t size, std::int64_t
     return Outcome::Read;
 }
 
-/// One reading. The count of the headers is the end header's, or `knownTotal` unless that is -1.
-/// With `realCount` given, a count that was too low is told there for a second reading.
+/// One pass. The number of headers is the end header's, or `knownTotal` unless that is -1. If
+/// `realCount` is not null and the number was too low, stores the real one there for a second pass.
 Outcome readOnce(nzfile* zip, std::int64_t knownTotal, std::int64_t* realCount) {
     zip->msg = nullptr;
     EndHeader end;
@@ -170,8 +170,7 @@ bool readCentralDirectory(nzfile* zip) {
     std::int64_t realCount = -1;
     Outcome outcome = readOnce(zip, -1, &realCount);
     if (outcome == Outcome::CountTooLow) {
-        // The real count can be too low only if someone writes the file meanwhile: no third
-        // reading.
+        // The real count is too low only if the file is being written meanwhile: no third pass.
         outcome = readOnce(zip, realCount, nullptr);
     }
     return outcome != Outcome::Failed;

@@ -1,4 +1,4 @@
-// The central directory of an archive and the hash table over it.
+// The central directory of an archive and the hash table of its names.
 #pragma once
 
 #include <cstdint>
@@ -8,16 +8,17 @@
 namespace nz {
 
 /// Reads the directory of a file just opened and fills `entries`, `table`, `metanames`, `comment`
-/// and `locpos`. False on failure, with `msg` the reason, or null for want of memory, of a readable
-/// file or of an end header.
+/// and `locpos`. Returns false on failure; `msg` is the reason, or null if memory, a readable file
+/// or an end header is missing.
 ///
-/// Memory is taken for the headers that the file has room for, whatever their count is said to be.
+/// Memory is allocated for the headers that can fit in the file, regardless of the count in the end
+/// header.
 bool readCentralDirectory(nzfile* zip);
 
-/// Frees what `readCentralDirectory` has made, also if it failed, but for the comment.
+/// Frees what `readCentralDirectory` has allocated, also if it failed, except for the comment.
 void freeTables(nzfile* zip);
 
-/// The hash of a name, over its bytes as signed characters.
+/// Returns the hash of a name, over its bytes as signed characters.
 std::uint32_t hashName(const char* name, std::size_t length);
 
 }  // namespace nz

@@ -11,7 +11,8 @@ namespace nz {
 namespace {
 
 constexpr int kBlockSize = 128;
-/// The last place in a block where a whole end header fits, and so the step between two blocks.
+/// The last offset in a block at which a whole end header fits, and so the distance between two
+/// blocks.
 constexpr int kStep = kBlockSize - kEndHeaderSize;
 
 bool hasSignature(const nzfile* zip, std::int64_t position, std::uint32_t signature) {
@@ -19,7 +20,7 @@ bool hasSignature(const nzfile* zip, std::int64_t position, std::uint32_t signat
     return readAt(zip->zfd, position, bytes, sizeof(bytes)) && get32(bytes) == signature;
 }
 
-/// Whether the headers stand where an end header at this position says.
+/// Whether the headers are where an end header at this position says.
 bool verifies(const nzfile* zip, std::int64_t position, const char* header) {
     const std::int64_t directory = position - endDirectorySize(header);
     const std::int64_t firstLocal = directory - endDirectoryOffset(header);
@@ -27,14 +28,14 @@ bool verifies(const nzfile* zip, std::int64_t position, const char* header) {
            hasSignature(zip, firstLocal, kLocalSignature);
 }
 
-/// Reads the block of that position; what lies in front of the file is zero.
+/// Reads the block at that position; bytes before the start of the file are zero.
 bool readBlock(const nzfile* zip, std::int64_t position, char (&block)[kBlockSize]) {
     const int missing = static_cast<int>(std::max<std::int64_t>(-position, 0));
     std::memset(block, 0, static_cast<std::size_t>(missing));
     return readAt(zip->zfd, position + missing, block + missing, kBlockSize - missing);
 }
 
-/// Searches from the end of the file. The position of the end header and its bytes, or -1.
+/// Searches from the end of the file. Returns the position of the end header and its bytes, or -1.
 std::int64_t searchEndHeader(const nzfile* zip, char (&header)[kEndHeaderSize]) {
     const std::int64_t farthest = kMaxCommentLength + kEndHeaderSize;
     const std::int64_t lowest = std::max<std::int64_t>(zip->len - farthest, 0) - kStep;
@@ -59,7 +60,7 @@ std::int64_t searchEndHeader(const nzfile* zip, char (&header)[kEndHeaderSize]) 
     return -1;
 }
 
-/// Loads the comment behind the end header; one that the file cuts short is what is there of it.
+/// Loads the comment after the end header; a comment longer than the file is truncated.
 bool loadComment(nzfile* zip, std::int64_t position, std::uint32_t declared) {
     std::free(zip->comment);
     zip->comment = nullptr;

@@ -16,8 +16,8 @@ namespace {
 constexpr std::int64_t kFirstGuess = 160;
 constexpr std::int64_t kSequentialSize = 8192;
 
-/// The central header at a position, whole; at least `guess` bytes are read if the file has them.
-/// Null on failure.
+/// Returns the complete central header at a position; reads at least `guess` bytes if the file has
+/// them. Null on failure.
 Buffer<char> readHeader(const nzfile* zip, std::int64_t position, std::int64_t guess) {
     const std::int64_t available = zip->len - position;
     const std::int64_t length = std::min(guess, available);
@@ -45,12 +45,12 @@ Buffer<char> readHeader(const nzfile* zip, std::int64_t position, std::int64_t g
                : nullptr;
 }
 
-/// The header in the sequential buffer, or null unless all of it is there.
+/// Returns the header in the sequential buffer, or null unless it is complete.
 const char* bufferedHeader(const nzfile* zip, std::int64_t position) {
     if (zip->cencacheData == nullptr || position < zip->cencachePos) {
         return nullptr;
     }
-    // The buffer is as long as it was asked to be, or as the header that it begins with.
+    // The buffer has the requested length, or that of the header at its start.
     const std::int64_t size = std::max(std::min(kSequentialSize, zip->len - zip->cencachePos),
                                        centralLength(zip->cencacheData));
     const std::int64_t skipped = position - zip->cencachePos;
@@ -61,7 +61,8 @@ const char* bufferedHeader(const nzfile* zip, std::int64_t position) {
     return size - skipped < centralLength(header) ? nullptr : header;
 }
 
-/// The header out of the sequential buffer, which is read anew if it doesn't hold all of it.
+/// Returns the header from the sequential buffer, which is read again if it doesn't contain it
+/// completely.
 const char* sequentialHeader(nzfile* zip, std::int64_t position) {
     if (const char* const header = bufferedHeader(zip, position)) {
         return header;
@@ -76,14 +77,14 @@ const char* sequentialHeader(nzfile* zip, std::int64_t position) {
     return zip->cencacheData;
 }
 
-/// The values of a header that may have moved into the extra field.
+/// The values of a header that may be in the extra field instead.
 struct Wide {
     std::int64_t size;
     std::int64_t compressedSize;
     std::int64_t localOffset;
 };
 
-/// Takes the values from the ZIP64 record that don't fit the header's fields.
+/// Reads from the ZIP64 record the values that don't fit the header's fields.
 void applyZip64Record(Wide* values, const char* extra, std::uint32_t length) {
     std::int64_t* const fields[] = {&values->size, &values->compressedSize, &values->localOffset};
     if (std::none_of(std::begin(fields), std::end(fields),
@@ -93,22 +94,22 @@ void applyZip64Record(Wide* values, const char* extra, std::uint32_t length) {
     std::uint32_t at = 0;
     while (at + 4 < length) {
         const std::uint32_t tag = get16(extra + at);
-        std::uint32_t room = std::min(get16(extra + at + 2), length - at - 4);
+        std::uint32_t left = std::min(get16(extra + at + 2), length - at - 4);
         at += 4;
         if (tag != kZip64Tag) {
-            at += room;
+            at += left;
             continue;
         }
         for (std::int64_t* field : fields) {
             if (*field != kZip64Field) {
                 continue;
             }
-            if (room < 8) {
+            if (left < 8) {
                 break;
             }
             *field = get64(extra + at);
             at += 8;
-            room -= 8;
+            left -= 8;
         }
         return;
     }
@@ -122,13 +123,13 @@ void fillNumbers(nzentry* entry, const char* header, std::int64_t locpos) {
     entry->size = values.size;
     entry->csize = centralMethod(header) == kMethodDeflated ? values.compressedSize : 0;
     entry->crc = centralCrc(header);
-    // An offset of 64 bits may be any: the sum wraps, and reading there fails.
+    // A 64-bit offset can have any value: the sum wraps, and reading there fails.
     entry->pos = static_cast<std::int64_t>(
         0 - (static_cast<std::uint64_t>(values.localOffset) + static_cast<std::uint64_t>(locpos)));
     entry->flag = static_cast<std::int32_t>(centralFlags(header));
 }
 
-/// Copies what stands behind the header; false without memory.
+/// Copies the name, extra field and comment after the header; returns false if out of memory.
 bool fillTexts(nzentry* entry, const char* header) {
     const std::uint32_t nameLength = centralNameLength(header);
     const std::uint32_t extraLength = centralExtraLength(header);

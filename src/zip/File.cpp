@@ -12,7 +12,7 @@
 namespace nz {
 namespace {
 
-constexpr DWORD kMostAtOnce = 0x7fffffff;
+constexpr DWORD kMaxReadSize = 0x7fffffff;
 
 bool startsWith(const TCHAR* text, const TCHAR* prefix) {
     while (*prefix != 0) {
@@ -23,15 +23,15 @@ bool startsWith(const TCHAR* text, const TCHAR* prefix) {
     return true;
 }
 
-/// The name in wide characters with `room` free ones in front, or null.
-Buffer<TCHAR> toWide(const char* name, UINT codePage, std::size_t room) {
+/// Returns the name in wide characters after `reserved` unused ones, or null.
+Buffer<TCHAR> toWide(const char* name, UINT codePage, std::size_t reserved) {
     const int length = MultiByteToWideChar(codePage, MB_ERR_INVALID_CHARS, name, -1, nullptr, 0);
     if (length <= 0) {
         return nullptr;
     }
-    Buffer<TCHAR> wide = allocate<TCHAR>(room + static_cast<std::size_t>(length));
+    Buffer<TCHAR> wide = allocate<TCHAR>(reserved + static_cast<std::size_t>(length));
     if (wide == nullptr || MultiByteToWideChar(codePage, MB_ERR_INVALID_CHARS, name, -1,
-                                               wide.get() + room, length) != length) {
+                                               wide.get() + reserved, length) != length) {
         return nullptr;
     }
     return wide;
@@ -59,26 +59,26 @@ HANDLE openLong(const char* name) {
     } else if (startsWith(path, _T("\\\\"))) {
         prefix = network;
         length = kRoom;
-        ++path;  // the prefix takes the place of one of the two
+        ++path;  // the prefix replaces one of the two
     }
     path -= length;
     std::memcpy(path, prefix, length * sizeof(TCHAR));
     return open(path);
 }
 
-/// What is left of `count` is read in one call, which may give less: the bytes read, or 0.
+/// Reads what is left of `count` in one call, which may return less. Returns the bytes read, or 0.
 DWORD readSome(HANDLE file, char* buffer, std::int64_t count) {
     for (;;) {
         DWORD done = 0;
-        const DWORD wanted = static_cast<DWORD>(std::min<std::int64_t>(count, kMostAtOnce));
+        const DWORD wanted = static_cast<DWORD>(std::min<std::int64_t>(count, kMaxReadSize));
         if (ReadFile(file, buffer, wanted, &done, nullptr)) {
             return done;
         }
         if (GetLastError() == ERROR_BROKEN_PIPE || errno != EINTR) {
             return 0;
         }
-        // An interrupted read is tried again; its mark is used up, so that a file that can't be
-        // read at all comes to an end.
+        // An interrupted read is repeated; errno is reset so that a file that can't be read at all
+        // ends the loop.
         errno = 0;
     }
 }

@@ -1,4 +1,4 @@
-// The headers of the ZIP format (PKWARE's APPNOTE): signatures, sizes, places of the fields. All
+// The headers of the ZIP format (PKWARE's APPNOTE): signatures, sizes, offsets of the fields. All
 // numbers are little-endian.
 #pragma once
 
@@ -17,7 +17,7 @@ constexpr std::uint32_t kLocalSignature = 0x04034b50;
 constexpr std::uint32_t kCentralSignature = 0x02014b50;
 constexpr std::uint32_t kEndSignature = 0x06054b50;
 
-/// A 16-bit count and a 32-bit field that hold these have their values in a ZIP64 record.
+/// A 16-bit count and a 32-bit field with these values have their real value in a ZIP64 record.
 constexpr std::int64_t kZip64Count = 0xffff;
 constexpr std::int64_t kZip64Field = 0xffffffff;
 constexpr std::uint32_t kZip64Tag = 1;
@@ -35,7 +35,8 @@ inline std::uint32_t get32(const char* at) {
     return get16(at) | get16(at + 2) << 16;
 }
 
-/// 64-bit fields are signed to us: no file is longer than that, so a negative one is a false claim.
+/// 64-bit fields are read as signed numbers: no file is longer than that, so a negative one is a
+/// false value.
 inline std::int64_t get64(const char* at) {
     return static_cast<std::int64_t>(get32(at) | static_cast<std::uint64_t>(get32(at + 4)) << 32);
 }
@@ -80,7 +81,7 @@ inline std::uint32_t centralLocalOffset(const char* header) {
     return get32(header + 42);
 }
 
-/// The header with its name, extra field and comment.
+/// Returns the length of the header with its name, extra field and comment.
 inline std::int64_t centralLength(const char* header) {
     return std::int64_t{kCentralHeaderSize} + centralNameLength(header) +
            centralExtraLength(header) + centralCommentLength(header);
@@ -100,7 +101,7 @@ inline std::uint32_t endCommentLength(const char* header) {
     return get16(header + 20);
 }
 
-// ZIP64 end record and the locator in front of the end header.
+// ZIP64 end record and its locator before the end header.
 inline std::int64_t zip64RecordPosition(const char* locator) {
     return get64(locator + 8);
 }

@@ -1,4 +1,4 @@
-// Compressing memory to gzip: the caller asks for sizes first, then nothing is allocated any more.
+// Compresses memory to gzip: the caller queries the sizes first; compressing allocates nothing.
 #include <zlib.h>
 
 #include <algorithm>
@@ -15,7 +15,7 @@ constexpr int kMemoryLevel = 8;
 constexpr int kHighestLevel = 9;
 constexpr int kDefaultLevel = 6;
 
-/// Starts a stream whose allocation functions are set. Null, or a message.
+/// Starts a stream whose allocation functions are set. Returns null, or a message.
 const char* start(z_stream* stream, std::int32_t level) {
     const int used = level > kHighestLevel ? kDefaultLevel : level;
     switch (
@@ -29,7 +29,7 @@ const char* start(z_stream* stream, std::int32_t level) {
     }
 }
 
-/// Allocates for zlib and adds up what it asks for.
+/// Allocates for zlib and sums up the sizes.
 void* countingAlloc(void* total, uInt items, uInt size) {
     *static_cast<std::size_t*>(total) += std::size_t{items} * size;
     return std::calloc(items, size);
@@ -39,7 +39,7 @@ void countingFree(void*, void* memory) {
     std::free(memory);
 }
 
-/// The caller's working memory, given out from front to end.
+/// The caller's working memory, allocated from front to end.
 struct Arena {
     char* next;
     std::size_t left;
@@ -59,10 +59,10 @@ void* arenaAlloc(void* opaque, uInt items, uInt size) {
 
 void arenaFree(void*, void*) {}
 
-/// The bound for input of any length; all address space where it passes that.
+/// Returns the upper bound of the output for input of any length; SIZE_MAX if it exceeds that.
 std::size_t bound(z_stream* stream, std::size_t length) {
-    // zlib counts in `uLong`, which has 32 bits on Windows. The bounds of pieces are no less than
-    // the bound of the whole.
+    // zlib counts in `uLong`, which has 32 bits on Windows. The sum of the bounds of pieces is at
+    // least the bound of the whole.
     constexpr std::size_t kPiece = 0x40000000;
     std::size_t total = 0;
     do {
@@ -79,7 +79,7 @@ std::size_t bound(z_stream* stream, std::size_t length) {
     return total;
 }
 
-/// Moves up to the 32 bits that zlib counts from `left` to `available`.
+/// Moves as many bytes as zlib's 32-bit counter allows from `left` to `available`.
 void refill(uInt* available, std::size_t* left) {
     if (*available == 0) {
         *available = static_cast<uInt>(std::min<std::size_t>(*left, UINT_MAX));
@@ -87,7 +87,8 @@ void refill(uInt* available, std::size_t* left) {
     }
 }
 
-/// Deflates everything in one call, or in one for each 4 GB. zlib's last status and the output.
+/// Deflates everything in one call, or in one for each 4 GB. Returns zlib's last status and stores
+/// the output's length.
 int deflateAll(z_stream* stream, std::size_t inLength, std::size_t outLength,
                std::size_t* produced) {
     std::size_t inLeft = inLength;

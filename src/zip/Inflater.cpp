@@ -52,10 +52,10 @@ int Inflater::feed(const void* in, std::uint32_t length) {
     stream_.avail_in = length;
     int status;
     do {
-        const auto room = static_cast<uInt>(std::min<std::int64_t>(limit_ - produced_, UINT_MAX));
-        stream_.avail_out = room;
+        const auto space = static_cast<uInt>(std::min<std::int64_t>(limit_ - produced_, UINT_MAX));
+        stream_.avail_out = space;
         status = inflate(&stream_, Z_PARTIAL_FLUSH);
-        produced_ += room - stream_.avail_out;
+        produced_ += space - stream_.avail_out;
     } while (status == Z_OK && stream_.avail_in > 0);
     return status;
 }
@@ -86,8 +86,8 @@ std::int32_t ZIP_InflateFully(void* in, std::int64_t inLength, void* out, std::i
     switch (status) {
         case Z_OK:
         case Z_STREAM_END:
-            // Both ends must be the right ones: nothing lacks of the output, nothing is left over
-            // of the input.
+            // The input and the output must end together: no output is missing and no input is
+            // left.
             if (inflater.produced() != outLength || inflater.unused() > 0 || left > 0) {
                 return done("INFLATER_inflateFully: Unexpected end of stream");
             }

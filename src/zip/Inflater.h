@@ -1,4 +1,4 @@
-// Inflating into one buffer. zlib counts in 32 bits (its `uLong` too, on Windows); this counts
+// Inflates into one buffer. zlib counts in 32 bits (its `uLong` too, on Windows); this class counts
 // in 64.
 #pragma once
 
@@ -11,23 +11,23 @@ namespace nz {
 
 class Inflater {
 public:
-    /// `out` takes at most `limit` bytes; a negative limit is none.
+    /// `out` has space for `limit` bytes; a negative limit means no limit.
     Inflater(void* out, std::int64_t limit);
     ~Inflater();
     Inflater(const Inflater&) = delete;
     Inflater& operator=(const Inflater&) = delete;
 
-    /// Window bits as inflateInit2 takes them. zlib's status.
+    /// Window bits as for inflateInit2. Returns zlib's status.
     int start(int windowBits);
 
-    /// Inflates more input: Z_OK when it is used up, Z_STREAM_END, or zlib's error. An error also
-    /// ends what can't go on, such as output past the limit (Z_BUF_ERROR).
+    /// Inflates more input: returns Z_OK when it is used up, Z_STREAM_END, or zlib's error. Output
+    /// beyond the limit is an error too (Z_BUF_ERROR).
     int feed(const void* in, std::uint32_t length);
 
     std::int64_t produced() const { return produced_; }
-    /// What the last `feed` has left of its input.
+    /// Returns the number of bytes of its input that the last `feed` left unused.
     std::uint32_t unused() const { return stream_.avail_in; }
-    /// zlib's text of an error, or null.
+    /// Returns zlib's message for an error, or null.
     const char* message() const { return stream_.msg; }
 
 private:
@@ -38,11 +38,10 @@ private:
     std::int64_t limit_;
     std::int64_t produced_ = 0;
     bool started_ = false;
-    Bytef none_ = 0;  // zlib wants an address even for no output
+    Bytef none_ = 0;  // zlib requires a non-null address even for no output
 
-    // Room for zlib's state and its window of 32 KB, which it would take from the heap and give
-    // back for each of many small entries. What finds no room here comes from the heap all the
-    // same.
+    // Memory for zlib's state and its window of 32 KB, which zlib would otherwise allocate and free
+    // for each of many small entries. Anything that doesn't fit is allocated on the heap.
     std::size_t used_ = 0;
     alignas(16) unsigned char memory_[40 * 1024];
 };

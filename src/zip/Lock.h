@@ -7,7 +7,8 @@
 
 namespace nz {
 
-/// A new critical section, or null without memory. `destroyLock` takes it, or null.
+/// Returns a new critical section, or null if out of memory; `destroyLock` deletes it and accepts
+/// null.
 inline CRITICAL_SECTION* createLock() {
     auto* const section = static_cast<CRITICAL_SECTION*>(std::malloc(sizeof(CRITICAL_SECTION)));
     if (section != nullptr) {
@@ -23,7 +24,7 @@ inline void destroyLock(void* lock) {
     }
 }
 
-/// Holds a critical section for as long as it lives.
+/// Holds a critical section as long as it exists.
 class Locked {
 public:
     explicit Locked(void* lock) : section_(static_cast<CRITICAL_SECTION*>(lock)) { enter(); }
@@ -31,7 +32,7 @@ public:
     Locked(const Locked&) = delete;
     Locked& operator=(const Locked&) = delete;
 
-    /// For a pause in between: `leave`, then `enter` again.
+    /// Interrupts the holding: `leave`, then `enter` again.
     void leave() { LeaveCriticalSection(section_); }
     void enter() { EnterCriticalSection(section_); }
 

@@ -1,5 +1,5 @@
-// Memory of the C heap, which is what the structures of the interface are made of. Running out of
-// it is a result here, not an exception.
+// Memory of the C heap, in which the structures of the public API are allocated. Running out of
+// memory is a result here, not an exception.
 #pragma once
 
 #include <cstddef>
@@ -18,8 +18,8 @@ struct Free {
 template <class T>
 using Buffer = std::unique_ptr<T[], Free>;
 
-/// Room for `count` values, uninitialised; null if there is none, or if no address space of this
-/// process could hold it. An empty room is no null.
+/// Returns uninitialised space for `count` values, not null for 0 of them; null if out of memory or
+/// if the size exceeds the address space.
 template <class T>
 Buffer<T> allocate(std::uint64_t count) {
     if (count > SIZE_MAX / 2 / sizeof(T)) {
@@ -29,7 +29,8 @@ Buffer<T> allocate(std::uint64_t count) {
     return Buffer<T>(static_cast<T*>(std::malloc(bytes == 0 ? 1 : bytes)));
 }
 
-/// A NUL-terminated copy behind `front` free bytes, or null; a structure of the interface owns it.
+/// Returns a NUL-terminated copy after `front` unused bytes, or null; a structure of the public API
+/// owns it.
 inline char* copyText(const char* bytes, std::size_t length, std::size_t front = 0) {
     char* const copy = allocate<char>(std::uint64_t{front} + length + 1).release();
     if (copy != nullptr) {

@@ -18,8 +18,8 @@ namespace {
 
 constexpr std::int32_t kPiece = 4096;
 
-/// The position of the entry's data, or -1 with `msg` set. It is looked up once: the local header
-/// may have a name and an extra field of its own lengths.
+/// Returns the position of the entry's data, or -1 with `msg` set. It is looked up once: the name
+/// and the extra field of the local header may have lengths of their own.
 std::int64_t dataPosition(nzfile* zip, nzentry* entry) {
     if (entry->pos > 0) {
         return entry->pos;
@@ -38,7 +38,7 @@ std::int64_t dataPosition(nzfile* zip, nzentry* entry) {
     return entry->pos;
 }
 
-/// `readEntry` under the lock; on failure `*failure` is its text.
+/// `readEntry` with the lock held; on failure `*failure` is the message.
 std::int32_t readLocked(nzfile* zip, nzentry* entry, std::int64_t pos, char* buffer,
                         std::int32_t length, const char** failure) {
     const Locked locked(zip->lock);
@@ -92,8 +92,8 @@ bool inflateEntry(nzfile* zip, nzentry* entry, char* buffer, const char** failur
         *failure = "inflateFully: out of memory";
         return false;
     }
-    // The stream and the compressed bytes must end together, with all of the output there. A stream
-    // that lacks no more than its end mark, cut behind its last byte, is a success.
+    // The stream and the compressed bytes must end together, with all of the output produced. A
+    // stream without its end mark, truncated after its last byte, is accepted.
     if (inflater.produced() != entry->size || inflater.unused() > 0 || pos < entry->csize ||
         (status != Z_OK && status != Z_STREAM_END)) {
         *failure = "inflateFully: Unexpected end of stream";
@@ -124,7 +124,7 @@ std::int32_t readEntry(nzfile* zip, nzentry* entry, std::int64_t pos, char* buff
     if (start < 0) {
         return -1;
     }
-    // Sums of claimed positions may pass 64 bits, so what is left is compared step by step.
+    // Sums of positions from headers may exceed 64 bits, so the rest is compared step by step.
     if (start > zip->len || pos > zip->len - start || length > zip->len - start - pos) {
         zip->msg = "ZIP_Read: corrupt zip file: invalid entry size";
         return -1;

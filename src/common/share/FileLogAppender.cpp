@@ -15,8 +15,9 @@ constexpr const TCHAR* kDefaultName = _T("tolmark.log");
 constexpr std::int64_t kSizeLimit = 10485760;
 constexpr int kOpenTries = 10;
 
-/// Opens the log for appending in text mode, which writes a line feed as CR LF. No second writer is
-/// let in; where one holds the file, waits for it a little. -1 when it never let go.
+/// Opens the log for appending in text mode, which writes a line feed as CR LF, and denies other
+/// writers. Retries for a while when another process has the file open. Returns -1 when the last
+/// try fails.
 int openLog(const tstring& path) {
     for (int i = 0; i < kOpenTries; ++i) {
         int file = -1;
@@ -50,7 +51,7 @@ void FileLogAppender::append(const LogEvent& event) {
             event.file.c_str(), event.line, event.function.c_str(), event.levelName.c_str(),
             event.message.c_str()));
     } catch (...) {
-        return;  // as lost as a record whose file can't be opened
+        return;  // the record is lost, as it is when the file can't be opened
     }
     const int file = openLog(path_);
     if (file == -1) {

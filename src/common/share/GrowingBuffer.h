@@ -1,10 +1,12 @@
-// Reading what only the function that gives it knows the length of.
+// Calls Windows functions that fill a caller-supplied buffer, growing the buffer until the result
+// fits.
 #pragma once
 
 #include <cstddef>
 
-/// What `call(data, size)` leaves in a text or vector of `firstSize` elements. It tells how many it
-/// has written; where there was no room, how many it wants: then it is called again.
+/// Returns what `call(data, size)` writes to a string or vector that starts with `firstSize`
+/// elements. `call` returns the number of elements written or, if the buffer is too small, the
+/// number needed; it is then called again.
 ///
 ///     readGrowing<tstring>(MAX_PATH, [](TCHAR* text, std::size_t size) {
 ///         return GetTempPathW(static_cast<DWORD>(size), text);

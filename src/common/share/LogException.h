@@ -1,5 +1,5 @@
-// What every catch point does with what it caught: one record at ERROR. The record's place is the
-// catch point; the exception's own text names the throw.
+// How every catch clause logs an exception: one record at ERROR. The record names the place of the
+// catch clause; the exception's own message names the place of the throw.
 #pragma once
 
 #include <exception>
@@ -7,20 +7,21 @@
 #include "common/share/PmtError.h"
 #include "common/share/tstring.h"
 
-/// "Exception with message '<what>' caught".
+/// Logs "Exception with message '<what>' caught".
 void logException(const SourceLocation& where, const std::exception& error);
 
-/// "Unknown exception caught".
+/// Logs "Unknown exception caught".
 void logUnknownException(const SourceLocation& where);
 
-/// The record that both write, whatever the logger's threshold is.
+/// Logs the record of the two functions above, regardless of the logger's threshold.
 void logErrorAt(const SourceLocation& where, const tstring& message);
 
-/// In a catch clause: logs what is being handled, by one of the two above. A record that can't be
-/// written has nowhere to be reported to and is dropped.
+/// For use in a catch clause: logs the current exception by one of the two functions above. A
+/// record that can't be written is dropped.
 void logCaught(const SourceLocation& where) noexcept;
 
-/// Runs `body`. What it throws is logged with `where` as the catch point, and goes no further.
+/// Runs `body`. Logs an exception that it throws, with `where` as the place of the catch clause,
+/// and swallows it.
 template <class Body>
 void runLogged(const SourceLocation& where, const Body& body) noexcept {
     try {
@@ -30,7 +31,7 @@ void runLogged(const SourceLocation& where, const Body& body) noexcept {
     }
 }
 
-/// The value of `body`, or `fallback` if it throws, which is logged.
+/// Returns the value of `body`, or `fallback` if it throws; the exception is logged.
 template <class Value, class Body>
 Value runLogged(const SourceLocation& where, Value fallback, const Body& body) noexcept {
     try {

@@ -19,7 +19,8 @@ const TCHAR* levelName(LogLevel level) {
     return _T("UNKNOWN");
 }
 
-/// The file name of the module that holds this code, which is not the process's own.
+/// Returns the file name of the module that contains this code, which is not the name of the
+/// process.
 tstring findProcessName() {
     try {
         const HMODULE module = moduleOf(reinterpret_cast<const void*>(&findProcessName));
@@ -28,7 +29,7 @@ tstring findProcessName() {
             return tstring(baseName(path));
         }
     } catch (const std::exception&) {
-        // A path that there is no memory for is as unknown as any other.
+        // Out of memory: the name stays unknown.
     }
     return _T("Unkown");
 }
@@ -104,6 +105,6 @@ ScopeTracer::~ScopeTracer() {
                     Text() << _T("Exiting ") << name_ << _T(" (entered at ") << file_ << _T(":")
                            << line_ << _T(")"));
     } catch (...) {
-        // A record that can't be written has nowhere to be reported to.
+        // A record that can't be written is dropped: there is no other place to report it.
     }
 }

@@ -1,10 +1,10 @@
-// Logging: one process-wide logger, always on, whose records go to a replaceable appender.
+// Logging: one process-wide logger, always on, whose records are written by a replaceable appender.
 //
 // A call site writes
 //
 //     LOG_TRACE("FileUtils::copyFile", Text() << _T("Copied [") << src << _T("] file"));
 //
-// and composes the text only when the logger takes records of that level.
+// and composes the message only when the logger accepts records of that level.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@
 
 enum class LogLevel : std::int32_t { Trace = 0, Info = 1, Warning = 2, Error = 3 };
 
-/// One record, as an appender gets it.
+/// One record, as an appender receives it.
 struct LogEvent {
     SYSTEMTIME timestamp;  ///< local time
     DWORD threadId;
@@ -34,11 +34,12 @@ public:
     virtual void append(const LogEvent& event) = 0;
 };
 
-/// Writes each record to a file in the temporary directory, which it opens for that record alone.
-/// A record that can't be written is dropped: nothing depends on the log file.
+/// Writes each record to a file in the temporary directory and closes the file again. A record that
+/// can't be written is dropped: nothing depends on the log file.
 class FileLogAppender : public LogAppender {
 public:
-    /// `fileName` loses its directory; empty means "tolmark.log". No file is touched yet.
+    /// Only the last component of `fileName` is used; empty means "tolmark.log". The file is not
+    /// opened yet.
     explicit FileLogAppender(const tstring& fileName);
     void append(const LogEvent& event) override;
 
@@ -49,7 +50,7 @@ private:
     std::int64_t sizeLimit_;
 };
 
-/// Hands each record to two appenders, of which either may be null. It owns neither.
+/// Passes each record to two appenders, either of which may be null. Owns neither.
 class TeeLogAppender : public LogAppender {
 public:
     TeeLogAppender(LogAppender* first, LogAppender* second) : first_(first), second_(second) {}
@@ -63,12 +64,12 @@ private:
 /// The process-wide logger. It has no lock: actions don't overlap in one process.
 class Logger {
 public:
-    /// The logger; the first call makes its file appender.
+    /// Returns the logger; the first call creates its file appender.
     static Logger& instance();
 
     bool isEnabled(LogLevel level) const { return threshold_ <= static_cast<std::int32_t>(level); }
 
-    /// Writes one record, whatever the threshold. `file` may be a path or a base name.
+    /// Writes one record, regardless of the threshold. `file` may be a path or a base name.
     void log(LogLevel level, const TCHAR* file, int line, const TCHAR* function,
              const tstring& message);
 
@@ -80,10 +81,10 @@ private:
     LogAppender* appender_ = nullptr;
 };
 
-/// Writes one record with its place, whatever the threshold.
+/// Writes one record for the place `where`, regardless of the threshold.
 void logAt(LogLevel level, const SourceLocation& where, const tstring& message);
 
-/// Logs that a scope was entered and, when it ends, that it was left.
+/// Logs that a scope was entered and, when it ends, that it was exited.
 class ScopeTracer {
 public:
     ScopeTracer(Logger& logger, LogLevel level, const char* file, int line, const char* function,
@@ -114,7 +115,7 @@ private:
 #define LOG_WARNING(function, message) LOG_AT(LogLevel::Warning, function, message)
 #define LOG_ERROR(function, message) LOG_AT(LogLevel::Error, function, message)
 
-/// Traces the rest of the enclosing scope; `name` is what the log calls it.
+/// Traces the rest of the enclosing scope; `name` is its name in the log.
 #define TRACE_SCOPE(function, name)                                                        \
     const ScopeTracer scopeTracer(Logger::instance(), LogLevel::Trace, __FILE__, __LINE__, \
                                   function, name)

@@ -16,12 +16,13 @@ constexpr std::size_t kCapacity = 8;
 constexpr std::size_t kHeadCapacity = 3;
 constexpr std::int32_t kLeastZentraNumber = 9;
 
-/// Up to the first of the delimiters, or to the end.
+/// Returns the part before the first of the delimiters, or everything.
 View tokenOf(View text, const TCHAR* delimiters) {
     return text.substr(0, text.find_first_of(delimiters));
 }
 
-/// "-b<number>" at the start, up to the next "-". A build 0 is none.
+/// Whether the text starts with "-b<number>", which ends at the next "-". A build of 0 counts as
+/// none.
 bool startsWithBuild(View rest, View& token, std::int32_t& build) {
     if (rest.size() < 3 || rest[0] != _T('-') || rest[1] != _T('b')) {
         return false;
@@ -30,8 +31,8 @@ bool startsWithBuild(View rest, View& token, std::int32_t& build) {
     return VersionDetails::tryParseComponent(token, build) && build != 0;
 }
 
-// The steps that read what follows the leading dotted numbers. Each is given the rest of the text,
-// stores a number it finds in `target` and returns how many characters it leaves.
+// The steps that parse what follows the leading dotted numbers. Each takes the rest of the text,
+// stores the number that it finds in `target` and returns how many characters remain.
 
 std::size_t readLegacyMinor(View rest, std::int32_t& target) {
     const View token = tokenOf(rest, _T("_-"));
@@ -48,7 +49,7 @@ std::size_t readLegacyUpdate(View rest, std::int32_t& target) {
                                                             : rest.size();
 }
 
-/// Passes over tags such as "-ea" in front of the build, or all that is there without a build.
+/// Skips tags such as "-ea" before the build, or the whole rest when there is no build.
 std::size_t skipLegacyTags(View rest, std::int32_t&) {
     if (!rest.starts_with(_T('-'))) {
         return rest.size();
@@ -57,7 +58,7 @@ std::size_t skipLegacyTags(View rest, std::int32_t&) {
         View token;
         std::int32_t build = 0;
         if (startsWithBuild(rest.substr(dash), token, build)) {
-            // Behind a lone "-" stands no tag.
+            // A lone "-" is not followed by a tag.
             return dash == 1 ? rest.size() : rest.size() - dash;
         }
     }
@@ -118,8 +119,8 @@ constexpr std::size_t kNoTarget = kCapacity;
 struct SuffixStep {
     std::size_t (*run)(View rest, std::int32_t& target);
     std::size_t target;     ///< the component, or kNoTarget
-    std::size_t mostHeads;  ///< skipped when the head gave more numbers than this
-    bool stopsWhenNothing;  ///< the steps behind it need what it reads
+    std::size_t mostHeads;  ///< the step is skipped when the head has more numbers than this
+    bool stopsWhenNothing;  ///< the following steps depend on what this one reads
 };
 
 constexpr SuffixStep kLegacySteps[] = {
@@ -172,14 +173,14 @@ std::size_t runSteps(const SuffixStep (&steps)[N], std::size_t heads, View text,
 struct Head {
     std::int32_t numbers[kHeadCapacity] = {};
     std::size_t count = kHeadCapacity;
-    std::size_t left = 0;  ///< characters behind them
+    std::size_t left = 0;  ///< characters after them
 };
 
 Head readHead(const tstring& text) {
     Head head;
     head.left = VersionDetails::Parser()(text, head.numbers, head.count);
     if (head.count == 0) {
-        // A single number with a suffix, such as "11-ea+22", is no dotted number.
+        // A single number with a suffix, such as "11-ea+22", is not a dotted number.
         const View token = tokenOf(text, _T("-+"));
         if (VersionDetails::tryParseComponent(token, head.numbers[0]) &&
             head.numbers[0] >= kLeastZentraNumber) {
@@ -224,7 +225,7 @@ std::size_t parse(const tstring& text, std::int32_t* destination, std::size_t& c
                     : runSteps(kLegacySteps, head.count, text, head.left, destination, count);
 }
 
-/// At least two digits.
+/// Formats a number with at least two digits.
 Text twoDigits(std::int32_t number) {
     Text result;
     if (number < 10) {
@@ -267,7 +268,7 @@ tstring zentraToString(const Base& version) {
     return text;
 }
 
-/// The version itself if its scheme has families.
+/// Returns the version itself if its scheme has families.
 const Base& withFamily(const Base& version) {
     if (version.tag() != kLegacyTag && version.tag() != kZentraTag) {
         Base::throwUnrecognizedVersionType();

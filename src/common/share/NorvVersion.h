@@ -1,4 +1,4 @@
-// Versions of products, of both numbering schemes: legacy ("1.8.0_45-b13") and Zentra ("11.0.2+9").
+// Product versions of both numbering schemes: legacy ("1.8.0_45-b13") and Zentra ("11.0.2+9").
 #pragma once
 
 #include <cstddef>
@@ -10,45 +10,46 @@
 
 namespace NorvVersionDetails {
 
-/// The scheme of a version, its component 0.
+/// The scheme of a version, which is its component 0.
 inline constexpr std::int32_t kLegacyTag = 1;  ///< major, minor, update, build; also the 1 of "1.8"
 inline constexpr std::int32_t kGraphicsTag =
     2;                                         ///< the three numbers of a graphics product: "2.2.0"
 inline constexpr std::int32_t kZentraTag = 3;  ///< six dotted numbers, then the build
 
-/// A component that was left out, below any number. No text gives it.
+/// The value of a component that was left out; it is below any number. Parsing never yields it.
 inline constexpr std::int32_t kLeftOut = -1;
 
-/// Reads a version of any scheme; the contract is that of VersionDetails::Parser.
+/// Parses a version of any scheme; see VersionDetails::Parser for the contract.
 struct Parser {
     static constexpr const char* kInitName =
         "VersionDetails::Base<8,struct NorvVersionDetails::Parser,1>::init";
 
-    /// Throws std::length_error with room for fewer than eight components.
+    /// Throws std::length_error if `destination` has fewer than eight components.
     std::size_t operator()(const tstring& text, std::int32_t* destination,
                            std::size_t& count) const;
 
-    /// A Zentra version may be one number, the others are of three at least.
+    /// Returns whether `count` components identify a version: one for Zentra, three for the other
+    /// schemes.
     static bool isPrecise(const std::int32_t* components, std::size_t count);
 };
 
-/// A product's version. Every legacy version is below every version of a graphics product, and
-/// those are below every Zentra version; within a scheme the numbers decide.
+/// A product's version. Every legacy version is less than every version of a graphics product,
+/// which is less than every Zentra version; within a scheme the numbers decide.
 class Base : public VersionDetails::Base<8, Parser, 1> {
 public:
     Base() = default;
-    /// The version that `text` spells; throws as `init` does.
+    /// Parses `text`; throws as `init` does.
     explicit Base(const tstring& text) { init(text); }
 
-    /// A version of which nothing is known: every component left out.
+    /// Returns a version of which nothing is known: every component is left out.
     static Base unknown();
 
     std::int32_t tag() const { return (*this)[0]; }
 
-    /// Leaves out this component and all behind it.
+    /// Leaves out this component and all after it.
     void leaveOutFrom(std::size_t index);
 
-    /// How many leading components are known, up to 8.
+    /// Returns how many leading components are known, up to 8.
     std::size_t precision() const;
 
     /// Throws std::logic_error.
@@ -69,18 +70,19 @@ struct BaseZentra {
         "SpecializedVersion<struct NorvVersionDetails::BaseZentra>::SpecializedVersion";
 };
 
-/// The canonical text: without tags such as "-ea", without zeros at the end. Throws
-/// std::logic_error for a version of no scheme, such as an unknown one.
+/// Returns the canonical form: without tags such as "-ea" and without trailing zeros. Throws
+/// std::logic_error for a version without a scheme, such as an unknown one.
 tstring toString(const Base& version);
 
-/// The text that the version was made of; what logs quote.
+/// Returns the string that the version was parsed from, as logs quote it.
 const tstring& sourceText(const Base& version);
 
-/// The line of versions that share their place in the registry: the scheme and the first number
-/// behind it ("1.8", "11"). Throws std::logic_error for a graphics product's version.
+/// Returns the line of versions that share a registry key: the scheme and the first number after it
+/// ("1.8", "11"). Throws std::logic_error for a graphics product's version.
 Base family(const Base& version);
 
-/// The version with its build left out. Throws std::logic_error for a graphics product's version.
+/// Returns the version with its build left out. Throws std::logic_error for a graphics product's
+/// version.
 Base withoutBuild(const Base& version);
 
 [[noreturn]] void throwWrongScheme(const Base& version, const char* refusal,
@@ -88,7 +90,7 @@ Base withoutBuild(const Base& version);
 
 }  // namespace NorvVersionDetails
 
-/// A version known to be of one scheme.
+/// A version that is known to be of one scheme.
 template <class Scheme>
 class SpecializedVersion : public NorvVersionDetails::Base {
 public:

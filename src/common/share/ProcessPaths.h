@@ -1,15 +1,15 @@
-// Where this process finds its own files.
+// Paths of this process's modules and temporary directory.
 #pragma once
 
 #include "common/share/tstring.h"
 
-/// The module that holds an address, without a reference to it. Null when Windows knows none, with
-/// the reason as the last error.
+/// Returns the module that contains an address, without adding a reference to it; null, with the
+/// last error set, if there is none.
 HMODULE moduleOf(const void* address) noexcept;
 
-/// The full path of a module; null is the process's own. Empty when Windows can't tell it, with the
-/// reason as the last error.
+/// Returns the full path of a module; null means the process's executable. Returns an empty string,
+/// with the last error set, when Windows can't report the path.
 tstring modulePath(HMODULE module);
 
-/// The temporary directory of the account, without separators at its end.
+/// Returns the temporary directory of the account, without trailing separators.
 tstring temporaryDirectory();

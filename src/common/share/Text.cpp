@@ -34,7 +34,7 @@ void appendCodePoint(std::string& text, char32_t point) {
     }
 }
 
-/// Takes one code point off the front of UTF-8; a byte that starts none counts as a replacement.
+/// Removes and returns the first code point of a UTF-8 string; an invalid byte counts as U+FFFD.
 char32_t takeCodePoint(std::string_view& utf8) {
     const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(utf8[i]); };
     const unsigned char lead = byteAt(0);
@@ -62,7 +62,7 @@ char32_t takeCodePoint(std::string_view& utf8) {
 
 }  // namespace
 
-// Made and ended at some hundreds of places, and therefore not there.
+// Defined here, not inline: they are used in some hundreds of places.
 Text::Text() = default;
 Text::Text(const Text& other) = default;
 Text::~Text() = default;

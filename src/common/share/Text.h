@@ -1,5 +1,5 @@
-// Composes the text of a log record or an exception. It stands where a wide stream would: streams
-// of the C++ run-time triple the size of the DLL, and know no 16-bit text outside Windows.
+// Composes the message of a log record or an exception. Used in place of wide streams, which triple
+// the size of the DLL and don't support 16-bit characters outside Windows.
 #pragma once
 
 #include <concepts>
@@ -17,30 +17,31 @@ concept Character = std::same_as<T, char> || std::same_as<T, wchar_t> || std::sa
 
 }  // namespace text_detail
 
-/// A number to be written in hexadecimal digits.
+/// A number to be formatted in hexadecimal digits.
 struct Hex {
     std::uint64_t value;
-    int width = 0;           ///< fewest digits, filled up with zeros
+    int width = 0;           ///< minimum number of digits, padded with zeros
     bool upperCase = false;  ///< the letters of the digits
 };
 
-/// A text that grows by `<<`. It calls no Windows function, so the last error outlives composing.
+/// A string that grows by `<<`. It calls no Windows function, so composing preserves the last
+/// error.
 class Text {
 public:
     Text();
     Text(const Text& other);
     ~Text();
     Text& operator<<(const tstring& text);
-    /// A null pointer writes "NULL".
+    /// A null pointer is written as "NULL".
     Text& operator<<(const TCHAR* text);
     Text& operator<<(TCHAR character);
-    /// UTF-8, as the texts of exceptions are; bytes that are none become U+FFFD.
+    /// UTF-8, as messages of exceptions are; invalid bytes become U+FFFD.
     Text& operator<<(std::string_view utf8);
     Text& operator<<(const char* utf8) { return *this << std::string_view(utf8); }
     Text& operator<<(const std::string& utf8) { return *this << std::string_view(utf8); }
     Text& operator<<(const Hex& number);
     Text& operator<<(const Text& text) { return *this << text.text_; }
-    /// "1" or "0".
+    /// Written as "1" or "0".
     Text& operator<<(bool flag) { return *this << (flag ? _T('1') : _T('0')); }
     /// Decimal.
     template <class Number>
@@ -53,13 +54,13 @@ public:
             return appendUnsigned(number);
         }
     }
-    /// An address, as "0x" and its digits.
+    /// An address: "0x" and hexadecimal digits.
     Text& operator<<(const void* address);
 
     const tstring& str() const { return text_; }
     operator const tstring&() const { return text_; }
 
-    /// The text in UTF-8; an unpaired surrogate becomes U+FFFD.
+    /// Returns the string in UTF-8; an unpaired surrogate becomes U+FFFD.
     std::string utf8() const;
 
 private:

@@ -61,7 +61,7 @@ std::size_t Parser::operator()(const tstring& text, std::int32_t* destination,
             Text() << _T("[") << consumed << _T(" < ") << text.size() << _T("] failed"));
     }
     count = read;
-    // A dot at the end starts no number: it stays with what was not recognised.
+    // A trailing dot does not start a number: it belongs to the part that was not recognised.
     if (!tokens.empty() && tokens.back().empty() && consumed == text.size()) {
         --consumed;
     }

@@ -1,4 +1,4 @@
-// Version numbers: a fixed count of components, and the text that they were made of.
+// Version numbers: a fixed number of components and the string that they were parsed from.
 #pragma once
 
 #include <array>
@@ -12,25 +12,26 @@
 
 namespace VersionDetails {
 
-/// One decimal number of the 32-bit signed range out of a whole token: digits only. Throws
+/// Parses a whole token as a decimal number of 32 signed bits: digits only. Throws
 /// std::runtime_error for anything else.
 std::int32_t parseComponent(std::basic_string_view<TCHAR> token);
 
-/// The same without a throw: whether the token is a number, which then is in `component`.
+/// The same without throwing: returns whether the token is a number and, if so, stores it in
+/// `component`.
 bool tryParseComponent(std::basic_string_view<TCHAR> token, std::int32_t& component);
 
-/// Reads dotted numbers ("2.8.51.9") and stops silently at the first token that is none.
+/// Parses dotted numbers ("2.8.51.9") and stops silently at the first token that is not a number.
 struct Parser {
     static constexpr const char* kInitName =
         "VersionDetails::Base<5,struct VersionDetails::Parser,4>::init";
 
-    /// `count` takes in the room behind `destination` and gives back how many numbers were read.
-    /// Returns how many characters of `text` were not consumed. Throws std::length_error without
-    /// any room.
+    /// `count` is the capacity of `destination` on entry and the number of components parsed on
+    /// return. Returns how many characters of `text` were not consumed. Throws std::length_error if
+    /// the capacity is 0.
     std::size_t operator()(const tstring& text, std::int32_t* destination,
                            std::size_t& count) const;
 
-    /// Whether that many components make a version.
+    /// Returns whether that many components make a version.
     static bool isPrecise(const std::int32_t*, std::size_t) { return true; }
 };
 
@@ -38,18 +39,18 @@ struct Parser {
                                     const SourceLocation& where);
 [[noreturn]] void throwTooShort(const tstring& text, const SourceLocation& where);
 
-/// `N` components, read by `TextParser`, which must find `M` of them at least. Versions are
-/// compared by their components, from the first to the last; the text takes no part.
+/// `N` components, parsed by `TextParser`, which has to find at least `M` of them. Versions are
+/// compared by their components, from the first to the last; the string is ignored.
 template <std::size_t N, class TextParser, std::size_t M>
 class Base {
 public:
     static constexpr std::size_t kComponents = N;
 
-    /// All components 0, no text.
+    /// All components are 0 and the string is empty.
     Base() = default;
 
-    /// Makes this value the version that `text` spells; what the text doesn't give is 0. Throws
-    /// std::runtime_error if it spells none, and then the value is of no use.
+    /// Parses `text` into this version; components that it doesn't have become 0. Throws
+    /// std::runtime_error if it is not a version; the value is unspecified then.
     void init(const tstring& text) {
         components_.fill(0);
         sourceText_.clear();
@@ -64,7 +65,7 @@ public:
         sourceText_ = text;
     }
 
-    /// The text that `init` was given, character for character.
+    /// Returns the string passed to `init`, unchanged.
     const tstring& sourceText() const { return sourceText_; }
 
     std::int32_t operator[](std::size_t index) const { return components_[index]; }

@@ -1,4 +1,4 @@
-// The native string: UTF-16 units, as Windows' wide functions take them.
+// The native string: UTF-16 code units, as Windows' wide functions take them.
 #pragma once
 
 #include <windows.h>

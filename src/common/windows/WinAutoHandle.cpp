@@ -5,7 +5,7 @@
 
 namespace {
 
-/// Closers are called by destructors, which let nothing out.
+/// Logs a failed close and never throws: closers are called by destructors.
 void logFailedClose(const SourceLocation& where, const char* call, const void* handle,
                     DWORD status) noexcept {
     runLogged(where, [&] {

@@ -1,13 +1,14 @@
-// One way to own a handle: a movable owner that closes it by the function it is made with.
+// A movable owner of a Windows handle, which closes it by the function given as a template
+// argument.
 #pragma once
 
 #include <utility>
 
 #include "common/share/tstring.h"
 
-/// Owns a handle of Windows. What a failed call gives for one is null, be it that the call says
-/// INVALID_HANDLE_VALUE: so a call's answer is wrapped first and tested then. `close` never gets
-/// null.
+/// Owns a Windows handle. An empty owner is null, also for calls that fail with
+/// INVALID_HANDLE_VALUE: wrap the result of the call first, then test the owner. `close` is never
+/// called with null.
 template <class Handle, void (*close)(Handle) noexcept>
 class AutoHandle {
 public:
@@ -25,7 +26,7 @@ public:
     Handle get() const { return handle_; }
     explicit operator bool() const { return handle_ != Handle{}; }
 
-    /// Gives the handle up to the caller.
+    /// Releases the handle to the caller, who then owns it.
     Handle release() { return std::exchange(handle_, Handle{}); }
 
     void reset(Handle handle = Handle{}) {
@@ -47,22 +48,22 @@ private:
     Handle handle_{};
 };
 
-/// CloseHandle; null and INVALID_HANDLE_VALUE are skipped. A failure is a log record.
+/// Calls CloseHandle unless the handle is null or INVALID_HANDLE_VALUE. Logs a failure.
 void closeHANDLE(HANDLE handle) noexcept;
 
-/// RegCloseKey; null is skipped. A failure is a log record.
+/// Calls RegCloseKey unless the key is null. Logs a failure.
 void closeRegHandle(HKEY key) noexcept;
 
-/// FindClose, LocalFree and FreeLibrary.
+/// Call FindClose, LocalFree and FreeLibrary.
 void closeFind(HANDLE find) noexcept;
 void freeLocal(void* block) noexcept;
 void freeLibrary(HMODULE module) noexcept;
 
 using WinHandle = AutoHandle<HANDLE, closeHANDLE>;
 using RegHandle = AutoHandle<HKEY, closeRegHandle>;
-/// A search of FindFirstFileW.
+/// A search handle of FindFirstFileW.
 using FindHandle = AutoHandle<HANDLE, closeFind>;
-/// A block that Windows hands over.
+/// A memory block that Windows allocates for the caller.
 using LocalBlock = AutoHandle<void*, freeLocal>;
-/// A library that LoadLibrary or GetModuleHandleEx holds.
+/// A module reference of LoadLibrary or GetModuleHandleEx.
 using LoadedLibrary = AutoHandle<HMODULE, freeLibrary>;

@@ -34,7 +34,8 @@ std::string_view trimmed(std::string_view text) {
     return text;
 }
 
-/// Windows' words for a status: of the module's messages, else of the system's.
+/// Returns Windows' description of a status: from the module's messages, otherwise from the
+/// system's.
 tstring findDescription(DWORD status, HMODULE module) {
     constexpr DWORD kFlags =
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM;
@@ -65,8 +66,8 @@ tstring findDescription(DWORD status, HMODULE module) {
     return description;
 }
 
-/// "<word> [<status>](<description>)": what stands behind the text of an exception. The
-/// description is left out when the module of the failed function can't be found.
+/// Returns "<word> [<status>](<description>)", which follows the exception's message. The
+/// description is left out when the module of the failed function is unknown.
 tstring composeDetail(const void* failingFunction, DWORD status,
                       const TCHAR* word = _T("Some error")) {
     Text detail;
@@ -95,7 +96,8 @@ void freeString(BSTR text) noexcept {
     SysFreeString(text);
 }
 
-/// What the failed call left in the thread's error object, or an empty text.
+/// Returns the description in the thread's error object, which the failed call may have set, or an
+/// empty string.
 tstring comErrorDescription() {
     IErrorInfo* found = nullptr;
     if (GetErrorInfo(0, &found) != S_OK || found == nullptr) {

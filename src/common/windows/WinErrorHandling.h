@@ -1,4 +1,4 @@
-// Exceptions for failed Windows calls, and how a status becomes words.
+// Exceptions for failed Windows calls, and descriptions of statuses.
 #pragma once
 
 #include <stdexcept>
@@ -9,22 +9,23 @@
 #include "common/share/Text.h"
 #include "common/share/tstring.h"
 
-/// "system error <status> (<description>)". The description is Windows' own, without line breaks
-/// and closing full stop; `module` is asked first when given.
+/// Returns "system error <status> (<description>)". The description is Windows' own, without line
+/// breaks and trailing full stop; if `module` is not null its messages are searched first.
 tstring describeSystemError(DWORD status, HMODULE module);
 
-/// "COM error 0x<8 digits> (<description>)".
+/// Returns "COM error 0x<8 digits> (<description>)".
 tstring describeComError(HRESULT status);
 
-/// The two texts as one sentence: "Access failed" and "System error [5]" give
-/// "Access failed. System error [5]".
+/// Joins two strings to one message: "Access failed" and "System error [5]" become "Access failed.
+/// System error [5]".
 std::string joinErrorMessage(const std::string& text, const std::string& detail);
 
-/// A failed Win32 call with a GetLastError status. `what()` is the text, the status and its words.
+/// A failed Win32 call with its GetLastError status. `what()` has the message, the status and its
+/// description.
 class SysError : public std::runtime_error {
 public:
-    /// `failingFunction` is the Win32 function that failed, by which its module's messages are
-    /// found, or null.
+    /// `failingFunction` is the Win32 function that failed, whose module's messages are searched,
+    /// or null.
     template <class Function>
     requires std::is_function_v<Function> SysError(const tstring& text, Function* failingFunction,
                                                    DWORD status)
@@ -39,8 +40,8 @@ class FailedCall;
 /// Throws the SysError of a failed call.
 [[noreturn]] void raise(const SourceLocation& where, const FailedCall& call);
 
-/// A failed Win32 call, the text of whose SysError is composed behind it. It takes the last error
-/// when it is made, ahead of everything that could change it.
+/// A failed Win32 call whose message is composed by `<<`. The constructor saves the last error
+/// before anything can change it.
 ///
 ///     raise("`anonymous-namespace'::openKey", FailedCall(CreateFileW) << _T("CreateFile failed"));
 class FailedCall {
@@ -69,7 +70,7 @@ private:
     Text text_;
 };
 
-/// Logs at ERROR "<call> failed with <describeSystemError>": a failed call that stops nothing.
+/// Logs "<call> failed with <describeSystemError>" at ERROR, for a failure that stops nothing.
 void logFailedCall(const SourceLocation& where, const FailedCall& call);
 
 /// A failed COM or shell call.

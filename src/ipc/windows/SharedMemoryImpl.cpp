@@ -74,10 +74,10 @@ void SharedMemoryUnsafe::Snapshot::flush() {
 }
 
 SharedMemoryUnsafe::Snapshot::~Snapshot() {
-    constexpr const char* kWhere = "ipc::SharedMemoryUnsafe::Snapshot::~Snapshot";
-    runLogged(kWhere, [this] {
+    constexpr const char* kFunction = "ipc::SharedMemoryUnsafe::Snapshot::~Snapshot";
+    runLogged(kFunction, [this] {
         if (!UnmapViewOfFile(view_)) {
-            raise<PlatformError>(kWhere);
+            raise<PlatformError>(kFunction);
         }
     });
 }

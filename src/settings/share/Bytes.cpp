@@ -7,7 +7,8 @@ namespace settings_impl {
 
 namespace {
 
-/// How many bytes the form has that this byte leads, as its leading ones tell; 0 if it leads none.
+/// Returns the length of the sequence that this lead byte starts, which is its number of leading
+/// one bits; 0 if it is not a lead byte.
 std::size_t formLength(unsigned char lead) {
     const int ones = std::countl_one(lead);
     return ones == 0 ? 1 : ones == 1 || ones > 6 ? 0 : static_cast<std::size_t>(ones);

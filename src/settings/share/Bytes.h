@@ -1,4 +1,4 @@
-// Bytes of UTF-8 text: whether they are text at all, and their case.
+// UTF-8 validation and case conversion of byte strings.
 #pragma once
 
 #include <string>
@@ -6,11 +6,11 @@
 
 namespace settings_impl {
 
-/// Whether lead bytes and lengths make UTF-8, in forms of up to 6 bytes. The bytes behind a lead
-/// byte are stepped over unseen. The empty text is valid.
+/// Returns whether the string consists of complete UTF-8 sequences of up to 6 bytes. Only lead
+/// bytes are checked; continuation bytes are skipped unseen. The empty string is valid.
 bool isUtf8(std::string_view text);
 
-/// What the run-time library's `tolower` gives: only ASCII letters change.
+/// Returns the result of the run-time library's `tolower` for each byte: only ASCII letters change.
 std::string lowerCase(std::string_view text);
 
 bool equalsIgnoringCase(std::string_view a, std::string_view b);

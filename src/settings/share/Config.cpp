@@ -65,7 +65,7 @@ private:
         return *found;
     }
 
-    /// A value of the type, or one that is converted to it.
+    /// Returns a value of the type, converted if need be.
     const ConfigValue& value(const std::string& key, ValueType type) const {
         const ConfigValue& found = value(key);
         if (found.type() != type && found.type() != ValueType::Raw) {
@@ -98,7 +98,7 @@ std::unique_ptr<ConfigValue> copyValue(const IConfig& config, const std::string&
     throw std::runtime_error("unexpected");
 }
 
-/// Keys come in order, so the place of the next one is mostly the end.
+/// Keys arrive in order, so the end is usually the right insertion hint.
 void copyInto(ConfigMap& values, const IConfig& config) {
     for (const std::string key : config.keys()) {
         values.insert_or_assign(values.end(), key, copyValue(config, key));

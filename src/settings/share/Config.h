@@ -1,5 +1,4 @@
-// Makes configurations. A configuration never changes once it is made: merging two and removing
-// keys make a new one.
+// Creates configurations. A configuration is immutable: merging and removing keys create a new one.
 #pragma once
 
 #include <map>
@@ -11,18 +10,19 @@
 
 namespace settings_impl {
 
-/// Keys in the order of their bytes; a null pointer stands for a key without a value.
+/// Keys in the order of their bytes; a null pointer means a key without a value.
 using ConfigMap = std::map<std::string, std::unique_ptr<ConfigValue>>;
 
 std::unique_ptr<IConfig> makeConfig(ConfigMap values);
 
-/// The keys of both; where both have a key, the second one's stands, also without a value.
+/// Returns the keys of both; where both have a key, the entry of `second` wins, also without a
+/// value.
 std::unique_ptr<IConfig> merge(const IConfig& first, const IConfig& second);
 
-/// A copy without the keys. Throws ExceptionCode<303> if one of them isn't there.
+/// Returns a copy without the keys. Throws ExceptionCode<303> if one of them doesn't exist.
 std::unique_ptr<IConfig> removeKeys(const IConfig& config, const std::vector<std::string>& keys);
 
-/// Whether both have the same keys with the same types and contents.
+/// Returns whether both have the same keys with the same types and values.
 bool equal(const IConfig& first, const IConfig& second);
 
 }  // namespace settings_impl

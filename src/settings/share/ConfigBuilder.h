@@ -8,22 +8,22 @@ namespace settings_impl {
 
 class ConfigBuilder : public IConfigParserCallback {
 public:
-    /// The text of a position, for error messages.
+    /// Formats a position for error messages.
     using LocationFunction = std::string (*)(const IParserCursor& cursor);
 
-    /// Nothing is owned; validator, key mapper and listener may be null.
+    /// The arguments are not owned; validator, key mapper and listener may be null.
     ConfigBuilder(LocationFunction location, const ConfigValidator* validator,
                   const KeyMapper* keyMapper, IParserErrorListener* listener)
         : location_(location), validator_(validator), keyMapper_(keyMapper), listener_(listener) {}
 
     bool onComment(const IParserCursor& cursor, const char* text) override;
-    /// Stores the entry under its mapped key, over an earlier one. A key without a value is not
-    /// validated.
+    /// Stores the entry under its mapped key, replacing an earlier one. A key without a value is
+    /// not validated.
     ParserEvent onEntry(const IParserCursor& cursor, const char* key, const char* value) override;
-    /// Tells the listener in words.
+    /// Reports the error to the listener as a message.
     void onError(const IParserCursor& cursor, ParserEvent event) override;
 
-    /// What was collected; the builder is empty afterwards.
+    /// Returns the collected configuration and leaves the builder empty.
     std::unique_ptr<IConfig> build();
 
 private:

@@ -14,11 +14,11 @@ namespace settings_impl {
 
 namespace {
 
-/// The most that is read of a file; one of this length is too long.
+/// A file of this size or more is refused with kFileTooLong.
 constexpr std::size_t kFileLimit = 0x100000;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-/// Full access for the system account and the administrators, reading for everyone.
+/// Full access for the system account and the administrators, read access for everyone.
 constexpr const TCHAR* kAccessRights = _T("D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;FR;;;WD)");
 
 struct FileCloser {
@@ -26,7 +26,7 @@ struct FileCloser {
 };
 using File = std::unique_ptr<FILE, FileCloser>;
 
-/// In text mode: a line feed becomes CR LF.
+/// In text mode: a line feed is written as CR LF.
 void overwrite(File file, const FileName& fileName, const std::string& text) {
     file.reset(_wfreopen(fileName.wide().c_str(), _T("w"), file.release()));
     if (!file) {
@@ -37,7 +37,8 @@ void overwrite(File file, const FileName& fileName, const std::string& text) {
     }
 }
 
-/// A new file with the access rights, as a descriptor of the run-time library, which owns it.
+/// Creates a file with these access rights and returns a descriptor of the run-time library, which
+/// owns the handle.
 int createFile(const FileName& fileName) {
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(kAccessRights, SDDL_REVISION_1,

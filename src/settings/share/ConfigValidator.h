@@ -1,4 +1,4 @@
-// Holds the values of a configuration to the rules of their keys.
+// Checks the values of a configuration against the rules of their keys.
 #pragma once
 
 #include <map>
@@ -14,8 +14,8 @@ namespace settings_impl {
 class IConfigValueValidator {
 public:
     virtual ~IConfigValueValidator() = default;
-    /// `value` may be null. Throws ConfigValidator::InavlidValueError or settings::Exception for a
-    /// value that isn't accepted.
+    /// `value` may be null. Throws ConfigValidator::InavlidValueError or settings::Exception if the
+    /// value is not accepted.
     virtual std::unique_ptr<ConfigValue> validate(const char* value) const = 0;
 };
 
@@ -35,8 +35,8 @@ public:
     ConfigValidator(Rules rules, bool allowUnknownKeys)
         : rules_(std::move(rules)), allowUnknownKeys_(allowUnknownKeys) {}
 
-    /// The value by the key's rule; a key without one is refused, or becomes a `Raw` value where
-    /// unknown keys are allowed.
+    /// Returns the value, converted by the key's rule. A key without a rule is refused or, where
+    /// unknown keys are allowed, becomes a `Raw` value.
     std::unique_ptr<ConfigValue> validate(const std::string& key, const char* value) const;
 
 private:

@@ -1,4 +1,4 @@
-// Collects the rules of a validator. A key ends up with one rule.
+// Collects the rules of a validator. Each key has one rule in the end.
 #pragma once
 
 #include <map>
@@ -11,7 +11,7 @@
 
 namespace settings_impl {
 
-/// One accepted text, owned.
+/// One accepted string of a key, owned.
 struct ListedValue {
     std::string text;
     std::int32_t value;
@@ -20,20 +20,20 @@ struct ListedValue {
 
 class ConfigValidatorBuilder {
 public:
-    /// The key's value is of the type. A directory rule of the key stays and wins.
+    /// The key's value has this type. An existing directory rule of the key takes precedence.
     void addTypedKey(const std::string& key, ValueType type);
-    /// The key's value is an absolute path, or any text when relative ones are allowed.
+    /// The key's value is an absolute path, or any string if relative paths are allowed.
     void addDirnameKey(const std::string& key, bool allowRelative);
-    /// The key's value is one of a list, to which these are added. An entry with a text of the list
-    /// replaces that entry's value and flags.
+    /// The key's value is one of a list, to which these are added. An entry whose string is in the
+    /// list already replaces that entry's value and flags.
     void addFixedValues(const std::string& key, const std::vector<ListedValue>& values);
     void allowUnknownKeys(bool allow) { allowUnknownKeys_ = allow; }
 
-    /// The validator doesn't depend on the builder.
+    /// The validator doesn't refer to the builder.
     ConfigValidator buildValidator() const;
 
 private:
-    /// The type of the value, whether its path may be relative, or what it may be.
+    /// The type of the value, whether its path may be relative, or the accepted strings.
     using Rule = std::variant<ValueType, bool, std::vector<ListedValue>>;
 
     std::map<std::string, Rule> rules_;

@@ -1,4 +1,4 @@
-// One stored value of a configuration: a type, the number of the typed ones, and the text.
+// One value of a configuration: its type, the number of a typed value, and the string.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 namespace settings_impl {
 
 enum class ValueType : std::uint32_t {
-    Raw = 100,  ///< typed reads convert the text on each read
+    Raw = 100,  ///< typed reads convert the string each time
     String = 101,
     Integer = 102,
     Boolean = 103,
@@ -16,20 +16,20 @@ enum class ValueType : std::uint32_t {
 
 class ConfigValue {
 public:
-    /// Converts the text to the type. Throws ExceptionCode<302> if it is no UTF-8 or reads as no
-    /// number, std::runtime_error for a type that doesn't exist.
+    /// Converts the string to the type. Throws ExceptionCode<302> if it is not valid UTF-8 or not a
+    /// number of that type, std::runtime_error for an unknown type.
     ConfigValue(ValueType type, const char* text);
 
-    /// A number with its text; without one (null), the text is the number's own.
+    /// Returns a number with its string; if `text` is null the string is the number in decimal.
     static ConfigValue ofInteger(std::int32_t number, const char* text);
     static ConfigValue ofBoolean(bool flag, const char* text);
     static ConfigValue ofDouble(double number, const char* text);
 
     ValueType type() const { return type_; }
     const std::string& text() const { return text_; }
-    std::int32_t integer() const { return number_.integer; }  ///< of an Integer
-    bool boolean() const { return number_.boolean; }          ///< of a Boolean
-    double real() const { return number_.real; }              ///< of a Double
+    std::int32_t integer() const { return number_.integer; }  ///< valid for an Integer
+    bool boolean() const { return number_.boolean; }          ///< valid for a Boolean
+    double real() const { return number_.real; }              ///< valid for a Double
 
 private:
     union Number {

@@ -1,11 +1,11 @@
-// How the library fails: a throw is one call with the status.
+// Throws the library's failures: one call with the status.
 #pragma once
 
 #include "settings/share/SettingsException.h"
 
 namespace settings_impl {
 
-/// A failure whose status its type tells.
+/// A failure whose type carries its status.
 template <settings::Status status>
 class ExceptionCode : public settings::Exception {
 public:

@@ -19,8 +19,8 @@ namespace {
 constexpr std::size_t kPathLimit = 260;
 constexpr std::string_view kSeparators = "\\/";
 
-/// Names of devices; Windows finds the device in any folder. See "Naming Files, Paths, and
-/// Namespaces" of Microsoft's documentation.
+/// Device names, which Windows reserves in every directory. See "Naming Files, Paths, and
+/// Namespaces" in Microsoft's documentation.
 constexpr std::array<std::string_view, 22> kReservedNames = {
     "CON",  "PRN",  "AUX",  "NUL",  "COM1", "COM2", "COM3", "COM4", "COM5", "COM6", "COM7",
     "COM8", "COM9", "LPT1", "LPT2", "LPT3", "LPT4", "LPT5", "LPT6", "LPT7", "LPT8", "LPT9"};
@@ -43,7 +43,7 @@ bool isDrive(const std::string& piece) {
     return piece.size() == 2 && piece[1] == ':' && isLetter(piece[0]);
 }
 
-/// The pieces between separators; the one behind a final separator is not made.
+/// Splits a path at its separators; a trailing separator adds no empty component.
 std::vector<std::string> cut(const std::string& text) {
     std::vector<std::string> pieces;
     std::size_t begin = 0;
@@ -64,8 +64,8 @@ std::string join(const std::vector<std::string>& pieces) {
     return text;
 }
 
-/// What Windows makes of a text in the other form: `call` gets the room and its size, both 0 to ask
-/// for what is needed.
+/// Converts a string by a Windows function: `call` receives a buffer and its size, both 0 to query
+/// the size needed.
 template <class Result, class Source, class Call>
 Result convert(const Source& text, Call call) {
     Result result;
@@ -77,7 +77,8 @@ Result convert(const Source& text, Call call) {
     return result;
 }
 
-/// The path seen from the current directory, in pieces.
+/// Returns the components of the path, prefixed with those of the current directory if it is
+/// relative.
 std::vector<std::string> fromCurrentDirectory(const std::string& path) {
     TCHAR buffer[kPathLimit];
     std::vector<std::string> pieces;
@@ -88,7 +89,7 @@ std::vector<std::string> fromCurrentDirectory(const std::string& path) {
     return pieces;
 }
 
-/// Lets each ".." take away the piece before it.
+/// Resolves each ".." by removing the component before it.
 std::vector<std::string> resolveParents(const std::vector<std::string>& pieces) {
     std::vector<std::string> resolved;
     for (const std::string& piece : pieces) {
@@ -106,15 +107,15 @@ std::vector<std::string> resolveParents(const std::vector<std::string>& pieces) 
 }  // namespace
 
 WideText toWide(const std::string& text) {
-    return convert<WideText>(text, [&text](TCHAR* room, int size) {
+    return convert<WideText>(text, [&text](TCHAR* buffer, int size) {
         return MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(),
-                                   static_cast<int>(text.size()), room, size);
+                                   static_cast<int>(text.size()), buffer, size);
     });
 }
 
 std::string toUtf8(const WideText& text) {
-    return convert<std::string>(text, [&text](char* room, int size) {
-        return WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), room,
+    return convert<std::string>(text, [&text](char* buffer, int size) {
+        return WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), buffer,
                                    size, nullptr, nullptr);
     });
 }
@@ -175,7 +176,7 @@ void createParentDirectories(const FileName& fileName) {
     if (pieces.empty()) {
         return;
     }
-    // The drive itself is never made.
+    // The drive itself can't be created.
     std::string folder = pieces.front();
     for (auto piece = pieces.begin() + 1; piece != pieces.end(); ++piece) {
         folder += '/';

@@ -1,4 +1,4 @@
-// Paths of configuration files. They are UTF-8 and may be written with either separator.
+// Paths of configuration files: in UTF-8, with either separator.
 #pragma once
 
 #include <windows.h>
@@ -11,15 +11,15 @@ namespace settings_impl {
 
 using WideText = std::basic_string<TCHAR>;
 
-/// UTF-8 to UTF-16 and back. A text that is not well-formed throws settings::Exception with status
-/// 200.
+/// Convert UTF-8 to UTF-16 and back. Throw settings::Exception with status 200 for an invalid
+/// string.
 WideText toWide(const std::string& text);
 std::string toUtf8(const WideText& text);
 
-/// A path in both forms. A canonical one is absolute, has no "." and ".." and no backslash.
+/// A path in UTF-8 and UTF-16. A canonical one is absolute and has no ".", ".." or backslash.
 class FileName {
 public:
-    /// Throws settings::Exception with status 200 if the text has no wide form.
+    /// Throws settings::Exception with status 200 if the string can't be converted to UTF-16.
     explicit FileName(const std::string& text, bool canonical = false)
         : text_(text), wide_(toWide(text)), canonical_(canonical) {}
 
@@ -33,22 +33,22 @@ private:
     bool canonical_;
 };
 
-/// The text, if it may be a path. Throws settings::Exception: 312 if it is no UTF-8, 310 if it has
-/// 260 bytes or more, 311 if a piece is the name of a device or holds an illegal character. The
-/// empty text passes.
+/// Returns `text` if it may be a path. Throws settings::Exception: 312 if it is not valid UTF-8,
+/// 310 if it has 260 bytes or more, 311 if a component is a device name or contains an illegal
+/// character. The empty string is accepted.
 const std::string& checkPath(const std::string& text);
 
-/// Cuts a path at its separators and drops empty pieces and ".". Returns whether the first piece is
-/// a drive ("C:"). Throws settings::Exception with status 311 for the empty text.
+/// Splits a path at its separators, without empty components and ".". Returns whether the first
+/// component is a drive ("C:"). Throws settings::Exception with status 311 for an empty path.
 bool splitPath(const std::string& text, std::vector<std::string>& components);
 
-/// Takes a relative path from the current directory and resolves "..". Throws settings::Exception:
-/// 311 if the path leads above its root or to nothing, what checkPath throws of the result, 200 if
-/// the current directory can't be told.
+/// Makes a relative path absolute by the current directory and resolves "..". Throws
+/// settings::Exception: 311 if the path leads above its root or has no component left, the statuses
+/// of checkPath for the result, 200 if the current directory is unknown.
 FileName canonicalize(const FileName& fileName);
 
-/// Makes the folders that a file stands in. Throws std::logic_error if the name is not canonical,
-/// settings::Exception with status 311 if a folder can't be made.
+/// Creates the directories above a file. Throws std::logic_error if the name is not canonical,
+/// settings::Exception with status 311 if a directory can't be created.
 void createParentDirectories(const FileName& fileName);
 
 }  // namespace settings_impl

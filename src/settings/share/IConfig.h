@@ -1,4 +1,4 @@
-// A configuration as its readers see it.
+// Read access to a configuration.
 #pragma once
 
 #include <cstdint>
@@ -9,22 +9,21 @@
 
 namespace settings_impl {
 
-/// Keys with their values. Every read of a key throws ExceptionCode<303> if the key isn't there,
-/// and all but `hasValue` throw ExceptionCode<301> if it has no value or one of another type. A
-/// `Raw` value is converted to the type asked for, which throws ExceptionCode<302> where it can't
-/// be.
+/// Keys with their values. Every read throws ExceptionCode<303> if the key doesn't exist, and all
+/// but `hasValue` throw ExceptionCode<301> if it has no value or one of another type. A `Raw` value
+/// is converted to the requested type, which throws ExceptionCode<302> if it can't be.
 class IConfig {
 public:
     virtual ~IConfig() = default;
     virtual ValueType getType(const std::string& key) const = 0;
     virtual bool hasValue(const std::string& key) const = 0;
-    /// Owned by the configuration.
+    /// The configuration owns the string.
     virtual const char* getString(const std::string& key) const = 0;
     virtual std::int32_t getInt(const std::string& key) const = 0;
     virtual double getDouble(const std::string& key) const = 0;
     virtual bool getBool(const std::string& key) const = 0;
     virtual std::string getText(const std::string& key) const = 0;
-    /// In the order of their bytes; the texts are owned by the configuration.
+    /// Returns the keys in the order of their bytes; the configuration owns the strings.
     virtual std::vector<const char*> keys() const = 0;
 };
 

@@ -1,4 +1,4 @@
-// What a parser of configurations, its callback and its error listener ask of each other.
+// The interfaces between a parser of configurations, its callback and its error listener.
 #pragma once
 
 #include <memory>
@@ -12,7 +12,7 @@ namespace settings_impl {
 class ConfigValidator;
 class KeyMapper;
 
-/// The answers of a parser's callback to an entry, and what a parser reports of a bad line.
+/// What a parser's callback returns for an entry, and what a parser reports about a bad line.
 enum class ParserEvent : settings::Status {
     Accepted = 300,
     KeyWithoutValue = 301,
@@ -22,7 +22,7 @@ enum class ParserEvent : settings::Status {
     InvalidComment = 305,
 };
 
-/// A position in the parsed text. It lives only during the call that it is passed to.
+/// A position in the parsed text, valid only during the call that it is passed to.
 class IParserCursor {
 public:
     virtual ~IParserCursor() = default;
@@ -37,7 +37,7 @@ public:
 class IConfigParserCallback {
 public:
     virtual ~IConfigParserCallback() = default;
-    /// False refuses the comment.
+    /// Returning false refuses the comment.
     virtual bool onComment(const IParserCursor& cursor, const char* text) = 0;
     /// `value` is null for a key without a value.
     virtual ParserEvent onEntry(const IParserCursor& cursor, const char* key,
@@ -48,14 +48,14 @@ public:
 class IConfigParser {
 public:
     virtual ~IConfigParser() = default;
-    /// What these are given is not owned and must outlive `parse`. The first two may be null.
+    /// The arguments are not owned and must outlive `parse`. The first two may be null.
     virtual void setValidator(const ConfigValidator* validator) = 0;
     virtual void setKeyMapper(const KeyMapper* keyMapper) = 0;
     virtual void setErrorListener(IParserErrorListener* listener) = 0;
     virtual void setStopOnError(bool stop) = 0;
     virtual void setAllowKeyWithoutValue(bool allow) = 0;
-    /// The configuration of the text, or null if it is to stop on errors and there was one. Throws
-    /// settings::Exception if the text can't be read, and what the listener throws.
+    /// Returns the parsed configuration, or null if the parser stops on errors and found one.
+    /// Throws settings::Exception if the text can't be read, and whatever the listener throws.
     virtual std::unique_ptr<IConfig> parse() = 0;
 };
 

@@ -1,4 +1,4 @@
-// Brings the keys of a configuration into their listed form on the way in.
+// Converts the keys of a configuration to the spelling in which they are listed.
 #pragma once
 
 #include <memory>
@@ -11,11 +11,12 @@ namespace settings_impl {
 class IKeyMapper {
 public:
     virtual ~IKeyMapper() = default;
-    /// The mapped key and whether the mapper matched; a key that it doesn't know comes back.
+    /// Returns the mapped key and whether the mapper matched; a key without a mapping is returned
+    /// unchanged.
     virtual std::pair<std::string, bool> map(std::string key) const = 0;
 };
 
-/// A chain of mappers, of which the last added one that matches is the only one that applies.
+/// A chain of mappers: of those that match, only the one added last applies.
 class KeyMapper {
 public:
     explicit KeyMapper(std::vector<std::unique_ptr<IKeyMapper>> mappers)
@@ -35,10 +36,10 @@ public:
         virtual std::unique_ptr<IKeyMapper> create() const = 0;
     };
 
-    /// Keys that equal `from`, in its case or in any, become `to`.
+    /// Maps keys equal to `from` to `to`; `caseSensitive` decides how they are compared.
     void addKeyMapping(const std::string& from, const std::string& to, bool caseSensitive);
 
-    /// The mapper doesn't depend on the builder.
+    /// The mapper doesn't refer to the builder.
     KeyMapper buildKeyMapper() const;
 
 private:

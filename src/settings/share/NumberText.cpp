@@ -17,7 +17,7 @@ namespace settings_impl {
 namespace {
 
 constexpr std::string_view kLeadingBlanks = " \t\n\v";
-/// What a stream skips before it reads.
+/// The white space that a stream skips before a number.
 constexpr std::string_view kStreamBlanks = " \t\n\v\f\r";
 
 std::string_view skip(std::string_view text, std::string_view set) {
@@ -25,7 +25,8 @@ std::string_view skip(std::string_view text, std::string_view set) {
     return text;
 }
 
-/// The text that the base of a number is told by.
+/// Returns the string in lower case without leading white space; its first characters decide the
+/// base.
 std::string prepare(std::string_view text) {
     return lowerCase(skip(text, kLeadingBlanks));
 }
@@ -45,8 +46,8 @@ bool isSign(char byte) {
     return byte == '+' || byte == '-';
 }
 
-/// The head of a text that a stream collects before it converts it. It need not be a number: "1e"
-/// and "." are collected too.
+/// Returns the characters that a stream collects for a number before it converts them. They need
+/// not be a number: "1e" and "." are collected too.
 std::string_view collectDouble(std::string_view text) {
     std::size_t end = !text.empty() && isSign(text[0]) ? 1 : 0;
     bool digits = false;
@@ -71,13 +72,13 @@ std::string_view collectDouble(std::string_view text) {
     return text.substr(0, end);
 }
 
-/// Whether a collected field is a number to its end.
+/// Whether the collected characters are a complete number.
 bool isWholeDouble(std::string_view field) {
     return std::any_of(field.begin(), field.end(), isDigit) &&
            (isDigit(field.back()) || field.back() == '.');
 }
 
-/// The decimal point of the process's locale, which is all that `atof` and "%g" take from it.
+/// Returns the decimal point of the process's locale, the only part of it that `atof` and "%g" use.
 const char* localPoint() {
     return localeconv()->decimal_point;
 }
@@ -138,12 +139,12 @@ std::string numberToText(std::int32_t number) {
 }
 
 std::string numberToText(double number) {
-    // The longest text is "-1.23457e+308". Windows' own formatting, not that of a C++ run-time,
-    // which would bring 40 KB along.
+    // The longest result is "-1.23457e+308". Windows' own formatting is used: that of the C++
+    // run-time would add 40 KB to the DLL.
     char buffer[32];
     _snprintf(buffer, sizeof buffer, "%g", number);
     std::string text = withPoint(buffer, localPoint(), ".");
-    // msvcrt.dll gives every exponent three digits.
+    // msvcrt.dll writes every exponent with three digits.
     const auto exponent = text.find('e');
     if (exponent != std::string::npos && text.size() - exponent == 5 && text[exponent + 2] == '0') {
         text.erase(exponent + 2, 1);

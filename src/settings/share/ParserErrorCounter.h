@@ -1,4 +1,4 @@
-// Counts the errors of a parser on their way to its listener.
+// Counts the errors of a parser and forwards them to its listener.
 #pragma once
 
 #include "settings/share/IConfigParser.h"

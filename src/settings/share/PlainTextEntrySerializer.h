@@ -12,7 +12,7 @@ public:
     virtual void writeEntry(const std::string& key, const std::string& value) = 0;
 };
 
-/// One line an entry; nothing is quoted or escaped.
+/// Writes one line for each entry; nothing is quoted or escaped.
 class PlainTextEntrySerializer : public IConfigEntrySerializer {
 public:
     void writeKey(const std::string& key) override { text_ += key + "\n"; }

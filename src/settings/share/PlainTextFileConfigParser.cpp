@@ -71,7 +71,7 @@ void PlainTextFileConfigParser::parseLines(const std::string& text,
     }
 }
 
-/// An error listener may throw; where errors don't stop the parser, that line is passed over.
+/// Skips a line at which the error listener throws, unless errors stop the parser.
 bool PlainTextFileConfigParser::parseGuarded(const std::string& line, std::uint32_t number,
                                              IConfigParserCallback& callback) const {
     try {

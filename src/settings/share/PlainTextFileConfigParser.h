@@ -1,5 +1,5 @@
-// The one format of configurations: lines of `key=value` or `key:value`, and comments that begin
-// with "#". Nothing is quoted, escaped or continued.
+// The format of configurations: lines of `key=value` or `key:value`, and comments that begin with
+// "#". There is no quoting, escaping or continuation.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@ namespace settings_impl {
 
 class PlainTextFileConfigParser : public IConfigParser {
 public:
-    /// The line and, in bytes, the first byte of it that is not blank; both counted from 0.
+    /// The line and the byte of its first non-blank character; both counted from 0.
     class Cursor : public IParserCursor {
     public:
         Cursor(std::uint32_t lineNumber, std::uint32_t charNumber)
@@ -23,11 +23,11 @@ public:
         std::uint32_t character;
     };
 
-    /// Where the text comes from.
+    /// The source of the text.
     class IBuffer {
     public:
         virtual ~IBuffer() = default;
-        /// Fills `text`. Throws settings::Exception.
+        /// Stores the text in `text`. Throws settings::Exception.
         virtual void read(std::string& text) = 0;
     };
 
@@ -57,7 +57,7 @@ private:
     std::unique_ptr<IBuffer> buffer_;
 };
 
-/// A file, by `readConfigFile` and with its statuses.
+/// Reads a file by `readConfigFile`, with its statuses.
 class FileBuffer : public PlainTextFileConfigParser::IBuffer {
 public:
     /// The name must be canonical.
@@ -68,7 +68,7 @@ private:
     FileName fileName_;
 };
 
-/// A text of any length. Status 314 if it is no UTF-8.
+/// A string of any length. Status 314 if it is not valid UTF-8.
 class StringBuffer : public PlainTextFileConfigParser::IBuffer {
 public:
     explicit StringBuffer(const char* text) : text_(text) {}

@@ -1,4 +1,4 @@
-// The statuses of the settings library and the exception that carries one.
+// The statuses of the settings library, and the exception that carries one.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +9,10 @@ namespace settings {
 using Status = std::uint32_t;
 
 constexpr Status kSuccess = 0;
-constexpr Status kFailure = 200;  ///< any failure that has no number of its own
+constexpr Status kFailure = 200;  ///< any failure without a status of its own
 constexpr Status kNullArgument = 300;
-constexpr Status kNoFittingValue = 301;  ///< no value, or its type doesn't fit the read
-constexpr Status kBadValue = 302;        ///< no UTF-8, or can't be read as the asked type
+constexpr Status kNoFittingValue = 301;  ///< no value, or its type doesn't match the read
+constexpr Status kBadValue = 302;  ///< not valid UTF-8, or can't be converted to the requested type
 constexpr Status kNoSuchKey = 303;
 constexpr Status kCannotOpen = 304;  ///< a file can't be opened or created
 constexpr Status kShortWrite = 306;
@@ -24,7 +24,7 @@ constexpr Status kBadLines = 313;
 constexpr Status kTextNotUtf8 = 314;
 constexpr Status kFileTooLong = 315;  ///< 1,048,576 bytes or more
 
-/// Any failure of the library. Its message is empty: the status tells all.
+/// Any failure of the library. Its message is empty: only the status matters.
 class Exception : public std::runtime_error {
 public:
     explicit Exception(Status code) : std::runtime_error(""), code_(code) {}

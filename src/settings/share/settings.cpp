@@ -36,7 +36,7 @@ namespace {
 
 using settings::Status;
 
-/// The path of the runtime settings file, in UTF-8.
+/// Returns the path of the runtime settings file, in UTF-8.
 std::string defaultPath() {
     TCHAR folder[MAX_PATH];
     if (FAILED(SHGetFolderPathW(nullptr, CSIDL_PROGRAM_FILES_COMMONX86, nullptr, SHGFP_TYPE_CURRENT,
@@ -119,7 +119,9 @@ namespace settings_impl {
 
 namespace {
 
-/// Turns what the work throws into a status.
+/// Returns the status of what `work` throws, or success. The body is passed as a pointer and a
+/// function of its own type so that this function, with all its catch clauses, exists only once in
+/// the DLL.
 Status runGuarded(void (*work)(const void* body), const void* body) {
     try {
         work(body);
@@ -131,8 +133,7 @@ Status runGuarded(void (*work)(const void* body), const void* body) {
     }
 }
 
-/// Runs the work of an entry. A null among the arguments, those of the entry that may not be null,
-/// is refused before.
+/// Runs the body of an entry, after refusing null among its required pointer arguments.
 template <class Body, class... Pointers>
 Status runEntry(const Body& body, Pointers... arguments) {
     if ((!arguments || ...)) {
@@ -141,7 +142,7 @@ Status runEntry(const Body& body, Pointers... arguments) {
     return runGuarded([](const void* work) { (*static_cast<const Body*>(work))(); }, &body);
 }
 
-/// A new object, null when out of memory.
+/// Returns a new object, null when out of memory.
 template <class T>
 T* createObject() {
     return new (std::nothrow) T();

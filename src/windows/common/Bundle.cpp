@@ -44,7 +44,7 @@ tstring getFamilyKeyPath(const Bundle& bundle) {
 }
 
 tstring getVersionKeyPath(const Bundle& bundle) {
-    // A type without keys is told before a version without a family.
+    // An unexpected type is reported before a version without a family.
     const tstring familyKey = getFamilyKeyPath(bundle);
     return FileUtils::combinePath(familyKey, toString(withoutBuild(bundle.version)));
 }

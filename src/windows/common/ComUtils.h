@@ -1,10 +1,10 @@
-// COM for a scope, and an owner of COM interfaces.
+// Scoped COM initialisation, and an owner of COM interfaces.
 #pragma once
 
 #include "common/windows/WinAutoHandle.h"
 
-/// Opens COM on this thread, in a single-threaded apartment, until the object ends. A failure is a
-/// log record.
+/// Initialises COM on this thread, as a single-threaded apartment, until the object is destroyed.
+/// Logs a failure.
 class ComInitializer {
 public:
     ComInitializer();

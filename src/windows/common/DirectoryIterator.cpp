@@ -19,16 +19,16 @@ DirectoryIterator& DirectoryIterator::withFolders(bool value) {
     return *this;
 }
 
-DirectoryIterator& DirectoryIterator::pastUnreadable(const SourceLocation& where) {
-    pastUnreadable_ = where;
+DirectoryIterator& DirectoryIterator::skipUnreadable(const SourceLocation& where) {
+    skipUnreadable_ = where;
     return *this;
 }
 
 void DirectoryIterator::findItems(std::vector<tstring>& out) {
     items_.clear();
     if (isDirectory(path_)) {
-        if (pastUnreadable_) {
-            runLogged(*pastUnreadable_, [this] { iterateDirectory(path_, *this); });
+        if (skipUnreadable_) {
+            runLogged(*skipUnreadable_, [this] { iterateDirectory(path_, *this); });
         } else {
             iterateDirectory(path_, *this);
         }
@@ -50,7 +50,7 @@ bool DirectoryIterator::onFolder(const tstring& path) {
     if (recursive_) {
         DirectoryIterator below(path);
         below.recursive(recursive_).withFiles(withFiles_).withFolders(withFolders_);
-        below.pastUnreadable_ = pastUnreadable_;
+        below.skipUnreadable_ = skipUnreadable_;
         below.findItems(items_);
     }
     return true;

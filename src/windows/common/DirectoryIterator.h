@@ -1,4 +1,4 @@
-// Lists what a directory holds.
+// Lists the contents of a directory.
 #pragma once
 
 #include <optional>
@@ -10,8 +10,8 @@
 
 namespace FileUtils {
 
-/// Collects what a directory holds: files and folders, here and below, unless told otherwise, which
-/// nothing in the library does for the first three.
+/// Collects the entries of a directory: files and directories, here and in subdirectories. The
+/// three setters restrict that; the library itself doesn't use them.
 class DirectoryIterator : private DirectoryCallback {
 public:
     explicit DirectoryIterator(const tstring& path) : path_(path) {}
@@ -19,11 +19,11 @@ public:
     DirectoryIterator& recursive(bool value);
     DirectoryIterator& withFiles(bool value);
     DirectoryIterator& withFolders(bool value);
-    /// A directory that can't be read is a log record of that place, and the others are listed.
-    DirectoryIterator& pastUnreadable(const SourceLocation& where);
+    /// Logs a directory that can't be read, for the place `where`, and continues with the others.
+    DirectoryIterator& skipUnreadable(const SourceLocation& where);
 
-    /// Appends the full paths to `out`, a folder before what it holds. Nothing when the path is no
-    /// directory. Throws SysError, and then `out` is as it was.
+    /// Appends the full paths to `out`, a directory before its contents; appends nothing if the
+    /// path is not a directory. Throws SysError and leaves `out` unchanged then.
     void findItems(std::vector<tstring>& out);
 
 private:
@@ -33,7 +33,7 @@ private:
     bool recursive_ = true;
     bool withFiles_ = true;
     bool withFolders_ = true;
-    std::optional<SourceLocation> pastUnreadable_;
+    std::optional<SourceLocation> skipUnreadable_;
     tstring path_;
     std::vector<tstring> items_;
 };

@@ -1,4 +1,4 @@
-// Functions that an older Windows may lack, called without linking to them.
+// Calls functions that older versions of Windows don't have, without linking to them.
 //
 //     const DllFunction<LONG(WINAPI*)(HKEY, LPCWSTR)> deleteTree(Dll(_T("advapi32")),
 //                                                                "RegDeleteTreeW");
@@ -11,14 +11,13 @@
 #include "common/share/tstring.h"
 #include "common/windows/WinAutoHandle.h"
 
-/// A library of the system directory, loaded for as long as the object lives.
+/// A library of the system directory, loaded as long as the object exists.
 class Dll {
 public:
-    /// Loads `name` from the system directory alone, whatever the search path says. Throws SysError
-    /// when it can't be loaded.
+    /// Loads `name` from the system directory only, regardless of the search path. Throws SysError.
     explicit Dll(const tstring& name);
 
-    /// A further reference to the library. Throws SysError.
+    /// Adds a reference to the library. Throws SysError.
     Dll(const Dll& other);
     Dll& operator=(const Dll&) = delete;
 
@@ -32,30 +31,30 @@ private:
 
 namespace dll_detail {
 
-/// "<function>() function is not available in <path>", thrown as std::runtime_error.
+/// Throws std::runtime_error "<function>() function is not available in <path>".
 [[noreturn]] void throwNotAvailable(const char* function, const tstring& path,
                                     const SourceLocation& where);
 
 }  // namespace dll_detail
 
-/// A function of a library, as a pointer of type F, which need not be there.
+/// A function of a library, as a pointer of type F. The library need not export it.
 template <class F>
 class DllFunction {
 public:
-    /// Binds the function; one that the library doesn't export is no failure. `name` is a literal
-    /// and outlives the object. Throws SysError when the library can't be held.
+    /// Looks the function up; it is no failure if the library doesn't export it. `name` is a
+    /// literal that outlives the object. Throws SysError when the library can't be referenced.
     DllFunction(const Dll& dll, const char* name)
         : dll_(dll), address_(GetProcAddress(dll_.handle(), name)), name_(name) {}
 
     bool isAvailable() const { return address_ != nullptr; }
 
-    /// The function, which may be called through this. Throws std::runtime_error when the library
-    /// doesn't export it.
+    /// Returns the function; allows calling it through this object. Throws std::runtime_error if
+    /// the library doesn't export it.
     operator F() const {
         if (address_ == nullptr) {
             dll_detail::throwNotAvailable(name_, dll_.path(), __PRETTY_FUNCTION__);
         }
-        // Through void*: the compiler knows no kinship between the two function types.
+        // Through void*: the compiler warns of a cast between unrelated function types.
         return reinterpret_cast<F>(reinterpret_cast<void*>(address_));
     }
 

@@ -44,19 +44,20 @@ tstring convertShortPathToLong(const tstring& path) {
     });
 }
 
-/// The fixed part of a version resource.
+/// Returns the fixed part of a version resource.
 const VS_FIXEDFILEINFO& readResourceRecord(const VersionResource& resource,
                                            const tstring& subBlock) {
     void* record = nullptr;
     UINT size = 0;
-    constexpr const char* kHere = "`anonymous-namespace'::readResourceRecord";
+    constexpr const char* kFunction = "`anonymous-namespace'::readResourceRecord";
     const Text call = Text() << _T("VerQueryValueW(") << resource.path() << _T(", ") << subBlock
                              << _T(")");
     if (!VerQueryValueW(resource.block().data(), subBlock.c_str(), &record, &size)) {
-        raise(kHere, FailedCall(VerQueryValueW) << call << _T(" failed"));
+        raise(kFunction, FailedCall(VerQueryValueW) << call << _T(" failed"));
     }
     if (size < sizeof(VS_FIXEDFILEINFO)) {
-        raise<std::runtime_error>(kHere, Text() << call << _T(" returned unexpected buffer size."));
+        raise<std::runtime_error>(kFunction,
+                                  Text() << call << _T(" returned unexpected buffer size."));
     }
     return *static_cast<const VS_FIXEDFILEINFO*>(record);
 }
@@ -72,7 +73,7 @@ bool hasAttribute(const tstring& path, DWORD attribute) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & attribute) != 0;
 }
 
-/// The longest beginning of an absolute path that exists; empty when not even its drive does.
+/// Returns the longest existing prefix of an absolute path; empty if not even its drive exists.
 tstring existingPrefix(const tstring& path) {
     tstring prefix = path;
     while (!prefix.empty() && !exists(prefix)) {
@@ -82,10 +83,10 @@ tstring existingPrefix(const tstring& path) {
     return prefix;
 }
 
-/// The one text for all paths that name the same place.
+/// Returns the same string for all paths that refer to the same file.
 tstring canonicalPath(const tstring& path) {
     if (path.empty()) {
-        return path;  // no place at all; Windows has no full path for it
+        return path;  // an empty path has no full path
     }
     const tstring absolute =
         absolutePath(tstrings::toLower(tstrings::replace(path, _T("/"), _T("\\"))));
@@ -108,12 +109,12 @@ void createDir(const tstring& path) {
     }
 }
 
-/// Copies a text and its NUL to an offset of the buffer; gives the offset behind them.
+/// Copies a string and its NUL to an offset of the buffer; returns the offset after them.
 std::size_t append(ReparseBuffer& buffer, std::size_t offset, const tstring& text) {
-    const std::size_t room = (ReparseBuffer::kSize - offset) / sizeof(TCHAR);
-    if (text.size() + 1 > room) {
+    const std::size_t capacity = (ReparseBuffer::kSize - offset) / sizeof(TCHAR);
+    if (text.size() + 1 > capacity) {
         raise<std::runtime_error>("FileUtils::`anonymous-namespace'::append",
-                                  Text() << _T("wcscpy_s(ptr, ") << room << _T(", ") << text
+                                  Text() << _T("wcscpy_s(ptr, ") << capacity << _T(", ") << text
                                          << _T(") failed. Return value: ") << ERANGE);
     }
     const std::size_t size = (text.size() + 1) * sizeof(TCHAR);
@@ -121,7 +122,7 @@ std::size_t append(ReparseBuffer& buffer, std::size_t offset, const tstring& tex
     return offset + size;
 }
 
-/// The buffer that makes a directory a junction to `target`.
+/// Returns the buffer that makes a directory a junction to `target`.
 ReparseBuffer mountPointBuffer(const tstring& target) {
     ReparseBuffer buffer;
     const tstring substitute = _T("\\??\\") + target;
@@ -141,23 +142,23 @@ ReparseBuffer mountPointBuffer(const tstring& target) {
 
 /// Makes an empty directory a junction.
 void setMountPoint(const tstring& link, ReparseBuffer& buffer) {
-    constexpr const char* kHere = "FileUtils::createJunction";
+    constexpr const char* kFunction = "FileUtils::createJunction";
     const WinHandle directory(CreateFileW(link.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                                           FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT,
                                           nullptr));
     if (!directory) {
-        raise(kHere, FailedCall(CreateFileW) << link << _T(": cannot open"));
+        raise(kFunction, FailedCall(CreateFileW) << link << _T(": cannot open"));
     }
     const DWORD size =
         buffer.number(ReparseBuffer::kDataLength) + static_cast<DWORD>(ReparseBuffer::kHeaderSize);
     DWORD returned = 0;
     if (!DeviceIoControl(directory.get(), FSCTL_SET_REPARSE_POINT, buffer.bytes, size, nullptr, 0,
                          &returned, nullptr)) {
-        raise(kHere, FailedCall(DeviceIoControl) << link << _T(": cannot set reparse point"));
+        raise(kFunction, FailedCall(DeviceIoControl) << link << _T(": cannot set reparse point"));
     }
 }
 
-/// False when it can't be created, be it that the name is taken.
+/// Returns false if the file can't be created, which includes an existing one.
 bool createNewFile(const tstring& path) {
     WinHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
                                FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -195,12 +196,12 @@ void moveFileImpl(const tstring& src, const tstring& dst, DWORD flags) {
     LOG_TRACE("FileUtils::`anonymous-namespace'::moveFileImpl", message);
 }
 
-/// Whether a deletion that failed left nothing to delete.
+/// Whether a deletion failed because the file didn't exist.
 bool isAlreadyGone(DWORD status) {
     return status == ERROR_FILE_NOT_FOUND || status == ERROR_PATH_NOT_FOUND;
 }
 
-/// False leaves the reason as the last error.
+/// Returns false with the last error set.
 bool deleteFileImpl(const tstring& path) {
     if (DeleteFileW(path.c_str())) {
         LOG_TRACE("FileUtils::`anonymous-namespace'::deleteFileImpl",
@@ -210,18 +211,18 @@ bool deleteFileImpl(const tstring& path) {
     return isAlreadyGone(GetLastError());
 }
 
-/// Part of a deletion that throws nothing, so the record may get lost.
+/// Logs without throwing; the record may be lost.
 void warnOfReadOnlyFile(const tstring& path, DWORD status) {
-    constexpr const char* kHere = "FileUtils::tryDeleteFile";
-    runLogged(kHere, [&] {
+    constexpr const char* kFunction = "FileUtils::tryDeleteFile";
+    runLogged(kFunction, [&] {
         const SysError error(Text() << _T("Failed to discard R/O attribute from [") << path
                                     << _T("] file. File will not be deleted"),
                              SetFileAttributesW, status);
-        LOG_WARNING(kHere, Text() << error.what());
+        LOG_WARNING(kFunction, Text() << error.what());
     });
 }
 
-/// Deletes the files of a directory, and goes on past one that stays.
+/// Deletes the files of a directory and continues after one that can't be deleted.
 class DeleteFilesCallback : public DirectoryCallback {
 public:
     bool failed() const { return failed_; }
@@ -235,8 +236,8 @@ protected:
     bool failed_ = false;
 };
 
-/// Deletes the subdirectories as well. It follows a junction like any other directory: the files
-/// behind it go first, then the junction. Whoever deletes a tree must know what is linked into it.
+/// Deletes the subdirectories as well. A junction is treated like any other directory: the files in
+/// its target are deleted first, then the junction.
 class DeleteAllCallback : public DeleteFilesCallback {
 public:
     bool onFolder(const tstring& path) override {
@@ -245,7 +246,7 @@ public:
     }
 };
 
-/// Empties a directory of its files, or deletes it with all it holds.
+/// Deletes the files of a directory, or the directory with all its contents.
 class BatchDeleter {
 public:
     BatchDeleter(const tstring& path, bool recursive) : path_(path), recursive_(recursive) {}
@@ -278,17 +279,17 @@ void deleteOnReboot(const tstring& path) {
               [&] { moveFileImpl(path, tstring(), MOVEFILE_DELAY_UNTIL_REBOOT); });
 }
 
-/// Registers a directory for deletion after what it holds: at the restart only an empty directory
-/// can be deleted.
+/// Registers a directory for deletion after its contents: at the restart only empty directories can
+/// be deleted.
 void deleteTreeOnReboot(const tstring& path) {
     std::vector<tstring> items = {path};
-    DirectoryIterator(path).pastUnreadable("FileUtils::Deleter::execute").findItems(items);
+    DirectoryIterator(path).skipUnreadable("FileUtils::Deleter::execute").findItems(items);
     std::for_each(items.rbegin(), items.rend(), deleteOnReboot);
 }
 
 }  // namespace
 
-// ---- Questions ----
+// ---- Queries ----
 
 bool exists(const tstring& path) {
     return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
@@ -340,32 +341,32 @@ PathType pathType(const tstring& path) {
 }
 
 tstring getLinkTarget(const tstring& path) {
-    constexpr const char* kHere = "FileUtils::getLinkTarget";
+    constexpr const char* kFunction = "FileUtils::getLinkTarget";
     if (!isLink(path)) {
-        raise<std::runtime_error>(kHere, Text() << path << _T(": not a link"));
+        raise<std::runtime_error>(kFunction, Text() << path << _T(": not a link"));
     }
     const DWORD flags =
         FILE_FLAG_OPEN_REPARSE_POINT | (isDirectory(path) ? FILE_FLAG_BACKUP_SEMANTICS : DWORD{0});
     const WinHandle link(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                      nullptr, OPEN_EXISTING, flags, nullptr));
     if (!link) {
-        raise(kHere, FailedCall(CreateFileW) << path << _T(": cannot open"));
+        raise(kFunction, FailedCall(CreateFileW) << path << _T(": cannot open"));
     }
     ReparseBuffer buffer;
     DWORD size = 0;
     if (!DeviceIoControl(link.get(), FSCTL_GET_REPARSE_POINT, nullptr, 0, buffer.bytes,
                          ReparseBuffer::kSize, &size, nullptr)) {
-        raise(kHere, FailedCall(DeviceIoControl) << path << _T(": cannot get reparse point"));
+        raise(kFunction, FailedCall(DeviceIoControl) << path << _T(": cannot get reparse point"));
     }
     if (buffer.pathBuffer() == 0) {
-        raise<std::runtime_error>(kHere,
+        raise<std::runtime_error>(kFunction,
                                   Text() << path << _T(": unknown reparse tag ") << buffer.tag());
     }
     const std::optional<tstring> target = buffer.target();
     if (!target) {
-        raise<std::runtime_error>(kHere, Text() << path << _T(": damaged reparse point"));
+        raise<std::runtime_error>(kFunction, Text() << path << _T(": damaged reparse point"));
     }
-    LOG_TRACE(kHere,
+    LOG_TRACE(kFunction,
               Text() << _T("Target for [") << path << _T("] link is [") << *target << _T("]"));
     return *target;
 }
@@ -387,7 +388,7 @@ void createJunction(const tstring& link, const tstring& target) {
     try {
         setMountPoint(link, buffer);
     } catch (...) {
-        // A plain directory in its place would be taken for somebody else's ever after.
+        // A plain directory left in its place would never be replaced by a link again.
         if (isNew) {
             runLogged("FileUtils::createJunction", [&] { tryDeleteDirectory(link); });
         }
@@ -442,13 +443,13 @@ void copyFile(const tstring& src, const tstring& dst, bool failIfExists) {
 }
 
 void copyPersistentFile(const tstring& src, const tstring& dst) {
-    constexpr const char* kHere = "FileUtils::copyPersistentFile";
+    constexpr const char* kFunction = "FileUtils::copyPersistentFile";
     if (!exists(src)) {
-        raise<std::runtime_error>(kHere, Text() << _T("FileUtils::copyPersistentFile(") << src
-                                                << _T(", ") << dst
-                                                << _T(", 0) failed. Source file not found."));
+        raise<std::runtime_error>(kFunction, Text() << _T("FileUtils::copyPersistentFile(") << src
+                                                    << _T(", ") << dst
+                                                    << _T(", 0) failed. Source file not found."));
     }
-    const bool isCopied = runLogged(kHere, false, [&] {
+    const bool isCopied = runLogged(kFunction, false, [&] {
         copyFile(src, dst, false);
         return true;
     });
@@ -538,7 +539,7 @@ Deleter::~Deleter() {
     try {
         execute();
     } catch (...) {
-        // Without memory nothing more can be done, not even a record of it.
+        // Out of memory: nothing more can be done, not even logged.
     }
 }
 
@@ -555,7 +556,7 @@ Deleter& Deleter::appendTree(const tstring& path) {
 void Deleter::execute() {
     std::vector<Entry> entries;
     entries.swap(entries_);
-    // Files go before trees; within each the order of adding holds.
+    // Files are deleted before trees; within each kind in the order in which they were added.
     for (const auto action : {kFile, kFileOnReboot, kTree, kTreeOnReboot}) {
         for (const Entry& entry : entries) {
             if (entry.action == action) {
@@ -582,7 +583,7 @@ void Deleter::execute(const Entry& entry) {
     }
 }
 
-// ---- Walking ----
+// ---- Iterating ----
 
 bool DirectoryCallback::onFile(const tstring&) {
     return true;
@@ -593,7 +594,7 @@ bool DirectoryCallback::onFolder(const tstring&) {
 }
 
 void iterateDirectory(const tstring& path, DirectoryCallback& callback) {
-    constexpr const char* kHere = "FileUtils::iterateDirectory";
+    constexpr const char* kFunction = "FileUtils::iterateDirectory";
     WIN32_FIND_DATAW found;
     const FindHandle find(FindFirstFileW(combinePath(path, _T("*")).c_str(), &found));
     if (!find) {
@@ -601,7 +602,7 @@ void iterateDirectory(const tstring& path, DirectoryCallback& callback) {
         if (failure.status() == ERROR_FILE_NOT_FOUND) {
             return;
         }
-        raise(kHere, failure << _T("FindFirstFile(") << path << _T(") failed"));
+        raise(kFunction, failure << _T("FindFirstFile(") << path << _T(") failed"));
     }
     do {
         const tstring name = found.cFileName;
@@ -618,7 +619,7 @@ void iterateDirectory(const tstring& path, DirectoryCallback& callback) {
     } while (FindNextFileW(find.get(), &found));
     FailedCall failure(FindNextFileW);
     if (failure.status() != ERROR_NO_MORE_FILES) {
-        raise(kHere, failure << _T("FindNextFile(") << path << _T(") failed"));
+        raise(kFunction, failure << _T("FindNextFile(") << path << _T(") failed"));
     }
 }
 
@@ -645,16 +646,16 @@ std::array<std::uint16_t, 4> getFileVersion(const tstring& path) {
 }  // namespace FileUtils
 
 VersionResource::VersionResource(const tstring& path) : path_(path) {
-    constexpr const char* kHere = "VersionResource::VersionResource";
+    constexpr const char* kFunction = "VersionResource::VersionResource";
     DWORD zeroed = 0;
     const DWORD size = GetFileVersionInfoSizeW(path.c_str(), &zeroed);
     if (size == 0) {
-        raise(kHere, FailedCall(GetFileVersionInfoSizeW)
-                         << _T("GetFileVersionInfoSize(") << path << _T(") failed"));
+        raise(kFunction, FailedCall(GetFileVersionInfoSizeW)
+                             << _T("GetFileVersionInfoSize(") << path << _T(") failed"));
     }
     block_.resize(size);
     if (!GetFileVersionInfoW(path.c_str(), 0, size, block_.data())) {
-        raise(kHere, FailedCall(GetFileVersionInfoW)
-                         << _T("GetFileVersionInfo(") << path << _T(") failed"));
+        raise(kFunction, FailedCall(GetFileVersionInfoW)
+                             << _T("GetFileVersionInfo(") << path << _T(") failed"));
     }
 }

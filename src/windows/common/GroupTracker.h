@@ -1,4 +1,4 @@
-// Two trackers, one behind the other.
+// Concatenates two trackers.
 #pragma once
 
 #include <memory>
@@ -8,8 +8,8 @@
 #include "common/share/Text.h"
 #include "windows/common/InstalledNorvTracker.h"
 
-/// The products of A, then those of B, each product code once: the first sighting wins. A member is
-/// made when it is reached.
+/// Returns the products of A, then those of B, each product code once: the first occurrence wins.
+/// Each tracker is created when it is reached.
 template <class A, class B>
 class GroupTracker : public InstalledNorvTracker {
 public:
@@ -33,7 +33,7 @@ public:
     }
 
 private:
-    /// False behind the last member.
+    /// Returns false after the last tracker.
     bool makeMember() {
         if (member_ == 0) {
             current_ = std::make_unique<A>();

@@ -22,8 +22,8 @@ GUID initGuid(const tstring& text) {
     return value;
 }
 
-/// The text with the braces and dashes that it left out; unchanged if that doesn't make it as long
-/// as the registry form.
+/// Adds the braces and dashes that the text left out; returns it unchanged if that doesn't give it
+/// the length of the registry form.
 tstring completed(const tstring& text) {
     const bool opened = text.front() == _T('{');
     const bool closed = text.back() == _T('}');

@@ -3,26 +3,26 @@
 
 #include "common/share/tstring.h"
 
-/// A GUID of 16 bytes. All zero means none.
+/// A GUID of 16 bytes; all zero means none.
 class Guid {
 public:
     Guid() : value_{} {}
     explicit Guid(const GUID& value) : value_(value) {}
 
-    /// Reads the registry form, "{26A24AE4-039D-4CA4-87B4-2F64180451F0}", the same without braces,
-    /// or its 32 digits alone. Throws std::runtime_error when the text is no GUID.
+    /// Parses the registry form, "{26A24AE4-039D-4CA4-87B4-2F64180451F0}", the same without braces,
+    /// or its 32 digits alone. Throws std::runtime_error if the text is not a GUID.
     explicit Guid(const tstring& text);
 
-    /// The registry form: 38 characters, upper-case digits. Throws std::runtime_error.
+    /// Returns the registry form: 38 characters, upper-case digits. Throws std::runtime_error.
     tstring toString() const;
 
-    /// A fresh GUID. Throws std::runtime_error.
+    /// Returns a new GUID. Throws std::runtime_error.
     static Guid generate();
 
     bool isEmpty() const { return *this == Guid(); }
     const GUID& value() const { return value_; }
 
-    /// All comparisons are by the 16 bytes.
+    /// Comparisons are by the 16 bytes.
     friend bool operator==(const Guid& a, const Guid& b) { return compare(a, b) == 0; }
     friend bool operator!=(const Guid& a, const Guid& b) { return compare(a, b) != 0; }
     friend bool operator<(const Guid& a, const Guid& b) { return compare(a, b) < 0; }

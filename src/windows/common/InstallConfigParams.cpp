@@ -7,7 +7,7 @@
 
 namespace {
 
-// The columns of the table.
+// The values of the table's columns.
 constexpr bool kExported = true;
 constexpr bool kPassed = true;
 constexpr bool kPrefix = true;
@@ -40,7 +40,7 @@ constexpr ParamDescriptor kParams[] = {
     row("INSTALLDIR", kExported, kNo),
     row("/INSTALLDIRPUBQVR", kExported, kNo),
     row("INSTALLCFG", kExported, kNo),
-    // The other keys with a text.
+    // The other keys with a string.
     row("ProductCode", kExported, kNo),
     row("BASEIMAGECHECKSUMSHA256", kExported, kNo),
     row("COUNTRYOVERRIDE", kNo, kNo),

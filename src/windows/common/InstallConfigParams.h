@@ -1,4 +1,4 @@
-// The keys of the install configuration, and how a command-line argument finds its key.
+// The keys of the install configuration, and how a command-line argument matches a key.
 #pragma once
 
 #include <string>
@@ -7,11 +7,11 @@
 /// One key of the install configuration.
 struct ParamDescriptor {
     const char* name;
-    bool exported;           ///< stands in CMDLINE
-    bool passedToInstaller;  ///< its argument stands in MSI_CMDLINE
-    bool prefixMatch;        ///< an argument matches with anything behind the name
-    bool checkFile;          ///< its value must name a readable file
-    bool checkPlainText;     ///< and that file must be plain text
+    bool exported;           ///< written to CMDLINE
+    bool passedToInstaller;  ///< its argument is written to MSI_CMDLINE
+    bool prefixMatch;        ///< an argument matches whatever follows the name
+    bool checkFile;          ///< its value has to name a readable file
+    bool checkPlainText;     ///< which has to be plain text
     bool enterpriseOnly;
 };
 
@@ -34,7 +34,7 @@ enum class FlagParam {
     RetainDqxFiles,
 };
 
-/// The keys with a text, in the order in which their rules are made.
+/// The keys with a string, in the order in which their rules are created.
 enum class StringParam {
     InstallDir,
     InstallCfg,
@@ -51,18 +51,18 @@ enum class StringParam {
     BaseImageChecksumSha256,
 };
 
-/// The keys of the table as the configuration knows them.
+/// The names of the keys in the configuration.
 const char* paramName(FlagParam param);
 const char* paramName(StringParam param);
 constexpr int kFlagParams = static_cast<int>(FlagParam::RetainDqxFiles) + 1;
 constexpr int kStringParams = static_cast<int>(StringParam::BaseImageChecksumSha256) + 1;
 
-/// The whole parameter table.
+/// Returns the whole parameter table.
 std::vector<ParamDescriptor> makeParamTable();
 
-/// Whether an argument ("KEY=value", "KEY:value", "/s") is one of this key.
+/// Returns whether an argument ("KEY=value", "KEY:value", "/s") belongs to this key.
 bool matchesArgument(const ParamDescriptor& descriptor, const std::string& argument);
 
-/// The first key of the table that the argument matches, or null.
+/// Returns the first key of the table that the argument matches, or null.
 const ParamDescriptor* findParam(const std::vector<ParamDescriptor>& params,
                                  const std::string& argument);

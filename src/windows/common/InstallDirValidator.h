@@ -1,4 +1,4 @@
-// Judges a directory that a product is to be installed into.
+// Checks a directory that a product is to be installed into.
 #pragma once
 
 #include <windows.h>
@@ -10,25 +10,25 @@
 
 class InstallDirValidator {
 public:
-    // Statuses of the package's own, no Windows error codes.
+    // Statuses of the package's own, not Windows error codes.
     static constexpr UINT kNotEmpty = 610018;
     static constexpr UINT kSemicolon = 610019;
     static constexpr UINT kNetwork = 610020;
     static constexpr UINT kTooShort = 610021;
 
-    /// `products` are those whose own directories may hold files already.
+    /// The home directories of `products` may contain files already.
     explicit InstallDirValidator(const std::vector<InstalledNorv>& products)
         : products_(products) {}
 
-    /// 0 if the directory is acceptable, else the first of the statuses above that fits, in the
-    /// order too short, network, semicolon, not empty.
+    /// Returns 0 if the directory is acceptable, otherwise the first of the statuses above that
+    /// applies, in the order too short, network, semicolon, not empty.
     UINT validate(const tstring& path) const;
 
     /// Logs it if so.
     bool isSemicolonInPath(const tstring& path) const;
 
-    /// Whether it is a directory that holds something and is not the home of a listed product. Logs
-    /// it if so.
+    /// Returns whether the path is a directory that is not empty and not the home of one of the
+    /// products. Logs it if so.
     bool isDirNotEmpty(const tstring& path) const;
 
 private:

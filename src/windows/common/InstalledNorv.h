@@ -11,7 +11,7 @@
 class ProductUninstaller;
 
 struct InstalledNorv : Bundle {
-    static constexpr std::int32_t kModeNotDetected = -10;  ///< of every type other than QVR
+    static constexpr std::int32_t kModeNotDetected = -10;  ///< for every type other than QVR
     static constexpr std::int32_t kModeStandard = 10;
     static constexpr std::int32_t kModeStatic = 20;
 

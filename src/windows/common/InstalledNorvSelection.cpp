@@ -33,7 +33,7 @@ std::size_t itemIndex(std::int32_t type, std::uint32_t bits) {
     return static_cast<std::size_t>(found - std::begin(kClasses));
 }
 
-/// The slots that the predicate wants.
+/// Returns the slots for which the predicate is true.
 template <class Predicate>
 InstalledNorvSelection filter(const InstalledNorvSelection& selection, Predicate wants) {
     InstalledNorvSelection result = selection;
@@ -45,7 +45,7 @@ InstalledNorvSelection filter(const InstalledNorvSelection& selection, Predicate
     return result;
 }
 
-/// The version of a slot; all zero of an empty one.
+/// Returns the version of a slot; all zero for an empty one.
 NorvVersionDetails::Base versionOf(const InstalledNorv* product) {
     return product != nullptr ? product->version : NorvVersionDetails::Base();
 }

@@ -13,27 +13,30 @@ using InstalledNorvSelection = std::array<const InstalledNorv*, 4>;
 
 namespace NorvEnvironment {
 
-/// The highest version of each class; the earlier record wins a tie. Graphics products don't enter.
+/// Returns the highest version of each class; of equal versions the first in the list. Graphics
+/// products are ignored.
 InstalledNorvSelection makeSelection(InstalledNorvRange products);
 
-/// The slot of a class. Throws std::invalid_argument for a type or bits that have none.
+/// Returns the slot of a class. Throws std::invalid_argument if type and bits are not those of a
+/// class.
 std::size_t selectionIndex(std::int32_t type, std::uint32_t bits);
 
-/// Only the two slots of the type.
+/// Returns only the two slots of the type.
 InstalledNorvSelection selectByType(const InstalledNorvSelection& selection, std::int32_t type);
 
-/// Only the two slots of the architecture.
+/// Returns only the two slots of the architecture.
 InstalledNorvSelection selectByArch(const InstalledNorvSelection& selection, std::uint32_t bits);
 
-/// Only the slots with the highest version of all.
+/// Returns only the slots with the highest version of all.
 InstalledNorvSelection keepLatest(const InstalledNorvSelection& selection);
 
-/// The first product in the order: same type and architecture; same type; same architecture; any.
-/// Null if the selection is empty.
+/// Returns the first product in the order: same type and architecture; same type; same
+/// architecture; any. Null if the selection is empty.
 const InstalledNorv* pickPreferred(const InstalledNorvSelection& selection, std::int32_t type,
                                    std::uint32_t bits);
 
-/// The highest version of the type, rather of 64 bits than of 32; null if the type has no product.
+/// Returns the highest version of the type, of equal versions the 64-bit product; null if there is
+/// none.
 const InstalledNorv* latestOfType(const InstalledNorvSelection& selection, std::int32_t type);
 
 }  // namespace NorvEnvironment

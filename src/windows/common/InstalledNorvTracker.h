@@ -1,4 +1,4 @@
-// Cursors over the installed products, before each is looked at closely.
+// Cursors over the installed products, before detection completes each of them.
 #pragma once
 
 #include <cstdint>
@@ -15,8 +15,8 @@ struct TrackedProduct {
 
     tstring productCode;                        ///< in registry form, with braces
     std::int32_t type = kUnknownType;           ///< as in Bundle, or kUnknownType
-    std::uint32_t bits = 0;                     ///< 32, 64, or 0 for not known
-    NorvVersionDetails::Base version;           ///< as far as known; what isn't is left out
+    std::uint32_t bits = 0;                     ///< 32, 64, or 0 if unknown
+    NorvVersionDetails::Base version;           ///< unknown components are left out
     ProductUninstaller* uninstaller = nullptr;  ///< not owned; null means the default one
 };
 
@@ -25,11 +25,12 @@ class InstalledNorvTracker {
 public:
     virtual ~InstalledNorvTracker() = default;
 
-    /// Moves to the next product: valid until the next call, null when no product is left. Throws
-    /// if the installer's list can't be read, or a product code holds no valid version.
+    /// Moves to the next product and returns it: valid until the next call, null after the last
+    /// one. Throws if the installer's list can't be read or a product code doesn't spell a valid
+    /// version.
     virtual const TrackedProduct* next() = 0;
 };
 
-/// Every installed product once: those whose product codes spell their versions, then those that
-/// are found by their upgrade codes.
+/// Returns every installed product once: those whose product codes spell their versions, then those
+/// found by their upgrade codes.
 std::unique_ptr<InstalledNorvTracker> createInstalledNorvTracker();

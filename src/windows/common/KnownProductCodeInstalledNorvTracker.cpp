@@ -18,7 +18,7 @@ constexpr std::int32_t kQvr = Bundle::kQvr;
 constexpr std::int32_t kQvk = Bundle::kQvk;
 constexpr std::int32_t kGfx = Bundle::kNorvGfx;
 
-/// The first row that fits wins.
+/// The first matching row wins.
 constexpr ProductCodeTemplate kTemplates[] = {
     {_T("{7148F0A8-6813-11D6-A77B-00B0D0142UUX}"), kQvr, 32, 1, 4, 2, -1},
     {_T("{35A3A4F4-B792-11D6-A78A-00B0D0142UUX}"), kQvk, 32, 1, 4, 2, -1},
@@ -40,11 +40,12 @@ constexpr ProductCodeTemplate kTemplates[] = {
     {_T("{1111706F-666A-4037-7777-MNOO06464D10}"), kGfx, 64, -1, -1, -1, -1},
 };
 
-/// A product code and its terminator.
+/// A product code and its NUL.
 constexpr std::size_t kProductCodeBuffer = 39;
 
-/// So many failures in a row are no damaged entries but a list that can't be read at all.
-constexpr int kMostFailuresInARow = 256;
+/// More failures in a row than this mean that the list can't be read at all, not that entries are
+/// damaged.
+constexpr int kMaxFailuresInARow = 256;
 
 bool isDigit(TCHAR c) {
     return c >= _T('0') && c <= _T('9');
@@ -66,7 +67,7 @@ struct Digits {
           micro(presetText(row.micro)),
           update(presetText(row.update)) {}
 
-    /// The number that a placeholder stands for, or null.
+    /// Returns the number that a placeholder stands for, or null.
     tstring* of(TCHAR placeholder) {
         switch (placeholder) {
             case _T('M'):
@@ -121,7 +122,7 @@ NorvVersionDetails::Base versionOf(const ProductCodeTemplate& row, const tstring
     NorvVersionDetails::Base version(versionText);
     if (row.type == kQvr || row.type == kQvk) {
         version = SpecializedVersion<NorvVersionDetails::BaseLegacy>(version);
-        // A product code holds no build number.
+        // A product code has no build number.
         version.leaveOutFrom(4);
     }
     return version;
@@ -154,7 +155,7 @@ const TrackedProduct* KnownProductCodeInstalledNorvTracker::next() {
             const Text failure = Text() << _T("MsiEnumProducts(") << index
                                         << _T(") failed with error=[") << status << _T("]");
             LOG_ERROR(kFunction, Text() << failure << _T(" \nIgnored."));
-            if (++failures == kMostFailuresInARow) {
+            if (++failures == kMaxFailuresInARow) {
                 raise<std::runtime_error>(kFunction, failure);
             }
             continue;

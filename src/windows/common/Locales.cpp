@@ -19,7 +19,7 @@ constexpr const char* kPreferredLanguages = "Locale::preferredLanguages";
 constexpr LANGID kEnglishId = 1033;
 constexpr LANGID kPrimaryLanguageMask = 0x3FF;
 
-/// Whether a language's record matches an id.
+/// Matches the record of a language against an id.
 class Matcher {
 public:
     static bool matches(const LocaleInfo& info, LANGID id) {
@@ -28,7 +28,7 @@ public:
     }
 };
 
-/// Finds the first language that the matcher takes for an id.
+/// Finds the first language that matches an id.
 template <class M>
 class LocaleMatcher : public Locale::LocaleObserver {
 public:
@@ -54,7 +54,7 @@ private:
     Locale locale_ = Locale(Locale::english);
 };
 
-/// A Windows without preferred languages: a language asks for its primary one as well.
+/// For a Windows without preferred languages; each language id is followed by its primary one.
 std::vector<LANGID> defaultLanguages() {
     std::vector<LANGID> ids;
     for (const LANGID id : {static_cast<LANGID>(LOWORD(GetThreadLocale())),
@@ -68,8 +68,8 @@ std::vector<LANGID> defaultLanguages() {
     return ids;
 }
 
-/// Hexadecimal digits as a stream takes them: blanks, a sign and "0x" may stand before them, and
-/// nothing behind them.
+/// Parses hexadecimal digits as a stream does, after optional white space, a sign and "0x"; nothing
+/// may follow them.
 bool readLangId(const tstring& piece, LANGID& id) {
     std::string text;
     for (const TCHAR unit : piece) {
@@ -89,7 +89,7 @@ bool readLangId(const tstring& piece, LANGID& id) {
     return read.ec == std::errc() && read.ptr == end;
 }
 
-/// The ids of a list of hexadecimal texts, each ended by a zero and all of them by one more.
+/// Returns the ids of a list of NUL-terminated hexadecimal strings, which ends with another NUL.
 std::vector<LANGID> readLangIds(tstring list) {
     list.resize(list.size() - std::min<std::size_t>(list.size(), 2));
     std::vector<tstring> pieces;

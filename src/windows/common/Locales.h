@@ -1,7 +1,7 @@
-// In which language the system speaks to the user of this machine.
+// The language in which the library addresses the user of this machine.
 //
-// A text is compiled in: a getter takes a Locale and returns the text in its language. A getter is
-// written as
+// Localised texts are compiled in: a getter takes a Locale and returns the text in its language. A
+// getter is written as
 //
 //     const TCHAR* msgTitle(const Locale& locale) {
 //         static constexpr LocalizedText text{_T("english"), _T("german"), _T("japanese"),
@@ -9,7 +9,7 @@
 //         return text.in(locale);
 //     }
 //
-// and its caller asks for `getText(msgTitle, Locale())`.
+// and called by `getText(msgTitle, Locale())`.
 #pragma once
 
 #include <vector>
@@ -27,7 +27,7 @@ struct LocaleInfo {
 /// A language. Two of them are equal if they have the same function.
 class Locale {
 public:
-    /// Fills the record of a language.
+    /// Fills in the record of a language.
     using Language = void (*)(LocaleInfo& info);
 
     static void english(LocaleInfo& info);
@@ -35,15 +35,15 @@ public:
     static void japanese(LocaleInfo& info);
     static void german(LocaleInfo& info);
 
-    /// Looks at each supported language in turn until told to stop.
+    /// Visits each supported language in turn until `visit` returns false.
     class LocaleObserver {
     public:
         virtual ~LocaleObserver() = default;
-        /// Returns true to go on.
+        /// Returns true to continue.
         virtual bool visit(const Locale& locale) = 0;
     };
 
-    /// The language of the machine: the first of the preferred ones that is supported, or English.
+    /// Selects the language of the machine: the first preferred one that is supported, or English.
     /// Throws what preferredLanguages throws.
     Locale();
     explicit Locale(Language function) : language_(function) {}
@@ -51,22 +51,23 @@ public:
     Language language() const { return language_; }
     bool operator==(const Locale&) const = default;
 
-    /// Walks English, Chinese and Japanese, in this order.
+    /// Visits English, Chinese and Japanese, in this order.
     static void forEach(LocaleObserver& observer);
 
-    /// The language ids of the calling thread and its user, most wanted first. Throws
-    /// PmtError<SysError> when Windows doesn't tell them, PmtError<std::runtime_error> when its
-    /// answer is no list of ids.
+    /// Returns the language ids of the calling thread and its user, the preferred one first. Throws
+    /// PmtError<SysError> if Windows fails to report them, PmtError<std::runtime_error> if it
+    /// reports something else than ids.
     static std::vector<LANGID> preferredLanguages();
 
 private:
-    /// Whether a supported language has `id` among its matched ids; if so, `locale` becomes it.
+    /// Returns whether a supported language has `id` among its matched ids; if so, stores it in
+    /// `locale`.
     static bool isSupported(LANGID id, Locale& locale);
 
     Language language_;
 };
 
-/// One text in every language. A locale that is none of the four gets the English one.
+/// A text in every language. A locale that is none of the four gets the English text.
 struct LocalizedText {
     const TCHAR* english;
     const TCHAR* german;
@@ -76,7 +77,7 @@ struct LocalizedText {
     const TCHAR* in(const Locale& locale) const;
 };
 
-/// A text of static lifetime in the language of the locale.
+/// Returns a string of static lifetime in the language of the locale.
 using TextGetter = const TCHAR* (*)(const Locale& locale);
 
 tstring getText(TextGetter getter, const Locale& locale);

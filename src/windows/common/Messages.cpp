@@ -1,4 +1,4 @@
-// clang-format off: a line of a text stands on a line of its own.
+// clang-format off: each line of a message is on a line of its own.
 #include "windows/common/Messages.h"
 
 const TCHAR* msgPathTooLong(const Locale& locale) {
@@ -110,7 +110,8 @@ const TCHAR* msgCannotOpen(const Locale& locale) {
         _T("Check that the configuration file exists and that the path to the file is correct."),
         _T("Norv kann nicht installiert werden\n\n")
         _T("Datei %s kann nicht geöffnet werden.\n")
-        _T("Stellen Sie sicher, dass die Konfigurationsdatei vorhanden und der Pfad zur Datei korrekt ist."),
+        _T("Stellen Sie sicher, dass die Konfigurationsdatei vorhanden und der Pfad zur Datei ")
+        _T("korrekt ist."),
         _T("Norvをインストールできません\n\n")
         _T("ファイル%sを開くことができません。\n")
         _T("構成ファイルが存在し、ファイルへのパスが正しいことを確認してください。"),
@@ -199,7 +200,8 @@ const TCHAR* msgInternalError(const Locale& locale) {
         _T("Check that configuration files are valid and that all settings are correct."),
         _T("Norv kann nicht installiert werden\n\n")
         _T("Ein interner Fehler ist aufgetreten.\n")
-        _T("Stellen Sie sicher, dass die Konfigurationsdateien gültig und alle Einstellungen korrekt sind."),
+        _T("Stellen Sie sicher, dass die Konfigurationsdateien gültig und alle Einstellungen ")
+        _T("korrekt sind."),
         _T("Norvをインストールできません\n\n")
         _T("内部エラーが発生しました。\n")
         _T("構成ファイルが有効で、すべての設定が正しいことを確認してください。"),
@@ -211,9 +213,7 @@ const TCHAR* msgInternalError(const Locale& locale) {
 
 const TCHAR* msgTitle(const Locale& locale) {
     static constexpr LocalizedText text{
-        _T("Norv Installation Not Completed"),
-        _T("Norv-Installation nicht abgeschlossen"),
-        _T("Norvのインストールが完了していません"),
-        _T("Norv 安装未完成")};
+        _T("Norv Installation Not Completed"), _T("Norv-Installation nicht abgeschlossen"),
+        _T("Norvのインストールが完了していません"), _T("Norv 安装未完成")};
     return text.in(locale);
 }

@@ -1,5 +1,5 @@
-// What the user is told when the install configuration is bad. A "%s" of a text takes an argument:
-// the first one the file or the switches, the second one the line.
+// Messages for the user about a bad install configuration. "%s" is replaced by an argument: the
+// first one by the file or the switches, the second one by the line.
 #pragma once
 
 #include "windows/common/Locales.h"

@@ -1,4 +1,4 @@
-// The session that the Windows Installer gives to a custom action.
+// The session that the Windows Installer passes to a custom action.
 #pragma once
 
 #include <windows.h>
@@ -9,28 +9,28 @@
 
 namespace msi {
 
-/// A property of the session; one that isn't set reads as empty. Throws msi::Error.
+/// Returns a property of the session; empty if it isn't set. Throws msi::Error.
 tstring getProperty(MSIHANDLE session, const tstring& name);
 
-/// The session as an action with a status of its own sees it.
+/// The session as seen by an action with a status of its own.
 class CA {
 public:
     virtual ~CA() = default;
 
-    /// One that isn't set reads as empty. Throws msi::Error.
+    /// Empty if the property isn't set. Throws msi::Error.
     virtual tstring getProperty(const tstring& name) const = 0;
 
     /// Throws std::invalid_argument for an empty value, msi::Error if the installer refuses.
     virtual void setProperty(const tstring& name, const tstring& value) = 0;
 
-    /// One character for each of the installer's run modes 0 to 18, "1" where it is set.
+    /// Returns one character for each of the installer's run modes 0 to 18, "1" where it is set.
     virtual tstring runModes() const = 0;
 };
 
-/// The session behind a handle, which stays the installer's.
+/// The session of a handle, which the installer owns.
 class CAImpl : public CA {
 public:
-    /// `status` is what the action will return; it must outlive this object.
+    /// `status` is the future return value of the action; it must outlive this object.
     CAImpl(MSIHANDLE session, UINT& status) : session_(session), status_(status) {}
 
     tstring getProperty(const tstring& name) const override;

@@ -16,7 +16,7 @@ constexpr const TCHAR* kActiveDatabaseName = _T("*CA*");
 constexpr const char* kGetProperty = "msi::Database::getProperty";
 constexpr const char* kOpenDatabase = "msi::`anonymous-namespace'::openDatabase";
 
-/// Of a failed call that has no status of its own.
+/// For failed calls that don't return a status.
 constexpr UINT kNoStatus = ERROR_FUNCTION_FAILED;
 
 MSIHANDLE openDatabase(const tstring& path) {
@@ -38,8 +38,8 @@ MSIHANDLE openDatabase(MSIHANDLE session) {
     return database;
 }
 
-/// Handles are closed by destructors, which let nothing out: not even a record that can't be
-/// written.
+/// Logs a failed close and never throws, also if the record can't be written: handles are closed by
+/// destructors.
 void logFailedClose(const SourceLocation& where, const TCHAR* call, MSIHANDLE handle,
                     UINT status) noexcept {
     try {
@@ -88,7 +88,7 @@ DatabaseRecord DatabaseRecord::fromHandle(MSIHANDLE handle) {
 
 UINT DatabaseRecord::getFieldCount() const {
     const UINT count = MsiRecordGetFieldCount(get());
-    // A bad handle gives -1.
+    // An invalid handle returns -1.
     if (static_cast<int>(count) < 1) {
         raise<Error>("msi::DatabaseRecord::getFieldCount",
                      Text() << _T("MsiRecordGetFieldCount() failed"), kNoStatus);

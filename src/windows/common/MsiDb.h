@@ -11,21 +11,21 @@
 
 namespace msi {
 
-/// MsiCloseHandle; 0 is skipped. A failure is a log record.
+/// Calls MsiCloseHandle unless the handle is 0. Logs a failure.
 void closeMSIHANDLE(MSIHANDLE handle) noexcept;
 
-/// MsiViewClose, then MsiCloseHandle; 0 is skipped. A failure is a log record, and a view that
+/// Calls MsiViewClose, then MsiCloseHandle, unless the handle is 0. Logs a failure; a view that
 /// can't be closed keeps its handle.
 void closeDatabaseView(MSIHANDLE handle) noexcept;
 
-/// A record, or none. Field numbers count from 1; field 0 is the template.
+/// A record, or none. Fields are numbered from 1; field 0 is the template.
 class DatabaseRecord {
 public:
-    /// No record.
+    /// Holds no record.
     DatabaseRecord() = default;
-    /// A new record with empty fields. Throws msi::Error.
+    /// Creates a record with empty fields. Throws msi::Error.
     explicit DatabaseRecord(UINT fieldCount);
-    /// Takes over a record of the installer's.
+    /// Takes ownership of a record handle.
     static DatabaseRecord fromHandle(MSIHANDLE handle);
 
     explicit operator bool() const { return static_cast<bool>(handle_); }
@@ -35,28 +35,28 @@ public:
     UINT getFieldCount() const;
     /// Throws msi::Error.
     void setString(UINT field, const tstring& value);
-    /// The text of field 1. Throws msi::Error.
+    /// Returns the string of field 1. Throws msi::Error.
     tstring getString() const;
 
 private:
     AutoHandle<MSIHANDLE, closeMSIHANDLE> handle_;
 };
 
-/// A database, closed with this object.
+/// A database, closed by the destructor.
 class Database {
 public:
     /// Opens the cached package of an installed product for reading. Throws msi::Error.
     explicit Database(const Guid& productCode);
-    /// Takes the database of the running installation, whose name is "*CA*". Throws msi::Error.
+    /// Opens the database of the running installation, whose name is "*CA*". Throws msi::Error.
     explicit Database(MSIHANDLE session);
 
     MSIHANDLE get() const { return handle_.get(); }
 
-    /// A value of the table "Property". Throws msi::NoMoreItemsError if there is none of that name,
-    /// msi::Error for other failures. The name is put into a query as it stands.
+    /// Returns a value of the table "Property". Throws msi::NoMoreItemsError if it doesn't exist,
+    /// msi::Error for other failures. The name is inserted into a query without escaping.
     tstring getProperty(const tstring& name) const;
 
-    /// The same, but empty for every failure. A name that isn't there leaves no record.
+    /// The same, but returns an empty string on failure. A missing name is not logged.
     tstring tryGetProperty(const tstring& name) const;
 
 private:
@@ -64,18 +64,18 @@ private:
     AutoHandle<MSIHANDLE, closeMSIHANDLE> handle_;
 };
 
-/// The rows that a query gives. The database must outlive the view.
+/// The rows of a query's result. The database must outlive the view.
 class DatabaseView {
 public:
-    /// Opens and executes the query; its parameters are the fields of the record, if there is one.
+    /// Opens and executes the query; the fields of the record, if there is one, are its parameters.
     /// Throws msi::Error.
     DatabaseView(const Database& database, const tstring& query,
                  const DatabaseRecord& parameters = DatabaseRecord());
 
-    /// The next row; no record behind the last one. Throws msi::Error.
+    /// Returns the next row, or no record after the last one. Throws msi::Error.
     DatabaseRecord tryFetch();
 
-    /// The next row; throws msi::NoMoreItemsError behind the last one.
+    /// Returns the next row; throws msi::NoMoreItemsError after the last one.
     DatabaseRecord fetch();
 
 private:

@@ -15,7 +15,7 @@ namespace msi {
 
 namespace {
 
-/// The installer's texts, which its library keeps under the low half of the status.
+/// Returns the installer's text of a status, which its library stores under the low 16 bits.
 tstring descriptionIn(HMODULE library, UINT status) {
     try {
         return Resource(status & 0xFFFF, library).toString();
@@ -24,7 +24,7 @@ tstring descriptionIn(HMODULE library, UINT status) {
     }
 }
 
-/// "(<description>)", or nothing if the installer's texts can't be reached.
+/// Returns "(<description>)", or nothing if the installer's texts can't be loaded.
 tstring describe(UINT status) {
     const tstring path = FileUtils::combinePath(SysInfo::getSystemDir(), _T("msimsg.dll"));
     const LoadedLibrary library(LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
@@ -39,7 +39,7 @@ tstring describe(UINT status) {
 std::string composeError(const tstring& text, UINT status) {
     Text detail;
     detail << _T("MSI error [") << status << _T("]");
-    // The status is what counts: it must reach its handler whether or not it can be described.
+    // The status must reach its handler whether or not it can be described.
     runLogged("msi::`anonymous-namespace'::composeError", [&] { detail << describe(status); });
     return joinErrorMessage(tstrings::toUtf8(text), detail.utf8());
 }

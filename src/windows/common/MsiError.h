@@ -9,7 +9,7 @@
 
 namespace msi {
 
-/// A failed call. `what()` is the text, the status and the installer's own words for it.
+/// A failed call. `what()` has the message, the status and the installer's text for it.
 class Error : public std::runtime_error {
 public:
     Error(const tstring& text, UINT status);
@@ -20,7 +20,7 @@ private:
     UINT status_;
 };
 
-/// A fetch that found no row. Its status is ERROR_NO_MORE_ITEMS.
+/// A fetch without a row. Its status is ERROR_NO_MORE_ITEMS.
 class NoMoreItemsError : public Error {
 public:
     explicit NoMoreItemsError(const tstring& text);

@@ -10,7 +10,7 @@ namespace msi {
 
 namespace {
 
-/// The installer fills the field into the template.
+/// The installer inserts field 1 into the template.
 constexpr const TCHAR* kLineTemplate = _T("Norv [1]");
 
 void leavePlace(std::atomic<DWORD>* place) noexcept {
@@ -31,7 +31,8 @@ MsiLogAppender::~MsiLogAppender() {
     Logger::instance().setAppender(previous_);
 }
 
-/// Null if the thread has a place already. No other thread ever writes its id.
+/// Reserves a slot for the thread; returns null if it has one already. No other thread writes its
+/// id.
 MsiLogAppender::Place* MsiLogAppender::takePlace(DWORD thread) {
     if (std::ranges::any_of(places_, [&](const Place& place) { return place == thread; })) {
         return nullptr;

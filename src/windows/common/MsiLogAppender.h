@@ -1,4 +1,4 @@
-// The appender that writes to the log of the Windows Installer.
+// An appender that writes to the log of the Windows Installer.
 #pragma once
 
 #include <windows.h>
@@ -12,8 +12,8 @@
 
 namespace msi {
 
-/// Sends the log to the installer's log, and then to the appender that was there before, for as
-/// long as it lives. Appenders nest like the scopes that hold them.
+/// As long as it exists, sends records to the installer's log and then to the previous appender.
+/// Appenders nest like the scopes that contain them.
 class MsiLogAppender : public LogAppender {
 public:
     explicit MsiLogAppender(MSIHANDLE session);
@@ -21,13 +21,13 @@ public:
     MsiLogAppender(const MsiLogAppender&) = delete;
     MsiLogAppender& operator=(const MsiLogAppender&) = delete;
 
-    /// Any thread may call it. A record that comes while the same thread sends one tells of that
-    /// sending, and is not sent. Throws msi::Error if the installer has no record to spare. Whether
-    /// it takes the line is not looked at.
+    /// May be called on any thread. A record logged by the sending itself, on the same thread, is
+    /// not sent. Throws msi::Error if the installer can't create a record. The result of the
+    /// sending is ignored.
     void append(const LogEvent& event) override;
 
 private:
-    /// Holds the id of a thread while it sends a line, else 0.
+    /// The id of a thread while it sends a line, otherwise 0.
     using Place = std::atomic<DWORD>;
 
     Place* takePlace(DWORD thread);
@@ -37,7 +37,7 @@ private:
     DWORD threadId_;
     LogAppender* previous_;
     TeeLogAppender tee_;
-    std::array<Place, 64> places_{};  ///< more than threads ever send at a time
+    std::array<Place, 64> places_{};  ///< more than the threads that ever send at the same time
 };
 
 }  // namespace msi

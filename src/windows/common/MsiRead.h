@@ -1,4 +1,4 @@
-// Reading a text of unknown length from the Windows Installer.
+// Reads a string of unknown length from the Windows Installer.
 #pragma once
 
 #include <windows.h>
@@ -12,8 +12,8 @@
 
 namespace msi {
 
-/// What one of the installer's reading functions gives. `read` passes a buffer and its size in
-/// characters on to the function `name`, whose first two arguments are told in case it fails.
+/// Returns the string of one of the installer's reading functions. `read` passes a buffer and its
+/// size in characters to the function `name`; a failure is reported with its first two arguments.
 /// Throws msi::Error.
 template <class First, class Second, class Read>
 tstring readText(const TCHAR* name, const First& first, const Second& second, Read read) {

@@ -21,7 +21,7 @@ bool isSuccess(UINT status) {
            status == ERROR_SUCCESS_REBOOT_REQUIRED;
 }
 
-/// Gives every message of the installer to a callback for as long as it lives.
+/// As long as it exists, passes every message of the installer to a callback.
 class CallbackTrigger {
 public:
     explicit CallbackTrigger(ActionData::Callback* callback) {
@@ -71,7 +71,8 @@ private:
     std::optional<CallbackTrigger> trigger_;
 };
 
-/// As the installer's command line takes it: double quotes doubled, blanks inside a pair of them.
+/// Quotes a value for the installer's command line: quotes inside are doubled; a value with a blank
+/// is put in quotes.
 tstring quoted(const tstring& value) {
     tstring result = tstrings::replace(value, _T("\""), _T("\"\""));
     if (result.empty()) {

@@ -1,4 +1,4 @@
-// Products that the Windows Installer has installed: what it knows of one, and an operation on one.
+// Products in the Windows Installer's list: their properties, and operations on them.
 #pragma once
 
 #include <windows.h>
@@ -13,24 +13,24 @@
 
 namespace msi {
 
-/// What the installer knows of a product under a name such as "LocalPackage". Throws msi::Error.
+/// Returns the installer's property `name` of a product, such as "LocalPackage". Throws msi::Error.
 tstring getProductInfo(const Guid& productCode, const tstring& name);
 
-/// The same, but empty for every failure.
+/// The same, but returns an empty string on failure.
 tstring tryGetProductInfo(const Guid& productCode, const tstring& name);
 
-/// Whether the installer knows the product.
+/// Returns whether the product is in the installer's list.
 bool isProductInstalled(const Guid& productCode);
 
-/// How an operation on a product ended.
+/// The result of an operation on a product.
 class ActionStatus {
 public:
     ActionStatus(const std::string& failure, UINT status) : failure_(failure), status_(status) {}
 
-    /// Also for the statuses that ask for a restart.
+    /// Also true for the statuses that request a restart.
     bool succeeded() const;
     UINT status() const { return status_; }
-    /// What failed, in UTF-8; empty after a success.
+    /// Returns the failed call, in UTF-8; empty after a success.
     const std::string& failure() const { return failure_; }
 
     /// Throws this status as msi::Error.
@@ -41,27 +41,28 @@ private:
     UINT status_;
 };
 
-/// One operation on one product. Not for two at a time: the installer's settings that `createState`
+/// An operation on a product. Only one at a time: the installer's settings that `createState`
 /// changes belong to the process.
 struct ActionData {
     /// Receives the installer's messages during the operation, on the installer's threads.
     class Callback {
     public:
         virtual ~Callback() = default;
-        /// `type` is the message type (INSTALLMESSAGE_...), `flags` the boxes and icons asked for.
+        /// `type` is the message type (INSTALLMESSAGE_...), `flags` are the buttons and icon of the
+        /// box.
         virtual void onMessage(UINT type, UINT flags, const tstring& text) = 0;
     };
 
-    /// Keeps the installer's settings changed for as long as it lives.
+    /// Changes the installer's settings as long as it exists.
     class State {
     public:
         virtual ~State() = default;
     };
 
-    /// Sets level, log and message handler of the installer.
+    /// Sets the level, log and message handler of the installer.
     std::unique_ptr<State> createState() const;
 
-    /// The extra arguments, then each property as KEY=value, quoted where needed.
+    /// Returns the extra arguments, then each property as KEY=value, quoted if need be.
     tstring commandLine() const;
 
     /// Removes the product.
@@ -85,5 +86,5 @@ public:
     virtual void uninstall(const msi::ActionData& data) = 0;
 };
 
-/// The uninstaller of every product that has none of its own: the Windows Installer.
+/// Returns the uninstaller of every product without one of its own: the Windows Installer.
 ProductUninstaller& defaultUninstaller();

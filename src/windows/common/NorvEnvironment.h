@@ -1,4 +1,4 @@
-// The products that are installed on the machine.
+// Detects the products that are installed on the machine.
 #pragma once
 
 #include <cstdint>
@@ -16,14 +16,15 @@ inline constexpr std::uint32_t kDetectNorvGfx = 0x04;
 inline constexpr std::uint32_t kDetect32Bit = 0x10;
 inline constexpr std::uint32_t kDetect64Bit = 0x20;
 
-/// The installed products that the mask selects, in the order in which the installer knows them. A
-/// product that can't be read is logged and left out. Throws if the installer's list itself fails.
+/// Returns the installed products selected by the mask, in the order in which the installer lists
+/// them. A product that can't be read is logged and left out. Throws if the installer's list itself
+/// can't be read.
 std::vector<InstalledNorv> detect(std::uint32_t mask);
 
-/// The first product with that code; throws std::runtime_error if there is none.
+/// Returns the first product with that code; throws std::runtime_error if there is none.
 const InstalledNorv& getByProductCode(InstalledNorvRange products, const Guid& productCode);
 
-/// Guards a list of products. Each field asks for its check.
+/// Checks a list of products. Each field enables its check.
 class InstalledNorvsVerifier {
 public:
     /// Throws std::invalid_argument at the first check that fails.

@@ -1,37 +1,38 @@
-// Path arithmetic: text in, text out, no look at the file system. The separators are backslash and
-// forward slash.
+// Path arithmetic on strings; never accesses the file system. Separators are backslash and forward
+// slash.
 #pragma once
 
 #include "common/share/tstring.h"
 
 namespace FileUtils {
 
-/// Everything before the last component, without the separators in front of it: "a" of "a\\b".
-/// Empty without a separator, and when nothing stands before it.
+/// Returns everything before the last component and its separators: "a" of "a\\b". Empty without a
+/// separator or if nothing precedes it.
 tstring dirname(const tstring& path);
 
-/// What follows the last separator: the whole path without one, empty when the path ends in one.
+/// Returns the characters after the last separator: the whole path without one, nothing if it ends
+/// with one.
 tstring basename(const tstring& path);
 
-/// From the last dot of the last component to the end: ".gz" of "a.tar.gz", ".x" of ".x". Empty
-/// without a dot, and for a last component "..".
+/// Returns the part from the last dot of the last component: ".gz" of "a.tar.gz", ".x" of ".x".
+/// Empty without a dot and for a last component "..".
 tstring suffix(const tstring& path);
 
-/// The path without its suffix, then `newSuffix`.
+/// Returns the path with its suffix replaced by `newSuffix`.
 tstring replaceSuffix(const tstring& path, const tstring& newSuffix);
 
-/// The path without any separator at its end.
+/// Returns the path without trailing separators.
 tstring removeTrailingSlash(const tstring& path);
 
-/// `a` without trailing separators, one backslash, `b` without one leading separator. If one of
-/// them is empty, the other as it is.
+/// Returns `a` without trailing separators, one backslash, and `b` without one leading separator.
+/// If one of them is empty, returns the other one unchanged.
 tstring combinePath(const tstring& a, const tstring& b);
 
-/// Whether the text holds one of < > " | ? *, which no path may hold.
+/// Returns whether the string contains one of < > " | ? *, which are illegal in paths.
 bool hasIllegalPathCharacter(const tstring& path);
 
-/// Whether the text holds one of those, a control character, a colon or a separator: no part of a
-/// file's name may.
+/// Returns whether the string contains one of those, a control character, a colon or a separator,
+/// which are illegal in file names.
 bool hasIllegalFileNameCharacter(const tstring& name);
 
 }  // namespace FileUtils

@@ -34,8 +34,8 @@ constexpr REGSAM kWriteAccess = KEY_READ | KEY_WRITE;
 constexpr REGSAM kDeleteTreeAccess =
     DELETE | KEY_ENUMERATE_SUB_KEYS | KEY_QUERY_VALUE | KEY_SET_VALUE;
 
-// A key's name has up to 255 characters, a value's up to 16,383 (Microsoft, "Registry Element Size
-// Limits").
+// The name of a key has up to 255 characters, that of a value up to 16,383 (Microsoft, "Registry
+// Element Size Limits").
 constexpr DWORD kSubkeyNameSize = 256;
 constexpr DWORD kValueNameSize = 16384;
 
@@ -71,7 +71,7 @@ tstring viewSuffix(REGSAM view) {
     raise(where, call << words << _T(" (") << path << _T(") error"));
 }
 
-/// Throws "<words> (<path>) error" when the status is none of success.
+/// Throws "<words> (<path>) error" unless the status is ERROR_SUCCESS.
 template <class Function>
 void check(LSTATUS status, const TCHAR* words, const tstring& path, Function function,
            const SourceLocation& where) {
@@ -80,7 +80,7 @@ void check(LSTATUS status, const TCHAR* words, const tstring& path, Function fun
     }
 }
 
-/// Opens a key that has to exist.
+/// Opens an existing key.
 LSTATUS openKey(HKEY parent, const tstring& subkey, REGSAM access, RegHandle& opened) {
     HKEY key = nullptr;
     const LSTATUS status = RegOpenKeyExW(parent, subkey.c_str(), 0, access, &key);
@@ -88,8 +88,8 @@ LSTATUS openKey(HKEY parent, const tstring& subkey, REGSAM access, RegHandle& op
     return status;
 }
 
-/// What `enumerate`, one of the two enumerating functions, names up to the status that ends the
-/// list.
+/// Returns the names that `enumerate`, one of the two enumerating functions, yields until it
+/// returns another status than ERROR_SUCCESS.
 template <class Enumerate>
 std::vector<tstring> namesFrom(Enumerate* enumerate, HKEY key, DWORD nameSize, const TCHAR* words,
                                const tstring& keyName, const SourceLocation& where) {
@@ -206,12 +206,13 @@ std::vector<BYTE> Registry::getValue(const tstring& valuePath, DWORD& type) cons
     if (!directory.empty()) {
         return Registry(*this, directory, Mode::Read).getValue(name, type);
     }
-    return readGrowing<std::vector<BYTE>>(0, [&](BYTE* data, std::size_t room) -> std::size_t {
-        auto size = static_cast<DWORD>(room);
-        const LSTATUS status =
-            RegQueryValueExW(key_, name.c_str(), nullptr, &type, room == 0 ? nullptr : data, &size);
+    return readGrowing<std::vector<BYTE>>(0, [&](BYTE* data, std::size_t capacity) -> std::size_t {
+        auto size = static_cast<DWORD>(capacity);
+        const LSTATUS status = RegQueryValueExW(key_, name.c_str(), nullptr, &type,
+                                                capacity == 0 ? nullptr : data, &size);
         if (status == ERROR_MORE_DATA) {
-            return std::max<std::size_t>(size, room + 1);  // it has grown since its size was asked
+            return std::max<std::size_t>(
+                size, capacity + 1);  // the value has grown since its size was queried
         }
         check(status, _T("query value"), combinePath(name_, name), RegQueryValueExW,
               "Registry::getValue");

@@ -1,12 +1,12 @@
-// The one door to the registry: a key that knows how it was reached, so that log and errors name
-// its whole path and the registry view.
+// Access to the registry: a key that records how it was reached, so that logs and errors name its
+// full path and registry view.
 //
 //     Registry key(HKLM64, _T("Software\\Classes"), Registry::Mode::Write);
-//     key.setString(_T("vkrfile\\"), _T("Norv file"));   // the default value of Classes\vkrfile
+//     key.setString(_T("vkrfile\\"), _T("Norv file"));  // the default value of Classes\vkrfile
 //
-// A value path is a value name that may carry subkeys in front of it. It is split at its last
-// separator, backslash or forward slash; one that ends in a separator names a default value.
-// Operations that throw throw SysError, unless said otherwise.
+// A value path is a value name, optionally preceded by subkeys. It is split at its last separator,
+// backslash or forward slash; a path that ends with a separator names a default value. Functions
+// throw SysError unless stated otherwise.
 #pragma once
 
 #include <vector>
@@ -17,65 +17,64 @@
 class Registry {
 public:
     enum class Mode {
-        Read = 0,   ///< opens a key that exists, for reading
-        Write = 1,  ///< creates the key or opens it, for reading and writing
+        Read = 0,   ///< opens an existing key for reading
+        Write = 1,  ///< creates or opens the key for reading and writing
     };
 
-    /// A predefined key. `view` is 0, KEY_WOW64_32KEY or KEY_WOW64_64KEY and holds for every key
-    /// below; on a 64-bit system the view's number is added to `name`.
+    /// A predefined key. `view` is 0, KEY_WOW64_32KEY or KEY_WOW64_64KEY and applies to every key
+    /// below it; on a 64-bit system the number of the view is added to `name`.
     Registry(HKEY root, REGSAM view, const tstring& name);
 
-    /// A key below another.
+    /// Opens or creates a subkey of another key.
     Registry(const Registry& parent, const tstring& subkey, Mode mode);
 
     Registry(Registry&& other) noexcept;
     Registry& operator=(Registry&& other) noexcept;
     ~Registry();
 
-    /// Makes this object the key `subkey` below the key that it was. It stays what it was when that
-    /// throws.
+    /// Replaces this key by its subkey `subkey`. Leaves this object unchanged when it throws.
     void open(const tstring& subkey, Mode mode);
 
-    /// The path as the log shows it: "HKLM64\Software\Halvorex\QVR".
+    /// Returns the path as logs show it: "HKLM64\Software\Halvorex\QVR".
     const tstring& name() const { return name_; }
 
-    /// Whether the subkey can be opened for reading. Never throws.
+    /// Returns whether the subkey can be opened for reading. Never throws.
     bool hasSubkey(const tstring& subkey) const;
 
-    /// Whether the value exists; its type goes to `type`. Never throws.
+    /// Returns whether the value exists and stores its type in `type`. Never throws.
     bool hasValue(const tstring& valuePath, DWORD* type = nullptr) const;
 
-    /// The raw data of a value; its type goes to `type`.
+    /// Returns the raw data of a value and stores its type in `type`.
     std::vector<BYTE> getValue(const tstring& valuePath, DWORD& type) const;
 
-    /// The text of a REG_SZ or REG_EXPAND_SZ value, not expanded, without one terminating NUL.
-    /// Another type is a std::runtime_error.
+    /// Returns the string of a REG_SZ or REG_EXPAND_SZ value, not expanded, without one terminating
+    /// NUL. Throws std::runtime_error for another type.
     tstring getString(const tstring& valuePath) const;
 
-    /// The same; whatever std::exception that throws gives `fallback`.
+    /// The same, but returns `fallback` where it would throw.
     tstring getString(const tstring& valuePath, const tstring& fallback) const;
 
-    /// Write a REG_SZ or a REG_EXPAND_SZ value. Missing subkeys are created.
+    /// Writes a REG_SZ or a REG_EXPAND_SZ value. Missing subkeys are created.
     void setString(const tstring& valuePath, const tstring& value) const;
     void setExpandString(const tstring& valuePath, const tstring& value) const;
 
-    /// Deletes a value and gives the Win32 status. No key is created on the way. Nothing in the
-    /// library calls this.
+    /// Deletes a value and returns the Win32 status. Creates no key. The library itself doesn't use
+    /// it.
     LSTATUS deleteValue(const tstring& valuePath) const;
 
-    /// Deletes the value of this very key that has the name, which is no path whatever it holds.
+    /// Deletes a value of this key; `name` is not a path, whatever characters it contains.
     LSTATUS deleteNamedValue(const tstring& name) const;
 
-    /// Deletes a key that has no subkeys and gives the Win32 status.
+    /// Deletes a key without subkeys and returns the Win32 status.
     LSTATUS deleteSubkey(const tstring& subkey) const;
 
-    /// Deletes a key with all it holds and gives the Win32 status.
+    /// Deletes a key with all its contents and returns the Win32 status.
     LSTATUS tryDeleteKeyTree(const tstring& subkey) const;
 
-    /// The same; throws when the key stays. A key that isn't there is no failure.
+    /// The same, but throws if the key remains. A key that doesn't exist is no failure.
     void deleteKeyTree(const tstring& subkey) const;
 
-    /// The names of the direct subkeys, or of the values, in the order of enumeration.
+    /// Returns the names of the direct subkeys, or of the values, in the order of enumeration.
     std::vector<tstring> getSubkeyNames() const;
     std::vector<tstring> getValueNames() const;
 
@@ -90,7 +89,7 @@ private:
     tstring name_;
 };
 
-/// The predefined keys, as they are before any action runs. Nothing reads HKC.
+/// The predefined keys, opened before any action runs. HKC is unused.
 extern const Registry HKLM;
 extern const Registry HKLM32;
 extern const Registry HKLM64;

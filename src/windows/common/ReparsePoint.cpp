@@ -56,7 +56,7 @@ std::optional<tstring> ReparseBuffer::target() const {
     const std::size_t begin = pathBuffer() + number(kSubstituteNameOffset);
     tstring name(number(kSubstituteNameLength) / sizeof(TCHAR), _T('\0'));
     const std::size_t length = name.size() * sizeof(TCHAR);
-    // Both numbers come from the disk: a damaged or hostile volume may point anywhere.
+    // Both numbers come from the disk: on a damaged or hostile volume they can have any value.
     if (begin + length > kSize) {
         return std::nullopt;
     }

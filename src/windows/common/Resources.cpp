@@ -6,8 +6,8 @@
 
 namespace {
 
-/// A string table is made of blocks of sixteen strings, each in front of its characters the count
-/// of them (Microsoft's description of STRINGTABLE resources).
+/// A string table consists of blocks of sixteen strings; each string is preceded by its length in
+/// characters (Microsoft, "STRINGTABLE resource").
 constexpr UINT kStringsInBlock = 16;
 
 UINT idOf(LPCWSTR name) {
@@ -18,7 +18,7 @@ LPCWSTR nameOf(UINT id) {
     return reinterpret_cast<LPCWSTR>(static_cast<ULONG_PTR>(id & 0xFFFF));
 }
 
-/// "#<number>" for an identifier, else the name itself.
+/// Returns "#<number>" for an identifier, otherwise the name itself.
 tstring textOf(LPCWSTR name) {
     if ((reinterpret_cast<ULONG_PTR>(name) >> 16) == 0) {
         return Text() << _T("#") << idOf(name);

@@ -5,18 +5,19 @@
 
 #include "common/share/tstring.h"
 
-/// A resource by its identifier. The module must stay loaded.
+/// A resource with an identifier. The module must stay loaded.
 class Resource {
 public:
-    /// The string of that identifier.
+    /// The string with that identifier.
     Resource(UINT id, HMODULE module);
     Resource(LPCWSTR name, LPCWSTR type, HMODULE module);
 
-    /// The resource's data in the module, and its size in bytes. A string is not terminated; one
-    /// that its table leaves out has size 0. Throws SysError if the module lacks the resource.
+    /// Returns the resource's data in the module and stores its size in bytes. A string is not
+    /// terminated; one that is missing from its block has size 0. Throws SysError if the module
+    /// doesn't have the resource.
     const void* getPtr(DWORD& size) const;
 
-    /// The resource as text.
+    /// Returns the resource as a string.
     tstring toString() const;
 
 private:

@@ -48,17 +48,17 @@ void Sid::copyFrom(PSID sid, const SourceLocation& where) {
 }
 
 Sid Sid::processOwnerUser() {
-    constexpr const char* kHere = "security::Sid::processOwnerUser";
+    constexpr const char* kFunction = "security::Sid::processOwnerUser";
     const WinHandle token = processToken();
     DWORD size = 0;
     GetTokenInformation(token.get(), TokenUser, nullptr, 0, &size);
     if (size == 0) {
-        raise(kHere, FailedCall(GetTokenInformation)
-                         << _T("GetTokenInformation (get size) failed"));
+        raise(kFunction, FailedCall(GetTokenInformation)
+                             << _T("GetTokenInformation (get size) failed"));
     }
     std::vector<BYTE> buffer(size);
     if (!GetTokenInformation(token.get(), TokenUser, buffer.data(), size, &size)) {
-        raise(kHere, FailedCall(GetTokenInformation) << _T("GetTokenInformation failed"));
+        raise(kFunction, FailedCall(GetTokenInformation) << _T("GetTokenInformation failed"));
     }
     return fromPSID(reinterpret_cast<const TOKEN_USER*>(buffer.data())->User.Sid);
 }

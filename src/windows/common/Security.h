@@ -1,5 +1,5 @@
-// Who runs this process, and security descriptors from their text form. Every failure is a
-// SysError.
+// The user and rights of this process, and security descriptors in string form. Every failure
+// throws SysError.
 #pragma once
 
 #include <vector>
@@ -9,22 +9,22 @@
 
 namespace security {
 
-/// A security identifier, held by value.
+/// A security identifier, stored by value.
 class Sid {
 public:
-    /// From its string form, "S-1-5-18", or an alias, "BA".
+    /// Parses the string form, "S-1-5-18", or an alias, "BA".
     explicit Sid(const tstring& text);
 
-    /// A copy of an identifier that Windows holds.
+    /// Copies an identifier that Windows owns.
     static Sid fromPSID(PSID sid);
 
-    /// The user of this process's token.
+    /// Returns the user of this process's token.
     static Sid processOwnerUser();
 
-    /// The string form.
+    /// Returns the string form.
     tstring toString() const;
 
-    /// The identifier for a Windows call; it lives as long as this object.
+    /// Returns the identifier for a Windows call; valid as long as this object.
     PSID get() const { return const_cast<BYTE*>(bytes_); }
 
 private:
@@ -34,20 +34,21 @@ private:
     alignas(DWORD) BYTE bytes_[SECURITY_MAX_SID_SIZE] = {};
 };
 
-/// Whether the Administrators group is in this process's token, be it only to deny: the answer is
-/// about membership, not about elevation.
+/// Returns whether the Administrators group is in this process's token, even if only to deny: about
+/// membership, not about elevation.
 bool isUserAdmin();
 
-/// Whether this process is elevated; before Windows Vista, whether its user is an administrator.
+/// Returns whether this process is elevated; before Windows Vista, whether its user is an
+/// administrator.
 bool isProcessElevated();
 
 /// A self-relative security descriptor.
 class SecurityDescriptor {
 public:
-    /// From its text in the security descriptor definition language.
+    /// Parses a string in the security descriptor definition language.
     explicit SecurityDescriptor(const tstring& text);
 
-    /// The descriptor for a Windows call; it lives as long as this object.
+    /// Returns the descriptor for a Windows call; valid as long as this object.
     PSECURITY_DESCRIPTOR get() const { return const_cast<BYTE*>(bytes_.data()); }
 
 private:

@@ -1,4 +1,5 @@
-// Owners of the settings library's handles. Each holds the library's table next to its handle.
+// Owners of the settings library's handles, each of which keeps the library's table next to its
+// handle.
 #pragma once
 
 #include <optional>
@@ -6,10 +7,10 @@
 
 #include "settings/share/settings.h"
 
-/// Throws settings::Exception with a status that is no success.
+/// Throws settings::Exception for any status but success.
 void throwIfFailed(settings::Status status);
 
-/// Owns one handle of the settings library; `destroy` is the entry that ends it.
+/// Owns a handle of the settings library; `destroy` is the entry that destroys it.
 template <class Handle, void (*settings_api::*destroy)(Handle*)>
 class SettingsHandle {
 public:
@@ -21,7 +22,7 @@ public:
     const settings_api& api() const { return api_; }
     Handle* get() const { return handle_; }
 
-    /// Takes the handle over; the old one is destroyed.
+    /// Takes ownership of the handle; destroys the old one.
     void reset(Handle* handle) { (api_.*destroy)(std::exchange(handle_, handle)); }
 
 private:
@@ -32,22 +33,22 @@ private:
 using ValidatorHandle = SettingsHandle<settings_validator, &settings_api::destroyValidator>;
 using KeyMapperHandle = SettingsHandle<settings_key_mapper, &settings_api::destroyKeyMapper>;
 
-/// One configuration and the options for loading into it.
+/// A configuration and the options for loading into it.
 class SettingsConfig {
 public:
     /// Throws settings::Exception.
     SettingsConfig();
 
-    /// What every load is checked and mapped by. Both must outlive the loads.
+    /// Sets the rules that every load is checked and mapped by. Both must outlive the loads.
     void setRules(const ValidatorHandle& validator, const KeyMapperHandle& keyMapper);
     void setAllowKeyWithoutValue(bool allow) { allowKeyWithoutValue_ = allow; }
 
     settings::Status loadFile(const char* path);
     settings::Status loadText(const char* text);
 
-    /// The key's text, owned by the configuration; null if the key has none.
+    /// Returns the key's string, owned by the configuration; null if the key has none.
     const char* text(const char* key) const;
-    /// The key's flag, which one without a value has too; nothing if the key has none.
+    /// Returns the key's flag, which a key without a value has too; nothing if it has none.
     std::optional<bool> flag(const char* key) const;
 
     const settings_api& api() const { return context_.api(); }

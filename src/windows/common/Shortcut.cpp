@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Throws ComError "<call> failed" when the call did.
+/// Throws ComError "<call> failed" for a failed call.
 void check(HRESULT status, const tstring& call, const SourceLocation& where) {
     if (FAILED(status)) {
         raise<ComError>(where, (Text() << call << _T(" failed")).str(), status);

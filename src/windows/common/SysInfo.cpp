@@ -17,7 +17,7 @@ namespace {
 
 using FileUtils::removeTrailingSlash;
 
-/// Both calls take the basic form and tell the extended one by its size.
+/// Both functions take the basic structure and recognise the extended one by its size.
 OSVERSIONINFOW* asBasic(OSVERSIONINFOEXW& version) {
     return reinterpret_cast<OSVERSIONINFOW*>(&version);
 }
@@ -54,7 +54,7 @@ bool initWithGetVersionEx(OSVERSIONINFOEXW& version) {
     return true;
 }
 
-/// One way to learn the version. Loading the library can't fail, so neither can this.
+/// Tries one way to read the version. Must not throw: loading the library can't fail.
 bool tryInit(bool (*init)(OSVERSIONINFOEXW&), const SourceLocation& where,
              OSVERSIONINFOEXW& version) noexcept {
     OSVERSIONINFOEXW found = {};
@@ -89,18 +89,18 @@ constexpr WORD kArchitectureX64 = PROCESSOR_ARCHITECTURE_AMD64;
 constexpr int kProgramFilesX86 = CSIDL_PROGRAM_FILESX86;
 constexpr std::size_t kFirstPathSize = 260;
 
-/// What the three directory functions of Windows have in common; `name` is the messages' own.
+/// The common part of Windows' three directory functions; `name` is the one in messages.
 tstring getSystemDirImpl(UINT(WINAPI* function)(LPWSTR, UINT), const TCHAR* name) {
-    constexpr const char* kHere = "SysInfo::getSystemDirImpl";
+    constexpr const char* kFunction = "SysInfo::getSystemDirImpl";
     int rounds = 0;
     return removeTrailingSlash(
         readGrowing<tstring>(kFirstPathSize, [&](TCHAR* path, std::size_t size) {
             if (++rounds > 2) {
-                raise<std::runtime_error>(kHere, Text() << _T("Unexpected reply from") << name);
+                raise<std::runtime_error>(kFunction, Text() << _T("Unexpected reply from") << name);
             }
             const std::size_t length = function(path, static_cast<UINT>(size));
             if (length == 0) {
-                raise(kHere, FailedCall(function) << name << _T(" failed"));
+                raise(kFunction, FailedCall(function) << name << _T(" failed"));
             }
             return length < size ? length : length + 1;
         }));
@@ -188,7 +188,7 @@ tstring getSystem64Dir() {
     if (!is64BitOs()) {
         raise<std::runtime_error>("SysInfo::getSystem64Dir", "OS is not 64bit");
     }
-    // Under WOW64 the system directory's own name leads to the 32-bit one.
+    // Under WOW64 the name of the system directory is redirected to the 32-bit one.
     return isWow64() ? FileUtils::combinePath(getWindowsDir(), _T("Sysnative")) : getSystemDir();
 }
 

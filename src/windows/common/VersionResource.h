@@ -1,4 +1,4 @@
-// The version that a program file carries as a resource.
+// The version resource of an executable file.
 #pragma once
 
 #include <array>
@@ -10,7 +10,7 @@
 /// The whole version information block of a file.
 class VersionResource {
 public:
-    /// Reads the block. Throws SysError, also when the file has none.
+    /// Reads the block. Throws SysError, also if the file has none.
     explicit VersionResource(const tstring& path);
 
     const tstring& path() const { return path_; }
@@ -23,7 +23,8 @@ private:
 
 namespace FileUtils {
 
-/// The four numbers of the file version, the highest first. Throws SysError or std::runtime_error.
+/// Returns the four numbers of the file version, the highest first. Throws SysError or
+/// std::runtime_error.
 std::array<std::uint16_t, 4> getFileVersion(const tstring& path);
 
 }  // namespace FileUtils

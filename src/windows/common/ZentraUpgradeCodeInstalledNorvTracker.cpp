@@ -15,16 +15,16 @@
 
 namespace {
 
-/// A product code and its terminator.
+/// A product code and its NUL.
 constexpr std::size_t kProductCodeBuffer = 39;
 
-/// The upgrade codes of one type and architecture, by rising first version number.
+/// The upgrade codes of one type and architecture, in ascending order of the first version number.
 class UpgradeCodeIterator {
 public:
     UpgradeCodeIterator(std::int32_t type, std::uint32_t bits)
         : format_(getTemplate(type)), bits_(bits) {}
 
-    /// The next code; an empty one behind the last.
+    /// Returns the next code; an empty one after the last.
     Guid next() {
         constexpr int kEnd = 100;
         if (number_ >= kEnd) {

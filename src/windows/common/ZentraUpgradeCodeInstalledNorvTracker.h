@@ -1,4 +1,4 @@
-// Products of the Zentra scheme: their product codes mean nothing, their upgrade codes follow from
+// Products of the Zentra scheme: their product codes are arbitrary; their upgrade codes follow from
 // type, architecture and first version number.
 #pragma once
 
@@ -6,7 +6,7 @@
 
 #include "windows/common/InstalledNorvTracker.h"
 
-/// Delivers QVR and QVK of 32 bits and, on a 64-bit system, of 64 bits. Their versions are unknown.
+/// Returns QVR and QVK of 32 bits and, on a 64-bit system, of 64 bits, without their versions.
 class ZentraUpgradeCodeInstalledNorvTracker : public InstalledNorvTracker {
 public:
     ZentraUpgradeCodeInstalledNorvTracker();

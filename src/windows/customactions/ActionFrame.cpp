@@ -27,7 +27,7 @@ UINT runInPlainFrame(const SourceLocation& place, UINT failureStatus,
             logCaught(place);
         }
     } catch (...) {
-        // The frame itself failed, or the log did: nothing is left to report it to.
+        // The wrapper itself or the log failed: there is no place left to report it.
     }
     return failureStatus;
 }
@@ -49,7 +49,7 @@ UINT runInFullFrame(const SourceLocation& place, MSIHANDLE session,
             logCaught(place);
         }
     } catch (...) {
-        // The frame itself failed, or the log did: nothing is left to report it to.
+        // The wrapper itself or the log failed: there is no place left to report it.
     }
     return ERROR_INSTALL_FAILURE;
 }

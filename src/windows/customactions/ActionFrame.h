@@ -1,5 +1,5 @@
-// What stands around the work of every exported action: the log scope, the catch clauses, the
-// status. No exception leaves a frame.
+// The entry-point wrapper of every exported action: the log scope, the catch clauses, the status.
+// No exception leaves it.
 #pragma once
 
 #include <windows.h>
@@ -10,14 +10,15 @@
 #include "common/share/PmtError.h"
 #include "windows/common/MsiCA.h"
 
-/// Runs an action whose records go to the log file alone.
+/// Runs an action that logs to the log file only.
 ///
-/// `place` is the exported function under its own name, which also names the log scope. The work's
+/// `place` is the exported function under its own name, which is also the name of the log scope.
+/// Returns the status of the work; an exception is logged and returns `failureStatus`.
 /// status is the result; a caught exception is logged and gives `failureStatus`.
 UINT runInPlainFrame(const SourceLocation& place, UINT failureStatus,
                      const std::function<UINT()>& work) noexcept;
 
-/// Runs an action whose records go to the installer's log as well, and before whose work a developer
-/// can stop the process to attach a debugger (see checkDebugBreak). A caught exception gives 1603.
+/// Runs an action that logs to the installer's log as well, and that a developer can stop to attach
+/// a debugger (see checkDebugBreak). An exception is logged and returns 1603.
 UINT runInFullFrame(const SourceLocation& place, MSIHANDLE session,
                     const std::function<void(msi::CA&)>& work) noexcept;

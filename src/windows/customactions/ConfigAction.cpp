@@ -7,22 +7,22 @@
 #include "windows/customactions/SetMsiProperty.h"
 
 UINT loadMsiPropertiesFromConfig(MSIHANDLE session) {
-    constexpr const char* kAction = "MSILoadMsiPropertiesFromConfig";
+    constexpr const char* kFunction = "MSILoadMsiPropertiesFromConfig";
     const tstring commandLine = msi::getProperty(session, _T("MSICMDLINE"));
-    LOG_TRACE(kAction, Text() << _T(" MSICMDLINE is ") << commandLine);
+    LOG_TRACE(kFunction, Text() << _T(" MSICMDLINE is ") << commandLine);
 
     InstallConfigData config;
     try {
         config.LoadConfigSettings(commandLine);
     } catch (const InstallConfigData::exception& e) {
-        config.handleError(e, kAction);
+        config.handleError(e, kFunction);
         return kBadConfigurationStatus;
     }
     setMsiProperty(session, _T("REMOVEOLDERQVRS"),
                    config.isParamEnabled(FlagParam::RemoveOlderQvrs) ? _T("1") : _T("0"));
 
     const tstring given = msi::getProperty(session, _T("INSTALLDIR"));
-    LOG_TRACE(kAction, Text() << _T(" INSTALLDIR which is passed via command line is ") << given);
+    LOG_TRACE(kFunction, Text() << _T(" INSTALLDIR which is passed via command line is ") << given);
     if (!given.empty()) {
         return ERROR_SUCCESS;
     }

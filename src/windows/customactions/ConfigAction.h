@@ -1,14 +1,14 @@
-// The configuration action: checks the install configuration early and hands two of its settings to
-// the package.
+// The configuration action: checks the install configuration early and copies two of its settings
+// to properties of the package.
 #pragma once
 
 #include <windows.h>
 #include <msi.h>
 
-/// The status of a bad configuration. It is no Windows error code.
+/// The status of a bad configuration; not a Windows error code.
 constexpr UINT kBadConfigurationStatus = 61015;
 
-/// The work of `MSILoadMsiPropertiesFromConfig`. It reads the session's "MSICMDLINE" and
-/// "INSTALLDIR", sets "REMOVEOLDERQVRS" and, when it is empty, "INSTALLDIR". A bad configuration is
-/// shown to the user unless the run is silent. Throws on any other failure.
+/// Implements `MSILoadMsiPropertiesFromConfig`. Reads the session's "MSICMDLINE" and "INSTALLDIR",
+/// sets "REMOVEOLDERQVRS" and, if it is empty, "INSTALLDIR". Shows a bad configuration to the user
+/// unless the run is silent. Throws on any other failure.
 UINT loadMsiPropertiesFromConfig(MSIHANDLE session);

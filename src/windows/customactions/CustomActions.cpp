@@ -18,7 +18,7 @@ UINT __stdcall MSIIsLocalSystemSupported(MSIHANDLE session) noexcept {
 }
 
 UINT __stdcall MSISetImpersonate(MSIHANDLE session) noexcept {
-    // Impersonation is a help, never a condition: a failure doesn't end the install.
+    // Impersonation is optional: a failure doesn't end the install.
     return runInPlainFrame("MSISetImpersonate", ERROR_SUCCESS,
                            [=] { return setImpersonate(session); });
 }

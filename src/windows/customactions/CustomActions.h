@@ -1,6 +1,6 @@
-// The actions that the library exports to the Windows Installer, by name and with one form: the
-// session handle goes in, the action's status comes out. docs/package-author.md tells what each
-// reads, sets and returns.
+// The actions that the library exports to the Windows Installer by name. Each takes the session
+// handle and returns the action's status. docs/package-author.md describes what each reads, sets
+// and returns.
 #pragma once
 
 #include <windows.h>

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Tells "not set" from "empty", which a value can't.
+/// Distinguishes a variable that is not set from an empty one, which its value can't.
 bool isSet(const tstring& variableName) {
     TCHAR probe[1] = {};
     SetLastError(ERROR_SUCCESS);

@@ -29,7 +29,8 @@ UINT validateInstallDir(MSIHANDLE session) {
         return ERROR_SUCCESS;
     }
     const tstring installDir = msi::getProperty(session, _T("INSTALLDIR"));
-    // No product's home is let off: not even an older one's files may be mixed with the new ones.
+    // Homes of installed products are no exception: new files must not be mixed with those of an
+    // older product.
     return InstallDirValidator(std::vector<InstalledNorv>()).validate(installDir);
 }
 

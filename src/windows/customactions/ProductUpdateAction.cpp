@@ -9,8 +9,7 @@
 namespace {
 
 constexpr std::uint32_t kQvrAndQvk = NorvEnvironment::kDetectQvr | NorvEnvironment::kDetectQvk |
-                                     NorvEnvironment::kDetect32Bit |
-                                     NorvEnvironment::kDetect64Bit;
+                                     NorvEnvironment::kDetect32Bit | NorvEnvironment::kDetect64Bit;
 
 }  // namespace
 

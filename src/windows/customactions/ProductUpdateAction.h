@@ -4,7 +4,7 @@
 #include <windows.h>
 #include <msi.h>
 
-/// The work of `SetLatestQvr`, a deferred action. It reads the session's "CustomActionData", a
-/// command line whose `ProductCode` names the product just installed. Throws as long as that product
-/// isn't found; from there on every failure is logged and the status is 0.
+/// Implements `SetLatestQvr`, a deferred action. Reads the session's "CustomActionData", a command
+/// line whose `ProductCode` names the product just installed. Throws until that product is found;
+/// after that every failure is logged and the status is 0.
 UINT updateProduct(MSIHANDLE session);

@@ -12,7 +12,8 @@
 
 namespace {
 
-/// As long as "C:\PROGRA~1", so that a path in the short form of the program directory is compared.
+/// The length of "C:\PROGRA~1": paths with the short name of the program directory are compared
+/// too.
 constexpr std::size_t kShortProgramFilesLength = 11;
 
 tstring inProgramFiles(const tstring& programFiles) {

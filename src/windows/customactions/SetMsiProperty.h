@@ -1,4 +1,4 @@
-// How the actions of the plain frame set a property of the session.
+// Sets a property of the session for actions that run in the plain entry-point wrapper.
 #pragma once
 
 #include <windows.h>

@@ -19,8 +19,8 @@
 
 namespace {
 
-/// The property that tells `RestoreVomlitExe` what `DisableVomlitExe` did: the product codes of the
-/// tool's providers, then the file that the tool was moved to. Neither can hold the separator.
+/// The property that passes to `RestoreVomlitExe` what `DisableVomlitExe` did: the product codes of
+/// the tool's providers, then the file that the tool was moved to. Neither contains the separator.
 constexpr const TCHAR* kStateProperty = _T("DisableVomlitExe");
 constexpr const TCHAR* kStateSeparator = _T("*");
 
@@ -34,7 +34,7 @@ std::vector<InstalledNorv> detectRuntimes() {
                                    NorvEnvironment::kDetect64Bit);
 }
 
-/// The product codes of the products whose packages hold the registration tool.
+/// Returns the product codes of the products whose packages contain the registration tool.
 std::vector<tstring> findToolProviders() {
     std::vector<tstring> providers;
     if (au::InstalledState::detect().state != au::InstalledState::kNotInstalled) {
@@ -58,8 +58,8 @@ tstring join(const std::vector<tstring>& items, const tstring& separator) {
     return result;
 }
 
-/// Adds the products that one property of the "Upgrade" table lists. What is no product code is
-/// logged and left out.
+/// Adds the products that one property of the "Upgrade" table lists. Anything that is not a product
+/// code is logged and left out.
 void addReplacedProducts(const tstring& value, std::set<Guid>& replaced) {
     std::vector<tstring> tokens;
     tstrings::split(tokens, value, _T(";"), tstrings::SplitType::NoShort);
@@ -68,7 +68,7 @@ void addReplacedProducts(const tstring& value, std::set<Guid>& replaced) {
     }
 }
 
-/// The products that the running package found for replacement.
+/// Returns the products that the running package has found for replacement.
 std::set<Guid> findReplacedProducts(MSIHANDLE session) {
     std::set<Guid> replaced;
     const msi::Database package(session);

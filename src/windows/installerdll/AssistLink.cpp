@@ -27,7 +27,7 @@ constexpr const TCHAR* kProfile =
 
 constexpr const TCHAR* kMinimalVersion = _T("1.7.0_06");
 
-/// The product's files of the Assist Link below its runtime home, the bridge library first.
+/// Returns the product's Assist Link files below its runtime home, the bridge library first.
 std::vector<tstring> getAlinkFiles(std::uint32_t bits) {
     if (bits == 64) {
         return {_T("bin\\WindowsAssistLink-64.dll"), _T("bin\\NorvAssistLink.dll"),
@@ -56,7 +56,8 @@ tstring switchExecutable(const InstalledNorv& product) {
     return FileUtils::combinePath(getRuntimeHome(product), _T("bin\\alinkswitch.exe"));
 }
 
-/// The system directory of an architecture, by a path that this process is not redirected from.
+/// Returns the system directory of an architecture, by a path that is not redirected for this
+/// process.
 tstring systemDirectory(std::uint32_t bits) {
     if (SysInfo::is64BitOs()) {
         if (bits == 64) {
@@ -69,13 +70,13 @@ tstring systemDirectory(std::uint32_t bits) {
     return SysInfo::getSystemDir();
 }
 
-/// The place of a bridge library of `fileBits` in the system directory of `systemBits`.
+/// Returns the path of a bridge library of `fileBits` in the system directory of `systemBits`.
 tstring systemFile(std::uint32_t systemBits, std::uint32_t fileBits) {
     return FileUtils::combinePath(systemDirectory(systemBits),
                                   FileUtils::basename(bridgeLibrary(fileBits)));
 }
 
-/// Deletes the bridge libraries, also those that stand in the directory of the other architecture.
+/// Deletes the bridge libraries, also those in the directory of the other architecture.
 void deleteALINKFilesFromSystem() {
     TRACE_SCOPE("`anonymous-namespace'::deleteALINKFilesFromSystem", "deleteALINKFilesFromSystem");
     FileUtils::Deleter deleter(true);
@@ -104,7 +105,7 @@ void setAssistLinkRegistry(const InstalledNorv& product) {
     key.setString(_T("StartParams"), _T("-enable"));
 }
 
-/// Puts the product's bridge library into the system directory of its architecture.
+/// Copies the product's bridge library to the system directory of its architecture.
 void copyAlinkDllToSystem(const InstalledNorv& product) {
     TRACE_SCOPE("`anonymous-namespace'::copyAlinkDllToSystem", "copyAlinkDllToSystem");
     const tstring tool = switchExecutable(product);
@@ -120,8 +121,8 @@ void copyAlinkDllToSystem(const InstalledNorv& product) {
         systemFile(product.bits, product.bits));
 }
 
-/// The product that serves: the latest QVR or QVK, the QVR at equal versions. A QVK below 11 has
-/// a runtime that isn't offered to the system.
+/// Returns the product to register: the latest QVR or QVK, the QVR if the versions are equal. The
+/// runtime of a QVK below 11 is not registered.
 const InstalledNorv* chooseProduct(const InstalledNorvSelection& selection) {
     const InstalledNorv* qvk = latestOfType(selection, Bundle::kQvk);
     if (qvk != nullptr && qvk->version < Version(_T("11"))) {
@@ -145,7 +146,7 @@ bool isSupported(const InstalledNorv& product) {
     return false;
 }
 
-/// The product whose library serves an architecture, or null.
+/// Returns the product whose library an architecture gets, or null.
 const InstalledNorv* chooseProductOfArch(InstalledNorvRange qvrs, InstalledNorvRange qvks,
                                          std::uint32_t bits) {
     InstalledNorvSelection candidates = makeSelection(qvrs);

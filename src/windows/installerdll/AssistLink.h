@@ -6,9 +6,9 @@
 
 class AssistLinkManager : public NorvSetupManager::Callback {
 public:
-    /// Removes what is there and sets it up again for the product that is to serve. A library that
-    /// is in use is deleted or replaced at the next restart. Throws when a library can't be put in
-    /// place, or the registration not written.
+    /// Removes the existing registration and libraries and installs those of the selected product.
+    /// A library in use is deleted or replaced at the next restart. Throws when a library can't be
+    /// copied or the registration can't be written.
     void handle(const UpdateContext& context, const InstallConfigData& config,
                 const InstalledNorv* changed) override;
 };

@@ -9,7 +9,7 @@ tstring classKey(const TCHAR* name) {
     return FileUtils::combinePath(_T("Software\\Classes"), name);
 }
 
-/// The value path of a key's default value.
+/// Returns the value path of a key's default value.
 tstring defaultValue(const tstring& key) {
     return key + _T("\\");
 }

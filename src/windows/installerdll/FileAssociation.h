@@ -1,5 +1,5 @@
-// One type of file and the command that opens it, in `Software\Classes` of the 64-bit view. See
-// "File Types" in Microsoft's shell documentation.
+// A file type and the command that opens it, in `Software\Classes` of the 64-bit view. See "File
+// Types" in Microsoft's shell documentation.
 #pragma once
 
 #include "common/share/tstring.h"
@@ -8,10 +8,10 @@ struct FileAssociation {
     const TCHAR* identifier;  ///< the programmatic identifier: "vkrfile"
     const TCHAR* extension;   ///< with its dot: ".vkr"
 
-    /// Makes `command` the one that opens such files. Other values and verbs stay. Throws SysError;
-    /// what was written until then stays.
+    /// Makes `command` the one that opens such files. Other values and verbs are kept. Throws
+    /// SysError; values written before that remain.
     void add(const tstring& command, const tstring& description) const;
 
-    /// Deletes identifier and extension with all that anyone wrote below them. Throws SysError.
+    /// Deletes the identifier and the extension with all their contents. Throws SysError.
     void remove() const;
 };

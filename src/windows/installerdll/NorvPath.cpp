@@ -43,7 +43,7 @@ constexpr Shim kShims[] = {
     {_T("zemble.exe"), _T("norv.exe")},
 };
 
-/// Base folder and relative path of the one directory that stands in `Path`.
+/// Base directory and relative path of the one directory in `Path`.
 using Location = std::pair<tstring, tstring>;
 
 Location getNorvPathLocation() {
@@ -54,12 +54,13 @@ tstring fullPath(const Location& location) {
     return FileUtils::combinePath(location.first, location.second);
 }
 
-/// Where the product's installer has laid the new shims.
+/// Returns the directory into which the product's installer has put the new shims.
 tstring getStagingDirectory() {
     return FileUtils::combinePath(getNorvPathLocation().first, kStagingDirectory);
 }
 
-/// Where the junction leads; empty without one. Throws when something else has its place.
+/// Returns the target of the junction; empty if it doesn't exist. Throws if something else has its
+/// name.
 tstring currentTarget(const tstring& pathDirectory) {
     return FileUtils::exists(pathDirectory) ? FileUtils::getLinkTarget(pathDirectory) : tstring();
 }
@@ -70,7 +71,7 @@ void deleteTree(const tstring& path) {
     deleter.execute();
 }
 
-/// Tells running programs, such as the shell, that the environment of new processes is another.
+/// Notifies running programs, such as the shell, that the environment of new processes has changed.
 void NotifySytemChanges() {
     DWORD_PTR result = 0;
     if (SendMessageTimeoutW(HWND_BROADCAST, WM_SETTINGCHANGE, 0,
@@ -119,7 +120,7 @@ void removeFromPath() {
     NotifySytemChanges();
 }
 
-/// A directory name beside the junction that nothing has yet.
+/// Returns an unused directory name next to the junction.
 tstring findTargetDirectory(const tstring& pathDirectory) {
     const DWORD ticks = GetTickCount();
     tstring candidate;
@@ -132,7 +133,7 @@ tstring findTargetDirectory(const tstring& pathDirectory) {
     return candidate;
 }
 
-/// Copies what can be copied: a directory with some of the shims is better than none.
+/// Copies the files that can be copied: a directory with some of the shims is better than none.
 void copyShims(const tstring& source, const tstring& target) {
     for (const Shim& shim : kShims) {
         runLogged("`anonymous-namespace'::InstallShims", [&] {
@@ -142,8 +143,8 @@ void copyShims(const tstring& source, const tstring& target) {
     }
 }
 
-/// Makes a new target directory and leads the junction there. The shims come from where the
-/// product's installer has laid them, or from the old target.
+/// Creates a new target directory and makes the junction point to it. The shims come from the
+/// staging directory or from the old target.
 void InstallShims(bool fromStaging) {
     const tstring pathDirectory = fullPath(getNorvPathLocation());
     const tstring oldTarget = currentTarget(pathDirectory);
@@ -184,14 +185,15 @@ void removeShims() {
     }
 }
 
-/// Whether the product's installer lays down shims, and its tools may be found through them.
+/// Whether the product's installer provides shims, and its tools may be found through them.
 bool isShimAware(const Version& version) {
     using NorvVersionDetails::family;
     return (version >= Version(_T("11.0.8")) && family(version) < family(Version(_T("12")))) ||
            family(version) >= family(Version(_T("15")));
 }
 
-/// The version of the last shim-aware product in the order of detection; empty without one.
+/// Returns the version of the last shim-aware product in the order of detection; empty if there is
+/// none.
 tstring findShimAwareVersion() {
     using namespace NorvEnvironment;
     tstring found;
@@ -213,35 +215,36 @@ tstring textWithoutBuild(const Version& version) {
 void NorvPathManager::handle(const UpdateContext& context, const InstallConfigData&,
                              const InstalledNorv*) {
     using namespace NorvEnvironment;
-    constexpr const char* kHere = "NorvPathManager::handle";
+    constexpr const char* kFunction = "NorvPathManager::handle";
 
     const InstalledNorv* latest = latestOfType(context.selection, Bundle::kQvk);
     if (latest != nullptr) {
-        LOG_TRACE(kHere, Text() << _T("Norvpath: The latest QVK version installed is: ")
-                                << textWithoutBuild(latest->version));
+        LOG_TRACE(kFunction, Text() << _T("Norvpath: The latest QVK version installed is: ")
+                                    << textWithoutBuild(latest->version));
     }
     const Version packageVersion(kPackageVersion);
-    LOG_TRACE(kHere, Text() << _T("Norvpath: This version of the QVK is: ")
-                            << textWithoutBuild(packageVersion));
+    LOG_TRACE(kFunction, Text() << _T("Norvpath: This version of the QVK is: ")
+                                << textWithoutBuild(packageVersion));
 
     const tstring shimAware = findShimAwareVersion();
     if (shimAware.empty()) {
-        LOG_TRACE(kHere, _T("Norvpath: No SHIM-AWARE QVKs remain, delete all shims."));
+        LOG_TRACE(kFunction, _T("Norvpath: No SHIM-AWARE QVKs remain, delete all shims."));
         removeShims();
         return;
     }
-    LOG_TRACE(kHere, _T("Norvpath: A SHIM-AWARE QVK exists."));
+    LOG_TRACE(kFunction, _T("Norvpath: A SHIM-AWARE QVK exists."));
 
-    // The action tells nothing here: a package that finds none but older products is going away.
+    // The action is irrelevant: a package that finds only older products is being removed.
     const Version shimAwareVersion(shimAware);
     if (packageVersion == shimAwareVersion) {
-        LOG_TRACE(kHere,
+        LOG_TRACE(kFunction,
                   _T("Norvpath: Installing and we are the latest SHIM-AWAREQVK, setup shims."));
         InstallShims(true);
     } else if (packageVersion < shimAwareVersion) {
-        LOG_TRACE(kHere, _T("Norvpath: Installing and we are NOT the latest, don't do anything."));
+        LOG_TRACE(kFunction,
+                  _T("Norvpath: Installing and we are NOT the latest, don't do anything."));
     } else {
-        LOG_TRACE(kHere, _T("Norvpath: Uninstalling and there is a SHIM-AWAREQVK remaining."));
+        LOG_TRACE(kFunction, _T("Norvpath: Uninstalling and there is a SHIM-AWAREQVK remaining."));
         InstallShims(false);
     }
 }

@@ -13,7 +13,8 @@ namespace {
 
 using Callback = NorvSetupManager::Callback;
 
-/// Calls a manager, and keeps its failure from the others unless the manager wants it otherwise.
+/// Calls a manager and logs its failure, so that the others run, unless the manager propagates
+/// failures.
 template <class Call>
 void guarded(const Callback& manager, const SourceLocation& where, const Call& call) {
     if (manager.propagatesFailures()) {
@@ -43,7 +44,7 @@ struct handleNoProduct {
     }
 };
 
-/// All managers as one.
+/// Calls all managers in turn.
 class AllCallbacks : public Callback {
 public:
     AllCallbacks() {
@@ -78,7 +79,7 @@ bool hasType(const InstalledNorvSelection& selection, std::int32_t type) {
     return pickPreferred(selectByType(selection, type), type, 32) != nullptr;
 }
 
-/// Tells the managers of the types of which nothing remains, in one notification at most.
+/// Notifies the managers, at most once, of the types of which no product remains.
 void notifyOfMissingTypes(Callback& managers, const InstalledNorvSelection& selection) {
     const bool hasQvr = hasType(selection, Bundle::kQvr);
     const bool hasQvk = hasType(selection, Bundle::kQvk);

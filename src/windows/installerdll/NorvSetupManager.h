@@ -1,5 +1,5 @@
-// Brings the machine's shared state into line with the installed products: works out the list of
-// products as it will be and hands it to the managers, each of which owns one slice of the state.
+// Brings the machine's shared state into line with the installed products: determines the future
+// list of products and passes it to the managers, each of which owns one part of the state.
 #pragma once
 
 #include <vector>
@@ -12,19 +12,19 @@ class NorvSetupManager {
 public:
     class Callback;
 
-    /// No change, and an empty product of the running code's architecture.
+    /// No change, and an empty product of this process's architecture.
     NorvSetupManager();
 
     InstalledNorv product;  ///< the changed product
     UpdateAction action = UpdateAction::None;
 
-    /// Runs every manager. `products` is what detection found. A manager that fails is a log record
-    /// and no more; what it changed stays. False when the update itself failed, which is logged
-    /// too: then, with a list that can't be right, no manager has run.
+    /// Runs every manager. `products` is the result of detection. The failure of a manager is only
+    /// logged; changes that it made remain. Returns false if the update itself failed, which is
+    /// logged too: no manager has run then, since the list can't be right.
     bool update(const InstallConfigData& config, const std::vector<InstalledNorv>& products) const;
 };
 
-/// A manager of one slice of the machine's shared state. Every operation reports a failure as an
+/// A manager of one part of the machine's shared state. Every operation reports a failure as an
 /// exception.
 class NorvSetupManager::Callback {
 public:
@@ -40,11 +40,11 @@ public:
         onNoQvk();
     }
 
-    /// Whether a failure ends the whole update instead of this manager's part in it.
+    /// Returns whether a failure ends the whole update instead of this manager's part.
     virtual bool propagatesFailures() const { return false; }
 
-    /// The main work; it runs for every update, also when the change doesn't concern the manager.
-    /// `changed` is null when nothing changes.
+    /// The main work; called for every update, also if the change doesn't concern the manager.
+    /// `changed` is null if nothing changes.
     virtual void handle(const UpdateContext& context, const InstallConfigData& config,
                         const InstalledNorv* changed) = 0;
 };

@@ -19,13 +19,13 @@ using Version = NorvVersionDetails::Base;
 
 constexpr const TCHAR* kMinimalVersion = _T("1.7.0_40");
 
-/// The folder of a type in the Start menu of all users.
+/// Returns the folder of a type in the Start menu of all users.
 tstring folderOf(std::int32_t type) {
     return FileUtils::combinePath(SysInfo::SHGetFolderPathAdapter(CSIDL_COMMON_PROGRAMS, 0),
                                   type == Bundle::kQvr ? _T("Norv") : _T("Norv Development Kit"));
 }
 
-/// The documentation of the version's line.
+/// Returns the address of the documentation for the version.
 tstring docsAddress(const Version& version) {
     if (version.tag() != NorvVersionDetails::kLegacyTag &&
         version.tag() != NorvVersionDetails::kZentraTag) {
@@ -35,7 +35,7 @@ tstring docsAddress(const Version& version) {
     return Text() << kDocsAddress << _T("/norvse/") << version[1] << _T("/") << page;
 }
 
-/// The language is asked for anew with each text.
+/// Detects the user's language for each text.
 tstring menuText(TextGetter getter) {
     return getText(getter, Locale());
 }
@@ -68,12 +68,12 @@ std::vector<Shortcut> qvkShortcuts(const InstalledNorv& product) {
     return {makeShortcut(referenceDocs, referenceDocsHint, docsAddress(product.version))};
 }
 
-/// Writes the folder of the product's type from scratch.
+/// Deletes and recreates the folder of the product's type.
 void updateShortcuts(const InstalledNorv& product) {
     TRACE_SCOPE("`anonymous-namespace'::updateShortcuts", "updateShortcuts");
     const ComInitializer com;
     const tstring icon = toolPath(product, _T("norv.exe"));
-    // Older products know their web shortcuts by the names of links.
+    // Older products expect their web shortcuts to be named as links.
     const auto fileType =
         product.version >= Version(_T("1.8.0_60")) ? Shortcut::kByTarget : Shortcut::kAlwaysLnk;
     const tstring folder = folderOf(product.type);
@@ -99,7 +99,7 @@ void removeShortcuts(std::int32_t type) {
     deleter.execute();
 }
 
-/// A type and the product that its folder is to serve, or none.
+/// A type and the product that its folder is for, or none.
 class ProductShortcuts {
 public:
     ProductShortcuts(std::int32_t type, const InstalledNorv* product)
@@ -121,7 +121,7 @@ public:
     }
 
 private:
-    /// Whether the product, which must be there, is to have shortcuts at all.
+    /// Returns whether the product, which must not be null, gets shortcuts at all.
     bool isSupported(const InstallConfigData& config) const {
         if (product_->version < Version(kMinimalVersion)) {
             return refuse(Text() << _T(" The minimal supported version is ") << kMinimalVersion);

@@ -1,5 +1,5 @@
-// The Start menu folders for all users, one for each type of product. A folder serves the latest
-// product of its type and is written anew at each update.
+// The Start menu folders for all users, one for each type of product. A folder is for the latest
+// product of its type and is rebuilt at each update.
 #pragma once
 
 #include "windows/installerdll/NorvSetupManager.h"
@@ -9,7 +9,7 @@ public:
     void onNoQvr() override;
     void onNoQvk() override;
 
-    /// Throws when a folder can't be found or made; a shortcut that can't be written is logged.
+    /// Throws when a folder can't be found or created; a shortcut that can't be written is logged.
     void handle(const UpdateContext& context, const InstallConfigData& config,
                 const InstalledNorv* changed) override;
 };

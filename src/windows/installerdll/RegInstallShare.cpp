@@ -16,7 +16,7 @@ void updateSharedState(const std::vector<InstalledNorv>& products, const Install
     NorvSetupManager manager;
     manager.product = product;
     manager.action = UpdateAction::Install;
-    // What failed has been logged, and doesn't fail the install.
+    // Failures have been logged and don't fail the install.
     manager.update(config, products);
 }
 

@@ -32,7 +32,7 @@ constexpr const TCHAR* kPreferences = _T("Prefs");
 constexpr const TCHAR* kCurrentVersion = _T("CurrentVersion");
 constexpr const TCHAR* kNorvHome = _T("NorvHome");
 
-/// What a family subkey copies from the version key of its best product.
+/// The values that a family subkey copies from the version key of its best product.
 constexpr const TCHAR* kFamilyValues[] = {_T("RuntimeLib"), kNorvHome, _T("MicroVersion")};
 
 /// The launchers of the family, in the order in which they are registered as hosts.
@@ -44,8 +44,8 @@ bool isZentra(const Bundle& bundle) {
     return bundle.version.tag() == NorvVersionDetails::kZentraTag;
 }
 
-/// Stand for any product of a class and a scheme: they choose a key path, and no product is
-/// compared with them.
+/// Represent any product of a class and scheme: they select a key path and are not compared with
+/// products.
 Bundle legacyTemplate(std::int32_t type, std::uint32_t bits) {
     return Bundle(type, Version(_T("1.8.0")), bits);
 }
@@ -53,7 +53,7 @@ Bundle zentraTemplate(std::int32_t type, std::uint32_t bits) {
     return Bundle(type, Version(_T("9")), bits);
 }
 
-/// The name of the product's version key.
+/// Returns the name of the product's version key.
 tstring versionName(const InstalledNorv& product) {
     return NorvVersionDetails::toString(withoutBuild(product.version));
 }
@@ -65,7 +65,8 @@ Products productsOfType(InstalledNorvRange products, std::int32_t type) {
     return result;
 }
 
-/// Deletes the subkeys that are no version key of a product. One that has subkeys itself stays.
+/// Deletes the subkeys that are not the version key of a product, except those with subkeys of
+/// their own.
 void removeObsoleteKeys(const Registry& key, InstalledNorvRange products) {
     std::vector<tstring> wanted;
     std::ranges::transform(products, std::back_inserter(wanted), versionName);
@@ -85,7 +86,7 @@ void removeTrailingSlashFromNorvHomeKey(const InstalledNorv& product) {
     });
 }
 
-/// Copies a text value of its type, if the source has it.
+/// Copies a string value with its type, if the source has it.
 struct CopyRegistryStringValue {
     const Registry& source;
     const Registry& target;
@@ -105,7 +106,7 @@ struct CopyRegistryStringValue {
     }
 };
 
-/// Lets the family subkey of a legacy product speak for it.
+/// Copies the values of a legacy product to its family subkey.
 void updateCurrentFamilyVersion(const InstalledNorv& product) {
     TRACE_SCOPE("`anonymous-namespace'::updateCurrentFamilyVersion", "updateCurrentFamilyVersion");
     runLogged("`anonymous-namespace'::updateCurrentFamilyVersion", [&] {
@@ -121,10 +122,10 @@ void updateCurrentFamilyVersion(const InstalledNorv& product) {
 
 // ---- Family keys ----
 
-/// Refuses what doesn't belong below the template's family key.
+/// Throws for products that don't belong below the template's family key.
 void verifyGroup(const Products& products, const Bundle& bundleTemplate,
                  const InstalledNorv* current) {
-    constexpr const char* kHere = "`anonymous-namespace'::synchRegistry";
+    constexpr const char* kFunction = "`anonymous-namespace'::synchRegistry";
 
     NorvEnvironment::InstalledNorvsVerifier verifier;
     verifier.checkHomeDirs = false;
@@ -134,26 +135,27 @@ void verifyGroup(const Products& products, const Bundle& bundleTemplate,
 
     for (const InstalledNorv& product : products) {
         if (isZentra(product) != isZentra(bundleTemplate)) {
-            raise<std::invalid_argument>(kHere, "Unexpected items in 'instaledNorvs' parameter");
+            raise<std::invalid_argument>(kFunction,
+                                         "Unexpected items in 'instaledNorvs' parameter");
         }
     }
     if (current == nullptr) {
         return;
     }
     if (current->type != bundleTemplate.type || current->bits != bundleTemplate.bits) {
-        raise<std::invalid_argument>(kHere, "Unexpected type of 'current' parameter");
+        raise<std::invalid_argument>(kFunction, "Unexpected type of 'current' parameter");
     }
     const bool isListed = std::ranges::any_of(products, [=](const InstalledNorv& product) {
         return product.productCode == current->productCode;
     });
     if (!isListed) {
-        raise<std::invalid_argument>(kHere, "Unexpected value of 'current' parameter");
+        raise<std::invalid_argument>(kFunction, "Unexpected value of 'current' parameter");
     }
 }
 
 using Families = std::map<Version, const InstalledNorv*>;
 
-/// The highest version of each family; of equal ones the first.
+/// Returns the highest version of each family; of equal ones the first.
 Families bestOfFamilies(const Products& products) {
     Families families;
     for (const InstalledNorv& product : products) {
@@ -165,13 +167,14 @@ Families bestOfFamilies(const Products& products) {
     return families;
 }
 
-/// How "CurrentVersion" names a product.
+/// Returns the text of "CurrentVersion" for a product.
 tstring currentVersionText(const InstalledNorv& product) {
     return NorvVersionDetails::toString(isZentra(product) ? withoutBuild(product.version)
                                                           : family(product.version));
 }
 
-/// Brings one family key into line with its products. Without `current`, the highest family serves.
+/// Brings one family key into line with its products. Without `current`, the highest family becomes
+/// current.
 void synchRegistry(const Products& products, const Bundle& bundleTemplate,
                    const InstalledNorv* current) {
     verifyGroup(products, bundleTemplate, current);
@@ -197,7 +200,8 @@ void synchRegistry(const Products& products, const Bundle& bundleTemplate,
                                    currentVersionText(*current));
 }
 
-/// Brings both family keys of a class into line; the selection's product leads in its scheme.
+/// Brings both family keys of a class into line; the selected product is the current one of its
+/// scheme.
 void synchFamily(InstalledNorvRange products, const InstalledNorvSelection& selection,
                  std::int32_t type, std::uint32_t bits) {
     Products legacy;
@@ -214,7 +218,7 @@ void synchFamily(InstalledNorvRange products, const InstalledNorvSelection& sele
 
 // ---- Leftovers ----
 
-/// Cleans a user's own keys of the family, below one subkey of a view of his registry.
+/// Cleans a user's own keys of the family, below one subkey of a view of the user's registry.
 void cleanUpForUser(const Registry& key, const UpdateContext& context) {
     const Products qvrs = productsOfType(context.all, Bundle::kQvr);
     if (context.all.empty()) {
@@ -250,7 +254,7 @@ bool isPreferences(const tstring& subkey) {
     return tstrings::equals(subkey, kPreferences, tstrings::CompareType::IgnoreCase);
 }
 
-/// Deletes the vendor's key of an architecture without products, but for the user's preferences.
+/// Deletes the vendor's key of an architecture without products, except for the user's preferences.
 void cleanArchKeys(std::uint32_t bits) {
     runLogged("`anonymous-namespace'::cleanArchKeys", [&] {
         const Registry& root = getRootKey(Bundle(Bundle::kQvr, Version(), bits));
@@ -264,7 +268,7 @@ void cleanArchKeys(std::uint32_t bits) {
             root.tryDeleteKeyTree(kVendorKey);
             return;
         }
-        // By their names below the opened key: as paths, some of them would lead out of it.
+        // By their names below the opened key: as paths, some of them would refer to other keys.
         for (const tstring& name : subkeys) {
             key.tryDeleteKeyTree(name);
         }
@@ -279,7 +283,7 @@ void cleanArchKeys(std::uint32_t bits) {
 constexpr FileAssociation kVkrFiles{_T("vkrfile"), _T(".vkr")};
 constexpr FileAssociation kZpmFiles{_T("zpmfile"), _T(".zpm")};
 
-/// `product` is the one that is to open such files; null when none can.
+/// `product` is the one that opens such files; null if none can.
 void updateVkrFileAssociation(const InstalledNorv* product) {
     TRACE_SCOPE("`anonymous-namespace'::updateVkrFileAssociation", "updateVkrFileAssociation");
     runLogged("`anonymous-namespace'::updateVkrFileAssociation", [&] {
@@ -309,7 +313,7 @@ tstring applicationKey(const TCHAR* executable) {
     return FileUtils::combinePath(_T("Software\\Classes\\Applications"), executable);
 }
 
-/// Marks the launcher as the host of other applications, which Windows then tells apart.
+/// Registers the launcher as the host of other applications, which Windows then tracks separately.
 void registerHostProcess(const TCHAR* executable) {
     runLogged("`anonymous-namespace'::registerHostProcess", [&] {
         HKLM64.setString(FileUtils::combinePath(applicationKey(executable), _T("IsHostApp")),

@@ -5,7 +5,7 @@
 
 namespace {
 
-/// As strict as a list of the machine's products has to be: any product, each of them once.
+/// Checks a list of the machine's products: any product, but each only once.
 void verify(InstalledNorvRange products) {
     NorvEnvironment::InstalledNorvsVerifier verifier;
     verifier.checkHomeDirs = false;
@@ -52,7 +52,7 @@ bool isOfClass(const InstalledNorv& product, std::int32_t type, std::uint32_t bi
     return product.type == type && product.bits == bits;
 }
 
-/// The products that the managers care for, class by class, so that each class is one range.
+/// Returns the products that the managers use, ordered by class, so that each class is one range.
 std::vector<InstalledNorv> inClassOrder(const std::vector<InstalledNorv>& products) {
     std::vector<InstalledNorv> ordered;
     for (const std::int32_t type : {Bundle::kQvr, Bundle::kQvk}) {
@@ -75,14 +75,14 @@ InstalledNorvRange classRange(InstalledNorvRange ordered, std::int32_t type, std
     return {first, std::find_if_not(first, ordered.end(), matches)};
 }
 
-/// The code of the latest QVR; all zero when there is none.
+/// Returns the code of the latest QVR; all zero if there is none.
 Guid latestQvr(const InstalledNorvSelection& selection) {
     using namespace NorvEnvironment;
     const InstalledNorv* latest = latestOfType(selection, Bundle::kQvr);
     return latest != nullptr ? latest->productCode : Guid();
 }
 
-/// Compares the latest QVR with the one of the list as it is without the change.
+/// Compares the latest QVR with that of the list without the change.
 bool changesLatestQvr(const InstalledNorvSelection& selection, InstalledNorvRange detected,
                       const InstalledNorv& product, UpdateAction action) {
     const std::vector<InstalledNorv> before = apply(opposite(action), detected, product);

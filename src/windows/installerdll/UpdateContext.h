@@ -1,4 +1,4 @@
-// What the machine's products will be when the operation is over: the input of every manager.
+// The products of the machine after the operation: the input of every manager.
 #pragma once
 
 #include <cstdint>
@@ -19,15 +19,15 @@ struct UpdateContext {
     std::span<const InstalledNorv> qvk64;
     InstalledNorvSelection selection = {};  ///< the latest product of each class
     UpdateAction action = UpdateAction::None;
-    bool latestChanged = false;  ///< the operation changes which product is the latest QVR
+    bool latestChanged = false;  ///< which product is the latest QVR changes; no manager reads it
 };
 
-/// Owns the list behind a context.
+/// Owns the list of a context.
 class UpdatePlan {
 public:
-    /// `detected` are the products as the installer lists them now; `product` is what `action`
-    /// concerns and is recognised by its product code alone. Throws std::invalid_argument when a
-    /// list holds an empty product code, or one twice.
+    /// `detected` are the products that the installer lists now; `product` is the one that `action`
+    /// concerns, identified by its product code only. Throws std::invalid_argument when a list has
+    /// an empty product code, or the same one twice.
     UpdatePlan(std::span<const InstalledNorv> detected, const InstalledNorv& product,
                UpdateAction action);
     UpdatePlan(const UpdatePlan&) = delete;

@@ -1,5 +1,5 @@
-// The family's web sites, as the Start menu leads to them. Whoever builds the library for a real
-// product gives his own by the CMake cache variables of the same names.
+// The family's web sites, which the Start menu links to. A build for a real product sets them by
+// the CMake cache variables of the same names.
 #pragma once
 
 #include "common/share/tstring.h"
@@ -14,9 +14,9 @@
 #define NORV_DOCS_ADDRESS "http://docs.norv.example"
 #endif
 
-/// What the user reads as the name of the public site.
+/// The name of the public site, as the user reads it.
 #define NORV_SITE_NAME_TEXT _T(NORV_SITE_NAME)
 
-/// Scheme and host, without a separator at the end.
+/// Scheme and host, without a trailing slash.
 inline constexpr const TCHAR* kSiteAddress = _T(NORV_SITE_ADDRESS);
 inline constexpr const TCHAR* kDocsAddress = _T(NORV_DOCS_ADDRESS);

@@ -1,4 +1,4 @@
-// Tells a watching process that an operation runs, for as long as the object lives.
+// Publishes to watching processes that an operation runs, for as long as the object exists.
 #pragma once
 
 #include <cstdint>
@@ -10,19 +10,21 @@ namespace progress {
 
 class ClientOperation {
 public:
-    /// Opens the block of this name, or creates it where there is none, and posts that operation
-    /// `id` has started. `name` is not null, `id` not 0. Throws ipc::PlatformError.
+    /// Opens the shared block of this name, or creates it if it doesn't exist, and posts that
+    /// operation `id` has started. `name` must not be null, `id` must not be 0. Throws
+    /// ipc::PlatformError.
     ClientOperation(std::uint32_t id, const char* name);
 
-    /// Posts that the operation has finished; a failure is a log record.
+    /// Posts that the operation has finished; a failure is logged.
     ~ClientOperation();
     ClientOperation(const ClientOperation&) = delete;
     ClientOperation& operator=(const ClientOperation&) = delete;
 
 private:
     std::uint32_t id_;
-    std::unique_ptr<ipc::SharedMemoryUnsafe> created_;  // only where there was none
-    std::unique_ptr<ipc::SharedMemoryUnsafe> opened_;   // released first: what is written through
+    std::unique_ptr<ipc::SharedMemoryUnsafe> created_;  // null if the block existed
+    std::unique_ptr<ipc::SharedMemoryUnsafe>
+        opened_;  // the block is written through this object; released first
 };
 
 }  // namespace progress

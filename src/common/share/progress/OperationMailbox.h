@@ -1,4 +1,4 @@
-// The record by which a watching process learns how far an operation is.
+// The record that watching processes read to learn how far an operation is.
 #pragma once
 
 #include <cstdint>
@@ -10,12 +10,12 @@ namespace progress {
 enum class OperationState : std::uint32_t {
     Invalid = 0,  ///< nothing was posted
     Started = 1,
-    Finished = 2,  ///< well or badly
+    Finished = 2,  ///< successfully or not
 };
 
 /// The whole content of the block: 8 bytes, little-endian.
 struct OperationMailbox {
-    /// `id` is not 0 and `state` not Invalid.
+    /// `id` must not be 0, `state` must not be Invalid.
     OperationMailbox(std::uint32_t operation, OperationState operationState);
 
     std::uint32_t id;
@@ -24,7 +24,7 @@ struct OperationMailbox {
 
 static_assert(sizeof(OperationMailbox) == ipc::kRecordSize);
 
-/// Puts a record into the block, over what stands there. Throws ipc::PlatformError.
+/// Overwrites the record in the block. Throws ipc::PlatformError.
 void post(std::uint32_t id, OperationState state, const ipc::SharedMemoryUnsafe& block);
 
 }  // namespace progress

@@ -1,10 +1,10 @@
-// A named block of memory that processes share, read and written back as one small record.
+// A named block of shared memory, read and written as one small record.
 //
-//     ipc::SharedMemoryUnsafe::Snapshot snapshot(memory);   // the record, copied out
+//     ipc::SharedMemoryUnsafe::Snapshot snapshot(memory);  // copies the record out
 //     change(snapshot.buffer);
-//     snapshot.flush();                                      // the record, copied back
+//     snapshot.flush();                                    // copies it back
 //
-// Nothing guards the block between processes: a flush writes the whole record.
+// Processes don't synchronise their accesses: a flush writes the whole record.
 #pragma once
 
 #include <cstddef>
@@ -18,26 +18,27 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// A failed platform call. It carries no status.
+/// A failed platform call, without its status.
 class PlatformError : public Error {
 public:
     explicit PlatformError(const char* text = "ipc error") : Error(text) {}
 };
 
-/// The size of the record in bytes, which is the size of the block.
+/// The size of the record, which is the size of the block, in bytes.
 constexpr std::size_t kRecordSize = 8;
 
-/// The block. It exists as long as a process holds it; the last one to let go deletes it.
+/// The block. It exists as long as a process has it open.
 class SharedMemoryUnsafe {
 public:
     enum Open { kOpen };
     enum Create { kCreate };
 
-    /// Opens the block of this name, which is not null. Throws PlatformError when there is none.
+    /// Opens the block of this name, which must not be null. Throws PlatformError if it doesn't
+    /// exist.
     SharedMemoryUnsafe(Open, const char* name);
 
-    /// Creates the block, zero-filled, or shares the one that exists under the name. A null name
-    /// stands for a fresh GUID. Throws PlatformError.
+    /// Creates the block, filled with zeros, or opens the existing one of this name. A null name
+    /// means a new GUID. Throws PlatformError.
     SharedMemoryUnsafe(Create, const char* name);
 
     ~SharedMemoryUnsafe();
@@ -46,10 +47,10 @@ public:
 
     std::size_t getSize() const;
 
-    /// One exchange with a block, by one thread. The block is needed only while it is made.
+    /// One exchange with a block, on one thread. The block is needed only by the constructor.
     class Snapshot {
     public:
-        /// Maps the block and copies the record out. Throws PlatformError.
+        /// Maps the block and copies the record to `buffer`. Throws PlatformError.
         explicit Snapshot(const SharedMemoryUnsafe& memory);
         ~Snapshot();
         Snapshot(const Snapshot&) = delete;

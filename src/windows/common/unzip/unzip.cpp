@@ -15,7 +15,7 @@
 
 namespace {
 
-/// An entry found in an archive; goes back to the library unless the library has taken it.
+/// An entry found in an archive; returned to the library by the destructor unless it has been read.
 class ZipFileEntry {
 public:
     ZipFileEntry(nzfile* zip, const std::string& name)
@@ -47,30 +47,30 @@ private:
     nzentry* entry_;
 };
 
-/// The most bytes that the archive can hold for an entry, whatever size it claims. Stored bytes lie
-/// in the file; deflated ones make at most 258 bytes out of two bits.
-std::uint64_t mostBytes(const nzfile* zip, const nzentry* entry) {
-    constexpr std::uint64_t kMostFromOneByte = 258 * 4;
+/// Returns the maximum size that an entry can have, regardless of the size in its header. Stored
+/// bytes are in the file; deflate produces at most 258 bytes from two bits.
+std::uint64_t maxSizeOf(const nzfile* zip, const nzentry* entry) {
+    constexpr std::uint64_t kMaxBytesPerByte = 258 * 4;
     const auto inFile = static_cast<std::uint64_t>(zip->len);
     if (entry->csize == 0) {
         return inFile;
     }
-    return std::min(static_cast<std::uint64_t>(entry->csize), inFile) * kMostFromOneByte;
+    return std::min(static_cast<std::uint64_t>(entry->csize), inFile) * kMaxBytesPerByte;
 }
 
 class extractEntryInMemory {
 public:
-    /// Makes room for the name, its NUL, and the data, which isn't touched before there is
-    /// something to put in it. A size that the entry can't reach gets no memory: its reading fails
-    /// before the end of the room.
+    /// Allocates buffers for the name, its NUL, and the data, without touching the latter. No
+    /// memory is allocated for a size that the entry can't have: reading fails before that end of
+    /// the buffer.
     extractEntryInMemory(nzfile* zip, const nzentry* entry)
         : zip_(zip), dataOffset_(static_cast<std::size_t>(entry->nlen) + 1) {
-        const std::uint64_t room =
-            dataOffset_ + std::min(static_cast<std::uint64_t>(entry->size), mostBytes(zip, entry));
-        if (room > PTRDIFF_MAX) {
+        const std::uint64_t size =
+            dataOffset_ + std::min(static_cast<std::uint64_t>(entry->size), maxSizeOf(zip, entry));
+        if (size > PTRDIFF_MAX) {
             throw std::bad_alloc();
         }
-        buffer_ = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(room));
+        buffer_ = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(size));
     }
 
     std::string operator()(ZipFileEntry& entry) {

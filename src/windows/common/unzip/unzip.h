@@ -1,4 +1,4 @@
-// Reading ZIP archives: the ZIP library with exceptions in place of its result codes.
+// Reads ZIP archives: the ZIP library with exceptions instead of result codes.
 #pragma once
 
 #include <string>
@@ -7,18 +7,18 @@
 
 struct nzfile;
 
-/// An open archive. It can be moved; a moved-from object closes nothing.
+/// An open archive. Movable; a moved-from object closes nothing.
 class ZipFile {
 public:
-    /// Opens an archive to read. Throws std::runtime_error if that fails.
+    /// Opens an archive for reading. Throws std::runtime_error.
     explicit ZipFile(const tstring& path);
     ~ZipFile();
     ZipFile(ZipFile&& other) noexcept;
     ZipFile& operator=(ZipFile&& other) noexcept;
 
-    /// The bytes of an entry as they are; the system reads entries that hold UTF-8. `entryName` may
-    /// lack the "/" at the end of a directory's name. Throws std::runtime_error for an entry that
-    /// isn't there, is a directory, is too large for memory or can't be read.
+    /// Returns the bytes of an entry unchanged; the library reads entries that contain UTF-8. The
+    /// "/" at the end of a directory's name is optional in `entryName`. Throws std::runtime_error
+    /// for an entry that doesn't exist, is a directory, is too large for memory or can't be read.
     std::string extractEntryAsUtf8String(const tstring& entryName) const;
 
 private:

@@ -22,7 +22,7 @@ constexpr const TCHAR* kVersionValue = _T("SOFTWARE\\Halvorex\\Auto Update\\AUVe
 constexpr const TCHAR* kRegistrationTool = _T("vomlit.exe");
 constexpr const TCHAR* kExecutables[] = {_T("tolpeck.exe"), _T("tolmark.exe"), kRegistrationTool};
 
-/// The updater's folder. The updater is a 32-bit product.
+/// Returns the updater's directory. The updater is a 32-bit product.
 tstring updaterFolder() {
     constexpr int kCreate = 1;
     const int commonFiles =
@@ -40,7 +40,7 @@ bool fileExists(const tstring& path) {
     return false;
 }
 
-/// The state of an updater of that version; the empty one if the text is no version.
+/// Returns the state of an updater of that version; the empty state if the string is not a version.
 InstalledState initState(const tstring& versionText) {
     InstalledState result;
     runLogged("au::`anonymous-namespace'::initState", [&] {
