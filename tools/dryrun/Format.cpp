@@ -10,7 +10,7 @@
 #include <set>
 #include <utility>
 
-#include "simulated/machine/FilePath.h"
+#include "simulated/machine/files/FilePath.h"
 #include "simulated/machine/Names.h"
 
 using simulated::fromUtf8;

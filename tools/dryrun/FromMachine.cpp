@@ -5,7 +5,7 @@
 
 #include "RegistryValue.h"
 #include "dryrun/Description.h"
-#include "simulated/machine/VersionBlock.h"
+#include "simulated/machine/files/VersionBlock.h"
 #include "simulated/machine/Wide.h"
 
 using simulated::fromUtf8;
@@ -164,8 +164,9 @@ Json writeWhole(const DescribedMachine& described) {
     }
     for (char16_t letter = u'A'; letter <= u'Z'; ++letter) {
         const std::u16string drive{letter, u':'};
-        if (machine.volumes.driveType(drive) != DRIVE_NO_ROOT_DIR) {
-            const auto root = machine.volumes.find(simulated::parsePath(drive + u'\\', {}), false);
+        if (machine.fileSystem.driveType(drive) != DRIVE_NO_ROOT_DIR) {
+            const auto root =
+                machine.fileSystem.find(simulated::parsePath(drive + u'\\', {}), false);
             writeEntries(*root.node, toUtf8(drive), described, json["files"]);
         }
     }

@@ -291,7 +291,7 @@ void addDescription(DescribedMachine& described, const std::string& place,
         described.package = packageOf(description["package"]);
     }
     for (const Json& move : memberOf(description, "atRestart")) {
-        machine.volumes.delayMove(
+        machine.fileSystem.delayMove(
             {.from = fromUtf8(move.value("from", "")), .to = fromUtf8(move.value("to", ""))});
     }
     for (const char* part : {"windows", "process", "drives", "folders", "package", "unread"}) {

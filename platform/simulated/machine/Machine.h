@@ -9,17 +9,18 @@
 #include <vector>
 
 #include "simulated/machine/Calls.h"
-#include "simulated/machine/Crt.h"
-#include "simulated/machine/Desktop.h"
-#include "simulated/machine/Facts.h"
-#include "simulated/machine/Handles.h"
-#include "simulated/machine/Installer.h"
-#include "simulated/machine/Modules.h"
-#include "simulated/machine/RegistryStore.h"
-#include "simulated/machine/Security.h"
-#include "simulated/machine/SharedMemory.h"
-#include "simulated/machine/Shell.h"
-#include "simulated/machine/Volumes.h"
+#include "simulated/machine/files/CrtFiles.h"
+#include "simulated/machine/files/FileSystem.h"
+#include "simulated/machine/files/Volumes.h"
+#include "simulated/machine/installer/Installer.h"
+#include "simulated/machine/process/Facts.h"
+#include "simulated/machine/process/Handles.h"
+#include "simulated/machine/process/Modules.h"
+#include "simulated/machine/process/SharedMemory.h"
+#include "simulated/machine/registry/RegistryStore.h"
+#include "simulated/machine/security/Security.h"
+#include "simulated/machine/shell/Desktop.h"
+#include "simulated/machine/shell/Shell.h"
 
 namespace simulated {
 
@@ -38,7 +39,8 @@ public:
     Security security;
     Modules modules;
     SharedMemory sharedMemory;
-    Volumes volumes;
+    FileSystem fileSystem;
+    Volumes volumes{fileSystem};
     CrtFiles crt;
     Installer installer;
     Shell shell{*this};

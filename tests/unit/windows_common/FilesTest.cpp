@@ -1,5 +1,5 @@
 // Paths as texts, questions about files, making, copying and moving them.
-#include "simulated/machine/VersionBlock.h"
+#include "simulated/machine/files/VersionBlock.h"
 #include "support/OnMachine.h"
 #include "support/Thrown.h"
 #include "windows/common/FileUtils.h"

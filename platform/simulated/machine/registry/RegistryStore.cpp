@@ -1,0 +1,367 @@
+#include <windows.h>
+
+#include "simulated/machine/registry/RegistryStore.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <stdexcept>
+#include <utility>
+
+#include "simulated/machine/registry/RegistryViews.h"
+
+namespace simulated {
+
+namespace {
+
+std::vector<std::uint8_t> textBytes(std::u16string_view text) {
+    std::vector<std::uint8_t> data((text.size() + 1) * sizeof(char16_t));
+    std::memcpy(data.data(), text.data(), text.size() * sizeof(char16_t));
+    return data;
+}
+
+std::u16string bytesText(const std::vector<std::uint8_t>& data) {
+    std::u16string text(data.size() / sizeof(char16_t), u'\0');
+    std::memcpy(text.data(), data.data(), text.size() * sizeof(char16_t));
+    return text;
+}
+
+std::string describeType(std::uint32_t type) {
+    constexpr std::string_view kNames[] = {"NONE",
+                                           "SZ",
+                                           "EXPAND_SZ",
+                                           "BINARY",
+                                           "DWORD",
+                                           "DWORD_BIG_ENDIAN",
+                                           "LINK",
+                                           "MULTI_SZ",
+                                           "RESOURCE_LIST",
+                                           "FULL_RESOURCE_DESCRIPTOR",
+                                           "RESOURCE_REQUIREMENTS_LIST",
+                                           "QWORD"};
+    return type < std::size(kNames) ? "REG_" + std::string(kNames[type])
+                                    : "type " + std::to_string(type);
+}
+
+std::string describeData(const RegistryValue& value) {
+    const bool isText = value.type == REG_SZ || value.type == REG_EXPAND_SZ;
+    if (isText && value.data.size() >= 2 && value.data.size() % 2 == 0) {
+        std::u16string text = bytesText(value.data);
+        if (text.find(u'\0') == text.size() - 1) {
+            text.pop_back();
+            return '"' + toUtf8(text) + '"';
+        }
+    }
+    if (value.type == REG_DWORD && value.data.size() == sizeof(DWORD)) {
+        DWORD number;
+        std::memcpy(&number, value.data.data(), sizeof(number));
+        return std::to_string(number);
+    }
+    std::string text;
+    for (const std::uint8_t byte : value.data) {
+        constexpr const char* kDigits = "0123456789abcdef";
+        text += {kDigits[byte >> 4], kDigits[byte & 15], ' '};
+    }
+    return text;
+}
+
+void describeKey(const RegistryKey& key, const std::string& path, std::vector<std::string>& facts) {
+    facts.push_back("registry " + path);
+    for (const RegistryValue& value : key.values) {
+        facts.push_back("registry " + path + " [" + toUtf8(value.name) + "] " +
+                        describeType(value.type) + ' ' + describeData(value));
+    }
+    for (const auto& [name, subkey] : key.subkeys) {
+        describeKey(*subkey, path + '\\' + toUtf8(subkey->name), facts);
+    }
+}
+
+std::shared_ptr<RegistryKey> walk(std::shared_ptr<RegistryKey> key, const KeyPath& path) {
+    for (auto name = path.begin() + 1; key != nullptr && name != path.end(); ++name) {
+        const auto found = key->subkeys.find(*name);
+        key = found == key->subkeys.end() ? nullptr : found->second;
+    }
+    return key;
+}
+
+std::vector<RegistryValue>::iterator locateValue(RegistryKey& key, std::u16string_view name) {
+    return std::find_if(key.values.begin(), key.values.end(),
+                        [&](const RegistryValue& value) { return sameText(value.name, name); });
+}
+
+KeyPath join(KeyPath path, std::u16string_view tail) {
+    for (std::u16string& name : components(tail)) {
+        path.push_back(std::move(name));
+    }
+    return path;
+}
+
+}  // namespace
+
+std::u16string RegistryKey::path() const {
+    return parent == nullptr ? name : parent->path() + u'\\' + name;
+}
+
+RegistryValue* RegistryKey::findValue(std::u16string_view wanted) {
+    const auto found = locateValue(*this, wanted);
+    return found == values.end() ? nullptr : &*found;
+}
+
+void RegistryKey::setValue(std::u16string_view valueName, std::uint32_t type,
+                           std::vector<std::uint8_t> data) {
+    if (RegistryValue* value = findValue(valueName)) {
+        value->type = type;
+        value->data = std::move(data);
+    } else {
+        values.push_back({std::u16string(valueName), type, std::move(data)});
+    }
+}
+
+bool RegistryKey::deleteValue(std::u16string_view valueName) {
+    const auto found = locateValue(*this, valueName);
+    if (found == values.end()) {
+        return false;
+    }
+    values.erase(found);
+    return true;
+}
+
+std::shared_ptr<RegistryKey> RegistryKey::subkey(std::u16string_view subkeyName) {
+    const auto found = subkeys.find(subkeyName);
+    if (found != subkeys.end()) {
+        return found->second;
+    }
+    const auto made = std::make_shared<RegistryKey>();
+    made->name = subkeyName;
+    made->parent = this;
+    subkeys.emplace(subkeyName, made);
+    return made;
+}
+
+void RegistryKey::remove() {
+    while (!subkeys.empty()) {
+        const std::shared_ptr<RegistryKey> first = subkeys.begin()->second;
+        first->remove();
+    }
+    deleted = true;
+    if (RegistryKey* const above = std::exchange(parent, nullptr)) {
+        const std::u16string ownName = name;
+        above->subkeys.erase(ownName);
+    }
+}
+
+bool RegistryKey::deniesWrite() const {
+    return writeDenied || (parent != nullptr && parent->deniesWrite());
+}
+
+bool RegistryKey::deniesRead() const {
+    return readDenied || (parent != nullptr && parent->deniesRead());
+}
+
+RegistryStore::RegistryStore(const bool& is64BitSystem) : is64BitSystem_(is64BitSystem) {
+    for (const std::u16string_view name : {u"HKLM", u"HKCU", u"HKU"}) {
+        const auto key = std::make_shared<RegistryKey>();
+        key->name = name;
+        roots_.emplace(name, key);
+    }
+    const std::u16string_view current = u"HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion";
+    for (const View view : {View::Bits64, View::Bits32}) {
+        const std::u16string suffix = view == View::Bits32 ? u" (x86)" : u"";
+        setString(view, current, u"ProgramFilesDir", u"C:\\Program Files" + suffix);
+        setString(view, current, u"CommonFilesDir",
+                  u"C:\\Program Files" + suffix + u"\\Common Files");
+        setString(view, current, u"ProgramFilesDir (x86)", u"C:\\Program Files (x86)");
+        setString(view, current, u"CommonFilesDir (x86)", u"C:\\Program Files (x86)\\Common Files");
+        setString(view, u"HKLM\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion", u"ProductName",
+                  u"Windows");
+        createKey(view, u"HKLM\\SOFTWARE\\Classes\\CLSID");
+    }
+    setExpandString(View::Bits64,
+                    u"HKLM\\SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment",
+                    u"Path", u"%SystemRoot%\\system32;%SystemRoot%");
+    createKey(View::Bits64, u"HKLM\\SOFTWARE\\Policies");
+    createKey(View::Bits64, u"HKCU\\Environment");
+    createKey(View::Bits64, u"HKCU\\Software\\Classes");
+    createKey(View::Bits64, u"HKCU\\Software\\Microsoft");
+    createKey(View::Bits64, u"HKU\\.DEFAULT");
+}
+
+RegistryStore::~RegistryStore() = default;
+
+std::shared_ptr<RegistryKey> RegistryStore::root(std::u16string_view name) const {
+    const auto found = roots_.find(std::u16string(name));
+    return found == roots_.end() ? nullptr : found->second;
+}
+
+KeyPath RegistryStore::resolve(View view, KeyPath path) const {
+    if (!path.empty() && sameText(path[0], u"HKCR")) {
+        KeyPath classes = {u"HKCU", u"Software", u"Classes"};
+        classes.insert(classes.end(), path.begin() + 1, path.end());
+        const KeyPath ofUser = resolve(view, classes);
+        if (path.size() > 1 && walk(root(u"HKCU"), ofUser) != nullptr) {
+            return ofUser;
+        }
+        classes[0] = u"HKLM";
+        return resolve(view, classes);
+    }
+    if (is64BitSystem_ && (view == View::Bits32 || leadsInto32BitView(path))) {
+        return pathIn32BitView(path);
+    }
+    return path;
+}
+
+std::shared_ptr<RegistryKey> RegistryStore::findFull(View view, std::u16string_view path) const {
+    const KeyPath resolved = resolve(view, components(path));
+    return resolved.empty() ? nullptr : walk(root(upperCase(resolved[0])), resolved);
+}
+
+std::shared_ptr<RegistryKey> RegistryStore::makeFull(View view, std::u16string_view path) {
+    const KeyPath resolved = resolve(view, components(path));
+    std::shared_ptr<RegistryKey> key = resolved.empty() ? nullptr : root(upperCase(resolved[0]));
+    for (auto name = resolved.begin() + 1; key != nullptr && name != resolved.end(); ++name) {
+        key = key->subkey(*name);
+    }
+    if (key == nullptr) {
+        throw std::invalid_argument("no root of the registry: " + toUtf8(path));
+    }
+    return key;
+}
+
+std::shared_ptr<RegistryKey> RegistryStore::find(View view, std::u16string_view from,
+                                                 std::u16string_view path) const {
+    return findFull(view, std::u16string(from) + u'\\' + std::u16string(path));
+}
+
+std::shared_ptr<RegistryKey> RegistryStore::findDeepest(View view, std::u16string_view from,
+                                                        std::u16string_view path) const {
+    const KeyPath resolved = resolve(view, join(components(from), path));
+    std::shared_ptr<RegistryKey> key = root(upperCase(resolved[0]));
+    for (auto name = resolved.begin() + 1; name != resolved.end(); ++name) {
+        const auto found = key->subkeys.find(*name);
+        if (found == key->subkeys.end()) {
+            break;
+        }
+        key = found->second;
+    }
+    return key;
+}
+
+std::shared_ptr<RegistryKey> RegistryStore::make(View view, std::u16string_view from,
+                                                 std::u16string_view path) {
+    return makeFull(view, std::u16string(from) + u'\\' + std::u16string(path));
+}
+
+void RegistryStore::createKey(View view, std::u16string_view key) {
+    makeFull(view, key);
+}
+
+bool RegistryStore::hasKey(View view, std::u16string_view key) const {
+    return findFull(view, key) != nullptr;
+}
+
+bool RegistryStore::deleteKey(View view, std::u16string_view key) {
+    const auto found = findFull(view, key);
+    if (found == nullptr || found->parent == nullptr) {
+        return false;
+    }
+    found->remove();
+    return true;
+}
+
+std::vector<std::u16string> RegistryStore::subkeys(View view, std::u16string_view key) const {
+    std::vector<std::u16string> names;
+    if (const auto found = findFull(view, key)) {
+        for (const auto& [name, subkey] : found->subkeys) {
+            names.push_back(name);
+        }
+    }
+    return names;
+}
+
+std::vector<std::u16string> RegistryStore::valueNames(View view, std::u16string_view key) const {
+    std::vector<std::u16string> names;
+    if (const auto found = findFull(view, key)) {
+        for (const RegistryValue& value : found->values) {
+            names.push_back(value.name);
+        }
+    }
+    return names;
+}
+
+void RegistryStore::setString(View view, std::u16string_view key, std::u16string_view name,
+                              std::u16string_view text) {
+    setValue(view, key, name, REG_SZ, textBytes(text));
+}
+
+void RegistryStore::setExpandString(View view, std::u16string_view key, std::u16string_view name,
+                                    std::u16string_view text) {
+    setValue(view, key, name, REG_EXPAND_SZ, textBytes(text));
+}
+
+void RegistryStore::setNumber(View view, std::u16string_view key, std::u16string_view name,
+                              std::uint32_t number) {
+    std::vector<std::uint8_t> data(sizeof(number));
+    std::memcpy(data.data(), &number, sizeof(number));
+    setValue(view, key, name, REG_DWORD, std::move(data));
+}
+
+void RegistryStore::setValue(View view, std::u16string_view key, std::u16string_view name,
+                             std::uint32_t type, std::vector<std::uint8_t> data) {
+    makeFull(view, key)->setValue(name, type, std::move(data));
+}
+
+std::optional<std::u16string> RegistryStore::getString(View view, std::u16string_view key,
+                                                       std::u16string_view name) const {
+    const std::optional<RegistryValue> value = getValue(view, key, name);
+    if (!value || (value->type != REG_SZ && value->type != REG_EXPAND_SZ)) {
+        return std::nullopt;
+    }
+    std::u16string text = bytesText(value->data);
+    if (!text.empty() && text.back() == u'\0') {
+        text.pop_back();
+    }
+    return text;
+}
+
+std::optional<RegistryValue> RegistryStore::getValue(View view, std::u16string_view key,
+                                                     std::u16string_view name) const {
+    const auto found = findFull(view, key);
+    const RegistryValue* const value = found == nullptr ? nullptr : found->findValue(name);
+    return value == nullptr ? std::nullopt : std::optional(*value);
+}
+
+bool RegistryStore::deleteValue(View view, std::u16string_view key, std::u16string_view name) {
+    const auto found = findFull(view, key);
+    return found != nullptr && found->deleteValue(name);
+}
+
+void RegistryStore::denyWrite(View view, std::u16string_view key, bool deny) {
+    makeFull(view, key)->writeDenied = deny;
+}
+
+void RegistryStore::denyRead(View view, std::u16string_view key, bool deny) {
+    makeFull(view, key)->readDenied = deny;
+}
+
+void RegistryStore::dropWow64Keys() {
+    for (const std::u16string_view path :
+         {u"HKLM\\Software\\Wow6432Node", u"HKLM\\Software\\Classes\\Wow6432Node",
+          u"HKCU\\Software\\Classes\\Wow6432Node"}) {
+        if (const auto key = walk(root(path.substr(0, 4)), components(path))) {
+            key->remove();
+        }
+    }
+    const std::u16string_view current = u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion";
+    if (const auto key = walk(root(u"HKLM"), components(current))) {
+        key->deleteValue(u"ProgramFilesDir (x86)");
+        key->deleteValue(u"CommonFilesDir (x86)");
+    }
+}
+
+void RegistryStore::describe(std::vector<std::string>& facts) const {
+    for (const auto& [name, key] : roots_) {
+        describeKey(*key, toUtf8(name), facts);
+    }
+}
+
+}  // namespace simulated
