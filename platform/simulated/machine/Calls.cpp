@@ -98,8 +98,8 @@ void check(std::uint32_t status) {
     demand(status == ERROR_SUCCESS, status);
 }
 
-void notServed(const std::string& function, const std::string& what) {
-    std::fprintf(stderr, "The simulated machine's %s doesn't serve %s.\n", function.c_str(),
+void notSupported(const std::string& function, const std::string& what) {
+    std::fprintf(stderr, "The simulated machine's %s doesn't support %s.\n", function.c_str(),
                  what.c_str());
     std::abort();
 }

@@ -120,7 +120,7 @@ void check(std::uint32_t status);
 
 /// Ends the program with a message: the function was asked for something that Windows has and the
 /// machine hasn't. To go on would be to guess.
-[[noreturn]] void notServed(const std::string& function, const std::string& what);
+[[noreturn]] void notSupported(const std::string& function, const std::string& what);
 
 void setLastError(std::uint32_t status);
 

@@ -85,7 +85,7 @@ ssize_t readCookie(void* cookie, char* buffer, std::size_t size) {
         const int number = static_cast<Cookie*>(cookie)->number;
         OpenFile& open = openFile(number);
         if (crt().find(number)->text) {
-            notServed("fread", "the text mode");
+            notSupported("fread", "the text mode");
         }
         return static_cast<ssize_t>(open.read(buffer, size));
     });
@@ -126,7 +126,7 @@ FILE* openStream(const char16_t* path, const char16_t* given) {
     const std::u16string_view mode = argument(given);
     const bool writes = mode == u"w";
     if (!writes && mode != u"r" && mode != u"rb") {
-        notServed("_wfopen", "the mode " + toUtf8(mode));
+        notSupported("_wfopen", "the mode " + toUtf8(mode));
     }
     FileSystem::OpenRequest request;
     request.access = writes ? GENERIC_WRITE : GENERIC_READ;
@@ -148,7 +148,7 @@ errno_t _wsopen_s(int* file, const char16_t* path, int flags, int share, int per
     *file = crtCall("_wsopen_s", ERROR_ACCESS_DENIED, -1, [&] {
         if (flags != (_O_WRONLY | _O_APPEND | _O_CREAT) || share != _SH_DENYWR ||
             permissions != (_S_IREAD | _S_IWRITE)) {
-            notServed("_wsopen_s", "the flags " + std::to_string(flags));
+            notSupported("_wsopen_s", "the flags " + std::to_string(flags));
         }
         FileSystem::OpenRequest request;
         request.access = GENERIC_WRITE;
@@ -162,7 +162,7 @@ errno_t _wsopen_s(int* file, const char16_t* path, int flags, int share, int per
 int _open_osfhandle(std::intptr_t handle, int flags) {
     return crtCall("_open_osfhandle", ERROR_INVALID_HANDLE, -1, [&] {
         if (flags != 0) {
-            notServed("_open_osfhandle", "the flags " + std::to_string(flags));
+            notSupported("_open_osfhandle", "the flags " + std::to_string(flags));
         }
         Machine& machine = Machine::current();
         const HANDLE file = reinterpret_cast<HANDLE>(handle);
@@ -246,7 +246,7 @@ errno_t strerror_s(char* buffer, std::size_t size, int error) {
     const auto text = std::find_if(std::begin(kErrorTexts), std::end(kErrorTexts),
                                    [&](const auto& known) { return known.number == error; });
     if (text == std::end(kErrorTexts)) {
-        notServed("strerror_s", "the number " + std::to_string(error));
+        notSupported("strerror_s", "the number " + std::to_string(error));
     }
     buffer[text->words.copy(buffer, size - 1)] = '\0';
     return 0;

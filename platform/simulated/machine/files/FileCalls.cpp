@@ -27,7 +27,8 @@ std::string descriptorBytes(const char* descriptor) {
     SECURITY_DESCRIPTOR_RELATIVE head;
     std::memcpy(&head, descriptor, sizeof(head));
     if (head.Owner != 0 || head.Group != 0 || head.Sacl != 0 || head.Dacl == 0) {
-        notServed("CreateFileW or SetFileSecurityW", "descriptors with more or less than a DACL");
+        notSupported("CreateFileW or SetFileSecurityW",
+                     "descriptors with more or less than a DACL");
     }
     ACL list;
     std::memcpy(&list, descriptor + head.Dacl, sizeof(list));
@@ -41,16 +42,16 @@ std::string descriptorOf(const SECURITY_ATTRIBUTES* attributes) {
 }
 
 /// Refuses to open in ways that no caller has asked for.
-void demandServed(DWORD access, DWORD share, DWORD disposition, DWORD flags) {
+void demandSupported(DWORD access, DWORD share, DWORD disposition, DWORD flags) {
     constexpr DWORD kFlags =
         FILE_ATTRIBUTE_NORMAL | FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT;
     if (access == 0 || (access & ~(GENERIC_READ | GENERIC_WRITE)) != 0 ||
         (share & ~DWORD{FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE}) != 0 ||
         (disposition != CREATE_NEW && disposition != OPEN_EXISTING) || (flags & ~kFlags) != 0) {
-        notServed("CreateFileW", "access " + std::to_string(access) + ", share mode " +
-                                     std::to_string(share) + ", disposition " +
-                                     std::to_string(disposition) + " and flags " +
-                                     std::to_string(flags) + " together");
+        notSupported("CreateFileW", "access " + std::to_string(access) + ", share mode " +
+                                        std::to_string(share) + ", disposition " +
+                                        std::to_string(disposition) + " and flags " +
+                                        std::to_string(flags) + " together");
     }
 }
 
@@ -61,7 +62,7 @@ std::u16string longPath(std::u16string_view given) {
     const FilePath whole = processPath(std::u16string(given).c_str());
     check(whole.status);
     if (whole.isLiteral || whole.volume.starts_with(u'\\')) {
-        notServed("GetLongPathNameW", "shares and literal paths");
+        notSupported("GetLongPathNameW", "shares and literal paths");
     }
     std::size_t at = given.size() > 1 && given[1] == u':' ? 2 : 0;
     std::u16string result(given.substr(0, at));
@@ -109,7 +110,7 @@ extern "C" {
 HANDLE WINAPI CreateFileW(LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
                           DWORD disposition, DWORD flagsAndAttributes, HANDLE) {
     return call("CreateFileW", ERROR_ACCESS_DENIED, INVALID_HANDLE_VALUE, [&] {
-        demandServed(access, share, disposition, flagsAndAttributes);
+        demandSupported(access, share, disposition, flagsAndAttributes);
         const FileSystem::Opened opened = fileSystem().open(
             processPath(path),
             {access, share, disposition, flagsAndAttributes, descriptorOf(security)});
@@ -133,7 +134,7 @@ BOOL WINAPI SetFilePointerEx(HANDLE handle, LARGE_INTEGER distance, LARGE_INTEGE
     return call("SetFilePointerEx", ERROR_INVALID_HANDLE, [&] {
         const std::shared_ptr<OpenFile> file = openFile(handle);
         if (method != FILE_BEGIN && method != FILE_END) {
-            notServed("SetFilePointerEx", "the method " + std::to_string(method));
+            notSupported("SetFilePointerEx", "the method " + std::to_string(method));
         }
         LARGE_INTEGER to = distance;
         to.QuadPart += method == FILE_END ? static_cast<LONGLONG>(file->node().content.size()) : 0;
@@ -161,7 +162,7 @@ BOOL WINAPI SetFileAttributesW(LPCWSTR path, DWORD attributes) {
 BOOL WINAPI CreateDirectoryW(LPCWSTR path, LPSECURITY_ATTRIBUTES security) {
     return call("CreateDirectoryW", ERROR_ACCESS_DENIED, [&] {
         if (security != nullptr) {
-            notServed("CreateDirectoryW", "a descriptor");
+            notSupported("CreateDirectoryW", "a descriptor");
         }
         check(fileSystem().createDirectory(processPath(path)));
     });
@@ -188,7 +189,7 @@ BOOL WINAPI MoveFileExW(LPCWSTR existing, LPCWSTR moved, DWORD flags) {
     return copyingCall("MoveFileExW", ERROR_ACCESS_DENIED, [&](bool part) -> DWORD {
         const bool isDelayed = (flags & MOVEFILE_DELAY_UNTIL_REBOOT) != 0;
         if (moved == nullptr && !isDelayed) {
-            notServed("MoveFileExW", "a deletion at once");
+            notSupported("MoveFileExW", "a deletion at once");
         }
         const FilePath from = processPath(existing);
         const FilePath to = moved == nullptr ? FilePath() : processPath(moved);
@@ -211,7 +212,7 @@ BOOL WINAPI MoveFileExW(LPCWSTR existing, LPCWSTR moved, DWORD flags) {
 DWORD WINAPI GetFullPathNameW(LPCWSTR path, DWORD size, LPWSTR buffer, LPWSTR* filePart) {
     return call("GetFullPathNameW", ERROR_INVALID_NAME, [&] {
         if (filePart != nullptr) {
-            notServed("GetFullPathNameW", "the name's place");
+            notSupported("GetFullPathNameW", "the name's place");
         }
         const std::u16string full = fullPath(argument(path), fileSystem().currentDirectory());
         demand(!full.empty(), ERROR_INVALID_NAME);
@@ -237,7 +238,7 @@ BOOL WINAPI SetFileSecurityW(LPCWSTR path, SECURITY_INFORMATION given,
                              PSECURITY_DESCRIPTOR descriptor) {
     return call("SetFileSecurityW", ERROR_ACCESS_DENIED, [&] {
         if (given != DACL_SECURITY_INFORMATION) {
-            notServed("SetFileSecurityW", "other parts than the DACL");
+            notSupported("SetFileSecurityW", "other parts than the DACL");
         }
         const FileSystem::Place place = fileSystem().find(processPath(path), true);
         check(place.status);

@@ -11,7 +11,7 @@ namespace simulated {
 
 namespace {
 
-constexpr std::size_t kMostNameUnits = 255;
+constexpr std::size_t kMaxNameUnits = 255;
 
 bool isDrive(std::u16string_view text) {
     return text.size() >= 2 && text[1] == u':' &&
@@ -53,7 +53,7 @@ bool isDeviceName(std::u16string_view name) {
 
 bool isLegalName(std::u16string_view name) {
     constexpr std::u16string_view kIllegal = u"<>:\"/|*?";
-    return name.size() <= kMostNameUnits && std::all_of(name.begin(), name.end(), [&](char16_t c) {
+    return name.size() <= kMaxNameUnits && std::all_of(name.begin(), name.end(), [&](char16_t c) {
                return c >= 32 && kIllegal.find(c) == std::u16string_view::npos;
            });
 }

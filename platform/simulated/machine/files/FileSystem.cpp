@@ -12,8 +12,8 @@ namespace simulated {
 
 namespace {
 
-constexpr int kMostLinks = 63;
-constexpr std::size_t kMostDirectoryUnits = 248;  // a directory's path leaves room for an 8.3 name
+constexpr int kMaxLinks = 63;
+constexpr std::size_t kMaxDirectoryUnits = 248;  // a directory's path leaves room for an 8.3 name
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr DWORD kKeptAttributes = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN |
                                   FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE;
@@ -74,7 +74,7 @@ FileSystem::Place FileSystem::find(const FilePath& path, bool follow) const {
     }
     std::u16string volumeName = path.volume;
     std::vector<std::u16string> names = path.names;
-    for (int links = 0; links <= kMostLinks; ++links) {
+    for (int links = 0; links <= kMaxLinks; ++links) {
         place = {};
         const auto volume = volumes_.find(volumeName);
         if (volume == volumes_.end()) {
@@ -202,7 +202,7 @@ DWORD FileSystem::createDirectory(const FilePath& path) {
     if (path.isDevice) {
         return ERROR_DIRECTORY;
     }
-    if (!path.isLiteral && path.length >= kMostDirectoryUnits) {
+    if (!path.isLiteral && path.length >= kMaxDirectoryUnits) {
         return ERROR_FILENAME_EXCED_RANGE;
     }
     FilePath entry = path;

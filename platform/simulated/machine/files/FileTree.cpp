@@ -9,8 +9,8 @@ namespace simulated {
 
 namespace {
 
-constexpr std::size_t kMostBaseUnits = 8;
-constexpr std::size_t kMostExtensionUnits = 3;
+constexpr std::size_t kMaxBaseUnits = 8;
+constexpr std::size_t kMaxExtensionUnits = 3;
 constexpr std::u16string_view kNotInShortNames = u" +,;=[]";
 
 bool isShortPart(std::u16string_view part) {
@@ -24,12 +24,12 @@ bool isShortPart(std::u16string_view part) {
 bool isShortName(std::u16string_view name) {
     const std::size_t dot = name.find(u'.');
     if (dot == std::u16string_view::npos) {
-        return name.size() <= kMostBaseUnits && isShortPart(name);
+        return name.size() <= kMaxBaseUnits && isShortPart(name);
     }
     const std::u16string_view base = name.substr(0, dot);
     const std::u16string_view extension = name.substr(dot + 1);
-    return !base.empty() && base.size() <= kMostBaseUnits && isShortPart(base) &&
-           !extension.empty() && extension.size() <= kMostExtensionUnits && isShortPart(extension);
+    return !base.empty() && base.size() <= kMaxBaseUnits && isShortPart(base) &&
+           !extension.empty() && extension.size() <= kMaxExtensionUnits && isShortPart(extension);
 }
 
 /// The letters of a long name that its short name is made of.
@@ -53,7 +53,7 @@ std::u16string shortNameCandidate(std::u16string_view name, char16_t n) {
     const std::size_t dot = name.rfind(u'.');
     const bool hasExtension = dot != std::u16string_view::npos && dot > 0;
     const std::u16string extension =
-        hasExtension ? u"." + shortLetters(name.substr(dot + 1), kMostExtensionUnits) : u"";
+        hasExtension ? u"." + shortLetters(name.substr(dot + 1), kMaxExtensionUnits) : u"";
     return shortLetters(hasExtension ? name.substr(0, dot) : name, 6) + u'~' + n + extension;
 }
 

@@ -29,7 +29,7 @@ void setReparsePoint(FileNode& node, std::string_view buffer) {
                dataLengthOf(buffer) + kHeadSize == buffer.size(),
            ERROR_INVALID_REPARSE_DATA);
     if (tagOf(buffer) != IO_REPARSE_TAG_MOUNT_POINT) {
-        notServed("DeviceIoControl", "setting reparse points that are no mount points");
+        notSupported("DeviceIoControl", "setting reparse points that are no mount points");
     }
     demand(isGoodMountPoint(buffer), ERROR_INVALID_REPARSE_DATA);
     demand(node.reparse.empty() || node.reparseTag() == IO_REPARSE_TAG_MOUNT_POINT,
@@ -63,7 +63,7 @@ BOOL WINAPI DeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inSize, 
         } else if (code == FSCTL_GET_REPARSE_POINT) {
             *returned = getReparsePoint(file->node(), out, outSize);
         } else {
-            notServed("DeviceIoControl", "the code " + std::to_string(code));
+            notSupported("DeviceIoControl", "the code " + std::to_string(code));
         }
     });
 }

@@ -32,7 +32,7 @@ std::vector<WIN32_FIND_DATAW> search(const FileNode& directory) {
 /// The directory of a pattern that asks for everything in it.
 std::shared_ptr<FileNode> searchedDirectory(std::u16string_view pattern) {
     if (!pattern.ends_with(u"\\*") && !pattern.ends_with(u"/*")) {
-        notServed("FindFirstFileW", "the pattern " + toUtf8(pattern));
+        notSupported("FindFirstFileW", "the pattern " + toUtf8(pattern));
     }
     pattern.remove_suffix(1);
     FilePath directory = processPath(std::u16string(pattern).c_str());

@@ -56,7 +56,7 @@ BOOL WINAPI GetFileVersionInfoW(LPCWSTR path, DWORD, DWORD size, LPVOID block) {
 BOOL WINAPI VerQueryValueW(LPCVOID block, LPCWSTR subBlock, LPVOID* value, PUINT size) {
     return call("VerQueryValueW", ERROR_RESOURCE_TYPE_NOT_FOUND, [&] {
         if (argument(subBlock) != u"\\") {
-            notServed("VerQueryValueW", toUtf8(argument(subBlock)));
+            notSupported("VerQueryValueW", toUtf8(argument(subBlock)));
         }
         // The block tells its own length, which reaches no further than the caller's buffer.
         WORD length = 0;

@@ -52,8 +52,8 @@ std::u16string withoutNtPrefix(std::u16string_view name) {
 }
 
 bool isShown(const std::string& content) {
-    constexpr std::size_t kMostShown = 60;
-    return content.size() <= kMostShown &&
+    constexpr std::size_t kMaxShown = 60;
+    return content.size() <= kMaxShown &&
            std::all_of(content.begin(), content.end(),
                        [](unsigned char c) { return c >= 32 && c != 127; });
 }

@@ -9,7 +9,7 @@ using namespace simulated;
 namespace {
 
 constexpr UINT kNoFieldCount = 0xFFFFFFFF;
-constexpr UINT kMostFields = 0xFFFF;
+constexpr UINT kMaxFields = 0xFFFF;
 
 /// Takes the place of a handle that a call gives out.
 template <class T, class... Arguments>
@@ -31,7 +31,7 @@ UINT WINAPI MsiOpenDatabaseW(LPCWSTR path, LPCWSTR persist, MSIHANDLE* database)
     return statusCall("MsiOpenDatabaseW", ERROR_OPEN_FAILED, [&] {
         demand(path != nullptr && database != nullptr, ERROR_INVALID_PARAMETER);
         if (persist != MSIDBOPEN_READONLY) {
-            notServed("MsiOpenDatabaseW", "opening for writing");
+            notSupported("MsiOpenDatabaseW", "opening for writing");
         }
         const Package* const package = installer().packageAt(path);
         demand(package != nullptr, ERROR_OPEN_FAILED);
@@ -78,7 +78,7 @@ UINT WINAPI MsiViewClose(MSIHANDLE view) {
 
 MSIHANDLE WINAPI MsiCreateRecord(UINT fieldCount) {
     return call("MsiCreateRecord", ERROR_NOT_ENOUGH_MEMORY, [&] {
-        demand(fieldCount <= kMostFields, ERROR_INVALID_PARAMETER);
+        demand(fieldCount <= kMaxFields, ERROR_INVALID_PARAMETER);
         return installer().add(std::make_shared<MsiRecord>(fieldCount));
     });
 }

@@ -57,7 +57,7 @@ std::u16string formatRecord(const MsiRecord& record) {
         const std::u16string_view marker = std::u16string_view(text).substr(at, 3);
         const std::size_t field = marker.size() < 3 ? 0 : marker[1] - std::size_t{u'0'};
         if (field < 1 || field > record.count() || field > 9 || marker[2] != u']') {
-            notServed("MsiProcessMessage", "the template " + toUtf8(record.fields[0]));
+            notSupported("MsiProcessMessage", "the template " + toUtf8(record.fields[0]));
         }
         text.replace(at, marker.size(), record.fields[field]);
         at += record.fields[field].size();

@@ -74,7 +74,7 @@ UINT WINAPI MsiGetProductInfoW(LPCWSTR productCode, LPCWSTR attribute, LPWSTR va
         const Product& product = installedProduct(productCode);
         const auto found = product.properties.find(attribute);
         if (!servedAttributes().contains(attribute)) {
-            notServed("MsiGetProductInfoW", "the attribute " + toUtf8(attribute));
+            notSupported("MsiGetProductInfoW", "the attribute " + toUtf8(attribute));
         }
         giveText(found == product.properties.end() ? u"" : found->second, value, count);
     });

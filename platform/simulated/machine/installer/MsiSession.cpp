@@ -68,7 +68,7 @@ int WINAPI MsiProcessMessage(MSIHANDLE session, INSTALLMESSAGE type, MSIHANDLE r
         openSession(session);
         const auto message = msiObject<MsiRecord>(record);
         if (type != INSTALLMESSAGE_INFO) {
-            notServed("MsiProcessMessage", "messages that aren't INSTALLMESSAGE_INFO");
+            notSupported("MsiProcessMessage", "messages that aren't INSTALLMESSAGE_INFO");
         }
         installer().addLogLine(formatRecord(*message));
         return 0;

@@ -33,7 +33,7 @@ std::optional<PackageQuery> PackageQuery::parse(const std::u16string& text,
     const std::string query = toUtf8(text);
     std::smatch parts;
     if (!std::regex_match(query, parts, kShape)) {
-        notServed("MsiDatabaseOpenViewW", "the query \"" + query + "\"");
+        notSupported("MsiDatabaseOpenViewW", "the query \"" + query + "\"");
     }
     PackageQuery result;
     result.table_ = package.find(fromUtf8(parts[2].str()));

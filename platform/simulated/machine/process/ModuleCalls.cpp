@@ -164,7 +164,7 @@ HMODULE WINAPI LoadLibraryW(LPCWSTR path) {
 HMODULE WINAPI LoadLibraryExW(LPCWSTR path, HANDLE, DWORD flags) {
     return call("LoadLibraryExW", ERROR_MOD_NOT_FOUND, [&] {
         if (flags != LOAD_LIBRARY_AS_DATAFILE) {
-            notServed("LoadLibraryExW", "the flags " + std::to_string(flags));
+            notSupported("LoadLibraryExW", "the flags " + std::to_string(flags));
         }
         return loadLibrary(path, true);
     });
@@ -257,10 +257,10 @@ DWORD WINAPI SizeofResource(HMODULE, HRSRC resource) {
 DWORD WINAPI FormatMessageW(DWORD flags, LPCVOID source, DWORD messageId, DWORD languageId,
                             LPWSTR buffer, DWORD size, std::va_list*) {
     return call("FormatMessageW", ERROR_MR_MID_NOT_FOUND, [&] {
-        constexpr DWORD kServed = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS;
-        if ((flags & kServed) != kServed || languageId != 0 || size != 0 ||
+        constexpr DWORD kSupported = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS;
+        if ((flags & kSupported) != kSupported || languageId != 0 || size != 0 ||
             (flags & FORMAT_MESSAGE_FROM_SYSTEM) == 0) {
-            notServed("FormatMessageW", "the flags " + std::to_string(flags));
+            notSupported("FormatMessageW", "the flags " + std::to_string(flags));
         }
         *reinterpret_cast<LPWSTR*>(buffer) = nullptr;
         const std::u16string& text = findMessage(flags, source, messageId);

@@ -25,7 +25,7 @@ std::u16string convert(const std::string& conversion, std::va_list& arguments, c
     }
     const bool isNumber = letter == 'd' || letter == 'u' || letter == 'X';
     if (!isNumber || conversion.find_first_not_of("0123456789", 1) != conversion.size() - 1) {
-        notServed("_vsnwprintf", "the conversion " + conversion);
+        notSupported("_vsnwprintf", "the conversion " + conversion);
     }
     char number[64];
     const int length =
@@ -40,7 +40,7 @@ std::string convert(const std::string& conversion, std::va_list& arguments, char
         return va_arg(arguments, const char*);
     }
     if (conversion != "%g") {
-        notServed("_snprintf", "the conversion " + conversion);
+        notSupported("_snprintf", "the conversion " + conversion);
     }
     char buffer[32];
     std::snprintf(buffer, sizeof(buffer), "%g", va_arg(arguments, double));

@@ -35,7 +35,7 @@ HANDLE WINAPI CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES, DWORD prote
     return call("CreateFileMappingA", ERROR_ACCESS_DENIED, [&] {
         if (file != INVALID_HANDLE_VALUE || protection != PAGE_READWRITE || sizeHigh != 0 ||
             sizeLow == 0 || name == nullptr) {
-            notServed("CreateFileMappingA", "anything but a named block");
+            notSupported("CreateFileMappingA", "anything but a named block");
         }
         Machine& machine = Machine::current();
         std::shared_ptr<SharedBlock> block = machine.sharedMemory.find(name);
@@ -71,7 +71,7 @@ LPVOID WINAPI MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWOR
         const std::size_t pages = (open->block->bytes.size() + kPage - 1) / kPage;
         demand(size <= pages * kPage, ERROR_ACCESS_DENIED);
         if (wanted == 0 || offsetHigh != 0 || offsetLow != 0) {
-            notServed("MapViewOfFile", "a part of a block, or a copy");
+            notSupported("MapViewOfFile", "a part of a block, or a copy");
         }
         void* const address = open->block->bytes.data();
         machine.sharedMemory.views()[address].push_back(

@@ -165,7 +165,7 @@ BOOL WINAPI GetThreadPreferredUILanguages(DWORD flags, PULONG count, PWSTR buffe
     return call("GetThreadPreferredUILanguages", ERROR_INVALID_PARAMETER, [&] {
         demand(buffer != nullptr || *size == 0, ERROR_INVALID_PARAMETER);
         if (flags != (MUI_LANGUAGE_ID | MUI_MERGE_SYSTEM_FALLBACK | MUI_MERGE_USER_FALLBACK)) {
-            notServed("GetThreadPreferredUILanguages", "the flags " + std::to_string(flags));
+            notSupported("GetThreadPreferredUILanguages", "the flags " + std::to_string(flags));
         }
         std::u16string list;
         for (const std::u16string& language : facts().uiLanguages) {

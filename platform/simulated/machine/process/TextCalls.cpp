@@ -56,8 +56,8 @@ int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int leng
     return call("MultiByteToWideChar", ERROR_NO_UNICODE_TRANSLATION, [&] {
         demand(text != nullptr && length != 0 && size >= 0, ERROR_INVALID_PARAMETER);
         if ((codePage != CP_UTF8 && codePage != CP_ACP) || flags != MB_ERR_INVALID_CHARS) {
-            notServed("MultiByteToWideChar",
-                      "code page " + std::to_string(codePage) + ", flags " + std::to_string(flags));
+            notSupported("MultiByteToWideChar", "code page " + std::to_string(codePage) +
+                                                    ", flags " + std::to_string(flags));
         }
         const std::string_view bytes(
             text, length < 0 ? std::strlen(text) + 1 : static_cast<std::size_t>(length));
@@ -71,7 +71,7 @@ int WINAPI WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int len
         demand(text != nullptr && length != 0 && size >= 0, ERROR_INVALID_PARAMETER);
         if (codePage != CP_UTF8 || flags != 0 || length < 0 || defaultChar != nullptr ||
             usedDefaultChar != nullptr) {
-            notServed("WideCharToMultiByte", "anything but a counted text into UTF-8");
+            notSupported("WideCharToMultiByte", "anything but a counted text into UTF-8");
         }
         return deliver(toUtf8({text, static_cast<std::size_t>(length)}), buffer, size);
     });

@@ -118,7 +118,7 @@ void demandWritable(const RegistryKey& key) {
 DWORD wantedRights(REGSAM access) {
     const DWORD rights = access & ~kViewFlags;
     if ((rights & ~DWORD{KEY_ALL_ACCESS}) != 0) {
-        notServed("RegOpenKeyExW", "the access " + std::to_string(rights));
+        notSupported("RegOpenKeyExW", "the access " + std::to_string(rights));
     }
     demand(rights != 0, ERROR_ACCESS_DENIED);
     return rights;
@@ -220,7 +220,7 @@ LSTATUS WINAPI RegCreateKeyExW(HKEY key, LPCWSTR subkey, DWORD reserved, LPWSTR,
     return statusCall("RegCreateKeyExW", ERROR_ACCESS_DENIED, [&] {
         demand(reserved == 0 && opened != nullptr && subkey != nullptr, ERROR_INVALID_PARAMETER);
         if (options != REG_OPTION_NON_VOLATILE) {
-            notServed("RegCreateKeyExW", "options " + std::to_string(options));
+            notSupported("RegCreateKeyExW", "options " + std::to_string(options));
         }
         const Place place(key, access);
         const std::u16string_view path = pathBelow(key, subkey);
@@ -290,7 +290,7 @@ LSTATUS WINAPI RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSiz
         demand(name != nullptr && nameSize != nullptr && reserved == nullptr,
                ERROR_INVALID_PARAMETER);
         if (className != nullptr || classSize != nullptr || lastWrite != nullptr) {
-            notServed("RegEnumKeyExW", "a key's class and time");
+            notSupported("RegEnumKeyExW", "a key's class and time");
         }
         const Place place(key);
         place.require(KEY_ENUMERATE_SUB_KEYS);

@@ -63,7 +63,7 @@ std::uint32_t parseBits(const std::array<Name, n>& names, const std::string& tex
             return known.text == text.substr(at, 2);
         });
         if (name == names.end()) {
-            notServed(kParser, text);
+            notSupported(kParser, text);
         }
         bits |= name->value;
     }
@@ -92,7 +92,7 @@ void appendAce(Bytes& list, std::string text) {
     const std::string objects = takeUpTo(text, ';') + takeUpTo(text, ';');
     const std::optional<Bytes> sid = parseSid(fromUtf8(text));
     if (type != "A" || !objects.empty() || !sid) {
-        notServed(kParser, whole);
+        notSupported(kParser, whole);
     }
     append(list, ACE_HEADER{ACCESS_ALLOWED_ACE_TYPE, static_cast<BYTE>(flags),
                             static_cast<WORD>(sizeof(ACE_HEADER) + sizeof(DWORD) + sid->size())});
@@ -181,7 +181,7 @@ std::u16string formatSid(const void* sid) {
 Bytes parseDescriptor(std::u16string_view text) {
     std::string rest = toUtf8(text);
     if (takeUpTo(rest, ':') != "D") {
-        notServed(kParser, toUtf8(text));
+        notSupported(kParser, toUtf8(text));
     }
     Bytes entries;
     WORD count = 0;
@@ -189,7 +189,7 @@ Bytes parseDescriptor(std::u16string_view text) {
         appendAce(entries, takeUpTo(rest, ')').substr(1));
     }
     if (!rest.empty()) {
-        notServed(kParser, toUtf8(text));
+        notSupported(kParser, toUtf8(text));
     }
     SECURITY_DESCRIPTOR_RELATIVE head = {};
     head.Revision = SECURITY_DESCRIPTOR_REVISION;

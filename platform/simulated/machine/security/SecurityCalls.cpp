@@ -69,7 +69,7 @@ BOOL WINAPI OpenProcessToken(HANDLE process, DWORD access, PHANDLE token) {
     return call("OpenProcessToken", ERROR_ACCESS_DENIED, [&] {
         demand(process == INVALID_HANDLE_VALUE, ERROR_INVALID_HANDLE);
         if (access != TOKEN_QUERY) {
-            notServed("OpenProcessToken", "the access " + std::to_string(access));
+            notSupported("OpenProcessToken", "the access " + std::to_string(access));
         }
         *token = Machine::current().handles.add(std::make_shared<TokenHandle>());
     });
@@ -89,7 +89,7 @@ BOOL WINAPI GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS wanted, LP
             case TokenElevation:
                 return giveElevation(security.elevated, buffer, size, needed);
         }
-        notServed("GetTokenInformation", "the class " + std::to_string(wanted));
+        notSupported("GetTokenInformation", "the class " + std::to_string(wanted));
     });
 }
 

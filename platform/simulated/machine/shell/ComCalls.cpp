@@ -34,7 +34,7 @@ public:
     std::string description() const override { return "error object"; }
 
     HRESULT QueryInterface(REFIID, void**) override {
-        notServed("IErrorInfo::QueryInterface", "any interface");
+        notSupported("IErrorInfo::QueryInterface", "any interface");
     }
     ULONG AddRef() override { return ++references_; }
     ULONG Release() override {
@@ -83,7 +83,7 @@ HRESULT WINAPI CoCreateInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD, REFIID i
     *object = nullptr;
     return resultCall("CoCreateInstance", REGDB_E_CLASSNOTREG, [&]() -> HRESULT {
         if (outer != nullptr) {
-            notServed("CoCreateInstance", "aggregation");
+            notSupported("CoCreateInstance", "aggregation");
         }
         return Machine::current().shell.comStarts() == 0 ? CO_E_NOTINITIALIZED
                                                          : createShellObject(clsid, iid, object);
@@ -111,7 +111,7 @@ int WINAPI StringFromGUID2(REFGUID guid, LPOLESTR text, int size) {
 HRESULT WINAPI IIDFromString(LPCOLESTR text, LPIID iid) {
     return resultCall("IIDFromString", CO_E_IIDSTRING, [&]() -> HRESULT {
         if (text == nullptr) {
-            notServed("IIDFromString", "a null pointer");
+            notSupported("IIDFromString", "a null pointer");
         }
         if (argument(text).size() != kGuidLength) {
             return E_INVALIDARG;

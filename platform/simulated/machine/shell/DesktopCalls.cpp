@@ -21,7 +21,7 @@ LRESULT WINAPI SendMessageTimeoutW(HWND window, UINT message, WPARAM wParam, LPA
                                    UINT flags, UINT timeout, DWORD_PTR* result) {
     return call("SendMessageTimeoutW", ERROR_TIMEOUT, LRESULT{0}, [&] {
         if (message != WM_SETTINGCHANGE) {
-            notServed("SendMessageTimeoutW", "the message " + std::to_string(message));
+            notSupported("SendMessageTimeoutW", "the message " + std::to_string(message));
         }
         Desktop& desktop = Machine::current().desktop;
         const std::u16string_view text = argument(reinterpret_cast<LPCWSTR>(lParam));

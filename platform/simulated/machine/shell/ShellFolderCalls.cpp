@@ -32,12 +32,12 @@ HRESULT WINAPI SHGetFolderPathW(HWND, int folder, HANDLE, DWORD flags, LPWSTR pa
     path[0] = u'\0';
     return resultCall("SHGetFolderPathW", E_FAIL, [&] {
         if (flags != SHGFP_TYPE_CURRENT) {
-            notServed("SHGetFolderPathW", "default folders");
+            notSupported("SHGetFolderPathW", "default folders");
         }
         Machine& machine = Machine::current();
         const std::optional<std::u16string> found = machine.shell.folder(folder & kFolderMask);
         if (!found) {
-            notServed("SHGetFolderPathW", "the folder " + std::to_string(folder));
+            notSupported("SHGetFolderPathW", "the folder " + std::to_string(folder));
         }
         if ((folder & CSIDL_FLAG_CREATE) != 0) {
             check(makeDirectories(machine.fileSystem, parsePath(*found, u"C:\\")));

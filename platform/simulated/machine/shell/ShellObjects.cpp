@@ -73,7 +73,7 @@ public:
     HRESULT Save(LPCOLESTR fileName, BOOL) override {
         return resultCall("IPersistFile::Save", HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED), [&] {
             if (fileName == nullptr) {
-                notServed("IPersistFile::Save", "a file that it chooses itself");
+                notSupported("IPersistFile::Save", "a file that it chooses itself");
             }
             FileSystem& fileSystem = Machine::current().fileSystem;
             FileSystem::OpenRequest request;
