@@ -1,13 +1,13 @@
-# What every target of the project is built with.
+# Options of every target of the project. The presets add warnings as errors.
 add_library(project_options INTERFACE)
 target_compile_options(project_options INTERFACE
-    -Wall -Wextra -Werror -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+    -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
     # Logs and exceptions name source files below the project, never a path of the build machine.
     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # GCC 12 sees overlaps in optimised string concatenation that aren't there (its bug 105651).
+    # GCC 12 reports overlaps in optimised string concatenation that don't exist (its bug 105651).
     target_compile_options(project_options INTERFACE $<$<CONFIG:Release>:-Wno-restrict>)
-    # Instrumented and optimised code makes it see variables without a value, as its manual says.
+    # With sanitizers it reports uninitialised variables that are initialised, as its manual says.
     if(NORV_SANITIZERS)
         target_compile_options(project_options INTERFACE -Wno-maybe-uninitialized)
     endif()
@@ -18,20 +18,19 @@ if(WIN32)
     target_compile_definitions(project_options INTERFACE
         UNICODE _UNICODE WINVER=0x0601 _WIN32_WINNT=0x0601 _WIN32_MSI=500 NOMINMAX
         WIN32_LEAN_AND_MEAN)
-    # Symbols that ship don't tell where they were made.
+    # The symbols that ship have no path of the build machine.
     target_compile_options(project_options INTERFACE -fdebug-prefix-map=${PROJECT_SOURCE_DIR}/=)
-    # The C++ run-time is linked in: the DLL ships alone.
+    # The C++ run-time is linked statically: the DLL ships alone.
     target_link_options(project_options INTERFACE -static)
 else()
-    # Every simulated process loads a library of its own: no symbol may be shared between two.
+    # Every simulated process loads its own copy of the library: the copies must share no symbol.
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         target_compile_options(project_options INTERFACE -fno-gnu-unique)
     endif()
     target_include_directories(project_options SYSTEM BEFORE INTERFACE
         ${PROJECT_SOURCE_DIR}/platform/simulated/include)
     if(NORV_SANITIZERS)
-        # Test programs watch over the library and aren't watched themselves: instrumenting them
-        # would double what the build takes.
+        # Test programs are not instrumented, which would double the build time.
         set(instrumented $<NOT:$<BOOL:$<TARGET_PROPERTY:NORV_UNINSTRUMENTED>>>)
         target_compile_options(project_options INTERFACE
             $<${instrumented}:-fsanitize=${NORV_SANITIZERS}>
