@@ -1,4 +1,4 @@
-"""Installs sample products with the library, and shows what the dry run foretold of an update and what
+"""Installs sample products with the library, and shows what the dry run predicted of an update and what
 it then did.
 
 usage: demonstration.py <norvca.dll> <describe.exe> <directory of the built tools> <dry run> <log> [--log]
@@ -41,20 +41,20 @@ def line(change):
     return short(f"{old} → {new}" if sign == "~" else old if sign == "-" else new)
 
 
-def show(foretold, done):
+def show(predicted, done):
     """Both differences side by side, and how many facts differ between them."""
     wrong = 0
-    print("\nforetold  done")
-    names = sorted({*foretold, *done})
+    print("\npredicted done")
+    names = sorted({*predicted, *done})
     for name, following in zip(names, [*names[1:], ""]):
-        one, other = foretold.get(name), done.get(name)
+        one, other = predicted.get(name), done.get(name)
         if one == other and following.startswith(f"{name} ["):
             continue  # it shows in its values
         signs = [change[0] if change else " " for change in (one, other)]
         print(f"   {signs[0]}       {signs[1]}    {short(name)}")
         if one != other:
             wrong += 1
-            print(f"                 foretold: {line(one)}\n                 done:     {line(other)}")
+            print(f"                 predicted: {line(one)}\n                 done:     {line(other)}")
         elif line(one):
             print(f"                 {line(one)}")
     return wrong
@@ -78,16 +78,16 @@ def main():
         before = describe(prefix, describe_program, work / "before.json")
         data = f"ProductCode={newer.product_code}"
         step(f"dry-run SetLatestQvr CustomActionData={data}")
-        outcome, foretold = dry_run(dry_run_program, work / "before.json", work / "foretold.json", "SetLatestQvr",
+        outcome, predicted = dry_run(dry_run_program, work / "before.json", work / "predicted.json", "SetLatestQvr",
                                     f"CustomActionData={data}")
         install(prefix, builder.package(name="Norv update", update=data), "a package that runs the update for QVR 21.0.3")
         step("describe.exe")
         done = describe(prefix, describe_program, work / "after.json")
 
-        web = sum(path.endswith(".url") for path in foretold["files"])
+        web = sum(path.endswith(".url") for path in predicted["files"])
         known = facts(before)
-        wrong = show(changes(known, facts(without_web_shortcuts(foretold))), changes(known, facts(done)))
-        print(f"\nstatus foretold: {outcome['status']}, done: 0. Facts that differ: {wrong}")
+        wrong = show(changes(known, facts(without_web_shortcuts(predicted))), changes(known, facts(done)))
+        print(f"\nstatus predicted: {outcome['status']}, done: 0. Facts that differ: {wrong}")
         print(f"left out: {web} web shortcuts, which Wine can't make")
         log.write_text(prefix.log(), encoding="utf-8")
         print(f"log of the library: {log}")

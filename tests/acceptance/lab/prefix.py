@@ -10,6 +10,10 @@ WINE = "/usr/lib/wine/wine64"
 WINESERVER = "/usr/lib/wine/wineserver64"
 MAKE_PREFIX = Path(__file__).resolve().parents[3] / "scripts/lib/wine-prefix"
 
+# Wine's .NET and HTML aren't installed, and its menu builder would write to the desktop folders of
+# the user who runs the tests.
+NO_HELPERS = "mscoree,mshtml,winemenubuilder.exe="
+
 # What Wine itself says of a program that it can't start.
 NOT_STARTED = "Application could not be started"
 
@@ -61,7 +65,7 @@ class Prefix:
 
     def _environment(self):
         return {**os.environ, "WINEPREFIX": str(self.directory), "WINEDEBUG": "-all", "LC_ALL": self.language,
-                "WINEDLLOVERRIDES": "mscoree,mshtml=", **self.extra_environment}
+                "WINEDLLOVERRIDES": NO_HELPERS, **self.extra_environment}
 
     def _server(self, option):
         subprocess.run([WINESERVER, option], env=self._environment(), check=False, timeout=60,

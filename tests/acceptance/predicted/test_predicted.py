@@ -1,4 +1,4 @@
-"""What the dry run foretells of a machine is what the real installer then does to it."""
+"""What the dry run predicts for a machine is what the real installer then does to it."""
 
 import zipfile
 
@@ -25,7 +25,7 @@ def install(machine, builder):
 
 @pytest.fixture
 def update(hold):
-    """Foretells and runs the update for a product."""
+    """Predicts and runs the update for a product."""
     def run(product, more="", **options):
         hold("SetLatestQvr", {"CustomActionData": f"ProductCode={product.product_code} {more}".strip()}, **options)
     return run

@@ -1,10 +1,10 @@
-"""What a story of this tier has in hand."""
+"""Fixtures of the scenarios."""
 
 import pytest
 
 from lab.descriptions import changes, describe, dry_run, facts, without_web_shortcuts
 
-COUNTS = {"stories": 0, "facts": 0}
+COUNTS = {"scenarios": 0, "facts": 0}
 
 
 @pytest.fixture
@@ -25,35 +25,35 @@ def run(machine, builder, session):
 
 @pytest.fixture
 def hold(machine, run, describe_program, dry_run_program, tmp_path):
-    """Describes the machine, runs an action on it, and fails for each fact that was foretold otherwise than it
-    came; gives the real properties."""
-    def foretell(*arguments):
-        return dry_run(dry_run_program, tmp_path / "before.json", tmp_path / "foretold.json", *arguments)
+    """Describes the machine, predicts an action and runs it, and fails for each fact that differs. Returns the
+    real properties."""
+    def predict(*arguments):
+        return dry_run(dry_run_program, tmp_path / "before.json", tmp_path / "predicted.json", *arguments)
 
     def hold(action, properties, package=None, describe_more=(), fail=None):
         how = [*describe_more, *(["--package", machine.windows_path(package)] if package else [])]
         description = describe(machine, describe_program, tmp_path / "before.json", *how)
         assert "unread" not in description
-        _, again = foretell("MSIIsLocalSystemSupported")
+        _, again = predict("MSIIsLocalSystemSupported")
         assert changes(facts(description), facts(again)) == {}, "the description doesn't come back"
 
-        outcome, foretold = foretell(action, *[f"{n}={v}" for n, v in properties.items()],
+        outcome, predicted = predict(action, *[f"{n}={v}" for n, v in properties.items()],
                                      *(["--fail", fail] if fail else []))
         status, real = run(action, properties, package)
         told = properties | {c["what"]: c["after"] for c in outcome["changes"] if c["group"] == "Properties"}
         done = facts(describe(machine, describe_program, tmp_path / "after.json", *how)) | {"status": status}
-        expected = facts(without_web_shortcuts(foretold)) | {"status": outcome["status"]}
+        expected = facts(without_web_shortcuts(predicted)) | {"status": outcome["status"]}
         for name, value in real.items():
             done |= facts({"registry": {"property": {name: value}}})
             expected |= facts({"registry": {"property": {name: told.get(name, "")}}})
-        COUNTS["stories"] += 1
+        COUNTS["scenarios"] += 1
         COUNTS["facts"] += len(expected)
-        wrong = [f"{name}: foretold {foretold!r}, done {came!r}"
-                 for name, (_, foretold, came) in changes(expected, done).items()]
+        wrong = [f"{name}: predicted {before!r}, real {after!r}"
+                 for name, (_, before, after) in changes(expected, done).items()]
         assert not wrong, "\n".join([*wrong, "the dry run's log:", outcome["log"], "the real log:", machine.log()])
         return real
     return hold
 
 
 def pytest_terminal_summary(terminalreporter):
-    terminalreporter.write_line(f"{COUNTS['stories']} stories foretold, {COUNTS['facts']} facts compared")
+    terminalreporter.write_line(f"{COUNTS['scenarios']} scenarios predicted, {COUNTS['facts']} facts compared")
