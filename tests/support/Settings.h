@@ -1,4 +1,4 @@
-// The settings library as a client holds it: the table beside each handle.
+// The settings library as a client uses it: a table of entry points and owners of its handles.
 #pragma once
 
 #include <memory>
@@ -16,6 +16,11 @@ inline const settings_api api = [] {
 
 using Validator = std::shared_ptr<settings_validator>;
 using Mapper = std::shared_ptr<settings_key_mapper>;
+
+/// What Context::read returns for the statuses of a failed read.
+inline const std::string kNoFit = "status 301";
+inline const std::string kBad = "status 302";
+inline const std::string kNoKey = "status 303";
 
 /// Options of a load.
 struct Load {
@@ -40,7 +45,7 @@ public:
     }
     settings_context* get() const { return handle.get(); }
 
-    /// Every key in order: "a=1|b|c=".
+    /// Returns every key in order: "a=1|b|c=".
     std::string dump() const {
         std::string result;
         const auto add = [](settings_context* context, std::uint32_t count, std::uint32_t index,
@@ -54,14 +59,17 @@ public:
         return result;
     }
 
-    /// What an entry reads: "12" for a number, "status 303" for a failure.
+    /// Returns what an entry reads: "12" for a number, "status 303" for a failure.
     template <class Value>
     std::string read(settings::Status (*entry)(settings_context*, const char*, Value*),
                      const char* key) const {
         Value value = {};
         const settings::Status status = entry(get(), key, &value);
+        if (status != settings::kSuccess) {
+            return "status " + std::to_string(status);
+        }
         std::ostringstream text;
-        status == settings::kSuccess ? text << value : text << "status " << status;
+        text << value;
         return text.str();
     }
 
@@ -76,7 +84,7 @@ private:
     std::shared_ptr<settings_context> handle{api.create(), api.destroy};
 };
 
-/// Builds a validator or key mapper: `fill` gets the builder.
+/// Builds a validator or key mapper; `fill` is called with its builder.
 template <class Fill>
 Validator makeValidator(Fill fill) {
     settings_validator_builder* const builder = api.createValidatorBuilder();
