@@ -11,6 +11,7 @@
 
 #include "common/share/Logger.h"
 #include "support/Products.h"
+#include "windows/common/NorvEnvironment.h"
 #include "windows/customactions/CustomActions.h"
 
 namespace {
@@ -25,52 +26,67 @@ std::u16string digits(unsigned number, std::size_t width) {
     return text;
 }
 
-/// One of ours: legacy runtimes and kits of the Zentra scheme by turns, of both architectures.
-products::Product ourProduct(unsigned i) {
+/// The i-th product of the family: legacy runtimes and kits of the Zentra scheme by turns, of both
+/// architectures.
+products::Product familyProduct(unsigned i) {
     const unsigned bits = i % 2 == 0 ? 64 : 32;
+    const unsigned number = i / 4;
     if (i % 4 < 2) {
-        return products::qvr(u"1.8.0_" + digits(i + 101, 3) + u"-b01", bits);
+        const std::u16string minor = digits(5 + number / 900, 1);
+        return products::qvr(u"1." + minor + u".0_" + digits(100 + number % 900, 3) + u"-b01",
+                             bits);
     }
-    return products::qvk(digits(10 + i % 80, 2) + u".0." + digits(i + 101, 3) + u"+1", bits);
+    return products::qvk(digits(10 + number % 80, 2) + u".0." + digits(number, 5) + u"+1", bits);
 }
 
-void addStrangers(Machine& machine, unsigned first, unsigned count) {
-    for (unsigned i = first; i < first + count; ++i) {
-        machine.installer.addProduct({u"{5C0FFEE0-0000-4000-8000-0000" + digits(i, 8) + u"}",
-                                      {{u"ProductName", u"Something else"}}});
-    }
-}
-
-/// A tenth of the products are ours, spread over the installer's list.
+/// A machine on which every product is one of the family.
 std::unique_ptr<Machine> makeMachine(unsigned products) {
     auto machine = std::make_unique<Machine>();
-    for (unsigned i = 0; i < products / 10; ++i) {
-        addStrangers(*machine, i * 9, 9);
-        products::install(*machine, ourProduct(i));
+    for (unsigned i = 0; i < products; ++i) {
+        products::install(*machine, familyProduct(i));
     }
     return machine;
 }
 
 MSIHANDLE openSession(Machine& machine) {
-    return machine.installer.openDeferredSession(u"ProductCode=" + ourProduct(0).code);
+    return machine.installer.openDeferredSession(u"ProductCode=" + familyProduct(0).code);
 }
 
-void updateOfProducts(benchmark::State& state) {
+void setCallCounter(benchmark::State& state, const Machine& machine) {
+    state.counters["calls"] =
+        static_cast<double>(machine.calls.count()) / static_cast<double>(state.iterations());
+}
+
+void detectionOfFamily(benchmark::State& state) {
+    const auto products = static_cast<unsigned>(state.range(0));
+    const auto machine = makeMachine(products);
+    const simulated::Running running(*machine);
+    constexpr unsigned kEveryTypeAndArchitecture = 0x37;
+    machine->calls.clearJournal();
+    for (auto iteration : state) {
+        if (NorvEnvironment::detect(kEveryTypeAndArchitecture).size() != products) {
+            state.SkipWithError("a product was not detected");
+            return;
+        }
+    }
+    setCallCounter(state, *machine);
+}
+BENCHMARK(detectionOfFamily)->Arg(100)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
+
+void updateOfFamily(benchmark::State& state) {
     const auto machine = makeMachine(static_cast<unsigned>(state.range(0)));
     const simulated::Running running(*machine);
     const MSIHANDLE session = openSession(*machine);
-    if (SetLatestQvr(session) != ERROR_SUCCESS) {
-        state.SkipWithError("the update failed");
-        return;
-    }
     machine->calls.clearJournal();
     for (auto iteration : state) {
-        benchmark::DoNotOptimize(SetLatestQvr(session));
+        if (SetLatestQvr(session) != ERROR_SUCCESS) {
+            state.SkipWithError("the update failed");
+            return;
+        }
     }
-    state.counters["calls"] =
-        static_cast<double>(machine->calls.count()) / static_cast<double>(state.iterations());
+    setCallCounter(state, *machine);
 }
-BENCHMARK(updateOfProducts)->Arg(10)->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond);
+BENCHMARK(updateOfFamily)->Arg(100)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
 
 void logRecord(benchmark::State& state) {
     Machine machine;
@@ -82,8 +98,7 @@ void logRecord(benchmark::State& state) {
                                    << _T("Set [HKLM64\\Software\\Halvorex\\QVK\\17.0.9\\NorvHome]")
                                    << _T("=REG_SZ[C:\\Program Files\\Norv\\qvk-17]"));
     }
-    state.counters["calls"] =
-        static_cast<double>(machine.calls.count()) / static_cast<double>(state.iterations());
+    setCallCounter(state, machine);
 }
 BENCHMARK(logRecord);
 

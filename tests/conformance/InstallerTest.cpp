@@ -99,6 +99,28 @@ TEST(Query, GivesTheRowsThatFit) {
     EXPECT_EQ(kOk, MsiCloseHandle(database));
 }
 
+TEST(Query, AFetchAfterTheLastRowStartsAgain) {
+    MSIHANDLE database = 0;
+    MSIHANDLE view = 0;
+    EXPECT_EQ(kOk, MsiOpenDatabaseW(packagePath().c_str(), MSIDBOPEN_READONLY, &database));
+    EXPECT_EQ(kOk, MsiDatabaseOpenViewW(database, _T("SELECT Tool FROM Tool"), &view));
+    EXPECT_EQ(kOk, MsiViewExecute(view, 0));
+    for (const TCHAR* const expected : {_T("a"), _T("b"), _T("c"), _T(""), _T("a"), _T("b")}) {
+        MSIHANDLE record = 0;
+        const UINT status = MsiViewFetch(view, &record);
+        if (*expected == _T('\0')) {
+            EXPECT_EQ(kNoMore, status);
+            EXPECT_EQ(0u, record);
+            continue;
+        }
+        EXPECT_EQ(kOk, status);
+        EXPECT_EQ(expected, textOf(MsiRecordGetStringW, record, 1u));
+        EXPECT_EQ(kOk, MsiCloseHandle(record));
+    }
+    EXPECT_EQ(kOk, MsiCloseHandle(view));
+    EXPECT_EQ(kOk, MsiCloseHandle(database));
+}
+
 TEST(Session, PropertiesMessagesModesAndDatabase) {
     const MSIHANDLE session = openPackageSession();
     for (const TCHAR* const value : {_T("1"), _T(""), _T("x y")}) {
@@ -123,6 +145,22 @@ TEST(Session, PropertiesMessagesModesAndDatabase) {
         EXPECT_EQ(kOk, MsiCloseHandle(handle));
     }
     EXPECT_EQ(kNoObject, MsiSetPropertyW(session, _T("A"), _T("")));
+}
+
+TEST(Session, AcceptsEveryNameOfAPropertyButTheEmptyOne) {
+    const MSIHANDLE session = openPackageSession();
+    for (const TCHAR* const name : {_T("="), _T(" "), _T("'"), _T("1")}) {
+        EXPECT_EQ(kOk, MsiSetPropertyW(session, name, _T("x"))) << testing::PrintToString(name);
+        EXPECT_EQ(_T("x"), textOf(MsiGetPropertyW, session, name));
+    }
+    EXPECT_EQ(UINT{ERROR_FUNCTION_FAILED}, MsiSetPropertyW(session, _T(""), _T("x")));
+    EXPECT_EQ(kOk, MsiSetPropertyW(session, _T(""), nullptr));
+    EXPECT_EQ(UINT{ERROR_INVALID_PARAMETER}, MsiSetPropertyW(session, nullptr, nullptr));
+    EXPECT_EQ(kOk, MsiCloseHandle(session));
+}
+
+TEST(Session, AMissingHandleIsReportedBeforeAMissingName) {
+    EXPECT_EQ(kNoObject, MsiSetPropertyW(0, nullptr, nullptr));
 }
 
 TEST(Products, AreListedToldOpenedAndRemoved) {
@@ -162,6 +200,42 @@ TEST(Products, AreListedToldOpenedAndRemoved) {
     EXPECT_EQ(kOk, MsiCloseHandle(database));
     EXPECT_EQ(kOk, remove());
     EXPECT_EQ(kNoMore, related(0));
+}
+
+class InstalledProduct : public testing::Test {
+protected:
+    InstalledProduct() { installPackage(); }
+    ~InstalledProduct() override {
+        MsiConfigureProductExW(kProductCode.c_str(), INSTALLLEVEL_MAXIMUM, INSTALLSTATE_ABSENT,
+                               _T(""));
+    }
+
+    static UINT enumerate(DWORD index) {
+        TCHAR code[39] = {};
+        return MsiEnumProductsW(index, code);
+    }
+};
+
+TEST_F(InstalledProduct, EnumerationRefusesAnIndexThatDoesNotFollowTheLastOne) {
+    EXPECT_EQ(UINT{ERROR_INVALID_PARAMETER}, enumerate(2)) << "without index 0";
+    EXPECT_EQ(kOk, enumerate(0));
+    EXPECT_EQ(UINT{ERROR_INVALID_PARAMETER}, enumerate(2));
+    EXPECT_EQ(UINT{ERROR_INVALID_PARAMETER}, enumerate(3)) << "each later index as well";
+    EXPECT_EQ(kNoMore, enumerate(1)) << "the index that is due is still accepted";
+}
+
+TEST_F(InstalledProduct, EnumerationStartsAgainAtIndexZero) {
+    EXPECT_EQ(kOk, enumerate(0));
+    EXPECT_EQ(kNoMore, enumerate(1));
+    EXPECT_EQ(kOk, enumerate(0));
+    EXPECT_EQ(kOk, enumerate(0));
+}
+
+TEST_F(InstalledProduct, EnumerationWithoutABufferIsRefusedAndDoesNotAdvance) {
+    EXPECT_EQ(kOk, enumerate(0));
+    EXPECT_EQ(UINT{ERROR_INVALID_PARAMETER}, MsiEnumProductsW(1, nullptr));
+    EXPECT_EQ(UINT{ERROR_INVALID_PARAMETER}, enumerate(2));
+    EXPECT_EQ(kNoMore, enumerate(1));
 }
 
 TEST(InstallerSettings, EachGivesThePreviousOne) {

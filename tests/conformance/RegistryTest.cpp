@@ -96,7 +96,7 @@ TEST_F(RegistryTest, ValuesKeepTypeAndBytes) {
         std::vector<BYTE> given = data;
         given.resize(size + 2, '#');
         ASSERT_EQ(RegSetValueExW(key, valueName, 0, valueType, given.data(), size), ERROR_SUCCESS);
-        // Without a buffer, and with one that is too small, the size alone is told.
+        // Without a buffer, and with one that is too small, the size alone is returned.
         DWORD type = 99;
         DWORD found = 0;
         EXPECT_EQ(RegQueryValueExW(key, valueName, nullptr, &type, nullptr, &found), ERROR_SUCCESS);
@@ -215,6 +215,94 @@ TEST_F(RegistryTest, AnOpenKeyOutlivesItsDeletionAsAShell) {
     EXPECT_EQ(Key::create(gone, _T("sub"), KEY_READ, made), ERROR_KEY_DELETED);
 }
 
+/// The size of a value's data, in bytes.
+DWORD sizeOfValue(HKEY key, const TCHAR* name) {
+    DWORD size = 0;
+    EXPECT_EQ(RegQueryValueExW(key, name, nullptr, nullptr, nullptr, &size), ERROR_SUCCESS);
+    return size;
+}
+
+TEST_F(RegistryTest, AStringIsStoredWithTheTerminatorThatFollowsIt) {
+    const TCHAR kText[] = _T("abc");
+    struct {
+        const TCHAR* name;
+        DWORD type;
+        DWORD size;
+        DWORD stored;
+    } const kCases[] = {
+        {.name = _T("a string"), .type = REG_SZ, .size = 6, .stored = 8},
+        {.name = _T("a string to be expanded"), .type = REG_EXPAND_SZ, .size = 6, .stored = 8},
+        {.name = _T("a list"), .type = REG_MULTI_SZ, .size = 6, .stored = 8},
+        {.name = _T("no terminator follows"), .type = REG_SZ, .size = 4, .stored = 4},
+        {.name = _T("the terminator is counted"), .type = REG_SZ, .size = 8, .stored = 8},
+        {.name = _T("half a character is missing"), .type = REG_SZ, .size = 5, .stored = 5},
+        {.name = _T("bytes"), .type = REG_BINARY, .size = 6, .stored = 6},
+    };
+    for (const auto& test : kCases) {
+        SCOPED_TRACE(testing::PrintToString(tstring(test.name)));
+        EXPECT_EQ(RegSetValueExW(key, test.name, 0, test.type, reinterpret_cast<const BYTE*>(kText),
+                                 test.size),
+                  ERROR_SUCCESS);
+        EXPECT_EQ(sizeOfValue(key, test.name), test.stored);
+    }
+}
+
+TEST_F(RegistryTest, AValueWithoutDataButWithASizeIsRefused) {
+    EXPECT_EQ(RegSetValueExW(key, _T("x"), 0, REG_SZ, nullptr, 4), ERROR_NOACCESS);
+    EXPECT_EQ(RegSetValueExW(key, _T("x"), 0, REG_SZ, nullptr, 0), ERROR_SUCCESS);
+}
+
+TEST_F(RegistryTest, EnumerationWithAShortNameBufferReturnsTypeAndSize) {
+    EXPECT_EQ(setText(key, _T("name"), _T("text")), ERROR_SUCCESS);
+    TCHAR buffer[] = {_T('#'), _T('#'), _T('\0')};
+    BYTE data[16] = {'#'};
+    DWORD nameSize = 2;
+    DWORD type = 99;
+    DWORD size = sizeof(data);
+    EXPECT_EQ(RegEnumValueW(key, 0, buffer, &nameSize, nullptr, &type, data, &size),
+              ERROR_MORE_DATA);
+    EXPECT_EQ(tstring(buffer), _T("##"));
+    EXPECT_EQ(nameSize, 2u);
+    EXPECT_EQ(type, DWORD{REG_SZ});
+    EXPECT_EQ(size, 10u);
+    EXPECT_EQ(data[0], BYTE{'#'});
+}
+
+TEST_F(RegistryTest, AFailedOpeningReturnsNoHandle) {
+    const std::pair<HKEY, const TCHAR*> kCases[] = {
+        {key, _T("missing")}, {key, _T("\\a")}, {nullptr, _T("a")}, {nullptr, _T("")}};
+    for (const auto& [parent, path] : kCases) {
+        HKEY opened = key;
+        EXPECT_NE(RegOpenKeyExW(parent, path, 0, KEY_READ, &opened), ERROR_SUCCESS);
+        EXPECT_EQ(opened, nullptr) << testing::PrintToString(tstring(path));
+    }
+}
+
+TEST_F(RegistryTest, DeletingRefusesAPathThatStartsWithASeparator) {
+    Key(key, _T("a"));
+    EXPECT_EQ(RegDeleteKeyW(key, _T("\\a")), ERROR_BAD_PATHNAME);
+    EXPECT_EQ(RegDeleteKeyExW(key, _T("\\a"), 0, 0), ERROR_BAD_PATHNAME);
+    EXPECT_EQ(RegDeleteTreeW(key, _T("\\a")), ERROR_BAD_PATHNAME);
+    EXPECT_EQ(static_cast<LSTATUS>(SHDeleteKeyW(key, _T("\\a"))), ERROR_BAD_PATHNAME);
+    EXPECT_TRUE(exists(key, _T("a")));
+}
+
+TEST_F(RegistryTest, EnumerationFollowsWhatIsAddedAndDeletedMeanwhile) {
+    for (const TCHAR* const made : {_T("b"), _T("d"), _T("f")}) {
+        Key(key, made);
+    }
+    EXPECT_EQ(nameStatus(RegEnumKeyExW, key, 1, name), ERROR_SUCCESS);
+    EXPECT_EQ(name, _T("d"));
+    Key(key, _T("a"));
+    EXPECT_EQ(nameStatus(RegEnumKeyExW, key, 2, name), ERROR_SUCCESS);
+    EXPECT_EQ(name, _T("d"));
+    EXPECT_EQ(RegDeleteKeyW(key, _T("b")), ERROR_SUCCESS);
+    EXPECT_EQ(nameStatus(RegEnumKeyExW, key, 2, name), ERROR_SUCCESS);
+    EXPECT_EQ(name, _T("f"));
+    EXPECT_EQ(nameStatus(RegEnumKeyExW, key, 0, name), ERROR_SUCCESS);
+    EXPECT_EQ(name, _T("a"));
+}
+
 // The machine's part of the registry, in both views.
 
 bool in64(const tstring& path) {
@@ -252,11 +340,19 @@ TEST(RegistryViewTest, AKeyOfAViewLeadsOnInIt) {
     EXPECT_TRUE(exists(software, _T("Norv\\sub"), KEY_WOW64_32KEY));
 }
 
+TEST(RegistryViewTest, TheThirtyTwoBitViewHasNoWow6432NodeOfItsOwn) {
+    Key(HKEY_LOCAL_MACHINE, _T("Software\\Norv\\sub"), KEY_READ | KEY_WOW64_32KEY);
+    const Key software(HKEY_LOCAL_MACHINE, _T("Software"), KEY_READ | KEY_WOW64_32KEY);
+    EXPECT_TRUE(exists(software, _T("Norv\\sub")));
+    EXPECT_FALSE(exists(software, _T("Wow6432Node\\Norv")));
+    EXPECT_FALSE(exists(software, _T("Wow6432Node\\Norv"), KEY_WOW64_32KEY));
+    EXPECT_FALSE(exists(software, _T("Wow6432Node\\Norv"), KEY_WOW64_64KEY));
+}
+
 TEST(RegistryViewTest, ClassesAreSharedButForThoseOfObjects) {
     Key(HKEY_LOCAL_MACHINE, _T("Software\\Classes\\Norv"), KEY_READ | KEY_WOW64_32KEY);
     if (!isWine()) {  // which redirects them all, as Windows did before version 7
         EXPECT_TRUE(in64(_T("Software\\Classes\\Norv")));
-        EXPECT_TRUE(exists(HKEY_CLASSES_ROOT, _T("Norv")));
     }
     Key(HKEY_LOCAL_MACHINE, _T("Software\\Classes\\CLSID\\Norv"), KEY_READ | KEY_WOW64_32KEY);
     EXPECT_TRUE(in32(_T("Software\\Classes\\CLSID\\Norv")));

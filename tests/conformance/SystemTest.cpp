@@ -252,6 +252,57 @@ TEST(SystemTest, IdentifiersGoToTextAndBack) {
     }
 }
 
+TEST(SystemTest, IdentifiersAreReadInEveryNotation) {
+    struct {
+        const TCHAR* text;
+        const TCHAR* identifier;
+    } const kCases[] = {
+        {.text = _T("wD"), .identifier = _T("S-1-1-0")},
+        {.text = _T("CO"), .identifier = _T("S-1-3-0")},
+        {.text = _T("CG"), .identifier = _T("S-1-3-1")},
+        {.text = _T("OW"), .identifier = _T("S-1-3-4")},
+        {.text = _T("NU"), .identifier = _T("S-1-5-2")},
+        {.text = _T("IU"), .identifier = _T("S-1-5-4")},
+        {.text = _T("SU"), .identifier = _T("S-1-5-6")},
+        {.text = _T("AN"), .identifier = _T("S-1-5-7")},
+        {.text = _T("ED"), .identifier = _T("S-1-5-9")},
+        {.text = _T("PS"), .identifier = _T("S-1-5-10")},
+        {.text = _T("RC"), .identifier = _T("S-1-5-12")},
+        {.text = _T("LS"), .identifier = _T("S-1-5-19")},
+        {.text = _T("NS"), .identifier = _T("S-1-5-20")},
+        {.text = _T("BG"), .identifier = _T("S-1-5-32-546")},
+        {.text = _T("PU"), .identifier = _T("S-1-5-32-547")},
+        {.text = _T("AO"), .identifier = _T("S-1-5-32-548")},
+        {.text = _T("SO"), .identifier = _T("S-1-5-32-549")},
+        {.text = _T("PO"), .identifier = _T("S-1-5-32-550")},
+        {.text = _T("BO"), .identifier = _T("S-1-5-32-551")},
+        {.text = _T("RE"), .identifier = _T("S-1-5-32-552")},
+        {.text = _T("RU"), .identifier = _T("S-1-5-32-554")},
+        {.text = _T("RD"), .identifier = _T("S-1-5-32-555")},
+        {.text = _T("NO"), .identifier = _T("S-1-5-32-556")},
+        {.text = _T("s-1-12-1"), .identifier = _T("S-1-12-1")},
+        {.text = _T("S-1-258-1"), .identifier = _T("S-1-258-1")},
+        {.text = _T("S-1-860116326-1"), .identifier = _T("S-1-860116326-1")},
+        {.text = _T("S-0x1-0XC-0x1a"), .identifier = _T("S-1-12-26")},
+    };
+    for (const auto& test : kCases) {
+        SCOPED_TRACE(testing::PrintToString(tstring(test.text)));
+        PSID sid = nullptr;
+        ASSERT_TRUE(ConvertStringSidToSidW(test.text, &sid));
+        EXPECT_EQ(textOf(sid), test.identifier);
+        EXPECT_EQ(LocalFree(sid), nullptr);
+    }
+}
+
+TEST(SystemTest, WhatIsNoIdentifierIsRefused) {
+    for (const TCHAR* const text : {_T("ZZ"), _T("WD)"), _T("WDandmore"), _T("S-1-5"), _T("S-1-5-"),
+                                    _T("S-2-5-1"), _T("S-1-5-x"), _T("")}) {
+        PSID sid = nullptr;
+        EXPECT_EQ(lastErrorOf(!ConvertStringSidToSidW(text, &sid)), DWORD{ERROR_INVALID_SID})
+            << testing::PrintToString(tstring(text));
+    }
+}
+
 TEST(SystemTest, ATokenTellsItsUserAndGroups) {
     HANDLE token = nullptr;
     ASSERT_TRUE(OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token));

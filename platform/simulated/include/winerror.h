@@ -40,6 +40,7 @@
 #define ERROR_MR_MID_NOT_FOUND 317
 #define ERROR_INVALID_ADDRESS 487
 #define ERROR_INVALID_SID 1337
+#define ERROR_NOACCESS 998
 #define ERROR_KEY_DELETED 1018
 #define ERROR_NO_UNICODE_TRANSLATION 1113
 #define ERROR_UNKNOWN_REVISION 1305
@@ -78,7 +79,7 @@
 
 #define SUCCEEDED(hr) ((static_cast<HRESULT>(hr)) >= 0)
 #define FAILED(hr) ((static_cast<HRESULT>(hr)) < 0)
-#define HRESULT_FROM_WIN32(status)                                              \
-    (static_cast<HRESULT>(status) <= 0                                          \
-         ? static_cast<HRESULT>(status)                                         \
+#define HRESULT_FROM_WIN32(status)      \
+    (static_cast<HRESULT>(status) <= 0  \
+         ? static_cast<HRESULT>(status) \
          : static_cast<HRESULT>((static_cast<DWORD>(status) & 0xFFFFu) | 0x80070000u))

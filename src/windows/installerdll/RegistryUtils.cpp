@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
+#include <set>
 #include <vector>
 
 #include "common/share/LogException.h"
@@ -68,10 +69,10 @@ Products productsOfType(InstalledNorvRange products, std::int32_t type) {
 /// Deletes the subkeys that are not the version key of a product, except those with subkeys of
 /// their own.
 void removeObsoleteKeys(const Registry& key, InstalledNorvRange products) {
-    std::vector<tstring> wanted;
-    std::ranges::transform(products, std::back_inserter(wanted), versionName);
+    std::set<tstring> wanted;
+    std::ranges::transform(products, std::inserter(wanted, wanted.end()), versionName);
     for (const tstring& name : key.getSubkeyNames()) {
-        if (std::ranges::find(wanted, name) == wanted.end()) {
+        if (!wanted.contains(name)) {
             key.deleteSubkey(name);
         }
     }

@@ -86,28 +86,34 @@ TEST_F(Detection, FindsProductsByTheirCodesThenByUpgradeCodes) {
     EXPECT_EQ(list(), "GFX64 2.2.0/8|QVR64 1.8.0_45-b13/8|QVK32 1.7.0_80-b15/8|QVK32 17/8|");
 }
 
-TEST_F(Detection, TellsDamagedEntriesFromAListThatCannotBeRead) {
+TEST_F(Detection, LogsAProductThatIsTrackedTwiceAndListsItOnce) {
     products::install(machine, qvr(u"23"));
     Product twice = qvr(u"1.8.0_451-b10");
     twice.upgradeCode = qvr(u"23").upgradeCode;
     products::install(machine, twice);
-    machine.calls.failCall("MsiEnumProductsW", 1, 1610);
     EXPECT_EQ(list(), "QVR64 1.8.0_451-b10/8|QVR64 23/8|");
-    EXPECT_TRUE(logHas(machine, "MsiEnumProducts(0) failed with error=[1610] \nIgnored."));
     EXPECT_TRUE(logMentions(machine, "-2F64180451F0}] is tracked multiple times"));
+}
+
+TEST_F(Detection, EndsWhenTheInstallerRefusesEachIndexAfterADamagedEntry) {
+    products::install(machine, qvr(u"1.8.0_451-b10"));
+    machine.calls.failCall("MsiEnumProductsW", 1, 1610);
+    EXPECT_EQ(list(), "MsiEnumProducts(255) failed with error=[87]");
+    EXPECT_TRUE(logHas(machine, "MsiEnumProducts(0) failed with error=[1610] \nIgnored."));
+    EXPECT_TRUE(logHas(machine, "MsiEnumProducts(1) failed with error=[87] \nIgnored."));
+    EXPECT_TRUE(logHas(machine, "MsiEnumProducts(255) failed with error=[87] \nIgnored."));
+}
+
+TEST_F(Detection, EndsWhenTheListOfAnUpgradeCodeCannotBeRead) {
     machine.calls.failCall("MsiEnumRelatedProductsW", 3, 1610);
     EXPECT_EQ(list(),
               "MsiEnumRelatedProducts({57BDA5C6-443C-4D65-B233-282393220011}, 1) failed with "
               "error=[1610]");
-    // Digits that are no version of that type.
+}
+
+TEST_F(Detection, EndsAtACodeWhoseDigitsAreNoVersionOfItsType) {
     machine.installer.addProduct({u"{26A24AE4-039D-4CA4-87B4-2F64222000F0}", {}, {}, {}});
     EXPECT_EQ(list(), "2.2.2 is not recognized as a legacy Norv version string");
-    // Without an end of the list there would be none of the search.
-    while (machine.installer.products().size() < 300) {
-        machine.installer.addProduct({Guid::generate().toString(), {}, {}, {}});
-    }
-    machine.calls.failAll("MsiEnumProductsW", 1610);
-    EXPECT_EQ(list(), "MsiEnumProducts(255) failed with error=[1610]");
 }
 
 TEST_F(Detection, TellsAllOfAProduct) {

@@ -1,6 +1,7 @@
 // What neither Windows can be asked nor the library's own tests show: restarts, the rights of a
 // token, faults and stops.
 #include <windows.h>
+#include <sddl.h>
 
 #include <string>
 #include <vector>
@@ -43,6 +44,18 @@ TEST_F(SimulatedMachine, TheTokenDecidesWhoWritesTheRegistry) {
     WCHAR path[MAX_PATH] = {};
     GetTempPathW(MAX_PATH, path);
     EXPECT_EQ(std::u16string(path), u"C:\\Windows\\Temp\\") << "the system's account has its own";
+}
+
+using SimulatedMachineDeathTest = SimulatedMachine;
+
+TEST_F(SimulatedMachineDeathTest, TheMergedClassesAreNotSupported) {
+    HKEY key = nullptr;
+    EXPECT_DEATH(open(HKEY_CLASSES_ROOT, KEY_READ, key), "HKEY_CLASSES_ROOT");
+}
+
+TEST_F(SimulatedMachineDeathTest, IdentifiersOfAnAliasOfTheMachineAreNotSupported) {
+    PSID sid = nullptr;
+    EXPECT_DEATH(ConvertStringSidToSidW(u"LA", &sid), "the alias LA");
 }
 
 TEST_F(SimulatedMachine, AnOrdinaryUserWritesFilesOnlyWhereHeMay) {

@@ -2,60 +2,17 @@
 
 #include <winerror.h>
 
-#include <algorithm>
-
 #include "simulated/machine/Wide.h"
 
 namespace simulated {
-
-namespace {
-
-/// The path that the installer gives the n-th cached package.
-std::u16string cachedPackagePath(std::size_t n) {
-    const std::u16string digits = fromUtf8(std::to_string(1000 + n));
-    return u"C:\\Windows\\Installer\\1a2b" + digits + u".msi";
-}
-
-}  // namespace
-
-bool sameCode(std::u16string_view a, std::u16string_view b) {
-    // From the end: the codes of a family begin alike, and there are many to compare.
-    return std::equal(a.rbegin(), a.rend(), b.rbegin(), b.rend(),
-                      [](char16_t left, char16_t right) {
-                          return left == right || upperCase(left) == upperCase(right);
-                      });
-}
-
-Product& Installer::addProduct(Product product) {
-    product.properties.try_emplace(INSTALLPROPERTY_LOCALPACKAGE, cachedPackagePath(addedProducts_));
-    ++addedProducts_;
-    return *products_.emplace_back(std::make_unique<Product>(std::move(product)));
-}
-
-bool Installer::removeProduct(const std::u16string& code) {
-    return std::erase_if(products_, [&](const std::unique_ptr<Product>& product) {
-               return sameCode(product->code, code);
-           }) != 0;
-}
-
-Product* Installer::product(const std::u16string& code) {
-    const auto found = std::find_if(
-        products_.begin(), products_.end(),
-        [&](const std::unique_ptr<Product>& product) { return sameCode(product->code, code); });
-    return found == products_.end() ? nullptr : found->get();
-}
 
 Package& Installer::addPackage(const std::u16string& path) {
     return packages_[path];
 }
 
-const Package* Installer::packageAt(const std::u16string& path) const {
-    for (const std::unique_ptr<Product>& product : products_) {
-        const auto cached = product->properties.find(INSTALLPROPERTY_LOCALPACKAGE);
-        if (cached != product->properties.end() && !path.empty() &&
-            sameText(cached->second, path)) {
-            return &product->package;
-        }
+const Package* Installer::packageAt(std::u16string_view path) const {
+    if (const Package* const cached = products_.packageAt(path)) {
+        return cached;
     }
     const auto found = packages_.find(path);
     return found == packages_.end() ? nullptr : &found->second;
@@ -132,6 +89,7 @@ void Installer::endProcess() {
     handles_.clear();
     closedSessions_.clear();
     settings_ = ProcessSettings();
+    nextProduct_ = 0;
 }
 
 void Installer::restart() {
@@ -139,7 +97,7 @@ void Installer::restart() {
 }
 
 void Installer::describe(std::vector<std::string>& facts) const {
-    for (const std::unique_ptr<Product>& product : products_) {
+    for (const Product* const product : products_) {
         const std::string head = "product " + toUtf8(product->code);
         facts.push_back(head + " upgrade code " + toUtf8(product->upgradeCode));
         for (const auto& [name, value] : product->properties) {

@@ -16,18 +16,9 @@
 
 #include "simulated/machine/Names.h"
 #include "simulated/machine/installer/Package.h"
+#include "simulated/machine/installer/ProductList.h"
 
 namespace simulated {
-
-/// An installed product.
-struct Product {
-    std::u16string code;  ///< in registry form, with braces
-    /// What MsiGetProductInfoW tells; an attribute that the installer knows and that isn't here
-    /// reads as empty. Without "LocalPackage" the installer chooses the cached package's path.
-    std::map<std::u16string, std::u16string> properties = {};
-    std::u16string upgradeCode = {};  ///< empty: the product has none
-    Package package = {};             ///< the cached package
-};
 
 /// A running installation, as its custom actions see it.
 struct InstallSession {
@@ -70,28 +61,28 @@ public:
 
     // The machine's products.
 
-    /// Installs a product; the installer enumerates products in the order of their adding. The
-    /// reference is good until the product is removed.
+    /// Installs a product; the installer enumerates products in the order in which they were added.
+    /// The reference is valid until the product is removed.
     ///
     ///     machine.installer.addProduct({u"{…}", {{u"VersionString", u"1.2"}}})
     ///         .package.table(u"Property", {u"Property", u"Value"})
     ///         .row({u"INSTALLDIR", u"C:\\x"});
-    Product& addProduct(Product product);
+    Product& addProduct(Product product) { return products_.add(std::move(product)); }
 
-    /// Removes a product as an uninstallation does; false if it isn't installed.
-    bool removeProduct(const std::u16string& code);
+    /// Removes a product as an uninstallation does; returns false if it isn't installed.
+    bool removeProduct(std::u16string_view code) { return products_.remove(code); }
 
-    /// The product of a code, which has no case; null if it isn't installed.
-    Product* product(const std::u16string& code);
+    /// Returns the product with this code, or null.
+    Product* product(std::u16string_view code) { return products_.find(code); }
 
-    /// The installed products, in the installer's order.
-    const std::vector<std::unique_ptr<Product>>& products() const { return products_; }
+    const ProductList& products() const { return products_; }
 
     /// Puts a package at a path that belongs to no product.
     Package& addPackage(const std::u16string& path);
 
-    /// The package at a path, which has no case: a product's cached one or one of `addPackage`.
-    const Package* packageAt(const std::u16string& path) const;
+    /// Returns the package at a path, or null: a product's cached package or one of `addPackage`.
+    /// Paths are compared without case.
+    const Package* packageAt(std::u16string_view path) const;
 
     // Running installations. A session lives until the restart; its handle is the one that an
     // action gets.
@@ -130,6 +121,12 @@ public:
 
     // For the calls alone.
 
+    /// Whether MsiEnumProductsW accepts an index. Windows takes 0 at any time, and otherwise the
+    /// index that follows the last one that it answered in this process.
+    bool acceptsProductIndex(DWORD index) const { return index == 0 || index == nextProduct_; }
+    /// Records that the product at this index was handed out.
+    void passProduct(DWORD index) { nextProduct_ = index + 1; }
+
     MSIHANDLE add(std::shared_ptr<MsiObject> object);
     /// Closes a handle, also that of a session, which stays; false if it isn't open.
     bool close(MSIHANDLE handle);
@@ -145,8 +142,8 @@ public:
     UINT configure(const ConfigureCall& call);
 
 private:
-    std::vector<std::unique_ptr<Product>> products_;
-    std::size_t addedProducts_ = 0;
+    ProductList products_;
+    DWORD nextProduct_ = 0;
     NameMap<Package> packages_;  // by path
     std::map<MSIHANDLE, std::unique_ptr<InstallSession>> sessions_;
     std::set<MSIHANDLE> closedSessions_;
@@ -155,8 +152,5 @@ private:
     std::vector<std::u16string> log_;
     ProcessSettings settings_;
 };
-
-/// Whether two product or upgrade codes are the same GUID.
-bool sameCode(std::u16string_view a, std::u16string_view b);
 
 }  // namespace simulated

@@ -24,6 +24,7 @@ bool MsiView::execute(const MsiRecord* parameters) {
 std::optional<PackageQuery::Row> MsiView::fetch() {
     if (next_ == rows_.size()) {
         isFetched_ = true;
+        next_ = 0;
         return std::nullopt;
     }
     return rows_[next_++];

@@ -49,7 +49,7 @@ public:
     /// executed again when all rows have been fetched or it has been closed.
     bool execute(const MsiRecord* parameters);
     bool executed() const { return executed_; }
-    /// The next row; nothing behind the last one.
+    /// Returns the next row; once nothing after the last one, and then the first row again.
     std::optional<PackageQuery::Row> fetch();
     void close() { executed_ = false; }
 

@@ -12,11 +12,11 @@ using namespace simulated;
 
 namespace {
 
-/// Of the buffer that takes a code, with its NUL.
+/// The size of a buffer for a code, in characters, with its NUL.
 constexpr DWORD kCodeSize = 39;
 
-/// The attributes that are served; one that a product hasn't reads as empty.
-const std::set<std::u16string>& servedAttributes() {
+/// The attributes that are supported; one that a product does not have reads as empty.
+const std::set<std::u16string>& supportedAttributes() {
     static const std::set<std::u16string> names = {
         INSTALLPROPERTY_INSTALLEDPRODUCTNAME, INSTALLPROPERTY_INSTALLLOCATION,
         INSTALLPROPERTY_LOCALPACKAGE,         INSTALLPROPERTY_PRODUCTICON,
@@ -41,14 +41,14 @@ const Product& installedProduct(LPCWSTR code) {
 extern "C" {
 
 UINT WINAPI MsiEnumProductsW(DWORD index, LPWSTR productCode) {
-    const auto& products = installer().products();
-    const UINT status = statusCall("MsiEnumProductsW", ERROR_BAD_CONFIGURATION, [&] {
-        demand(productCode != nullptr, ERROR_INVALID_PARAMETER);
+    return statusCall("MsiEnumProductsW", ERROR_BAD_CONFIGURATION, [&] {
+        demand(productCode != nullptr && installer().acceptsProductIndex(index),
+               ERROR_INVALID_PARAMETER);
+        const ProductList& products = installer().products();
         demand(index < products.size(), ERROR_NO_MORE_ITEMS);
-        copyOut(products[index]->code, productCode, kCodeSize);
+        copyOut(products[index].code, productCode, kCodeSize);
+        installer().passProduct(index);
     });
-    // Whoever passes a failure over and goes on comes to an end, also when every call fails.
-    return index > products.size() ? UINT{ERROR_NO_MORE_ITEMS} : status;
 }
 
 UINT WINAPI MsiEnumRelatedProductsW(LPCWSTR upgradeCode, DWORD reserved, DWORD index,
@@ -56,13 +56,9 @@ UINT WINAPI MsiEnumRelatedProductsW(LPCWSTR upgradeCode, DWORD reserved, DWORD i
     return statusCall("MsiEnumRelatedProductsW", ERROR_BAD_CONFIGURATION, [&] {
         demand(productCode != nullptr && reserved == 0, ERROR_INVALID_PARAMETER);
         demandCode(upgradeCode);
-        for (const std::unique_ptr<Product>& product : installer().products()) {
-            if (sameCode(product->upgradeCode, upgradeCode) && index-- == 0) {
-                copyOut(product->code, productCode, kCodeSize);
-                return;
-            }
-        }
-        refuse(ERROR_NO_MORE_ITEMS);
+        const auto& related = installer().products().related(upgradeCode);
+        demand(index < related.size(), ERROR_NO_MORE_ITEMS);
+        copyOut(related[index]->code, productCode, kCodeSize);
     });
 }
 
@@ -73,7 +69,7 @@ UINT WINAPI MsiGetProductInfoW(LPCWSTR productCode, LPCWSTR attribute, LPWSTR va
         demandCode(productCode);
         const Product& product = installedProduct(productCode);
         const auto found = product.properties.find(attribute);
-        if (!servedAttributes().contains(attribute)) {
+        if (!supportedAttributes().contains(attribute)) {
             notSupported("MsiGetProductInfoW", "the attribute " + toUtf8(attribute));
         }
         giveText(found == product.properties.end() ? u"" : found->second, value, count);

@@ -2,8 +2,6 @@
 #include <windows.h>
 #include <msiquery.h>
 
-#include <algorithm>
-
 #include "simulated/machine/installer/MsiObjects.h"
 
 using namespace simulated;
@@ -15,14 +13,6 @@ constexpr int kMessageFailed = -1;
 bool isReadable(const InstallSession& session, const std::u16string& name) {
     return !session.deferred || name == u"CustomActionData" || name == u"ProductCode" ||
            name == u"UserSID";
-}
-
-bool isPropertyName(const std::u16string& name) {
-    return !name.empty() && !(name[0] >= u'0' && name[0] <= u'9') &&
-           std::all_of(name.begin(), name.end(), [](char16_t unit) {
-               return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z') ||
-                      (unit >= u'0' && unit <= u'9') || unit == u'_' || unit == u'.' || unit > 0x7F;
-           });
 }
 
 }  // namespace
@@ -39,19 +29,16 @@ UINT WINAPI MsiGetPropertyW(MSIHANDLE session, LPCWSTR name, LPWSTR value, DWORD
 
 UINT WINAPI MsiSetPropertyW(MSIHANDLE session, LPCWSTR name, LPCWSTR value) {
     return statusCall("MsiSetPropertyW", ERROR_FUNCTION_FAILED, [&] {
-        demand(name != nullptr, ERROR_INVALID_PARAMETER);
         InstallSession& found = openSession(session);
+        demand(name != nullptr, ERROR_INVALID_PARAMETER);
         demand(!found.deferred, ERROR_FUNCTION_FAILED);
         const std::u16string text(argument(value));
-        if (name[0] == u'\0' && text.empty()) {
-            return;
-        }
-        demand(isPropertyName(name), ERROR_FUNCTION_FAILED);
         if (text.empty()) {
             found.properties.erase(name);
-        } else {
-            found.properties[name] = text;
+            return;
         }
+        demand(name[0] != u'\0', ERROR_FUNCTION_FAILED);
+        found.properties[name] = text;
     });
 }
 

@@ -30,9 +30,11 @@ public:
     bool is64BitView;  ///< opened by a 32-bit process, which keeps to that view below it
 };
 
+/// Returns the path of a predefined key, or null for any other handle.
 const char16_t* predefinedName(HKEY key) {
     if (key == HKEY_CLASSES_ROOT) {
-        return u"HKCR";
+        notSupported("registry",
+                  "HKEY_CLASSES_ROOT, where Windows merges the keys of user and machine");
     }
     if (key == HKEY_CURRENT_USER) {
         return Machine::current().security.isLocalSystem() ? u"HKU\\.DEFAULT" : u"HKCU";
@@ -97,10 +99,10 @@ private:
     View view_ = View::Bits64;
 };
 
-/// The path below a handle's key, which may start with a separator below HKEY_CLASSES_ROOT alone.
-std::u16string_view pathBelow(HKEY key, LPCWSTR subkey) {
+/// Returns the path below a handle's key; refuses one that starts with a separator.
+std::u16string_view pathBelow(LPCWSTR subkey) {
     const std::u16string_view path = argument(subkey);
-    demand(!path.starts_with(u'\\') || key == HKEY_CLASSES_ROOT, ERROR_BAD_PATHNAME);
+    demand(!path.starts_with(u'\\'), ERROR_BAD_PATHNAME);
     return path;
 }
 
@@ -137,7 +139,7 @@ HKEY openKey(const std::shared_ptr<RegistryKey>& key, REGSAM access) {
 void deleteKey(HKEY key, LPCWSTR subkey, REGSAM flags) {
     demand(subkey != nullptr, ERROR_INVALID_PARAMETER);
     const Place place(key, flags);
-    const std::shared_ptr<RegistryKey> found = place.existing(argument(subkey));
+    const std::shared_ptr<RegistryKey> found = place.existing(pathBelow(subkey));
     demandWritable(*found);
     demand(found->parent != nullptr && found->subkeys.empty(), ERROR_ACCESS_DENIED);
     found->remove();
@@ -168,7 +170,11 @@ void deleteTree(HKEY key, std::u16string_view subkey, DWORD rights) {
     }
 }
 
-/// Hands a value out; a text that lacks its NUL gets one where there is room.
+bool isString(DWORD type) {
+    return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
+}
+
+/// Copies a value out; a string without a terminator gets one where the buffer has space.
 void giveValue(const RegistryValue& value, LPDWORD type, BYTE* data, LPDWORD size) {
     if (type != nullptr) {
         *type = value.type;
@@ -184,14 +190,28 @@ void giveValue(const RegistryValue& value, LPDWORD type, BYTE* data, LPDWORD siz
     }
     demand(room >= length, ERROR_MORE_DATA);
     std::copy(value.data.begin(), value.data.end(), data);
-    const bool isText =
-        value.type == REG_SZ || value.type == REG_EXPAND_SZ || value.type == REG_MULTI_SZ;
-    if (isText && room - length >= sizeof(WCHAR)) {
+    if (isString(value.type) && room - length >= sizeof(WCHAR)) {
         std::memset(data + length, 0, sizeof(WCHAR));
     }
 }
 
-/// Hands a name out; `size` counts characters, with the NUL on the way in and without it after.
+WCHAR unitAt(const BYTE* data, DWORD offset) {
+    WCHAR unit = u'\0';
+    std::memcpy(&unit, data + offset, sizeof(unit));
+    return unit;
+}
+
+/// Returns the size of a string with the terminator that follows it in memory, which Windows stores
+/// also when the caller hasn't counted it.
+DWORD sizeWithTerminator(DWORD type, const BYTE* data, DWORD size) {
+    constexpr DWORD kUnit = sizeof(WCHAR);
+    if (!isString(type) || size == 0 || size % kUnit != 0 || unitAt(data, size - kUnit) == u'\0') {
+        return size;
+    }
+    return unitAt(data, size) == u'\0' ? size + kUnit : size;
+}
+
+/// Copies a name out; `size` counts characters, on entry with the NUL and on return without it.
 void giveName(std::u16string_view name, LPWSTR buffer, DWORD* size) {
     demand(*size > name.size(), ERROR_MORE_DATA);
     *size = copyOut(name, buffer, *size);
@@ -202,16 +222,21 @@ void giveName(std::u16string_view name, LPWSTR buffer, DWORD* size) {
 extern "C" {
 
 LSTATUS WINAPI RegOpenKeyExW(HKEY key, LPCWSTR subkey, DWORD, REGSAM access, PHKEY opened) {
-    return statusCall("RegOpenKeyExW", ERROR_ACCESS_DENIED, [&] {
+    HKEY result = nullptr;
+    const LSTATUS status = statusCall("RegOpenKeyExW", ERROR_ACCESS_DENIED, [&] {
         demand(opened != nullptr, ERROR_INVALID_PARAMETER);
         const Place place(key, access);
-        const std::u16string_view path = pathBelow(key, subkey);
+        const std::u16string_view path = pathBelow(subkey);
         if (path.empty() && predefinedName(key) != nullptr && (access & kViewFlags) == 0) {
-            *opened = key;
+            result = key;
             return;
         }
-        *opened = openKey(place.existing(path), access);
+        result = openKey(place.existing(path), access);
     });
+    if (opened != nullptr) {
+        *opened = result;
+    }
+    return status;
 }
 
 LSTATUS WINAPI RegCreateKeyExW(HKEY key, LPCWSTR subkey, DWORD reserved, LPWSTR, DWORD options,
@@ -223,7 +248,7 @@ LSTATUS WINAPI RegCreateKeyExW(HKEY key, LPCWSTR subkey, DWORD reserved, LPWSTR,
             notSupported("RegCreateKeyExW", "options " + std::to_string(options));
         }
         const Place place(key, access);
-        const std::u16string_view path = pathBelow(key, subkey);
+        const std::u16string_view path = pathBelow(subkey);
         std::shared_ptr<RegistryKey> found = place.find(path);
         const bool isNew = found == nullptr;
         if (isNew) {
@@ -268,11 +293,12 @@ LSTATUS WINAPI RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type
                               DWORD size) {
     return statusCall("RegSetValueExW", ERROR_ACCESS_DENIED, [&] {
         demand(reserved == 0, ERROR_INVALID_PARAMETER);
+        demand(data != nullptr || size == 0, ERROR_NOACCESS);
         const Place place(key);
         place.require(KEY_SET_VALUE);
         place.key().setValue(
             argument(name), type,
-            size == 0 ? std::vector<std::uint8_t>() : std::vector<std::uint8_t>(data, data + size));
+            std::vector<std::uint8_t>(data, data + sizeWithTerminator(type, data, size)));
     });
 }
 
@@ -294,9 +320,9 @@ LSTATUS WINAPI RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSiz
         }
         const Place place(key);
         place.require(KEY_ENUMERATE_SUB_KEYS);
-        const auto& subkeys = place.key().subkeys;
-        demand(index < subkeys.size(), ERROR_NO_MORE_ITEMS);
-        giveName(std::next(subkeys.begin(), index)->first, name, nameSize);
+        const std::u16string* const subkey = place.key().nameOfSubkey(index);
+        demand(subkey != nullptr, ERROR_NO_MORE_ITEMS);
+        giveName(*subkey, name, nameSize);
     });
 }
 
@@ -310,6 +336,10 @@ LSTATUS WINAPI RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSiz
         place.require(KEY_QUERY_VALUE);
         demand(index < place.key().values.size(), ERROR_NO_MORE_ITEMS);
         const RegistryValue& value = place.key().values[index];
+        if (*nameSize <= value.name.size()) {
+            giveValue(value, type, nullptr, size);
+            refuse(ERROR_MORE_DATA);
+        }
         giveName(value.name, name, nameSize);
         giveValue(value, type, data, size);
     });
@@ -328,12 +358,12 @@ LSTATUS WINAPI RegDeleteKeyExW(HKEY key, LPCWSTR subkey, REGSAM view, DWORD rese
 
 LSTATUS WINAPI RegDeleteTreeW(HKEY key, LPCWSTR subkey) {
     return statusCall("RegDeleteTreeW", ERROR_ACCESS_DENIED,
-                      [&] { deleteTree(key, argument(subkey), kTreeRights | DELETE); });
+                      [&] { deleteTree(key, pathBelow(subkey), kTreeRights | DELETE); });
 }
 
 LSTATUS WINAPI SHDeleteKeyW(HKEY key, LPCWSTR subkey) {
     return statusCall("SHDeleteKeyW", ERROR_ACCESS_DENIED,
-                      [&] { deleteTree(key, argument(subkey), kTreeRights); });
+                      [&] { deleteTree(key, pathBelow(subkey), kTreeRights); });
 }
 
 }  // extern "C"

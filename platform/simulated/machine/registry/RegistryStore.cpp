@@ -135,7 +135,21 @@ std::shared_ptr<RegistryKey> RegistryKey::subkey(std::u16string_view subkeyName)
     made->name = subkeyName;
     made->parent = this;
     subkeys.emplace(subkeyName, made);
+    lastEnumerated_.reset();
     return made;
+}
+
+const std::u16string* RegistryKey::nameOfSubkey(std::size_t index) {
+    if (index >= subkeys.size()) {
+        return nullptr;
+    }
+    if (!lastEnumerated_ || index < lastEnumerated_->index) {
+        lastEnumerated_ = {0, subkeys.begin()};
+    }
+    for (; lastEnumerated_->index < index; ++lastEnumerated_->index) {
+        ++lastEnumerated_->subkey;
+    }
+    return &lastEnumerated_->subkey->first;
 }
 
 void RegistryKey::remove() {
@@ -147,6 +161,7 @@ void RegistryKey::remove() {
     if (RegistryKey* const above = std::exchange(parent, nullptr)) {
         const std::u16string ownName = name;
         above->subkeys.erase(ownName);
+        above->lastEnumerated_.reset();
     }
 }
 
@@ -194,16 +209,6 @@ std::shared_ptr<RegistryKey> RegistryStore::root(std::u16string_view name) const
 }
 
 KeyPath RegistryStore::resolve(View view, KeyPath path) const {
-    if (!path.empty() && sameText(path[0], u"HKCR")) {
-        KeyPath classes = {u"HKCU", u"Software", u"Classes"};
-        classes.insert(classes.end(), path.begin() + 1, path.end());
-        const KeyPath ofUser = resolve(view, classes);
-        if (path.size() > 1 && walk(root(u"HKCU"), ofUser) != nullptr) {
-            return ofUser;
-        }
-        classes[0] = u"HKLM";
-        return resolve(view, classes);
-    }
     if (is64BitSystem_ && (view == View::Bits32 || leadsInto32BitView(path))) {
         return pathIn32BitView(path);
     }

@@ -1,7 +1,8 @@
 // The registry of a simulated machine, as tests arrange and read it.
 //
-// Keys are kept as Windows keeps them: one tree a root, in which the 32-bit view of a 64-bit system
-// is the subtree "Wow6432Node" of each redirected key. RegistryViews.h tells which keys those are.
+// Keys are stored as Windows stores them: one tree for each root, in which the 32-bit view of a
+// 64-bit system is the subtree "Wow6432Node" of each redirected key. RegistryViews.h lists those
+// keys.
 #pragma once
 
 #include <cstdint>
@@ -25,33 +26,47 @@ struct RegistryValue {
     std::vector<std::uint8_t> data;
 };
 
-/// A key with its values in the order of their making and its subkeys in that of their names.
+/// A key with its values in the order in which they were made and its subkeys in the order of their
+/// names.
 struct RegistryKey {
+    using Subkeys = NameMap<std::shared_ptr<RegistryKey>>;
+
     std::u16string name;
     RegistryKey* parent = nullptr;
-    bool deleted = false;  ///< stays behind open handles
+    bool deleted = false;  ///< an open handle still refers to it
     bool readDenied = false;
     bool writeDenied = false;
     std::vector<RegistryValue> values;
-    NameMap<std::shared_ptr<RegistryKey>> subkeys;
+    Subkeys subkeys;  ///< changed by `subkey` and `remove` alone
 
-    /// From the root: "HKLM\Software\Wow6432Node\X".
+    /// Returns the path from the root: "HKLM\Software\Wow6432Node\X".
     std::u16string path() const;
     RegistryValue* findValue(std::u16string_view wanted);
     void setValue(std::u16string_view valueName, std::uint32_t type,
                   std::vector<std::uint8_t> data);
     bool deleteValue(std::u16string_view valueName);
-    /// The direct subkey of that name, made if it is missing.
+    /// Returns the direct subkey of this name; creates it if it is missing.
     std::shared_ptr<RegistryKey> subkey(std::u16string_view subkeyName);
-    /// Deletes the key and what is below it.
+    /// Returns the name of the subkey at an index, or null after the last one. Enumeration by
+    /// rising indexes takes constant time for each.
+    const std::u16string* nameOfSubkey(std::size_t index);
+    /// Deletes the key and everything below it.
     void remove();
     /// Whether this key or one above it is closed to writing, or to reading.
     bool deniesWrite() const;
     bool deniesRead() const;
+
+private:
+    /// The subkey that was enumerated last; none once a subkey was added or deleted.
+    struct Enumerated {
+        std::size_t index;
+        Subkeys::const_iterator subkey;
+    };
+    std::optional<Enumerated> lastEnumerated_;
 };
 
-/// Paths start with a root: "HKLM\Software\X"; roots are HKLM, HKCU, HKU and HKCR. What tests do
-/// here passes no gate and heeds no denial.
+/// Paths start with a root: "HKLM\Software\X"; roots are HKLM, HKCU and HKU. What tests do here is
+/// no call of the process: it isn't counted, can't be made to fail, and ignores denied access.
 class RegistryStore {
 public:
     /// A registry with the keys that every Windows has; `is64Bit` tells of the machine's Facts.

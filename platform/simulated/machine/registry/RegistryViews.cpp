@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::u16string_view kNode = u"Wow6432Node";
 
-/// Below HKLM\Software: of the keys that are shared those that are asked for.
+/// Below HKLM\Software: those of the shared keys that the library or a test uses.
 constexpr std::array<std::u16string_view, 4> kSharedKeys = {u"Classes", u"Clients", u"Policies",
                                                             u"RegisteredApplications"};
 
@@ -59,10 +59,11 @@ void insertNode(KeyPath& path, std::size_t index) {
 
 KeyPath pathIn32BitView(const KeyPath& path) {
     KeyPath result = path;
-    while (isNodeOfSoftware(result)) {
+    // A second node in a row is an ordinary name: the 32-bit view has no node of its own.
+    if (isNodeOfSoftware(result)) {
         result.erase(result.begin() + 2);
     }
-    while (isNodeOfClasses(result)) {
+    if (isNodeOfClasses(result)) {
         result.erase(result.begin() + 3);
     }
     if (isBelowClasses(result)) {

@@ -27,17 +27,31 @@ struct Alias {
     std::u16string_view sid;
 };
 
-constexpr std::array<Alias, 5> kAliases = {{{u"AU", u"S-1-5-11"},
-                                            {u"BA", u"S-1-5-32-544"},
-                                            {u"BU", u"S-1-5-32-545"},
-                                            {u"SY", u"S-1-5-18"},
-                                            {u"WD", u"S-1-1-0"}}};
+constexpr Alias kAliases[] = {
+    {u"WD", u"S-1-1-0"},      {u"CO", u"S-1-3-0"},      {u"CG", u"S-1-3-1"},
+    {u"OW", u"S-1-3-4"},      {u"NU", u"S-1-5-2"},      {u"IU", u"S-1-5-4"},
+    {u"SU", u"S-1-5-6"},      {u"AN", u"S-1-5-7"},      {u"ED", u"S-1-5-9"},
+    {u"PS", u"S-1-5-10"},     {u"AU", u"S-1-5-11"},     {u"RC", u"S-1-5-12"},
+    {u"SY", u"S-1-5-18"},     {u"LS", u"S-1-5-19"},     {u"NS", u"S-1-5-20"},
+    {u"BA", u"S-1-5-32-544"}, {u"BU", u"S-1-5-32-545"}, {u"BG", u"S-1-5-32-546"},
+    {u"PU", u"S-1-5-32-547"}, {u"AO", u"S-1-5-32-548"}, {u"SO", u"S-1-5-32-549"},
+    {u"PO", u"S-1-5-32-550"}, {u"BO", u"S-1-5-32-551"}, {u"RE", u"S-1-5-32-552"},
+    {u"RU", u"S-1-5-32-554"}, {u"RD", u"S-1-5-32-555"}, {u"NO", u"S-1-5-32-556"}};
+
+/// Aliases that Windows replaces by an identifier of the machine, of its domain or of a later
+/// Windows.
+constexpr std::u16string_view kUnsupportedAliases[] = {
+    u"AA", u"AC", u"AP", u"AS", u"CA", u"CD", u"CN", u"CY", u"DA", u"DC",
+    u"DD", u"DG", u"DU", u"EA", u"EK", u"ER", u"ES", u"HA", u"HI", u"HO",
+    u"IS", u"KA", u"LA", u"LG", u"LU", u"LW", u"ME", u"MP", u"MS", u"MU",
+    u"PA", u"RA", u"RM", u"RO", u"RS", u"SA", u"SI", u"SS", u"UD", u"WR"};
 
 // In the order in which a description names them; the first right that fits a mask goes first.
 constexpr std::array<Name, 3> kAceFlags = {
     {{"OI", OBJECT_INHERIT_ACE}, {"CI", CONTAINER_INHERIT_ACE}, {"ID", INHERITED_ACE}}};
 constexpr std::array<Name, 3> kRights = {{{"FA", 0x1F01FF}, {"FR", 0x120089}, {"FX", 0x1200A0}}};
 
+constexpr std::uint64_t kMaxNumber = 0xFFFFFFFF;
 constexpr const char* kParser = "ConvertStringSecurityDescriptorToSecurityDescriptorW";
 
 template <class T>
@@ -100,11 +114,37 @@ void appendAce(Bytes& list, std::string text) {
     list.insert(list.end(), sid->begin(), sid->end());
 }
 
+/// Returns the upper-case "S-1-..." text that an alias stands for; any other text as it is.
+std::string withoutAlias(std::u16string_view text) {
+    const std::u16string upper = upperCase(text);
+    if (std::ranges::find(kUnsupportedAliases, upper) != std::end(kUnsupportedAliases)) {
+        notSupported("ConvertStringSidToSidW", "the alias " + toUtf8(upper));
+    }
+    const auto alias = std::ranges::find(kAliases, upper, &Alias::text);
+    return toUtf8(alias == std::end(kAliases) ? std::u16string_view(upper) : alias->sid);
+}
+
+/// Ends the program for an authority that Windows writes in hexadecimal.
+void demandSupported(std::uint64_t authority) {
+    if (authority > kMaxNumber) {
+        notSupported("ConvertSidToStringSidW", "an authority of more than 32 bits");
+    }
+}
+
+/// Reads a decimal number, or a hexadecimal one after "0X".
+std::optional<std::uint64_t> parseNumber(std::string_view text) {
+    const int base = text.starts_with("0X") ? 16 : 10;
+    text.remove_prefix(base == 16 ? 2 : 0);
+    std::uint64_t number = 0;
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), number, base);
+    const bool isWhole = read.ec == std::errc() && read.ptr == text.data() + text.size();
+    return isWhole ? std::optional(number) : std::nullopt;
+}
+
 std::string describeSid(const void* sid) {
     const std::u16string text = formatSid(sid);
-    const auto found = std::find_if(kAliases.begin(), kAliases.end(),
-                                    [&](const Alias& alias) { return alias.sid == text; });
-    return toUtf8(found == kAliases.end() ? std::u16string_view(text) : found->text);
+    const auto found = std::ranges::find(kAliases, text, &Alias::sid);
+    return toUtf8(found == std::end(kAliases) ? std::u16string_view(text) : found->text);
 }
 
 }  // namespace
@@ -139,37 +179,42 @@ bool Security::administers() const {
 }
 
 std::optional<Bytes> parseSid(std::u16string_view text) {
-    const auto alias = std::find_if(kAliases.begin(), kAliases.end(),
-                                    [&](const Alias& known) { return sameText(known.text, text); });
-    std::string rest = toUtf8(alias == kAliases.end() ? text : alias->sid);
-    if (!rest.starts_with("S-1-") || rest.ends_with('-')) {
+    std::string rest = withoutAlias(text);
+    if (rest.empty() || rest.ends_with('-') || takeUpTo(rest, '-') != "S") {
         return std::nullopt;
     }
-    rest.erase(0, 4);
-    std::vector<std::uint32_t> numbers;
+    std::vector<std::uint64_t> numbers;
     while (!rest.empty()) {
-        const std::string piece = takeUpTo(rest, '-');
-        const char* const end = piece.data() + piece.size();
-        const auto read = std::from_chars(piece.data(), end, numbers.emplace_back());
-        if (read.ec != std::errc() || read.ptr != end) {
+        const std::optional<std::uint64_t> number = parseNumber(takeUpTo(rest, '-'));
+        if (!number) {
             return std::nullopt;
         }
+        numbers.push_back(*number);
     }
-    if (numbers.size() < 2 || numbers[0] > 0xFF || numbers.size() > 1 + SID_MAX_SUB_AUTHORITIES) {
+    const std::size_t parts = numbers.size();
+    if (parts < 3 || parts > 2 + SID_MAX_SUB_AUTHORITIES || numbers[0] != SID_REVISION ||
+        *std::max_element(numbers.begin() + 2, numbers.end()) > kMaxNumber) {
         return std::nullopt;
     }
-    Bytes sid(8);
-    sid[0] = SID_REVISION;
-    sid[1] = static_cast<std::uint8_t>(numbers.size() - 1);
-    sid[7] = static_cast<std::uint8_t>(numbers[0]);
-    std::for_each(numbers.begin() + 1, numbers.end(),
-                  [&](std::uint32_t number) { append(sid, number); });
+    demandSupported(numbers[1]);
+    Bytes sid = {SID_REVISION, static_cast<std::uint8_t>(parts - 2)};
+    for (int shift = 40; shift >= 0; shift -= 8) {
+        sid.push_back(static_cast<std::uint8_t>(numbers[1] >> shift));
+    }
+    for (std::size_t i = 2; i < parts; ++i) {
+        append(sid, static_cast<std::uint32_t>(numbers[i]));
+    }
     return sid;
 }
 
 std::u16string formatSid(const void* sid) {
     const auto* const bytes = static_cast<const std::uint8_t*>(sid);
-    std::string text = "S-1-" + std::to_string(bytes[7]);
+    std::uint64_t authority = 0;
+    for (int i = 2; i < 8; ++i) {
+        authority = authority << 8 | bytes[i];
+    }
+    demandSupported(authority);
+    std::string text = "S-1-" + std::to_string(authority);
     for (int i = 0; i < bytes[1]; ++i) {
         std::uint32_t part;
         std::memcpy(&part, bytes + 8 + 4 * i, sizeof(part));

@@ -25,28 +25,40 @@ void demandValid(PSID sid) {
            ERROR_INVALID_SID);
 }
 
-/// Gives a copy in local memory.
+/// Ends the program for a null pointer at which Windows would end it with an exception.
+void supportNoNull(const char* function, const void* pointer) {
+    if (pointer == nullptr) {
+        notSupported(function, "a null pointer");
+    }
+}
+
+/// Returns a copy in local memory.
 void* localCopy(const void* data, std::size_t size) {
     void* const copy = std::malloc(size);
     std::memcpy(copy, data, size);
     return copy;
 }
 
-/// Hands out identifiers behind their table, as the records of a token are: `head` is what stands
-/// before the table.
+/// Writes identifiers after their table, as a token's records hold them; the table begins `head`
+/// bytes after the start of the buffer. Stores the size of it all in `needed`, and refuses a buffer
+/// that is smaller.
 void giveRecord(std::size_t head, const std::vector<TokenGroup>& entries, LPVOID buffer, DWORD size,
                 PDWORD needed) {
-    Bytes record(head + entries.size() * sizeof(SID_AND_ATTRIBUTES));
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        const SID_AND_ATTRIBUTES entry = {static_cast<BYTE*>(buffer) + record.size(),
-                                          entries[i].attributes};
-        std::memcpy(record.data() + head + i * sizeof(entry), &entry, sizeof(entry));
-        const Bytes sid = parseSid(entries[i].sid).value();
-        record.insert(record.end(), sid.begin(), sid.end());
+    std::vector<Bytes> sids;
+    std::size_t sidAt = head + entries.size() * sizeof(SID_AND_ATTRIBUTES);
+    std::size_t whole = sidAt;
+    for (const TokenGroup& entry : entries) {
+        whole += sids.emplace_back(parseSid(entry.sid).value()).size();
     }
-    *needed = static_cast<DWORD>(record.size());
-    demand(buffer != nullptr && size >= record.size(), ERROR_INSUFFICIENT_BUFFER);
-    std::copy(record.begin(), record.end(), static_cast<BYTE*>(buffer));
+    *needed = static_cast<DWORD>(whole);
+    demand(buffer != nullptr && size >= whole, ERROR_INSUFFICIENT_BUFFER);
+    BYTE* const record = static_cast<BYTE*>(buffer);
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const SID_AND_ATTRIBUTES entry = {record + sidAt, entries[i].attributes};
+        std::memcpy(record + head + i * sizeof(entry), &entry, sizeof(entry));
+        std::copy(sids[i].begin(), sids[i].end(), record + sidAt);
+        sidAt += sids[i].size();
+    }
 }
 
 void giveGroups(const std::vector<TokenGroup>& groups, LPVOID buffer, DWORD size, PDWORD needed) {
@@ -71,6 +83,7 @@ BOOL WINAPI OpenProcessToken(HANDLE process, DWORD access, PHANDLE token) {
         if (access != TOKEN_QUERY) {
             notSupported("OpenProcessToken", "the access " + std::to_string(access));
         }
+        demand(token != nullptr, ERROR_NOACCESS);
         *token = Machine::current().handles.add(std::make_shared<TokenHandle>());
     });
 }
@@ -80,6 +93,7 @@ BOOL WINAPI GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS wanted, LP
     return call("GetTokenInformation", ERROR_ACCESS_DENIED, [&] {
         const Machine& machine = Machine::current();
         demand(machine.handles.find<TokenHandle>(token) != nullptr, ERROR_INVALID_HANDLE);
+        demand(needed != nullptr, ERROR_NOACCESS);
         const Security& security = machine.security;
         switch (wanted) {
             case TokenUser:
@@ -95,14 +109,18 @@ BOOL WINAPI GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS wanted, LP
 
 BOOL WINAPI CopySid(DWORD size, PSID copy, PSID sid) {
     return call("CopySid", ERROR_INSUFFICIENT_BUFFER, [&] {
+        supportNoNull("CopySid", copy);
+        supportNoNull("CopySid", sid);
         demand(size >= lengthOf(sid), ERROR_INSUFFICIENT_BUFFER);
         std::memmove(copy, sid, lengthOf(sid));
     });
 }
 
-/// No failure is planned: it only looks at memory, and its result is an answer.
+/// No failure can be planned: it only reads memory, and FALSE is an answer.
 BOOL WINAPI EqualSid(PSID first, PSID second) {
     return sureCall("EqualSid", [&] {
+        supportNoNull("EqualSid", first);
+        supportNoNull("EqualSid", second);
         const DWORD length = lengthOf(first);
         const bool same = length == lengthOf(second) && std::memcmp(first, second, length) == 0;
         SetLastError(ERROR_SUCCESS);
@@ -134,8 +152,9 @@ BOOL WINAPI ConvertStringSecurityDescriptorToSecurityDescriptorW(LPCWSTR text, D
                                                                  PULONG size) {
     return call("ConvertStringSecurityDescriptorToSecurityDescriptorW", ERROR_NOT_ENOUGH_MEMORY,
                 [&] {
+                    demand(text != nullptr && descriptor != nullptr, ERROR_INVALID_PARAMETER);
                     demand(revision == SDDL_REVISION_1, ERROR_UNKNOWN_REVISION);
-                    const Bytes parsed = parseDescriptor(argument(text));
+                    const Bytes parsed = parseDescriptor(text);
                     *descriptor = localCopy(parsed.data(), parsed.size());
                     if (size != nullptr) {
                         *size = static_cast<ULONG>(parsed.size());
