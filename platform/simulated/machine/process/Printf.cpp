@@ -1,5 +1,5 @@
 // Formatting by the rules of Windows' printf family: wide for texts and numbers of 32 bits, narrow
-// for texts and "%g". It is no call of Windows' and passes no gate.
+// for texts and "%g". The machine doesn't count these functions as calls of Windows.
 #include <windows.h>
 #include <wchar.h>
 
@@ -15,14 +15,53 @@ using namespace simulated;
 
 namespace {
 
-/// One conversion of a wide format: "%s", or "%", zeros or blanks to a width, and the letter of a
-/// number.
-std::u16string convert(const std::string& conversion, std::va_list& arguments, char16_t) {
-    const char letter = conversion.back();
-    if (conversion == "%s") {
-        const auto* const text = va_arg(arguments, const char16_t*);
-        return text == nullptr ? u"(null)" : text;
+/// The text that a format makes, as far as it fits into the caller's buffer. What doesn't fit isn't
+/// even read: a caller may try again and again with a larger buffer.
+template <class Char>
+class Output {
+public:
+    using View = std::basic_string_view<Char>;
+
+    Output(Char* buffer, std::size_t size) : buffer_(buffer), size_(size) {}
+
+    bool isCut() const { return isCut_; }
+
+    void append(View text) {
+        const std::size_t fitting = std::min(text.size(), size_ - length_);
+        text.copy(buffer_ + length_, fitting);
+        length_ += fitting;
+        isCut_ = isCut_ || fitting < text.size();
     }
+
+    /// Appends a text up to its NUL.
+    void appendTerminated(const Char* text) {
+        const Char* const end = text + (size_ - length_);
+        const Char* at = text;
+        while (at != end && *at != Char()) {
+            ++at;
+        }
+        append(View(text, static_cast<std::size_t>(at - text)));
+        isCut_ = isCut_ || *at != Char();
+    }
+
+    /// Writes a NUL if there is space for one. Returns the length, or -1 if the text is cut.
+    int finish() {
+        if (length_ < size_) {
+            buffer_[length_] = Char();
+        }
+        return isCut_ ? -1 : static_cast<int>(length_);
+    }
+
+private:
+    Char* buffer_;
+    std::size_t size_;
+    std::size_t length_ = 0;
+    bool isCut_ = false;
+};
+
+/// A number in a wide format: "%", zeros or blanks to a width, and the letter.
+std::u16string convertNumber(const std::string& conversion, std::va_list& arguments, char16_t) {
+    const char letter = conversion.back();
     const bool isNumber = letter == 'd' || letter == 'u' || letter == 'X';
     if (!isNumber || conversion.find_first_not_of("0123456789", 1) != conversion.size() - 1) {
         notSupported("_vsnwprintf", "the conversion " + conversion);
@@ -33,12 +72,8 @@ std::u16string convert(const std::string& conversion, std::va_list& arguments, c
     return fromUtf8({number, static_cast<std::size_t>(length)});
 }
 
-/// One conversion of a narrow format: "%s", or "%g" with an exponent of three digits, as msvcrt.dll
-/// gives each number.
-std::string convert(const std::string& conversion, std::va_list& arguments, char) {
-    if (conversion == "%s") {
-        return va_arg(arguments, const char*);
-    }
+/// A number in a narrow format: "%g" with an exponent of three digits, as msvcrt.dll writes it.
+std::string convertNumber(const std::string& conversion, std::va_list& arguments, char) {
     if (conversion != "%g") {
         notSupported("_snprintf", "the conversion " + conversion);
     }
@@ -52,32 +87,43 @@ std::string convert(const std::string& conversion, std::va_list& arguments, char
     return number;
 }
 
-/// Puts as much of the text that a format makes into the buffer as fits, with a NUL where there is
-/// room for one. The length, or -1 when not all fits.
 template <class Char>
-int print(Char* buffer, std::size_t size, std::basic_string_view<Char> rest,
+void appendConversion(const std::string& conversion, std::va_list& arguments,
+                      Output<Char>& output) {
+    constexpr Char kPercent[] = {'%', 0};
+    constexpr Char kNull[] = {'(', 'n', 'u', 'l', 'l', ')', 0};
+    if (conversion == "%%") {
+        output.append(kPercent);
+    } else if (conversion == "%s") {
+        const Char* const text = va_arg(arguments, const Char*);
+        output.appendTerminated(text == nullptr ? kNull : text);
+    } else {
+        output.append(convertNumber(conversion, arguments, Char()));
+    }
+}
+
+/// Formats into a buffer. Returns the length of the text, or -1 if it doesn't fit.
+template <class Char>
+int print(const char* function, Char* buffer, std::size_t size, std::basic_string_view<Char> rest,
           std::va_list& arguments) {
+    if (buffer == nullptr) {
+        notSupported(function, "a null buffer");
+    }
     const auto isDigit = [](Char c) { return c >= '0' && c <= '9'; };
-    std::basic_string<Char> result;
-    while (!rest.empty()) {
+    Output<Char> output(buffer, size);
+    while (!output.isCut()) {
         const std::size_t plain = std::min(rest.find(Char{'%'}), rest.size());
-        result += rest.substr(0, plain);
+        output.append(rest.substr(0, plain));
         rest.remove_prefix(plain);
         if (rest.empty()) {
             break;
         }
         const auto letter = std::find_if_not(rest.begin() + 1, rest.end(), isDigit);
         const std::string conversion(rest.begin(), letter == rest.end() ? letter : letter + 1);
-        result += conversion == "%%" ? std::basic_string<Char>(1, '%')
-                                     : convert(conversion, arguments, Char());
+        appendConversion(conversion, arguments, output);
         rest.remove_prefix(conversion.size());
     }
-    const std::size_t written = std::min(result.size(), size);
-    result.copy(buffer, written);
-    if (written < size) {
-        buffer[written] = Char();
-    }
-    return written == result.size() ? static_cast<int>(written) : -1;
+    return output.finish();
 }
 
 }  // namespace
@@ -86,7 +132,8 @@ extern "C" int _vsnwprintf(char16_t* buffer, std::size_t size, const char16_t* f
                            std::va_list given) {
     std::va_list arguments;
     va_copy(arguments, given);
-    const int length = print(buffer, size, std::u16string_view(argument(format)), arguments);
+    const int length =
+        print("_vsnwprintf", buffer, size, std::u16string_view(argument(format)), arguments);
     va_end(arguments);
     return length;
 }
@@ -94,7 +141,7 @@ extern "C" int _vsnwprintf(char16_t* buffer, std::size_t size, const char16_t* f
 extern "C" int _snprintf(char* buffer, size_t count, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    const int length = print(buffer, count, std::string_view(format), arguments);
+    const int length = print("_snprintf", buffer, count, std::string_view(format), arguments);
     va_end(arguments);
     return length;
 }
