@@ -73,6 +73,18 @@ TEST_F(CrtTest, ADescriptorOwnsItsHandle) {
     EXPECT_EQ("x\n", content()) << "without flags it is binary";
 }
 
+TEST_F(CrtTest, ADescriptorWhoseHandleWasClosedIsBad) {
+    const HANDLE handle = CreateFileW(file_.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                      CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const int file = _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), 0);
+    EXPECT_TRUE(CloseHandle(handle));
+    EXPECT_EQ(-1, _write(file, "x", 1));
+    EXPECT_EQ(EBADF, errno);
+    errno = 0;
+    EXPECT_EQ(-1, _close(file));
+    EXPECT_EQ(EBADF, errno);
+}
+
 TEST_F(CrtTest, StreamsWriteInTheirMode) {
     EXPECT_EQ("none", content());
     EXPECT_EQ(ENOENT, errno);

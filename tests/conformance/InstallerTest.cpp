@@ -22,7 +22,7 @@ int WINAPI ignoreMessage(LPVOID, UINT, LPCWSTR) {
     return 0;
 }
 
-/// The text that a call hands out into a buffer of 20 characters; "more" if it is longer.
+/// The string that a call copies into a buffer of 20 characters; "more" if it is longer.
 template <class Call, class First, class Second>
 tstring textOf(Call call, First first, Second second) {
     TCHAR buffer[20] = {};
@@ -31,7 +31,7 @@ tstring textOf(Call call, First first, Second second) {
     return status == kOk ? tstring(buffer, count) : (status == kMoreData ? _T("more") : _T("?"));
 }
 
-/// The rows that a query gives, each with "|" behind its fields.
+/// The rows of a query, with "|" after each field.
 std::vector<tstring> rows(MSIHANDLE database, const TCHAR* query, MSIHANDLE parameters = 0) {
     MSIHANDLE view = 0;
     MSIHANDLE record = 0;
@@ -163,7 +163,7 @@ TEST(Session, AMissingHandleIsReportedBeforeAMissingName) {
     EXPECT_EQ(kNoObject, MsiSetPropertyW(0, nullptr, nullptr));
 }
 
-TEST(Products, AreListedToldOpenedAndRemoved) {
+TEST(Products, AreListedReadOpenedAndRemoved) {
     TCHAR code[39] = {};
     const TCHAR* const product = kProductCode.c_str();
     const auto related = [&](DWORD index) {

@@ -113,7 +113,7 @@ TEST_F(RegistryTest, ValuesKeepTypeAndBytes) {
             EXPECT_EQ(found, size);
         }
     }
-    // A text without its end gets one where there is room.
+    // A string without a terminator gets one where the buffer has space.
     TCHAR text[3] = {_T('#'), _T('#'), _T('#')};
     DWORD size = sizeof(text);
     RegQueryValueExW(key, _T("no end"), nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size);
@@ -150,7 +150,7 @@ TEST_F(RegistryTest, AHandleServesWhatItWasOpenedFor) {
     EXPECT_EQ(queryStatus(setting, _T("x")), ERROR_ACCESS_DENIED);
     EXPECT_EQ(nameStatus(RegEnumKeyExW, setting, 0, name), ERROR_ACCESS_DENIED);
     EXPECT_EQ(nameStatus(RegEnumValueW, setting, 0, name), ERROR_ACCESS_DENIED);
-    // The making and deleting of a subkey asks the key and not the handle.
+    // The rights of the handle don't matter for creating and deleting a subkey.
     Key(reading, _T("made"));
     EXPECT_EQ(RegDeleteKeyW(reading, _T("made")), ERROR_SUCCESS);
 }
@@ -197,7 +197,7 @@ TEST_F(RegistryTest, TreesAreEmptied) {
         EXPECT_TRUE(subkeys(tree).empty());
         EXPECT_EQ(queryStatus(tree, _T("x")), ERROR_FILE_NOT_FOUND);
     }
-    // Wine asks for nothing; the rights are those of Microsoft's "RegDeleteTreeW function".
+    // Wine checks no rights; these are the ones of Microsoft's "RegDeleteTreeW function".
     const Key lacking(key, _T("tree"), kRights);
     EXPECT_EQ(RegDeleteTreeW(lacking, nullptr), isWine() ? ERROR_SUCCESS : ERROR_ACCESS_DENIED);
 }

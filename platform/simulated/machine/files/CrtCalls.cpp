@@ -45,7 +45,9 @@ Result crtCall(const char* function, DWORD usual, Result failed, Work work) {
 OpenFile& openFile(int number) {
     const CrtFile* const file = crt().find(number);
     demand(file != nullptr, ERROR_INVALID_HANDLE);
-    return *Machine::current().handles.find<OpenFile>(file->handle);
+    const auto open = Machine::current().handles.find<OpenFile>(file->handle);
+    demand(open != nullptr, ERROR_INVALID_HANDLE);
+    return *open;
 }
 
 /// Opens a file and gives its descriptor.

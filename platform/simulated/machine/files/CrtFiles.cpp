@@ -24,9 +24,9 @@ bool CrtFiles::close(int file) {
     if (found == open_.end()) {
         return false;
     }
-    Machine::current().handles.close(found->second.handle);
+    const HANDLE handle = found->second.handle;
     open_.erase(found);
-    return true;
+    return Machine::current().handles.close(handle);
 }
 
 int errnoOf(DWORD status) {

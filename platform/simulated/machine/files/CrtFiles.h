@@ -18,7 +18,7 @@ public:
     int add(CrtFile file);
     /// Null if it isn't open.
     CrtFile* find(int file);
-    /// Forgets the descriptor and closes its handle; false if it isn't open.
+    /// Forgets the descriptor and closes its handle; returns false if either isn't open.
     bool close(int file);
     /// The handles themselves go with the process's table.
     void endProcess() { open_.clear(); }

@@ -24,8 +24,8 @@ namespace simulated {
 struct InstallSession {
     std::map<std::u16string, std::u16string> properties = {};
     std::set<MSIRUNMODE> modes = {};
-    /// A deferred session shows its actions no more than the properties CustomActionData,
-    /// ProductCode and UserSID and the modes 16 to 18, and lets them set and query nothing.
+    /// In a deferred session an action can read the properties CustomActionData, ProductCode and
+    /// UserSID and the modes 16 to 18 alone; it can set no property and open no database.
     bool deferred = false;
     Package database = {};
 };
@@ -40,7 +40,7 @@ struct ConfigureCall {
     std::u16string logFile;
 };
 
-/// An object behind an MSIHANDLE.
+/// An object that an MSIHANDLE refers to.
 class MsiObject {
 public:
     virtual ~MsiObject() = default;
@@ -84,14 +84,14 @@ public:
     /// Paths are compared without case.
     const Package* packageAt(std::u16string_view path) const;
 
-    // Running installations. A session lives until the restart; its handle is the one that an
-    // action gets.
+    // Running installations. A session exists until the restart; its handle is the argument of an
+    // action.
 
     MSIHANDLE openSession(std::map<std::u16string, std::u16string> properties = {});
-    /// A session of a deferred action, with its one readable input; its mode is 16.
+    /// Opens the session of a deferred action in mode 16, with "CustomActionData" as its input.
     MSIHANDLE openDeferredSession(const std::u16string& customActionData);
     InstallSession& session(MSIHANDLE handle);
-    /// A session's property; empty if it isn't set.
+    /// Returns a property of a session; an empty string if it isn't set.
     std::u16string property(MSIHANDLE session, const std::u16string& name) const;
 
     /// The lines that the installer's log received, of all sessions.
@@ -99,27 +99,27 @@ public:
 
     // Operations on products.
 
-    /// Decides what MsiConfigureProductExW does to a product and gives its status. Without one the
-    /// product goes if it is to be absent, and the status is 0.
+    /// Called by MsiConfigureProductExW, whose status it returns. Without it a product that shall
+    /// be absent is removed, and the status is 0.
     std::function<UINT(const ConfigureCall&)> onConfigure;
-    /// Sends a message to the handler that the process has set; 0 if none wants it.
+    /// Sends a message to the handler that the process has set; returns 0 if no handler takes it.
     int sendMessage(UINT type, const std::u16string& text) const;
 
     // The process.
 
     const ProcessSettings& settings() const { return settings_; }
 
-    /// Describes each open handle but those of sessions.
+    /// Describes each open handle except those of sessions.
     std::vector<std::string> openHandles() const;
 
-    /// The end of a process: its handles and settings go.
+    /// Ends the process: closes its handles and resets its settings.
     void endProcess();
-    /// A restart: the sessions go too.
+    /// Restarts Windows: ends the sessions.
     void restart();
-    /// The facts that outlive a process, one a line.
+    /// Appends the facts that outlive a process, one a line.
     void describe(std::vector<std::string>& facts) const;
 
-    // For the calls alone.
+    // For Windows' functions alone.
 
     /// Whether MsiEnumProductsW accepts an index. Windows takes 0 at any time, and otherwise the
     /// index that follows the last one that it answered in this process.
@@ -128,14 +128,14 @@ public:
     void passProduct(DWORD index) { nextProduct_ = index + 1; }
 
     MSIHANDLE add(std::shared_ptr<MsiObject> object);
-    /// Closes a handle, also that of a session, which stays; false if it isn't open.
+    /// Closes a handle; returns false if it isn't open. The session of a closed handle exists on.
     bool close(MSIHANDLE handle);
     template <class T>
     std::shared_ptr<T> find(MSIHANDLE handle) const {
         const auto found = handles_.find(handle);
         return found == handles_.end() ? nullptr : std::dynamic_pointer_cast<T>(found->second);
     }
-    /// The session behind an open handle, or null.
+    /// Returns the session of an open handle, or null.
     InstallSession* openSessionOf(MSIHANDLE handle);
     ProcessSettings& settings() { return settings_; }
     void addLogLine(std::u16string line) { log_.push_back(std::move(line)); }

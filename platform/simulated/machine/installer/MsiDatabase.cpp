@@ -1,4 +1,4 @@
-// The calls on databases, views and records.
+// The functions on databases, views and records.
 #include <windows.h>
 #include <msiquery.h>
 
@@ -11,9 +11,9 @@ namespace {
 constexpr UINT kNoFieldCount = 0xFFFFFFFF;
 constexpr UINT kMaxFields = 0xFFFF;
 
-/// Takes the place of a handle that a call gives out.
+/// Adds an object and stores its handle.
 template <class T, class... Arguments>
-void giveHandle(MSIHANDLE* handle, Arguments&&... arguments) {
+void storeHandle(MSIHANDLE* handle, Arguments&&... arguments) {
     *handle = installer().add(std::make_shared<T>(std::forward<Arguments>(arguments)...));
 }
 
@@ -36,7 +36,7 @@ UINT WINAPI MsiOpenDatabaseW(LPCWSTR path, LPCWSTR persist, MSIHANDLE* database)
         const Package* const package = installer().packageAt(path);
         demand(package != nullptr, ERROR_OPEN_FAILED);
         check(package->openStatus());
-        giveHandle<MsiDatabase>(database, toUtf8(path), *package);
+        storeHandle<MsiDatabase>(database, toUtf8(path), *package);
     });
 }
 
@@ -47,7 +47,7 @@ UINT WINAPI MsiDatabaseOpenViewW(MSIHANDLE database, LPCWSTR query, MSIHANDLE* v
         const std::u16string text(argument(query));
         auto parsed = PackageQuery::parse(text, *found->package);
         demand(parsed.has_value(), ERROR_BAD_QUERY_SYNTAX);
-        giveHandle<MsiView>(view, found->package, text, std::move(*parsed));
+        storeHandle<MsiView>(view, found->package, text, std::move(*parsed));
     });
 }
 
@@ -67,7 +67,7 @@ UINT WINAPI MsiViewFetch(MSIHANDLE view, MSIHANDLE* record) {
         const auto row = found->fetch();
         *record = 0;
         demand(row.has_value(), ERROR_NO_MORE_ITEMS);
-        giveHandle<MsiRecord>(record, *row);
+        storeHandle<MsiRecord>(record, *row);
     });
 }
 
@@ -99,7 +99,7 @@ UINT WINAPI MsiRecordSetStringW(MSIHANDLE record, UINT field, LPCWSTR value) {
 UINT WINAPI MsiRecordGetStringW(MSIHANDLE record, UINT field, LPWSTR value, DWORD* count) {
     return statusCall("MsiRecordGetStringW", ERROR_INVALID_PARAMETER, [&] {
         const auto found = msiObject<MsiRecord>(record);
-        giveText(field <= found->count() ? found->fields[field] : u"", value, count);
+        copyText(field <= found->count() ? found->fields[field] : u"", value, count);
     });
 }
 

@@ -36,7 +36,7 @@ InstallSession& openSession(MSIHANDLE handle) {
     return *session;
 }
 
-void giveText(const std::u16string& text, LPWSTR buffer, DWORD* count) {
+void copyText(const std::u16string& text, LPWSTR buffer, DWORD* count) {
     demand(buffer == nullptr || count != nullptr, ERROR_INVALID_PARAMETER);
     if (count == nullptr) {
         return;

@@ -1,4 +1,4 @@
-// What stands behind the installer's handles, and the rules that its calls share.
+// The objects that the installer's handles refer to, and the rules that its functions share.
 #pragma once
 
 #include <memory>
@@ -14,7 +14,7 @@ namespace simulated {
 
 class MsiRecord : public MsiObject {
 public:
-    /// A record has its template in field 0 and `count` fields behind it.
+    /// A record has its template in field 0, followed by `count` fields.
     explicit MsiRecord(std::size_t count) : fields(count + 1) {}
     explicit MsiRecord(const PackageQuery::Row& values) : fields(1) {
         fields.insert(fields.end(), values.begin(), values.end());
@@ -26,7 +26,7 @@ public:
     PackageQuery::Row fields;
 };
 
-/// A database is read as it stood when it was opened.
+/// A database; it is read as it was when it was opened.
 class MsiDatabase : public MsiObject {
 public:
     MsiDatabase(std::string path, const Package& opened)
@@ -45,11 +45,12 @@ public:
         : text_(text), query_(std::move(query)), package_(std::move(package)) {}
     std::string description() const override { return "view " + toUtf8(text_); }
 
-    /// Runs the query; false if there are too few parameters, or if it runs already: a view is
-    /// executed again when all rows have been fetched or it has been closed.
+    /// Runs the query. Returns false if there are too few parameters, or if the view was executed
+    /// before and neither closed nor read to its end.
     bool execute(const MsiRecord* parameters);
     bool executed() const { return executed_; }
-    /// Returns the next row; once nothing after the last one, and then the first row again.
+    /// Returns the next row, or nothing after the last one. The call after that starts again with
+    /// the first row.
     std::optional<PackageQuery::Row> fetch();
     void close() { executed_ = false; }
 
@@ -67,7 +68,7 @@ inline Installer& installer() {
     return Machine::current().installer;
 }
 
-/// The open object behind a handle; refuses if there is none of this type.
+/// Returns the object of an open handle; refuses a handle of another type or none.
 template <class T>
 std::shared_ptr<T> msiObject(MSIHANDLE handle) {
     auto found = installer().find<T>(handle);
@@ -75,15 +76,16 @@ std::shared_ptr<T> msiObject(MSIHANDLE handle) {
     return found;
 }
 
-/// The session behind an open handle; refuses if there is none.
+/// Returns the session of an open handle; refuses any other handle.
 InstallSession& openSession(MSIHANDLE handle);
 
-/// The installer's rule for a text that it gives out. `count` holds the buffer's size, which counts
-/// the NUL, and gets the text's length, which doesn't. A null buffer asks for the length alone. A
-/// text that doesn't fit is cut, with its NUL, and refused with ERROR_MORE_DATA.
-void giveText(const std::u16string& text, LPWSTR buffer, DWORD* count);
+/// Copies a string to a caller by the installer's rule. `count` holds the size of the buffer, with
+/// the NUL, and receives the length of the string, without it. With a null buffer the length alone
+/// is returned. A string that doesn't fit is cut, ends in a NUL, and the call fails with
+/// ERROR_MORE_DATA.
+void copyText(const std::u16string& text, LPWSTR buffer, DWORD* count);
 
-/// The text that a record makes by its template, in which "[n]" stands for a field.
+/// Returns the template of a record with each "[n]" replaced by that field.
 std::u16string formatRecord(const MsiRecord& record);
 
 }  // namespace simulated

@@ -1,4 +1,4 @@
-// The calls on installed products, and the installer's settings of the process.
+// The functions on installed products, and the installer's settings of the process.
 #include <windows.h>
 #include <msi.h>
 
@@ -24,7 +24,7 @@ const std::set<std::u16string>& supportedAttributes() {
     return names;
 }
 
-/// Refuses a text that is no GUID in registry form.
+/// Refuses a string that isn't a GUID in registry form.
 void demandCode(LPCWSTR text) {
     GUID guid;
     demand(parseGuid(argument(text), guid), ERROR_INVALID_PARAMETER);
@@ -72,7 +72,7 @@ UINT WINAPI MsiGetProductInfoW(LPCWSTR productCode, LPCWSTR attribute, LPWSTR va
         if (!supportedAttributes().contains(attribute)) {
             notSupported("MsiGetProductInfoW", "the attribute " + toUtf8(attribute));
         }
-        giveText(found == product.properties.end() ? u"" : found->second, value, count);
+        copyText(found == product.properties.end() ? u"" : found->second, value, count);
     });
 }
 

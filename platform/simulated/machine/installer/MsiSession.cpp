@@ -1,4 +1,4 @@
-// The calls of a custom action on its session.
+// The functions that a custom action calls on its session.
 #include <windows.h>
 #include <msiquery.h>
 
@@ -23,7 +23,7 @@ UINT WINAPI MsiGetPropertyW(MSIHANDLE session, LPCWSTR name, LPWSTR value, DWORD
     return statusCall("MsiGetPropertyW", ERROR_FUNCTION_FAILED, [&] {
         demand(name != nullptr, ERROR_INVALID_PARAMETER);
         const bool isShown = isReadable(openSession(session), name);
-        giveText(isShown ? installer().property(session, name) : u"", value, count);
+        copyText(isShown ? installer().property(session, name) : u"", value, count);
     });
 }
 

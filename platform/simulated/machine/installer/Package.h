@@ -11,7 +11,7 @@
 
 namespace simulated {
 
-/// One table. All values are text; empty and null are one, as in the installer.
+/// One table. All values are strings; an empty one is null, as in the installer.
 class Table {
 public:
     Table() = default;
@@ -27,7 +27,7 @@ public:
     const std::vector<std::u16string>& columns() const { return columns_; }
     const std::vector<std::vector<std::u16string>>& rows() const { return rows_; }
 
-    /// The place of a column; nothing if there is none of this name, which is case-sensitive.
+    /// Returns the index of a column, or nothing. Names are case-sensitive.
     std::optional<std::size_t> column(const std::u16string& name) const;
 
 private:
@@ -35,15 +35,15 @@ private:
     std::vector<std::vector<std::u16string>> rows_;
 };
 
-/// A database, as it stands in a package file or in a running installation.
+/// A database of a package file or of a running installation.
 class Package {
 public:
-    /// Makes a table. One of this name that exists is given as it is.
+    /// Returns the table of this name; creates it if it is missing.
     Table& table(const std::u16string& name, const std::vector<std::u16string>& columns) {
         return tables_.try_emplace(name, Table(columns)).first->second;
     }
 
-    /// The table of this name, which is case-sensitive; null if there is none.
+    /// Returns the table of this name, or null. Names are case-sensitive.
     const Table* find(const std::u16string& name) const {
         const auto found = tables_.find(name);
         return found == tables_.end() ? nullptr : &found->second;
@@ -55,7 +55,7 @@ public:
         return *this;
     }
 
-    /// The status of opening; 0 unless the package was made unreadable.
+    /// Returns the status of opening; 0 unless the package was made unreadable.
     std::uint32_t openStatus() const { return openStatus_; }
 
 private:

@@ -49,19 +49,25 @@ std::optional<PackageQuery> PackageQuery::parse(const std::u16string& text,
     const std::string conditions = parts[4];
     for (std::sregex_iterator condition(conditions.begin(), conditions.end(), kCondition), end;
          condition != end; ++condition) {
-        const auto column = result.table_->column(fromUtf8((*condition)[1].str()));
-        if (!column) {
+        if (!result.addCondition((*condition)[1], (*condition)[2])) {
             return std::nullopt;
-        }
-        const std::string value = (*condition)[2];
-        if (value == "?") {
-            result.alternatives_.push_back({*column, std::nullopt});
-            ++result.parameterCount_;
-        } else {
-            result.alternatives_.push_back({*column, fromUtf8(value.substr(1, value.size() - 2))});
         }
     }
     return result;
+}
+
+bool PackageQuery::addCondition(const std::string& columnName, const std::string& value) {
+    const auto column = table_->column(fromUtf8(columnName));
+    if (!column) {
+        return false;
+    }
+    if (value == "?") {
+        alternatives_.push_back({*column, std::nullopt});
+        ++parameterCount_;
+    } else {
+        alternatives_.push_back({*column, fromUtf8(value.substr(1, value.size() - 2))});
+    }
+    return true;
 }
 
 std::vector<PackageQuery::Row> PackageQuery::run(const Row& parameters) const {

@@ -1,8 +1,8 @@
-// The queries on a package that are served, all of one shape:
+// The queries on a package that are supported, all of one shape:
 //
 //     SELECT <column> | * FROM <table> [WHERE <column> = <value> [OR <column> = <value>] …]
 //
-// A value is a text in single quotes or the parameter marker "?".
+// A value is a string in single quotes or the parameter marker "?".
 #pragma once
 
 #include <optional>
@@ -18,14 +18,14 @@ class PackageQuery {
 public:
     using Row = std::vector<std::u16string>;
 
-    /// Nothing if a quotation isn't closed or the package lacks the table or a column. Any other
-    /// text that hasn't the shape isn't served.
+    /// Reads a query. Returns nothing if a quotation isn't closed, or if the table or a column is
+    /// missing. Any other query that hasn't the shape is not supported.
     static std::optional<PackageQuery> parse(const std::u16string& text, const Package& package);
 
     /// The number of parameter markers.
     std::size_t parameterCount() const { return parameterCount_; }
 
-    /// The rows that fit, in their order, cut to the chosen column. There must be as many
+    /// Returns the rows that match, in their order, cut to the chosen column. There must be as many
     /// parameters as markers.
     std::vector<Row> run(const Row& parameters) const;
 
@@ -35,9 +35,12 @@ private:
         std::optional<std::u16string> text;  ///< none for a marker
     };
 
+    /// Adds a condition; returns false if there is no such column.
+    bool addCondition(const std::string& column, const std::string& value);
+
     const Table* table_ = nullptr;
     std::optional<std::size_t> column_;    ///< none for "*"
-    std::vector<Condition> alternatives_;  ///< every row fits if there are none
+    std::vector<Condition> alternatives_;  ///< every row matches if there are none
     std::size_t parameterCount_ = 0;
 };
 

@@ -15,9 +15,9 @@ constexpr REGSAM kViewFlags = KEY_WOW64_32KEY | KEY_WOW64_64KEY;
 constexpr DWORD kWriting = KEY_SET_VALUE | KEY_CREATE_SUB_KEY | DELETE;
 constexpr DWORD kReading = KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS | KEY_NOTIFY;
 constexpr DWORD kTreeRights = KEY_ENUMERATE_SUB_KEYS | KEY_QUERY_VALUE | KEY_SET_VALUE;
-constexpr std::size_t kLongestName = 255;
+constexpr std::size_t kMaxNameLength = 255;
 
-/// An open key: with the rights that it was opened with.
+/// An open key, with the rights that it was opened with.
 class OpenKey : public HandleObject {
 public:
     OpenKey(std::shared_ptr<RegistryKey> opened, DWORD rights, bool of64BitView)
@@ -27,7 +27,7 @@ public:
 
     std::shared_ptr<RegistryKey> key;
     DWORD access;
-    bool is64BitView;  ///< opened by a 32-bit process, which keeps to that view below it
+    bool is64BitView;  ///< by a 32-bit process, for which the keys below are in that view too
 };
 
 /// Returns the path of a predefined key, or null for any other handle.
@@ -42,7 +42,7 @@ const char16_t* predefinedName(HKEY key) {
     return key == HKEY_LOCAL_MACHINE ? u"HKLM" : nullptr;
 }
 
-/// A key as a call names it: a handle, and a path below it.
+/// The key of a handle, and the keys below it in the view of a call.
 class Place {
 public:
     explicit Place(HKEY handle, REGSAM flags = 0) : registry_(Machine::current().registry) {
@@ -68,14 +68,14 @@ public:
         }
     }
 
-    /// Refuses what needs other rights than the handle has.
+    /// Refuses a call that needs other rights than the handle has.
     void require(DWORD access) const {
         demand((access_ & access) == access, ERROR_ACCESS_DENIED);
         demand((access & kWriting) == 0 || !key_->deniesWrite(), ERROR_ACCESS_DENIED);
     }
 
     RegistryKey& key() const { return *key_; }
-    /// The key below this one, or this one for an empty path; null if there is none.
+    /// Returns the key below this one, or this one for an empty path; null if there is none.
     std::shared_ptr<RegistryKey> find(std::u16string_view subkey) const {
         return subkey.empty() ? key_ : registry_.find(view_, path_, subkey);
     }
@@ -106,7 +106,7 @@ std::u16string_view pathBelow(LPCWSTR subkey) {
     return path;
 }
 
-/// Whether the process may write there: the token decides for all but the user's own keys.
+/// Whether the process may write to a key: depends on the token for all but the user's own keys.
 bool isWritable(const RegistryKey& key) {
     const bool isOwn = key.path().starts_with(u"HKCU");
     return !key.deniesWrite() && (isOwn || Machine::current().security.administers());
@@ -116,7 +116,7 @@ void demandWritable(const RegistryKey& key) {
     demand(isWritable(key), ERROR_ACCESS_DENIED);
 }
 
-/// The rights that a mask asks for.
+/// Returns the access rights in a mask.
 DWORD wantedRights(REGSAM access) {
     const DWORD rights = access & ~kViewFlags;
     if ((rights & ~DWORD{KEY_ALL_ACCESS}) != 0) {
@@ -145,7 +145,7 @@ void deleteKey(HKEY key, LPCWSTR subkey, REGSAM flags) {
     found->remove();
 }
 
-/// Deletes what is below a key, and stops at the first key that is closed to writing.
+/// Deletes what is below a key; stops at the first key that can't be written to.
 void emptyTree(RegistryKey& key) {
     demandWritable(key);
     while (!key.subkeys.empty()) {
@@ -156,8 +156,7 @@ void emptyTree(RegistryKey& key) {
     key.values.clear();
 }
 
-/// Deletes a tree; without a subkey the key itself stays, empty. RegDeleteTreeW asks for the rights
-/// that its page names, DELETE among them.
+/// Deletes a tree; without a subkey the key itself stays, empty, and its handle needs `rights`.
 void deleteTree(HKEY key, std::u16string_view subkey, DWORD rights) {
     const Place place(key);
     const std::shared_ptr<RegistryKey> found = place.existing(subkey);
@@ -175,7 +174,7 @@ bool isString(DWORD type) {
 }
 
 /// Copies a value out; a string without a terminator gets one where the buffer has space.
-void giveValue(const RegistryValue& value, LPDWORD type, BYTE* data, LPDWORD size) {
+void copyValue(const RegistryValue& value, LPDWORD type, BYTE* data, LPDWORD size) {
     if (type != nullptr) {
         *type = value.type;
     }
@@ -212,7 +211,7 @@ DWORD sizeWithTerminator(DWORD type, const BYTE* data, DWORD size) {
 }
 
 /// Copies a name out; `size` counts characters, on entry with the NUL and on return without it.
-void giveName(std::u16string_view name, LPWSTR buffer, DWORD* size) {
+void copyName(std::u16string_view name, LPWSTR buffer, DWORD* size) {
     demand(*size > name.size(), ERROR_MORE_DATA);
     *size = copyOut(name, buffer, *size);
 }
@@ -254,7 +253,7 @@ LSTATUS WINAPI RegCreateKeyExW(HKEY key, LPCWSTR subkey, DWORD reserved, LPWSTR,
         if (isNew) {
             const auto names = components(path);
             demand(std::all_of(names.begin(), names.end(),
-                               [](const auto& name) { return name.size() <= kLongestName; }),
+                               [](const auto& name) { return name.size() <= kMaxNameLength; }),
                    ERROR_INVALID_PARAMETER);
             wantedRights(access);
             demandWritable(*place.findDeepest(path));
@@ -285,7 +284,7 @@ LSTATUS WINAPI RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWOR
         place.require(KEY_QUERY_VALUE);
         const RegistryValue* const value = place.key().findValue(argument(name));
         demand(value != nullptr, ERROR_FILE_NOT_FOUND);
-        giveValue(*value, type, data, size);
+        copyValue(*value, type, data, size);
     });
 }
 
@@ -322,7 +321,7 @@ LSTATUS WINAPI RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSiz
         place.require(KEY_ENUMERATE_SUB_KEYS);
         const std::u16string* const subkey = place.key().nameOfSubkey(index);
         demand(subkey != nullptr, ERROR_NO_MORE_ITEMS);
-        giveName(*subkey, name, nameSize);
+        copyName(*subkey, name, nameSize);
     });
 }
 
@@ -337,11 +336,11 @@ LSTATUS WINAPI RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSiz
         demand(index < place.key().values.size(), ERROR_NO_MORE_ITEMS);
         const RegistryValue& value = place.key().values[index];
         if (*nameSize <= value.name.size()) {
-            giveValue(value, type, nullptr, size);
+            copyValue(value, type, nullptr, size);
             refuse(ERROR_MORE_DATA);
         }
-        giveName(value.name, name, nameSize);
-        giveValue(value, type, data, size);
+        copyName(value.name, name, nameSize);
+        copyValue(value, type, data, size);
     });
 }
 

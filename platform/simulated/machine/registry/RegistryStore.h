@@ -52,7 +52,7 @@ struct RegistryKey {
     const std::u16string* nameOfSubkey(std::size_t index);
     /// Deletes the key and everything below it.
     void remove();
-    /// Whether this key or one above it is closed to writing, or to reading.
+    /// Whether writing or reading is denied for this key or one above it.
     bool deniesWrite() const;
     bool deniesRead() const;
 
@@ -69,21 +69,22 @@ private:
 /// no call of the process: it isn't counted, can't be made to fail, and ignores denied access.
 class RegistryStore {
 public:
-    /// A registry with the keys that every Windows has; `is64Bit` tells of the machine's Facts.
+    /// Creates a registry with the keys that every Windows has. The store keeps the reference to
+    /// the machine's fact.
     explicit RegistryStore(const bool& is64BitSystem);
     ~RegistryStore();
 
-    /// Creates a key with those above it.
+    /// Creates a key and the missing keys above it.
     void createKey(View view, std::u16string_view key);
     bool hasKey(View view, std::u16string_view key) const;
-    /// Deletes a key with everything below it; false if there is none.
+    /// Deletes a key and everything below it; returns false if there is none.
     bool deleteKey(View view, std::u16string_view key);
-    /// The names of the direct subkeys, in order.
+    /// Returns the names of the direct subkeys, in order.
     std::vector<std::u16string> subkeys(View view, std::u16string_view key) const;
-    /// The names of the values, in the order of their making.
+    /// Returns the names of the values, in the order in which they were made.
     std::vector<std::u16string> valueNames(View view, std::u16string_view key) const;
 
-    /// These create the key where it is missing. The default value's name is empty.
+    /// These create the key if it is missing. The name of the default value is empty.
     void setString(View view, std::u16string_view key, std::u16string_view name,
                    std::u16string_view text);
     void setExpandString(View view, std::u16string_view key, std::u16string_view name,
@@ -93,40 +94,41 @@ public:
     void setValue(View view, std::u16string_view key, std::u16string_view name, std::uint32_t type,
                   std::vector<std::uint8_t> data);
 
-    /// The text of a REG_SZ or REG_EXPAND_SZ value without its NUL; none for other types.
+    /// Returns the string of a REG_SZ or REG_EXPAND_SZ value without its NUL; nothing for other
+    /// types.
     std::optional<std::u16string> getString(View view, std::u16string_view key,
                                             std::u16string_view name) const;
     std::optional<RegistryValue> getValue(View view, std::u16string_view key,
                                           std::u16string_view name) const;
     bool deleteValue(View view, std::u16string_view key, std::u16string_view name);
 
-    /// Closes a key and everything below it to writing or reading, with status 5.
+    /// Makes writing or reading a key and everything below it fail with status 5.
     void denyWrite(View view, std::u16string_view key, bool deny = true);
     void denyRead(View view, std::u16string_view key, bool deny = true);
 
-    /// Takes the subtrees of the 32-bit view away, as a 32-bit Windows has none.
+    /// Deletes the subtrees of the 32-bit view: a 32-bit Windows has none.
     void dropWow64Keys();
 
-    /// Each key and value as a line: "registry HKLM\Software\X [name] REG_SZ "text"".
+    /// Appends each key and value as a line: "registry HKLM\Software\X [name] REG_SZ "text"".
     void describe(std::vector<std::string>& facts) const;
 
-    // For the functions that serve the process.
+    // For Windows' functions alone.
 
-    /// A root by its name, or null.
+    /// Returns a root by its name, or null.
     std::shared_ptr<RegistryKey> root(std::u16string_view name) const;
-    /// The key that a path below the key `from` names in a view, or null; `from` is what
-    /// `RegistryKey::path` gives.
+    /// Returns the key with a path below the key `from` in a view, or null; `from` is a result of
+    /// `RegistryKey::path`.
     std::shared_ptr<RegistryKey> find(View view, std::u16string_view from,
                                       std::u16string_view path) const;
-    /// The last key on that way which is there.
+    /// Returns the last key on that path which exists.
     std::shared_ptr<RegistryKey> findDeepest(View view, std::u16string_view from,
                                              std::u16string_view path) const;
-    /// As `find`, but makes what is missing.
+    /// As `find`, but creates the keys that are missing.
     std::shared_ptr<RegistryKey> make(View view, std::u16string_view from,
                                       std::u16string_view path);
 
 private:
-    /// Where a key lies in the trees, by the path that names it in a view.
+    /// Returns the path in the trees of a key that has this path in a view.
     std::vector<std::u16string> resolve(View view, std::vector<std::u16string> path) const;
     std::shared_ptr<RegistryKey> findFull(View view, std::u16string_view path) const;
     std::shared_ptr<RegistryKey> makeFull(View view, std::u16string_view path);

@@ -46,7 +46,7 @@ constexpr std::u16string_view kUnsupportedAliases[] = {
     u"IS", u"KA", u"LA", u"LG", u"LU", u"LW", u"ME", u"MP", u"MS", u"MU",
     u"PA", u"RA", u"RM", u"RO", u"RS", u"SA", u"SI", u"SS", u"UD", u"WR"};
 
-// In the order in which a description names them; the first right that fits a mask goes first.
+// In the order in which a description names them; the first right that fits a mask is named first.
 constexpr std::array<Name, 3> kAceFlags = {
     {{"OI", OBJECT_INHERIT_ACE}, {"CI", CONTAINER_INHERIT_ACE}, {"ID", INHERITED_ACE}}};
 constexpr std::array<Name, 3> kRights = {{{"FA", 0x1F01FF}, {"FR", 0x120089}, {"FX", 0x1200A0}}};
@@ -60,7 +60,7 @@ void append(Bytes& bytes, const T& value) {
     std::copy_n(first, sizeof(value), std::back_inserter(bytes));
 }
 
-/// Takes the text up to a separator, and the separator.
+/// Removes the text up to a separator, and the separator; returns the text.
 std::string takeUpTo(std::string& text, char separator) {
     const std::size_t end = std::min(text.find(separator), text.size());
     const std::string piece = text.substr(0, end);
@@ -68,7 +68,7 @@ std::string takeUpTo(std::string& text, char separator) {
     return piece;
 }
 
-/// Pairs of letters that each name some bits.
+/// Returns the bits that pairs of letters name.
 template <std::size_t n>
 std::uint32_t parseBits(const std::array<Name, n>& names, const std::string& text) {
     std::uint32_t bits = 0;
@@ -97,7 +97,7 @@ std::string describeBits(const std::array<Name, n>& names, std::uint32_t bits) {
     return rest == 0 ? text : text + "+" + std::to_string(rest);
 }
 
-/// One entry without its parentheses: "A;OICI;FA;;;SY".
+/// Appends an entry, given without its parentheses: "A;OICI;FA;;;SY".
 void appendAce(Bytes& list, std::string text) {
     const std::string whole = text;
     const std::string type = takeUpTo(text, ';');

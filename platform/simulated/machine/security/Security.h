@@ -1,4 +1,5 @@
-// Who the simulated process runs as, and the binary and text forms of identifiers and descriptors.
+// The token of the simulated process, and the binary and text notations of identifiers and
+// descriptors.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +11,7 @@
 
 namespace simulated {
 
-/// A group of a token. The identifier is a text of the S-1-... form or an alias such as "BA".
+/// A group of a token. The identifier is written "S-1-..." or as an alias such as "BA".
 struct TokenGroup {
     std::u16string sid;
     std::uint32_t attributes = 0x7;  ///< mandatory, enabled, by default; 0x10 is "for deny only"
@@ -22,29 +23,29 @@ struct Security {
     std::vector<TokenGroup> groups = {{u"WD"}, {u"BA", 0xF}, {u"BU"}, {u"S-1-5-11"}};
     bool elevated = true;
 
-    /// The account LocalSystem.
+    /// Makes the user the account LocalSystem.
     void becomeLocalSystem();
-    /// An administrator whose token is filtered: the group is there for denying only.
+    /// Makes the user an administrator with a filtered token: the group only denies.
     void becomeFilteredAdministrator();
     void becomeOrdinaryUser();
 
     bool isLocalSystem() const;
-    /// Whether the token may write where an administrator may and an ordinary user mayn't: in HKLM,
-    /// below Windows' and the programs' folders, and what is put off until the restart.
+    /// Whether the token may write where only administrators may: in HKLM, below the folders of
+    /// Windows and of programs, and to the list of moves at the restart.
     bool administers() const;
 };
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// A binary SID from "S-1-..." or an alias; none when the text is neither.
+/// Returns the binary SID for "S-1-..." or an alias; nothing for any other text.
 std::optional<Bytes> parseSid(std::u16string_view text);
-/// "S-1-..." of a valid binary SID.
+/// Returns "S-1-..." for a valid binary SID.
 std::u16string formatSid(const void* sid);
 
-/// A self-relative descriptor from its SDDL text: "D:" and entries that allow.
+/// Returns the self-relative descriptor for an SDDL text: "D:" and entries that allow.
 Bytes parseDescriptor(std::u16string_view text);
 
-/// The SDDL text of a descriptor that `parseDescriptor` made, for comparing: "D:(A;OICI;FA;;;SY)".
+/// Returns the SDDL text of a descriptor that `parseDescriptor` made: "D:(A;OICI;FA;;;SY)".
 std::string describeDescriptor(std::span<const std::uint8_t> descriptor);
 
 }  // namespace simulated

@@ -39,10 +39,10 @@ void* localCopy(const void* data, std::size_t size) {
     return copy;
 }
 
-/// Writes identifiers after their table, as a token's records hold them; the table begins `head`
+/// Writes identifiers after their table, as in the records of a token; the table begins `head`
 /// bytes after the start of the buffer. Stores the size of it all in `needed`, and refuses a buffer
 /// that is smaller.
-void giveRecord(std::size_t head, const std::vector<TokenGroup>& entries, LPVOID buffer, DWORD size,
+void copyRecord(std::size_t head, const std::vector<TokenGroup>& entries, LPVOID buffer, DWORD size,
                 PDWORD needed) {
     std::vector<Bytes> sids;
     std::size_t sidAt = head + entries.size() * sizeof(SID_AND_ATTRIBUTES);
@@ -61,12 +61,12 @@ void giveRecord(std::size_t head, const std::vector<TokenGroup>& entries, LPVOID
     }
 }
 
-void giveGroups(const std::vector<TokenGroup>& groups, LPVOID buffer, DWORD size, PDWORD needed) {
-    giveRecord(offsetof(TOKEN_GROUPS, Groups), groups, buffer, size, needed);
+void copyGroups(const std::vector<TokenGroup>& groups, LPVOID buffer, DWORD size, PDWORD needed) {
+    copyRecord(offsetof(TOKEN_GROUPS, Groups), groups, buffer, size, needed);
     static_cast<TOKEN_GROUPS*>(buffer)->GroupCount = static_cast<DWORD>(groups.size());
 }
 
-void giveElevation(bool elevated, LPVOID buffer, DWORD size, PDWORD needed) {
+void copyElevation(bool elevated, LPVOID buffer, DWORD size, PDWORD needed) {
     demand(Machine::current().facts.version.major >= 6, ERROR_INVALID_PARAMETER);
     *needed = sizeof(TOKEN_ELEVATION);
     demand(buffer != nullptr && size >= sizeof(TOKEN_ELEVATION), ERROR_BAD_LENGTH);
@@ -97,11 +97,11 @@ BOOL WINAPI GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS wanted, LP
         const Security& security = machine.security;
         switch (wanted) {
             case TokenUser:
-                return giveRecord(0, {{security.user, 0}}, buffer, size, needed);
+                return copyRecord(0, {{security.user, 0}}, buffer, size, needed);
             case TokenGroups:
-                return giveGroups(security.groups, buffer, size, needed);
+                return copyGroups(security.groups, buffer, size, needed);
             case TokenElevation:
-                return giveElevation(security.elevated, buffer, size, needed);
+                return copyElevation(security.elevated, buffer, size, needed);
         }
         notSupported("GetTokenInformation", "the class " + std::to_string(wanted));
     });
