@@ -84,8 +84,7 @@ Failure failureOf(const std::string& text) {
     bool isGood = text.empty() || !failure.function.empty();
     if (colon != std::string::npos) {
         const char* const end = text.data() + text.size();
-        const auto [next, error] =
-            std::from_chars(text.data() + colon + 1, end, failure.call);
+        const auto [next, error] = std::from_chars(text.data() + colon + 1, end, failure.call);
         isGood = isGood && error == std::errc() && next == end && failure.call != 0;
     }
     if (!isGood) {
@@ -101,8 +100,7 @@ void planFailure(const Failure& failure, simulated::Calls& calls) {
     }
 }
 
-void noteFailureThatDidNotCome(const Failure& failure, const simulated::Calls& calls,
-                               Json& notes) {
+void noteFailureThatDidNotCome(const Failure& failure, const simulated::Calls& calls, Json& notes) {
     if (failure.function.empty()) {
         return;
     }
@@ -146,6 +144,12 @@ Json broadcastsOf(const simulated::Machine& machine) {
         broadcasts.push_back(toUtf8(broadcast.text));
     }
     return broadcasts;
+}
+
+/// A property of a product; an empty string if it has none of this name.
+std::string propertyOf(const simulated::Product& product, const std::u16string& name) {
+    const auto found = product.properties.find(name);
+    return found == product.properties.end() ? std::string() : toUtf8(found->second);
 }
 
 }  // namespace
@@ -203,8 +207,8 @@ Json productList(DescribedMachine& described) {
     Json products = Json::array();
     for (const auto& product : described.machine.installer.products()) {
         products.push_back({{"code", toUtf8(product->code)},
-                            {"name", toUtf8(product->properties[u"ProductName"])},
-                            {"location", toUtf8(product->properties[u"InstallLocation"])}});
+                            {"name", propertyOf(*product, u"ProductName")},
+                            {"location", propertyOf(*product, u"InstallLocation")}});
     }
     return {{"products", std::move(products)}};
 }

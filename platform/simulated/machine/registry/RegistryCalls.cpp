@@ -34,7 +34,7 @@ public:
 const char16_t* predefinedName(HKEY key) {
     if (key == HKEY_CLASSES_ROOT) {
         notSupported("registry",
-                  "HKEY_CLASSES_ROOT, where Windows merges the keys of user and machine");
+                     "HKEY_CLASSES_ROOT, where Windows merges the keys of user and machine");
     }
     if (key == HKEY_CURRENT_USER) {
         return Machine::current().security.isLocalSystem() ? u"HKU\\.DEFAULT" : u"HKCU";
