@@ -16,7 +16,7 @@ constexpr auto kIgnoreCase = CompareType::IgnoreCase;
 
 TEST_F(Strings, NumbersAreDecimal) {
     EXPECT_EQ(toString(std::numeric_limits<std::int32_t>::min()), u"-2147483648");
-    EXPECT_EQ(toString(std::numeric_limits<std::uint64_t>::max()), u"18446744073709551615");
+    EXPECT_EQ(toString(std::uint64_t{123456789}), u"123456789");
 }
 
 TEST_F(Strings, ConvertUtf8) {

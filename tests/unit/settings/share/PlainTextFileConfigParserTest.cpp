@@ -98,7 +98,7 @@ TEST_F(BadLines, AreReportedAndSkipped) {
               "Error reading config file: \"Key without value\" at line 10; char 1\n");
 }
 
-TEST_F(BadLines, EndTheLoadAtTheFirstOneIfTold) {
+TEST_F(BadLines, EndTheLoadAtTheFirstOneOnRequest) {
     EXPECT_EQ(load(true), settings::kBadLines);
     EXPECT_EQ(context.dump(), "old=1");
     EXPECT_EQ(context.errors(), std::vector<int>{1});
