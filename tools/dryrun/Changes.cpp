@@ -1,3 +1,5 @@
+#include <windows.h>
+
 #include <algorithm>
 #include <map>
 
@@ -22,23 +24,52 @@ void addContainers(Facts& facts, const std::string& name, bool isRegistry) {
     }
 }
 
+/// A registry value as text; the type is named unless it is REG_SZ.
+std::string valueText(const Json& value) {
+    static const std::map<unsigned, std::string> kTypes = {
+        {REG_NONE, "REG_NONE"},     {REG_SZ, "REG_SZ"},       {REG_EXPAND_SZ, "REG_EXPAND_SZ"},
+        {REG_BINARY, "REG_BINARY"}, {REG_DWORD, "REG_DWORD"}, {REG_MULTI_SZ, "REG_MULTI_SZ"},
+        {REG_QWORD, "REG_QWORD"}};
+    if (value.is_string()) {
+        return oneLine(value);
+    }
+    if (value.is_number()) {
+        return value.dump() + " (REG_DWORD)";
+    }
+    if (value.contains("expand")) {
+        return oneLine(value["expand"]) + " (REG_EXPAND_SZ)";
+    }
+    const unsigned type = value["type"];
+    const auto known = kTypes.find(type);
+    return value["hex"].get<std::string>() + " (" +
+           (known == kTypes.end() ? "type " + std::to_string(type) : known->second) + ")";
+}
+
 Facts registryFacts(const Json& description) {
     Facts facts;
     for (const auto& [key, values] : description["registry"].items()) {
         addContainers(facts, key, true);
         facts[key] = {"", !values.empty()};
         for (const auto& [name, value] : values.items()) {
-            facts[key + " [" + name + "]"].text = oneLine(value);
+            facts[key + " [" + (name.empty() ? "(Default)" : name) + "]"].text = valueText(value);
         }
     }
     return facts;
+}
+
+/// A file's facts as text. A size of 0 is that of a file whose size nobody described.
+std::string fileText(Json file) {
+    if (file.value("size", 1u) == 0) {
+        file.erase("size");
+    }
+    return file.empty() ? "" : oneLine(file);
 }
 
 Facts fileFacts(const Json& description) {
     Facts facts;
     for (const auto& [path, file] : description["files"].items()) {
         addContainers(facts, path, false);
-        facts[path] = {file.empty() ? "" : oneLine(file)};
+        facts[path] = {fileText(file)};
     }
     return facts;
 }
@@ -51,6 +82,19 @@ Facts otherFacts(const Json& description, const char* part) {
             !value.is_object()     ? value.get<std::string>()
             : value.contains("to") ? "moved to " + value["to"].get<std::string>()
                                    : "deleted";
+    }
+    return facts;
+}
+
+Facts productFacts(const Json& description) {
+    Facts facts;
+    for (const Json& product : description.value("products", Json::array())) {
+        const std::string code = product["code"];
+        for (const auto& [name, value] : product.items()) {
+            if (name != "code") {
+                facts[code + " " + name].text = oneLine(value);
+            }
+        }
     }
     return facts;
 }
@@ -99,6 +143,7 @@ Json changesOf(const Json& before, const Json& after, const std::string& startMe
     Json changes = Json::array();
     compare("Registry", registryFacts(before), registryFacts(after), changes);
     compare("Files", fileFacts(before), fileFacts(after), changes);
+    compare("Products", productFacts(before), productFacts(after), changes);
     for (const auto& [group, part] :
          {std::pair("At the next restart", "atRestart"), std::pair("Properties", "properties")}) {
         compare(group, otherFacts(before, part), otherFacts(after, part), changes);

@@ -24,8 +24,8 @@ std::string format(const char* pattern, Arguments... arguments) {
 
 /// A number that is the same wherever the program was built.
 unsigned checksumOf(const std::string& text) {
-    return static_cast<unsigned>(crc32(0, reinterpret_cast<const Bytef*>(text.data()),
-                                       static_cast<uInt>(text.size())));
+    return static_cast<unsigned>(
+        crc32(0, reinterpret_cast<const Bytef*>(text.data()), static_cast<uInt>(text.size())));
 }
 
 /// What the version tells. The codes of the legacy scheme, 1.8.0_451-b10, spell it; in the Zentra
@@ -62,8 +62,7 @@ std::optional<Told> toldBy(const std::string& version, bool isKit, unsigned bits
     return Told{false,
                 std::regex_replace(match[1].str(), std::regex(R"((\.0+)+$)"), ""),
                 {first, second, third, fourth},
-                format("{%08X-2B0C-4B7E-9A55-%04u%02u%02u0000}",
-                       checksumOf(version), bits,
+                format("{%08X-2B0C-4B7E-9A55-%04u%02u%02u0000}", checksumOf(version), bits,
                        isKit ? 1u : 2u, first),
                 format(isKit ? "{%uA3A4F4-B792-11D6-A78A-00B0D02%04u0}"
                              : "{57BDA5C6-443C-4D65-B233-28239%u2%04u}",

@@ -6,8 +6,11 @@
 #include <algorithm>
 #include <charconv>
 #include <map>
+#include <memory>
 
+#include "dryrun/InstallerOrder.h"
 #include "dryrun/Library.h"
+#include "dryrun/Unread.h"
 #include "simulated/machine/Wide.h"
 
 using simulated::fromUtf8;
@@ -130,6 +133,18 @@ Json stateOf(DescribedMachine& described, MSIHANDLE session) {
     return state;
 }
 
+/// What was requested, for reports.
+Json askedOf(const Request& request) {
+    Json added = Json::array();
+    for (const NamedText& description : request.added) {
+        added.push_back(description.name);
+    }
+    return {{"machine", request.machine.name},
+            {"removed", request.removedCodes},
+            {"added", std::move(added)},
+            {"failure", request.failure}};
+}
+
 Json boxesOf(const simulated::Machine& machine) {
     Json boxes = Json::array();
     for (const auto& box : machine.desktop.messageBoxes) {
@@ -176,7 +191,9 @@ void arrangeMachine(const Request& request, DescribedMachine& described) {
                            "\"");
         }
     }
+    const std::size_t before = described.machine.installer.products().size();
     std::for_each(request.added.begin(), request.added.end(), add);
+    placeAddedProducts(described.machine.installer, before);
 }
 
 Json runAction(const Request& request, DescribedMachine& described) {
@@ -189,18 +206,36 @@ Json runAction(const Request& request, DescribedMachine& described) {
     const std::string startMenu = toUtf8(*machine.shell.folder(CSIDL_COMMON_PROGRAMS));
     Json notes = Json::array();
     noteFailureThatDidNotCome(failure, machine.calls, notes);
-    for (const Json& unread : described.fixedParts.value("unread", Json::array())) {
-        notes.push_back("not described: " + oneLine(unread));
+    if (request.action == kDeferredAction) {
+        noteOrder(machine.installer, notes);
     }
+    const Json unread = described.fixedParts.value("unread", Json::array());
     return {{"action", request.action},
             {"properties", request.properties},
+            {"asked", askedOf(request)},
             {"status", status},
             {"meaning", meaningOf(status)},
+            {"unread", unreadBy(request.action, unread)},
             {"notes", std::move(notes)},
             {"boxes", boxesOf(machine)},
             {"broadcasts", broadcastsOf(machine)},
             {"changes", changesOf(before, stateOf(described, session), startMenu)},
             {"log", logOf(machine)}};
+}
+
+Json compareDescriptions(const NamedText& from, const NamedText& to) {
+    const auto machineOf = [](const NamedText& description) {
+        auto described = std::make_unique<DescribedMachine>();
+        addDescription(*described, description.name,
+                       parseDescription(description.name, description.text));
+        return described;
+    };
+    const auto before = machineOf(from);
+    const auto after = machineOf(to);
+    const std::string startMenu = toUtf8(*after->machine.shell.folder(CSIDL_COMMON_PROGRAMS));
+    return {{"from", from.name},
+            {"to", to.name},
+            {"changes", changesOf(writeWhole(*before), writeWhole(*after), startMenu)}};
 }
 
 Json productList(DescribedMachine& described) {

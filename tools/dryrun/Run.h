@@ -35,6 +35,10 @@ void arrangeMachine(const Request& request, DescribedMachine& described);
 /// the outcome. Throws BadInput.
 Json runAction(const Request& request, DescribedMachine& described);
 
+/// Returns the changes from one described machine to another, in the form of an outcome's: {"from",
+/// "to", "changes"}. Throws BadInput.
+Json compareDescriptions(const NamedText& from, const NamedText& to);
+
 /// Returns the machine's products: {"products": [{"code", "name", "location"}, …]}.
 Json productList(DescribedMachine& described);
 

@@ -1,13 +1,20 @@
-// The outcome of a run as text for a terminal.
+// The outcome of a dry run as text for a terminal.
 #pragma once
 
 #include <ostream>
 
 #include "dryrun/Format.h"
 
-/// Prints an outcome of `runAction`; `wholeLog`: with the whole log in place of its warnings and
-/// errors.
-void printOutcome(std::ostream& out, const Json& outcome, bool wholeLog);
+struct TextStyle {
+    bool colour = false;    ///< ANSI escape sequences for signs and headings
+    bool wholeLog = false;  ///< the whole log instead of its warnings and errors
+};
 
-/// Prints what `productList` returns.
+/// Prints the outcome that `runAction` returns, in lines of at most 80 columns (but for the log).
+void printOutcome(std::ostream& out, const Json& outcome, const TextStyle& style);
+
+/// Prints the changes of `compareDescriptions`.
+void printComparison(std::ostream& out, const Json& comparison, const TextStyle& style);
+
+/// Prints the list that `productList` returns.
 void printProducts(std::ostream& out, const Json& list);
