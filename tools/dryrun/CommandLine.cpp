@@ -47,7 +47,7 @@ void addOptions(CLI::App& app, Options& options) {
     app.add_option("--compare", options.compare, "A B: print how description B differs from A")
         ->expected(2);
     app.add_flag("--incomplete", options.incomplete,
-                 "accept that the description lacks something the action reads");
+                 "accept that the description misses something the action reads");
     app.add_flag("--log", options.log, "print the whole log");
     app.add_flag("--json", options.json, "print one JSON object");
 }
@@ -63,7 +63,7 @@ std::string footer() {
            "  0  the action returned 0, or there was no action\n"
            "  1  the action returned another status\n"
            "  2  the description or the call is bad; one line says why\n"
-           "  3  the description lacks something that the action reads (see --incomplete)\n"
+           "  3  the description misses something that the action reads (see --incomplete)\n"
            "docs/dry-run.md describes the format of descriptions.";
 }
 
