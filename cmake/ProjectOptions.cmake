@@ -18,8 +18,9 @@ if(WIN32)
     target_compile_definitions(project_options INTERFACE
         UNICODE _UNICODE WINVER=0x0601 _WIN32_WINNT=0x0601 _WIN32_MSI=500 NOMINMAX
         WIN32_LEAN_AND_MEAN)
-    # The symbols that ship have no path of the build machine.
-    target_compile_options(project_options INTERFACE -fdebug-prefix-map=${PROJECT_SOURCE_DIR}/=)
+    # Symbols that ship name neither the source folder nor the build folder. The last option wins.
+    target_compile_options(project_options INTERFACE
+        -fdebug-prefix-map=${PROJECT_SOURCE_DIR}/= -fdebug-prefix-map=${PROJECT_BINARY_DIR}=.)
     # The C++ run-time is linked statically: the DLL ships alone.
     target_link_options(project_options INTERFACE -static)
 else()

@@ -1,9 +1,9 @@
-"""Packs the installed files of both architectures into the kit's archive.
+"""Packs the installed files into the kit's archive.
 
-usage: kit.py <directory of the files> <directory of the archive> <version>
+usage: kit.py <directory of the files> <directory of the archive> <architecture>...
 
-The same files give the same bytes: sorted, with one time and one mode. Libraries of another version,
-left by an older build, are refused.
+The version is that of BUILD-INFO; libraries of another version, left by an older build, are refused. The
+same files give the same bytes: sorted, with one time and one mode.
 """
 
 import hashlib
@@ -12,20 +12,14 @@ import zipfile
 from pathlib import Path
 
 
-def version_of(library):
-    """The file version of a library's version resource."""
-    data = library.read_bytes()
-    at = data.index(bytes.fromhex("bd04effe")) + 8
-    words = [int.from_bytes(data[at + i:at + i + 2], "little") for i in (2, 0, 6, 4)]
-    return ".".join(map(str, words))
-
-
 def main():
-    contents, target, version = Path(sys.argv[1]), Path(sys.argv[2]), sys.argv[3]
-    for architecture in ("x64", "x86"):
-        found = version_of(contents / architecture / "norvca.dll")
-        if found != version:
-            sys.exit(f"{architecture}/norvca.dll is of version {found}, not {version}")
+    contents, target = Path(sys.argv[1]), Path(sys.argv[2])
+    information = (contents / "BUILD-INFO").read_text(encoding="utf-8")
+    version = information.splitlines()[0].removeprefix("version: ")
+    for architecture in sys.argv[3:]:
+        library = contents / architecture / "norvca.dll"
+        if f"\0{version}\0".encode("utf-16-le") not in library.read_bytes():
+            sys.exit(f"{library}: not of version {version}")
     name = f"norvca-{version}"
     files = sorted((path for path in contents.rglob("*") if path.is_file()),
                    key=lambda path: path.relative_to(contents).as_posix())

@@ -1,36 +1,46 @@
-/* The ZIP library for its clients: random access to the named entries of an archive, and gzip of
- * memory. Plain C with the C calling convention; the functions are exported by these names.
+/* The public API of the ZIP library: random access to the named entries of an archive, and gzip of
+ * memory. Plain C with the C calling convention; the functions are exported by these names, and
+ * norvca_zip_load fills a table of them.
  *
- * Archives and entries are plain structures that clients may read. Their layout is part of the
- * interface; nothing in them is to be changed from outside.
+ * Archives and entries are plain structures that clients may read and must not change. Their layout is
+ * part of the interface.
  *
- * Texts are UTF-8. Messages are static texts that nobody frees. Nothing is thrown.
+ * Strings are UTF-8. Messages are static strings that nobody frees. Nothing is thrown.
+ *
+ * Threads: the first ZIP_Open of a process must return before any other function is called. After
+ * that every function may be called on every thread.
+ *
+ * Memory: a successful ZIP_ReadEntry releases its entry; the pointer must not be used again. No other
+ * function releases an entry. A client that lists names without reading keeps the memory of each
+ * entry, some hundred bytes, until the process ends: ZIP_Close does not free it. The fields of such
+ * an entry stay readable after ZIP_Close; reading its content needs the open archive.
  */
 #ifndef NORVCA_ZIP_H
 #define NORVCA_ZIP_H
 
 #include <stddef.h>
 #include <stdint.h>
+#include <string.h>
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/* One entry of an archive, as it is handed to a client. */
+/* One entry of an archive. */
 typedef struct nzentry {
     char* name;    /* NUL-terminated */
-    int64_t time;  /* DOS date and time, as they stand in the archive */
+    int64_t time;  /* DOS date and time, as stored in the archive */
     int64_t size;  /* uncompressed */
     int64_t csize; /* compressed; 0 for a stored entry */
     int64_t crc;   /* CRC-32 */
     char* comment; /* NUL-terminated, or null */
-    char* extra;   /* the extra field behind its length in two bytes, low byte first; or null */
+    char* extra;   /* two bytes of length, low byte first, then the extra field; or null */
     int64_t pos;   /* of the data if positive; else minus the position of the local header */
     int32_t flag;  /* general-purpose flags */
     int32_t nlen;  /* length of `name` */
 } nzentry;
 
-/* One entry of the central directory, as it stands in the hash table. */
+/* One entry of the central directory, in the hash table. */
 typedef struct nzcell {
     uint32_t hash;  /* of the name: h = h * 31 + c over its signed characters */
     int32_t next;   /* index of the next cell of the chain, or -1 */
@@ -59,45 +69,85 @@ typedef struct nzfile {
     char** metanames;    /* names of the entries below "META-INF/", in any case of letters */
     int32_t metacurrent; /* names in `metanames` */
     int32_t metacount;   /* slots of `metanames` */
-    int64_t locpos;      /* length of whatever stands in front of the archive */
+    int64_t locpos;      /* length of what precedes the archive in the file */
 } nzfile;
 
-/* Opens an archive, or counts one more use of it if it is open under the same name. Null on failure
- * with `*message` set, or null where there is nothing to say: no archive, no memory. Without
- * `message` only an archive that is open already is found. The first call of a process must not
- * run beside another. */
+/* Returns the archive of this name: opens the file, or adds one use if it is open under the same name.
+ * Returns null on failure, with `*message` set, or with null in it where the file is no archive or no
+ * memory is left. Without `message` only an archive that is open already is returned. */
 nzfile* ZIP_Open(const char* name, char** message);
 
-/* Gives back one use of an archive; the last one closes it. */
+/* Ends one use of an archive. The last one closes the file and frees the archive, without its entries
+ * (see "Memory" above). */
 void ZIP_Close(nzfile* zip);
 
-/* The entry of exactly this name, or null. When found, sets its size and the length of its name.
- * The entry is the caller's until ZIP_ReadEntry has succeeded with it. */
+/* Returns the entry of exactly this name, or null. If it is found, stores its size, of which `*size`
+ * holds the low 32 bits only (`entry->size` has all 64), and the length of its name. */
 nzentry* ZIP_FindEntry(nzfile* zip, const char* name, int32_t* size, int32_t* nameLength);
 
-/* The entry of a place in the directory, or null outside 0 to `total` - 1; the caller's as above.
- */
+/* Returns the entry at a position of the directory, or null outside 0 to `total` - 1. */
 nzentry* ZIP_GetNextEntry(nzfile* zip, int32_t index);
 
-/* Reads an entry: `size` bytes to `buffer`, the name and a NUL to `nameBuffer`. 1 on success, which
- * takes the entry back; 0 on failure, with a line to stderr, and the entry stays the caller's. */
+/* Reads an entry: `size` bytes to `buffer`, the name and a NUL to `nameBuffer`. Returns 1 on success, which
+ * releases the entry. Returns 0 on failure, with a line to stderr, and the entry is not released. */
 int32_t ZIP_ReadEntry(nzfile* zip, nzentry* entry, char* buffer, char* nameBuffer);
 
-/* Inflates data of the zlib format that makes exactly `outLength` bytes. 1 on success, else 0;
- * `*message` becomes null or the reason. */
+/* Inflates data of the zlib format that yields exactly `outLength` bytes. Returns 1 on success, else 0;
+ * stores null or the reason in `*message`. */
 int32_t ZIP_InflateFully(void* in, int64_t inLength, void* out, int64_t outLength, char** message);
 
-/* What ZIP_GZip_Fully needs for input of a length: the most bytes of output without a comment, and
- * the bytes of working memory. Levels are zlib's; one above 9 means the default. Null, or a
- * message. */
+/* Stores what ZIP_GZip_Fully needs for input of a length: the most bytes of output without a comment,
+ * and the bytes of working memory. Levels are zlib's; one above 9 means the default. Returns null, or
+ * a message. */
 char* ZIP_GZip_InitParams(size_t inLength, size_t* outLength, size_t* tmpLength, int32_t level);
 
-/* Compresses to one gzip member, with no memory but `tmp`, which is aligned as by malloc. `comment`
- * goes into its header unless null. The compressed length, or 0 with `*message` set. */
+/* Compresses to one gzip member, with no memory but `tmp`, which is aligned as by malloc. A `comment`
+ * that isn't null is stored in its header. Returns the compressed length, or 0 with `*message` set. */
 size_t ZIP_GZip_Fully(void* in, size_t inLength, void* out, size_t outLength, void* tmp,
                       size_t tmpLength, int32_t level, char* comment, const char** message);
 
-/* A compiler that lays the structures out otherwise must not go on. */
+/* Types of the functions, for GetProcAddress. */
+typedef nzfile* (*norvca_zip_open_fn)(const char*, char**);
+typedef void (*norvca_zip_close_fn)(nzfile*);
+typedef nzentry* (*norvca_zip_find_entry_fn)(nzfile*, const char*, int32_t*, int32_t*);
+typedef nzentry* (*norvca_zip_get_next_entry_fn)(nzfile*, int32_t);
+typedef int32_t (*norvca_zip_read_entry_fn)(nzfile*, nzentry*, char*, char*);
+typedef int32_t (*norvca_zip_inflate_fully_fn)(void*, int64_t, void*, int64_t, char**);
+typedef char* (*norvca_zip_gzip_init_params_fn)(size_t, size_t*, size_t*, int32_t);
+typedef size_t (*norvca_zip_gzip_fully_fn)(void*, size_t, void*, size_t, void*, size_t, int32_t, char*,
+                                           const char**);
+
+typedef struct norvca_zip {
+    norvca_zip_open_fn open;
+    norvca_zip_close_fn close;
+    norvca_zip_find_entry_fn find_entry;
+    norvca_zip_get_next_entry_fn get_next_entry;
+    norvca_zip_read_entry_fn read_entry;
+    norvca_zip_inflate_fully_fn inflate_fully;
+    norvca_zip_gzip_init_params_fn gzip_init_params;
+    norvca_zip_gzip_fully_fn gzip_fully;
+} norvca_zip;
+
+/* For a client that has included <windows.h> before: fills a table from a loaded library. Returns 1, or
+ * 0 if the library lacks one of the functions. The library must stay loaded while the table is used. */
+#ifdef _WINDOWS_
+static __inline int norvca_zip_load(HMODULE library, norvca_zip* table) {
+    static const char* const kNames[] = {"ZIP_Open",         "ZIP_Close",           "ZIP_FindEntry",
+                                         "ZIP_GetNextEntry", "ZIP_ReadEntry",       "ZIP_InflateFully",
+                                         "ZIP_GZip_InitParams", "ZIP_GZip_Fully"};
+    size_t i;
+    for (i = 0; i < sizeof(kNames) / sizeof(kNames[0]); ++i) {
+        FARPROC function = GetProcAddress(library, kNames[i]);
+        if (function == NULL) {
+            return 0;
+        }
+        memcpy((char*)table + i * sizeof(function), &function, sizeof(function));
+    }
+    return 1;
+}
+#endif
+
+/* Stops a compiler that lays out the structures differently. */
 #define NZ_HOLDS(name, in64, in32, is) \
     typedef char nz_##name##_has_moved[(is) == (sizeof(void*) == 8 ? (in64) : (in32)) ? 1 : -1]
 #define NZ_AT(type, field, in64, in32) NZ_HOLDS(type##_##field, in64, in32, offsetof(type, field))

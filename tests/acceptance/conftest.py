@@ -57,9 +57,25 @@ def machine(prefix):
     return prefix
 
 
+@pytest.fixture
+def display(machine):
+    """A screen on which the machine shows its windows."""
+    with subprocess.Popen(["Xvfb", "-displayfd", "1", "-nolisten", "tcp"], text=True,
+                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as server:
+        machine.extra_environment = {"DISPLAY": f":{server.stdout.readline().strip()}"}   # when it is ready
+        yield
+        server.terminate()
+
+
 @pytest.fixture(scope="session")
-def builder(work, library, tools, bits):
-    return Builder(work / "packages", library, tools / "tool.exe", bits)
+def kit(library):
+    """The unpacked kit."""
+    return library.parents[1]
+
+
+@pytest.fixture(scope="session")
+def builder(work, library, tools, bits, kit):
+    return Builder(work / "packages", library, tools / "tool.exe", bits, kit / "wix")
 
 
 @pytest.fixture(scope="session")

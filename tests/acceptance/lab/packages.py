@@ -7,6 +7,7 @@ from dataclasses import dataclass, field
 from pathlib import Path
 from xml.sax.saxutils import quoteattr
 
+REPOSITORY = Path(__file__).resolve().parents[3]
 _names = uuid.UUID("a6f6dd0c-3d52-4a6c-9f43-0b2f4d1e7c11")
 
 
@@ -50,11 +51,11 @@ def zentra(kind, full_version, bits=64, **more):
     return Product(kind, full_version, code, upgrade_code, bits, **more)
 
 
-# What a product's own package gives to the update that it runs itself.
+# The arguments of an update that a product's own package runs for itself.
 UPDATE = "ProductCode=[ProductCode]"
 
 # Directories are known from here on. (By the name of CostFinalize wixl places an action last.)
-BEHIND_COSTS = 1001
+BEHIND_COSTS = 1020
 
 
 def _element(name, *content, **attributes):
@@ -63,17 +64,19 @@ def _element(name, *content, **attributes):
 
 
 class Builder:
-    """Makes packages in a directory. `library` is the DLL that goes into each, `tool` what most files are."""
+    """Makes packages in a directory. `library` is the DLL that goes into each, `tool` what most files are; `wix`
+    is the kit's folder of sources.
+    """
 
-    def __init__(self, directory, library, tool, library_bits=64):
+    def __init__(self, directory, library, tool, library_bits=64, wix=REPOSITORY / "kit/wix"):
         self.directory = Path(directory)
         self.directory.mkdir(parents=True, exist_ok=True)
         # The installer of a 32-bit package is the one that loads a 32-bit library.
-        self.library, self.tool, self.library_bits = library, tool, library_bits
+        self.library, self.tool, self.library_bits, self.wix = library, tool, library_bits, wix
         self._count = 0
 
-    def product(self, product, update=None):
-        """The package of a product; with `update` it runs the product update itself, deferred."""
+    def product(self, product, update=None, **more):
+        """The package of a product; with `update` it runs the product update itself. `more` as for package()."""
         files = dict.fromkeys(f"bin\\{name}.exe" for name in ["norv", "norvw"] + ["norvc"] * (product.kind == "QVK"))
         home = f"Norv\\{product.kind}-{product.version}"
         directory = f"C:\\Program Files{'' if product.bits == 64 else ' (x86)'}\\{home}"
@@ -82,18 +85,22 @@ class Builder:
                   (key, "RuntimeLib", f"{directory}\\bin\\server\\norv.dll"),
                   (key, "MicroVersion", "0"), *product.registry]
         return self.package(f"Norv {product.kind} {product.version}", product.product_code, product.upgrade_code,
-                            product.bits, home, files | product.files, values, product.full_version, update)
+                            product.bits, home, files | product.files, values, product.full_version, update, **more)
 
     def package(self, name="Norv helper", product_code="*", upgrade_code=None, bits=None, home="", files=None,
                 values=(("Software\\NorvLab", "installed", "1"),), full_version=None, update=None, immediate=(),
-                more=""):
+                actions=(), version="1.0.0", library=None, finished=True, more=""):
         """Builds one package.
 
         home       where its files are, below the program directory
         files      path below `home` -> file of this machine; None for the tool
         values     (key, name, value) written under HKLM
-        update     the "CustomActionData" of the product update, which then runs deferred
-        immediate  (export, its number in the sequence)
+        update     the arguments of the product update, which the kit then places
+        immediate  (export, its number in the sequence): declared here, not by the kit
+        actions    names of the kit's actions
+        version    the installer's version of the product
+        library    another norvca.dll
+        finished   whether wix/finish completes it
         more       more elements of the package's source
         """
         self._count += 1
@@ -121,39 +128,38 @@ class Builder:
             _element("RegistryValue", Root="HKLM", Key=key, Name=name, Value=value, Type="string",
                      KeyPath="no" if number else "yes") for number, (key, name, value) in enumerate(values)]))
         directory = _element("Directory", *content, Id="ProgramFiles64Folder" if bits == 64 else "ProgramFilesFolder")
-        # What a deferred action gets is the property of its own name.
-        set_properties = {"Location": ("ARPINSTALLLOCATION", "[INSTALLDIR]")} if home else {}
-        exports = dict(immediate)
+        declared, sequence = [], []
+        if home:
+            declared.append(_element("CustomAction", Id="Location", Property="ARPINSTALLLOCATION", Value="[INSTALLDIR]"))
+            sequence.append(_element("Custom", Action="Location", Sequence=BEHIND_COSTS))
+        for export, number in immediate:
+            declared.append(_element("CustomAction", Id=export, BinaryKey="norvca", DllEntry=export, Return="check",
+                                     Execute="immediate"))
+            sequence.append(_element("Custom", Action=export, Sequence=number))
         if update:
-            set_properties["Data"] = ("SetLatestQvr", update)
-            exports["SetLatestQvr"] = None
-        actions, sequence = [], []
-        for number, (identifier, (target, value)) in enumerate(set_properties.items(), BEHIND_COSTS):
-            actions.append(_element("CustomAction", Id=identifier, Property=target, Value=value))
-            sequence.append(_element("Custom", Action=identifier, Sequence=number))
-        for export, number in exports.items():
-            how = {"Execute": "immediate"} if number else {"Execute": "deferred", "Impersonate": "no"}
-            place = {"Sequence": number} if number else {"After": "PublishProduct"}
-            actions.append(_element("CustomAction", Id=export, BinaryKey="library", DllEntry=export, Return="check",
-                                    **how))
-            sequence.append(_element("Custom", Action=export, **place))
+            actions = [*actions, "SetLatestQvr"]
+            if update != UPDATE:
+                declared.append(_element("Property", Id="NORVCA_ARGUMENTS", Value=update))
+        included = [f"<?include {action}.wxi ?>" for action in actions or (["norvca"] if immediate else [])]
         source = _element(
             "Wix", _element(
                 "Product",
                 _element("Package", InstallerVersion=200, Compressed="yes", InstallScope="perMachine"),
                 _element("Media", Id=1, Cabinet="files.cab", EmbedCab="yes"),
                 _element("Property", Id="FullVersion", Value=full_version) if full_version else "",
-                _element("Binary", Id="library", SourceFile=self._local(self.library)),
                 _element("Directory", directory, Id="TARGETDIR", Name="SourceDir"),
                 _element("Feature", *[_element("ComponentRef", Id=c) for c in components], Id="all", Level=1),
-                *actions, _element("InstallExecuteSequence", *sequence), more,
-                Id=product_code, Name=name, Language=1033, Version="1.0.0", Manufacturer="Dovrin, Inc.",
+                *declared, *included, _element("InstallExecuteSequence", *sequence), more,
+                Id=product_code, Name=name, Language=1033, Version=version, Manufacturer="Dovrin, Inc.",
                 UpgradeCode=upgrade_code or f"{{{uuid.uuid4()}}}".upper()),
             xmlns="http://schemas.microsoft.com/wix/2006/wi")
         path = self.directory / f"package{self._count}.wxs"
         path.write_text(source, encoding="utf-8")
-        subprocess.run(["wixl", "--arch", "x64" if bits == 64 else "x86", "-o", f"{path.stem}.msi", path.name],
+        subprocess.run(["wixl", "--arch", "x64" if bits == 64 else "x86", "-I", self.wix, "-D",
+                        f"NorvcaLibrary={self._local(library or self.library)}", "-o", f"{path.stem}.msi", path.name],
                        check=True, stdout=subprocess.DEVNULL, cwd=self.directory)
+        if included and finished:
+            subprocess.run(["sh", self.wix / "finish", path.with_suffix(".msi")], check=True)
         return path.with_suffix(".msi")
 
     def _local(self, source):

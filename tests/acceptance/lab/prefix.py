@@ -94,26 +94,36 @@ class Prefix:
                 texts.append(stream.read().decode("utf-8", "replace"))
             return Finished(finished.returncode, *texts)
 
-    def msiexec(self, *arguments):
-        """Runs msiexec silently with a verbose log; its exit code and that log."""
+    def msiexec(self, *arguments, ui="/qn"):
+        """Runs msiexec, silently by default, with a verbose log; its exit code and that log."""
         log = self.drive_c / "msiexec.log"
         log.unlink(missing_ok=True)
-        finished = self.run("msiexec", *arguments, "/qn", "/l*v", "C:\\msiexec.log")
+        finished = self.run("msiexec", *arguments, ui, "/l*v", "C:\\msiexec.log")
         # A Unix exit code is the lowest byte of the installer's, whose failures are 1601 to 1661.
         code = finished.code + 0x600 if finished.code else 0
         text = log.read_bytes() if log.exists() else b""
         encoding = "utf-16" if text.startswith(b"\xff\xfe") else "utf-8"
         return Finished(code, finished.output + text.decode(encoding, "replace"), finished.errors)
 
-    def install(self, package, **properties):
+    def install(self, package, ui="/qn", **properties):
         return self.msiexec("/i", self.windows_path(package),
-                            *[f"{name}={value}" for name, value in properties.items()])
+                            *[f"{name}={value}" for name, value in properties.items()], ui=ui)
 
-    def remove(self, product_code):
-        return self.msiexec("/x", product_code)
+    def remove(self, product_code, **properties):
+        return self.msiexec("/x", product_code, *[f"{name}={value}" for name, value in properties.items()])
 
     def log(self):
         """The library's log, in the temporary directory of the account that ran the action; or nothing."""
         for path in self.drive_c.glob("users/*/**/tolmark.log"):
             return path.read_text(encoding="utf-8")
         return ""
+
+    def clear_log(self):
+        for path in self.drive_c.glob("users/*/**/tolmark.log"):
+            path.unlink()
+
+    def registry_value(self, key, name, bits=64):
+        """The text of a value in one view of the registry, or nothing."""
+        finished = self.run("reg", "query", key, "/v", name, f"/reg:{bits}")
+        lines = [line.strip() for line in finished.output.splitlines()]
+        return next((line.split("    ", 2)[2] for line in lines if line.startswith(f"{name} ")), "")
