@@ -18,7 +18,8 @@ if(WIN32)
     target_compile_definitions(project_options INTERFACE
         UNICODE _UNICODE WINVER=0x0601 _WIN32_WINNT=0x0601 _WIN32_MSI=500 NOMINMAX
         WIN32_LEAN_AND_MEAN)
-    # Symbols that ship name neither the source folder nor the build folder. The last option wins.
+    # Symbols that ship name neither the source folder nor the build folder. Of two options that match a
+    # name the last one counts.
     target_compile_options(project_options INTERFACE
         -fdebug-prefix-map=${PROJECT_SOURCE_DIR}/= -fdebug-prefix-map=${PROJECT_BINARY_DIR}=.)
     # The C++ run-time is linked statically: the DLL ships alone.

@@ -2,18 +2,18 @@
  * memory. Plain C with the C calling convention; the functions are exported by these names, and
  * norvca_zip_load fills a table of them.
  *
- * Archives and entries are plain structures that clients may read and must not change. Their layout is
- * part of the interface.
+ * Archives and entries are plain structures that clients may read and must not change. Their layout
+ * is part of the interface.
  *
  * Strings are UTF-8. Messages are static strings that nobody frees. Nothing is thrown.
  *
  * Threads: the first ZIP_Open of a process must return before any other function is called. After
  * that every function may be called on every thread.
  *
- * Memory: a successful ZIP_ReadEntry releases its entry; the pointer must not be used again. No other
- * function releases an entry. A client that lists names without reading keeps the memory of each
- * entry, some hundred bytes, until the process ends: ZIP_Close does not free it. The fields of such
- * an entry stay readable after ZIP_Close; reading its content needs the open archive.
+ * Memory: a successful ZIP_ReadEntry releases its entry; the pointer must not be used again. No
+ * other function releases an entry. A client that lists names without reading keeps the memory of
+ * each entry, some hundred bytes, until the process ends: ZIP_Close does not free it. The fields of
+ * such an entry stay readable after ZIP_Close; reading its content needs the open archive.
  */
 #ifndef NORVCA_ZIP_H
 #define NORVCA_ZIP_H
@@ -72,37 +72,40 @@ typedef struct nzfile {
     int64_t locpos;      /* length of what precedes the archive in the file */
 } nzfile;
 
-/* Returns the archive of this name: opens the file, or adds one use if it is open under the same name.
- * Returns null on failure, with `*message` set, or with null in it where the file is no archive or no
- * memory is left. Without `message` only an archive that is open already is returned. */
+/* Returns the archive of this name: opens the file, or adds one use if it is open under the same
+ * name. Returns null on failure, with `*message` set, or with null in it where the file is no
+ * archive or no memory is left. Without `message` only an archive that is open already is returned.
+ */
 nzfile* ZIP_Open(const char* name, char** message);
 
-/* Ends one use of an archive. The last one closes the file and frees the archive, without its entries
- * (see "Memory" above). */
+/* Ends one use of an archive. The last one closes the file and frees the archive, without its
+ * entries (see "Memory" above). */
 void ZIP_Close(nzfile* zip);
 
-/* Returns the entry of exactly this name, or null. If it is found, stores its size, of which `*size`
- * holds the low 32 bits only (`entry->size` has all 64), and the length of its name. */
+/* Returns the entry of exactly this name, or null. If it is found, stores its size, of which
+ * `*size` holds the low 32 bits only (`entry->size` has all 64), and the length of its name. */
 nzentry* ZIP_FindEntry(nzfile* zip, const char* name, int32_t* size, int32_t* nameLength);
 
 /* Returns the entry at a position of the directory, or null outside 0 to `total` - 1. */
 nzentry* ZIP_GetNextEntry(nzfile* zip, int32_t index);
 
-/* Reads an entry: `size` bytes to `buffer`, the name and a NUL to `nameBuffer`. Returns 1 on success, which
- * releases the entry. Returns 0 on failure, with a line to stderr, and the entry is not released. */
+/* Reads an entry: `size` bytes to `buffer`, the name and a NUL to `nameBuffer`. Returns 1 on
+ * success, which releases the entry. Returns 0 on failure, with a line to stderr, and the entry is
+ * not released. */
 int32_t ZIP_ReadEntry(nzfile* zip, nzentry* entry, char* buffer, char* nameBuffer);
 
-/* Inflates data of the zlib format that yields exactly `outLength` bytes. Returns 1 on success, else 0;
- * stores null or the reason in `*message`. */
+/* Inflates data of the zlib format that yields exactly `outLength` bytes. Returns 1 on success,
+ * else 0; stores null or the reason in `*message`. */
 int32_t ZIP_InflateFully(void* in, int64_t inLength, void* out, int64_t outLength, char** message);
 
-/* Stores what ZIP_GZip_Fully needs for input of a length: the most bytes of output without a comment,
- * and the bytes of working memory. Levels are zlib's; one above 9 means the default. Returns null, or
- * a message. */
+/* Stores what ZIP_GZip_Fully needs for input of a length: the most bytes of output without a
+ * comment, and the bytes of working memory. Levels are zlib's; one above 9 means the default.
+ * Returns null, or a message. */
 char* ZIP_GZip_InitParams(size_t inLength, size_t* outLength, size_t* tmpLength, int32_t level);
 
-/* Compresses to one gzip member, with no memory but `tmp`, which is aligned as by malloc. A `comment`
- * that isn't null is stored in its header. Returns the compressed length, or 0 with `*message` set. */
+/* Compresses to one gzip member, with no memory but `tmp`, which is aligned as by malloc. A
+ * `comment` that isn't null is stored in its header. Returns the compressed length, or 0 with
+ * `*message` set. */
 size_t ZIP_GZip_Fully(void* in, size_t inLength, void* out, size_t outLength, void* tmp,
                       size_t tmpLength, int32_t level, char* comment, const char** message);
 
@@ -114,8 +117,8 @@ typedef nzentry* (*norvca_zip_get_next_entry_fn)(nzfile*, int32_t);
 typedef int32_t (*norvca_zip_read_entry_fn)(nzfile*, nzentry*, char*, char*);
 typedef int32_t (*norvca_zip_inflate_fully_fn)(void*, int64_t, void*, int64_t, char**);
 typedef char* (*norvca_zip_gzip_init_params_fn)(size_t, size_t*, size_t*, int32_t);
-typedef size_t (*norvca_zip_gzip_fully_fn)(void*, size_t, void*, size_t, void*, size_t, int32_t, char*,
-                                           const char**);
+typedef size_t (*norvca_zip_gzip_fully_fn)(void*, size_t, void*, size_t, void*, size_t, int32_t,
+                                           char*, const char**);
 
 typedef struct norvca_zip {
     norvca_zip_open_fn open;
@@ -128,13 +131,14 @@ typedef struct norvca_zip {
     norvca_zip_gzip_fully_fn gzip_fully;
 } norvca_zip;
 
-/* For a client that has included <windows.h> before: fills a table from a loaded library. Returns 1, or
- * 0 if the library lacks one of the functions. The library must stay loaded while the table is used. */
+/* For a client that has included <windows.h> before: fills a table from a loaded library. Returns
+ * 1, or 0 if the library lacks one of the functions. The library must stay loaded while the table
+ * is used. */
 #ifdef _WINDOWS_
 static __inline int norvca_zip_load(HMODULE library, norvca_zip* table) {
-    static const char* const kNames[] = {"ZIP_Open",         "ZIP_Close",           "ZIP_FindEntry",
-                                         "ZIP_GetNextEntry", "ZIP_ReadEntry",       "ZIP_InflateFully",
-                                         "ZIP_GZip_InitParams", "ZIP_GZip_Fully"};
+    static const char* const kNames[] = {
+        "ZIP_Open",      "ZIP_Close",        "ZIP_FindEntry",       "ZIP_GetNextEntry",
+        "ZIP_ReadEntry", "ZIP_InflateFully", "ZIP_GZip_InitParams", "ZIP_GZip_Fully"};
     size_t i;
     for (i = 0; i < sizeof(kNames) / sizeof(kNames[0]); ++i) {
         FARPROC function = GetProcAddress(library, kNames[i]);

@@ -12,7 +12,7 @@ from lab.prefix import Prefix
 OPTIONS = {
     "library": (Path, "norvca.dll in the kit's layout"),
     "bits": (int, "its architecture: 64 or 32"),
-    "tools": (Path, "where callaction.exe lies"),
+    "tools": (Path, "the directory of callaction.exe"),
     "dry_run_program": (Path, "the dry run"),
     "work": (Path, "a directory to work in; emptied first"),
 }

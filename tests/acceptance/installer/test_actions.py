@@ -2,18 +2,19 @@
 
 import re
 import subprocess
+import zipfile
 
 import pytest
 
-from lab.packages import BEHIND_COSTS
+from lab.packages import AFTER_COSTS
 
 
 def test_the_installers_log_gets_the_records_of_the_reserved_location_actions(machine, builder):
-    package = builder.package(immediate=[("checkIfInstallDirReserved", BEHIND_COSTS),
-                                         ("MSIIsLocalSystemSupported", BEHIND_COSTS + 1)])
+    package = builder.package(immediate=[("checkIfInstallDirReserved", AFTER_COSTS),
+                                         ("MSIIsLocalSystemSupported", AFTER_COSTS + 1)])
     finished = machine.install(package)
     assert finished.code == 0, finished
-    # Wine takes what stands in brackets for the names of properties, also in the text that has been put
+    # Wine takes text in brackets for the names of properties, also in the text that has been put
     # into the template, and shows their empty values: the place is missing, and so are the run modes.
     first, modes, done, last = re.findall(r"^Norv (?:\[.*?\])? ?((?:TRACE|INFO|WARNING|ERROR): .*)$",
                                           finished.output, re.MULTILINE)
@@ -56,7 +57,7 @@ def test_two_actions_of_one_package_around_a_removal(machine, builder, updater, 
 def test_a_process_short_of_memory_lives(session):
     """Each allocation fails in turn: the action ends as it does else, or by the failure of its frame."""
     lines = session("set=INSTALLDIR=C:\\new", "memory=MSIValidateInstallDir", "memory=checkIfInstallDirReserved",
-                    # Without a session it fails anyhow: then the memory for its own throw lacks too.
+                    # Without a session it fails anyhow: then its own throw has no memory either.
                     "close", "memory=MSIValidateInstallDir")
     print("\n".join(lines))
     assert [re.findall(r"times (\d+)", line) for line in lines] == [["0", "1627"], ["0", "1603"], ["1627"]]
@@ -70,3 +71,11 @@ def test_the_compilers_own_library_came_first(machine, session, bits):
     assert session(f"load={machine.windows_path(path)}", "close", "call=MSIValidateInstallDir",
                    "call=checkIfInstallDirReserved") == [
         "load: 1", "call MSIValidateInstallDir: 1627", "call checkIfInstallDirReserved: 1603"]
+
+
+def test_a_client_in_c_reads_an_archive(machine, library, tools, tmp_path):
+    with zipfile.ZipFile(tmp_path / "a.zip", "w", zipfile.ZIP_DEFLATED) as archive:
+        archive.writestr("one", "first")
+        archive.writestr("d/two", "second" * 3)
+    finished = machine.run(tools / "zipclient.exe", machine.windows_path(library), machine.windows_path(tmp_path / "a.zip"))
+    assert finished.output.splitlines() == ["one: first", "d/two: secondsecondsecond"]

@@ -24,5 +24,5 @@ def test_first_product(machine, builder, describe_program, bits, tmp_path):
             "icon": f"{HOME}\\bin\\norv.exe,0"},
     }
     assert {name: found.get(name.casefold()) for name in expected} == expected
-    # The file version of bin\norv.exe completes what the product code tells.
+    # The file version of bin\norv.exe completes the version in the product code.
     assert "|1.8.0_451-b10|QVR|" in machine.log()

@@ -32,7 +32,7 @@ class Product:
 
 
 def legacy_qvr(update=451, bits=64, **more):
-    """A runtime of the 1.8 line, whose product code tells its version."""
+    """A runtime of the 1.8 line, whose product code contains its version."""
     code = f"{{26A24AE4-039D-4CA4-87B4-2F{bits}180{update:03d}F0}}"
     return Product("QVR", f"1.8.0_{update}-b10", code, bits=bits, **more)
 
@@ -55,7 +55,7 @@ def zentra(kind, full_version, bits=64, **more):
 UPDATE = "ProductCode=[ProductCode]"
 
 # Directories are known from here on. (By the name of CostFinalize wixl places an action last.)
-BEHIND_COSTS = 1020
+AFTER_COSTS = 1020
 
 
 def _element(name, *content, **attributes):
@@ -131,7 +131,7 @@ class Builder:
         declared, sequence = [], []
         if home:
             declared.append(_element("CustomAction", Id="Location", Property="ARPINSTALLLOCATION", Value="[INSTALLDIR]"))
-            sequence.append(_element("Custom", Action="Location", Sequence=BEHIND_COSTS))
+            sequence.append(_element("Custom", Action="Location", Sequence=AFTER_COSTS))
         for export, number in immediate:
             declared.append(_element("CustomAction", Id=export, BinaryKey="norvca", DllEntry=export, Return="check",
                                      Execute="immediate"))

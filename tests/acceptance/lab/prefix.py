@@ -50,7 +50,7 @@ class Prefix:
         subprocess.run([MAKE_PREFIX, self.directory], check=True)
 
     def path(self, windows_path):
-        """The file behind a path on drive C:."""
+        """The file of this machine that is a path on drive C:."""
         return self.drive_c / windows_path[3:].replace("\\", "/")
 
     def write(self, windows_path, data):
