@@ -5,9 +5,19 @@
 namespace simulated {
 
 bool NameLess::operator()(std::u16string_view a, std::u16string_view b) const {
-    return std::lexicographical_compare(
-        a.begin(), a.end(), b.begin(), b.end(),
-        [](char16_t left, char16_t right) { return upperCase(left) < upperCase(right); });
+    const std::size_t common = std::min(a.size(), b.size());
+    for (std::size_t i = 0; i < common; ++i) {
+        // Most names that are compared begin alike.
+        if (a[i] == b[i]) {
+            continue;
+        }
+        const char16_t left = upperCase(a[i]);
+        const char16_t right = upperCase(b[i]);
+        if (left != right) {
+            return left < right;
+        }
+    }
+    return a.size() < b.size();
 }
 
 std::vector<std::u16string> components(std::u16string_view path) {

@@ -112,7 +112,7 @@ std::u16string upperCase(std::u16string_view text) {
 
 bool sameText(std::u16string_view a, std::u16string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char16_t left, char16_t right) {
-        return upperCase(left) == upperCase(right);
+        return left == right || upperCase(left) == upperCase(right);
     });
 }
 
