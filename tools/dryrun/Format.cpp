@@ -10,6 +10,8 @@
 #include <set>
 #include <utility>
 
+#include "dryrun/Description.h"
+#include "dryrun/Encoding.h"
 #include "simulated/machine/files/FilePath.h"
 #include "simulated/machine/Names.h"
 
@@ -17,13 +19,14 @@ using simulated::fromUtf8;
 
 namespace {
 
-constexpr std::size_t kMostBytes = 64u << 20;
-constexpr int kMostDepth = 12;
-constexpr std::size_t kMostShown = 200;
-/// Both the registry and the disk end a path long before.
-constexpr std::size_t kMostPathUnits = 32767;
-constexpr std::size_t kMostKeyUnits = 255;
-constexpr std::size_t kMostCodeBytes = 38;
+constexpr std::size_t kMaxBytes = 64u << 20;
+constexpr int kMaxDepth = 12;
+constexpr std::size_t kMaxShown = 200;
+/// The registry has no more levels (Microsoft, "Registry Element Size Limits").
+constexpr std::size_t kMaxKeyLevels = 512;
+constexpr std::size_t kMaxPathUnits = 32767;
+constexpr std::size_t kMaxKeyUnits = 255;
+constexpr std::size_t kCodeBytes = 38;
 
 /// An object has its members, or members of any name that is as "<>" tells, the first that fits; an
 /// array has items of one shape; a value is as its text tells, in the words of messages.
@@ -91,17 +94,18 @@ bool isRegistryValue(const Json& value) {
 
 bool isKeyPath(const std::string& key) {
     const std::vector<std::u16string> names = simulated::components(fromUtf8(key));
-    return names.size() > 1 && !key.ends_with('\\') && key.find("\\\\") == std::string::npos &&
+    return names.size() > 1 && names.size() <= kMaxKeyLevels && !key.ends_with('\\') &&
+           key.find("\\\\") == std::string::npos &&
            (names[0] == u"HKLM" || names[0] == u"HKCU" || names[0] == u"HKU") &&
            std::all_of(names.begin(), names.end(), [](const auto& name) {
-               return name != u"." && name != u".." && name.size() <= kMostKeyUnits;
+               return name != u"." && name != u".." && name.size() <= kMaxKeyUnits;
            });
 }
 
 bool isCode(const std::string& text) {
     static const std::regex kForm(
         "\\{[0-9A-Fa-f]{8}-[0-9A-Fa-f]{4}-[0-9A-Fa-f]{4}-[0-9A-Fa-f]{4}-[0-9A-Fa-f]{12}\\}");
-    return text.size() == kMostCodeBytes && std::regex_match(text, kForm);
+    return text.size() == kCodeBytes && std::regex_match(text, kForm);
 }
 
 using Form = bool (*)(const Json&);
@@ -132,7 +136,12 @@ const std::map<std::string, Form> kForms = {
 
 // ---- Shapes ----
 
-void expectShape(const std::string& place, const Json& value, const Json& shape);
+/// The levels below a part at which null removes what the machine has by default: keys and values
+/// of the registry, files.
+const std::map<std::string, int> kRemovableLevels = {{"registry", 2}, {"files", 1}};
+
+void expectShape(const std::string& place, const Json& value, const Json& shape,
+                 int removableLevels);
 
 [[noreturn]] void refuseForm(const std::string& place, const std::string& form, const Json& value) {
     const auto example = kExamples.find(form);
@@ -159,13 +168,21 @@ const Json& memberShape(const std::string& place, const std::string& name, const
     refuse(place, "known names (" + nearestName(name, known) + "?)", name);
 }
 
-void expectMembers(const std::string& place, const Json& value, const Json& shapes) {
+void expectMembers(const std::string& place, const Json& value, const Json& shapes,
+                   int removableLevels) {
     if (!value.is_object()) {
         refuse(place, "an object", value);
     }
-    const char* const separator = &shapes == &kShape ? ": " : ".";
+    const bool isDescription = &shapes == &kShape;
     for (const auto& [name, member] : value.items()) {
-        expectShape(place + separator + name, member, memberShape(place, name, shapes));
+        const Json& shape = memberShape(place, name, shapes);
+        if (removableLevels > 0 && member.is_null()) {
+            continue;
+        }
+        const auto part = kRemovableLevels.find(name);
+        const bool isPart = isDescription && part != kRemovableLevels.end();
+        expectShape(place + (isDescription ? ": " : ".") + name, member, shape,
+                    isPart ? part->second : removableLevels - 1);
     }
 }
 
@@ -174,13 +191,14 @@ void expectItems(const std::string& place, const Json& value, const Json& shape)
         refuse(place, "an array", value);
     }
     for (std::size_t i = 0; i < value.size(); ++i) {
-        expectShape(place + "[" + std::to_string(i) + "]", value[i], shape);
+        expectShape(place + "[" + std::to_string(i) + "]", value[i], shape, 0);
     }
 }
 
-void expectShape(const std::string& place, const Json& value, const Json& shape) {
+void expectShape(const std::string& place, const Json& value, const Json& shape,
+                 int removableLevels) {
     if (shape.is_object()) {
-        expectMembers(place, value, shape);
+        expectMembers(place, value, shape, removableLevels);
     } else if (shape.is_array()) {
         expectItems(place, value, shape[0]);
     } else if (!kForms.at(shape)(value)) {
@@ -203,7 +221,7 @@ std::size_t editDistance(std::string_view a, std::string_view b) {
 }
 
 std::string shortened(const std::string& text) {
-    return text.size() <= kMostShown ? text : text.substr(0, kMostShown) + "…";
+    return text.size() <= kMaxShown ? text : text.substr(0, kMaxShown) + "…";
 }
 
 }  // namespace
@@ -222,22 +240,28 @@ std::string nearestName(std::string_view name, const std::vector<std::string>& k
     });
 }
 
-Json parseDescription(const std::string& name, const std::string& text) {
-    if (text.size() > kMostBytes) {
+Json parseDescription(const std::string& name, const std::string& bytes) {
+    if (bytes.size() > kMaxBytes) {
         throw BadInput(name + ": expected at most 64 MB, found more");
+    }
+    const std::string text = utf8Of(bytes);
+    if (text.find('\0') != std::string::npos) {
+        throw BadInput(name + ": expected JSON, found a NUL");
     }
     std::vector<std::set<std::string>> objects;
     const auto watch = [&](int depth, Json::parse_event_t event, Json& parsed) {
-        if (depth > kMostDepth) {
+        if (depth > kMaxDepth) {
             throw BadInput(name + ": expected few levels of objects and arrays, found more than " +
-                           std::to_string(kMostDepth));
+                           std::to_string(kMaxDepth));
         }
         if (event == Json::parse_event_t::object_start) {
             objects.emplace_back();
         } else if (event == Json::parse_event_t::object_end) {
             objects.pop_back();
-        } else if (event == Json::parse_event_t::key && !objects.back().insert(parsed).second) {
-            refuse(name, "each name once in an object", parsed, parsed.dump() + " twice");
+        } else if (event == Json::parse_event_t::key &&
+                   !objects.back().insert(foldedName(parsed.get<std::string>())).second) {
+            refuse(name, "each name once in an object, in any case", parsed,
+                   parsed.dump() + " twice");
         }
         return true;
     };
@@ -253,7 +277,7 @@ Json parseDescription(const std::string& name, const std::string& text) {
 }
 
 void expectDescription(const std::string& name, const Json& description) {
-    expectShape(name, description, kShape);
+    expectShape(name, description, kShape, 0);
 }
 
 std::optional<std::u16string> pathOf(std::string text) {
@@ -262,9 +286,10 @@ std::optional<std::u16string> pathOf(std::string text) {
     }
     const std::u16string path = fromUtf8(text);
     const simulated::FilePath parsed = simulated::parsePath(path, u"C:\\");
-    const bool isAbsolute = path.starts_with(u"\\\\") || (path.size() > 2 && path[1] == u':');
+    const bool isAbsolute = path.starts_with(u"\\\\") || (path.size() > 2 && path[1] == u':' &&
+                                                          (path[2] == u'\\' || path[2] == u'/'));
     const bool isGood =
-        isAbsolute && parsed.status == 0 && !parsed.isDevice && path.size() <= kMostPathUnits;
+        isAbsolute && parsed.status == 0 && !parsed.isDevice && path.size() <= kMaxPathUnits;
     return isGood ? std::optional(path) : std::nullopt;
 }
 

@@ -29,7 +29,7 @@ std::string nearestName(std::string_view name, const std::vector<std::string>& k
 /// Reads a description: what it gives has the members and types of the format. Throws BadInput for
 /// anything else, such as a text of more than 64 MB or a name twice in one object; `name` is how
 /// messages call the text.
-Json parseDescription(const std::string& name, const std::string& text);
+Json parseDescription(const std::string& name, const std::string& bytes);
 /// Throws BadInput for what is no description.
 void expectDescription(const std::string& name, const Json& description);
 

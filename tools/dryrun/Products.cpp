@@ -85,52 +85,100 @@ bool isVersionKey(const std::string& key, const Json& values, const std::string&
            key.starts_with("HKLM") && !std::regex_match(key, copy);
 }
 
-}  // namespace
+/// What a product's package leaves behind is derived from this.
+struct UsualProduct {
+    bool isKit;
+    unsigned bits;
+    bool is64BitSystem;
+    std::string version;
+    std::string home;
+    Told told;
+};
 
-Json usualProduct(const std::string& place, const Json& product, bool is64BitSystem) {
-    if (!product.contains("type")) {
-        refuse(place, R"("type" of "QVR" or "QVK" beside "version")", product);
-    }
-    const bool isKit = product["type"] == "QVK";
-    const unsigned bits = product.value("bits", 64u);
-    const std::string version = product.value("version", "");
-    const std::optional<Told> told = toldBy(version, isKit, bits);
-    if (!told) {
-        refuse(place, R"("version" such as "1.8.0_451-b10" or "21.0.12.1+1")", version);
-    }
-    const std::string home = product.contains("home")
-                                 ? simulated::toUtf8(*pathOf(product["home"]))
-                                 : std::string("C:\\Program Files") + (bits == 64 ? "" : " (x86)") +
-                                       "\\Norv\\" + (isKit ? "QVK-" : "QVR-") + told->keyName;
+/// Whether the package provides command shims: a 64-bit kit from 11.0.8 on within 11, or from 15
+/// on.
+bool isShimAware(const UsualProduct& product) {
+    const auto& [first, second, third, fourth] = product.told.fileVersion;
+    const bool isLate11 = first == 11 && (second > 0 || third >= 8);
+    return product.isKit && product.bits == 64 && !product.told.isLegacy &&
+           (isLate11 || first >= 15);
+}
 
-    Json usual;
-    const auto& file = told->fileVersion;
-    const std::string runtime = isKit && told->isLegacy ? "qvr\\bin\\" : "bin\\";
-    const char* const bridge = bits == 64 ? "-64" : is64BitSystem ? "-32" : "";
+Json usualFiles(const UsualProduct& product) {
+    const auto& version = product.told.fileVersion;
+    const std::string runtime = product.isKit && product.told.isLegacy ? "qvr\\bin\\" : "bin\\";
+    const char* const bridge = product.bits == 64 ? "-64" : product.is64BitSystem ? "-32" : "";
+    const Json facts = {
+        {"version", format("%u.%u.%u.%u", version[0], version[1], version[2], version[3])}};
+    Json files;
     for (const std::string& name :
          {std::string("bin\\norv.exe"), std::string("bin\\norvw.exe"),
-          std::string(isKit ? "bin\\norvc.exe" : "bin\\norvcpl.exe"), runtime + "alinkswitch.exe",
-          runtime + "WindowsAssistLink" + bridge + ".dll"}) {
-        usual["files"][home + "\\" + name] = {
-            {"version", format("%u.%u.%u.%u", file[0], file[1], file[2], file[3])}};
+          std::string(product.isKit ? "bin\\norvc.exe" : "bin\\norvcpl.exe"),
+          runtime + "alinkswitch.exe", runtime + "WindowsAssistLink" + bridge + ".dll"}) {
+        files[product.home + "\\" + name] = facts;
     }
-    const char* const family =
-        told->isLegacy ? (isKit ? "Norv Development Kit\\" : "Norv Runtime Environment\\")
-                       : (isKit ? "QVK\\" : "QVR\\");
-    usual["registry"][std::string("HKLM\\Software\\") +
-                      (bits == 32 && is64BitSystem ? "Wow6432Node\\" : "") + "Halvorex\\" + family +
-                      told->keyName] = {
-        {"NorvHome", home},
-        {"RuntimeLib", home + "\\bin\\server\\norv.dll"},
-        {"MicroVersion", std::to_string(file[told->isLegacy ? 1 : 2])}};
-    usual["products"] = {
-        {{"code", told->code},
-         {"upgradeCode", told->upgradeCode},
-         {"info",
-          {{"InstallLocation", home + "\\"},
-           {"ProductName", (isKit ? "Norv Core Development Kit " : "Norv Runtime ") + version}}},
-         {"package", {{"properties", {{"FullVersion", version}}}}}}};
-    return usual;
+    if (isShimAware(product)) {
+        for (const char* name : {"norv.exe", "norvw.exe"}) {
+            files[std::string("C:\\Program Files\\Common Files\\Dovrin\\Norv\\norvtmp\\") + name] =
+                facts;
+        }
+    }
+    return files;
+}
+
+Json usualKeys(const UsualProduct& product) {
+    const std::string family =
+        product.told.isLegacy
+            ? (product.isKit ? "Norv Development Kit\\" : "Norv Runtime Environment\\")
+            : (product.isKit ? "QVK\\" : "QVR\\");
+    const std::string view = product.bits == 32 && product.is64BitSystem
+                                 ? "HKLM\\Software\\Wow6432Node"
+                                 : "HKLM\\Software";
+    const unsigned micro = product.told.fileVersion[product.told.isLegacy ? 1 : 2];
+    return {{view + "\\Halvorex\\" + family + product.told.keyName,
+             {{"NorvHome", product.home},
+              {"RuntimeLib", product.home + "\\bin\\server\\norv.dll"},
+              {"MicroVersion", std::to_string(micro)}}}};
+}
+
+std::string usualHome(const UsualProduct& product) {
+    const bool isForeign = product.bits == 32 && product.is64BitSystem;
+    return std::string("C:\\Program Files") + (isForeign ? " (x86)" : "") + "\\Norv\\" +
+           (product.isKit ? "QVK-" : "QVR-") + product.told.keyName;
+}
+
+}  // namespace
+
+Json usualProduct(const std::string& place, const Json& json, bool is64BitSystem) {
+    if (!json.contains("type")) {
+        refuse(place, R"("type" of "QVR" or "QVK" beside "version", "bits" and "home")", json);
+    }
+    UsualProduct product = {.isKit = json["type"] == "QVK",
+                            .bits = json.value("bits", is64BitSystem ? 64u : 32u),
+                            .is64BitSystem = is64BitSystem,
+                            .version = json.value("version", ""),
+                            .home = {},
+                            .told = {}};
+    if (product.bits == 64 && !is64BitSystem) {
+        refuse(place + ".bits", "32, as Windows has", json["bits"]);
+    }
+    const std::optional<Told> told = toldBy(product.version, product.isKit, product.bits);
+    if (!told) {
+        refuse(place, R"("version" such as "1.8.0_451-b10" or "21.0.12.1+1")", product.version);
+    }
+    product.told = *told;
+    product.home =
+        json.contains("home") ? simulated::toUtf8(*pathOf(json["home"])) : usualHome(product);
+    const std::string name = product.isKit ? "Norv Core Development Kit " : "Norv Runtime ";
+    return {
+        {"files", usualFiles(product)},
+        {"registry", usualKeys(product)},
+        {"products",
+         {{{"code", told->code},
+           {"upgradeCode", told->upgradeCode},
+           {"info",
+            {{"InstallLocation", product.home + "\\"}, {"ProductName", name + product.version}}},
+           {"package", {{"properties", {{"FullVersion", product.version}}}}}}}}};
 }
 
 bool removeProduct(DescribedMachine& described, const std::string& code) {
