@@ -41,17 +41,18 @@ const Json kShape = Json::parse(R"({
     "drives": {"<a letter from A to Z>": "fixed, remote, cdrom, removable or ramdisk"},
     "registry": {"<a key below HKLM, HKCU or HKU>": {"<a text>": "a registry value"}},
     "files": {
-        "<a directory's path>": {"link": "a path", "readOnly": "true or false"},
-        "<a path>": {"size": "a whole number up to 2^62", "text": "a text", "manifest": "a text",
+        "<a directory's path>": {"link": "a link", "readOnly": "true or false"},
+        "<a path>": {"size": "a whole number up to 2^62", "text": "a content",
+            "manifest": "a content", "link": "a link",
             "version": "up to 4 numbers below 65536 with dots between",
             "readOnly": "true or false", "inUse": "true or false",
             "shortcut": {"target": "a text", "arguments": "a text", "description": "a text",
                 "icon": "a text", "internet": "true or false"}}},
     "products": [{"code": "a code", "upgradeCode": "a code", "info": {"<a text>": "a text"},
         "type": "QVR or QVK", "version": "a text", "bits": "32 or 64", "home": "a path",
-        "package": {"status": "a whole number up to 2^32 - 1", "upgrade": ["a text"],
+        "package": {"path": "a text", "status": "a whole number up to 2^32 - 1", "upgrade": ["a text"],
             "properties": {"<a text>": "a text"}, "components": {"<a text>": "a text"}}}],
-    "package": {"status": "a whole number up to 2^32 - 1", "upgrade": ["a text"],
+    "package": {"path": "a text", "status": "a whole number up to 2^32 - 1", "upgrade": ["a text"],
         "properties": {"<a text>": "a text"}, "components": {"<a text>": "a text"}},
     "atRestart": [{"from": "a text", "to": "a text"}],
     "unread": [{"what": "a text", "status": "a whole number up to 2^32 - 1"}]
@@ -60,6 +61,9 @@ const Json kShape = Json::parse(R"({
 const std::map<std::string, std::string> kExamples = {
     {"a text", " without NUL"},
     {"a path", R"(, absolute, such as "C:\\x")"},
+    {"a content", R"( or {"hex": digits in pairs})"},
+    {"a link",
+     R"(: an absolute path, a name that begins with "\\??\\", or {"hex": digits in pairs})"},
     {"a code", " such as {26A24AE4-039D-4CA4-87B4-2F64180451F0}"},
     {"a registry value",
      R"(: a text, a number, {"expand": text} or {"type": number, "hex": digits in pairs})"}};
@@ -82,6 +86,16 @@ bool isNumber32(const Json& value) {
     return isNumber(value, 0xFFFFFFFF);
 }
 
+bool isHex(const Json& value) {
+    return value.is_object() && value.size() == 1 && value.contains("hex") &&
+           isText(value["hex"]) && bytesOf(textOf(value["hex"])).has_value();
+}
+
+bool isLink(const Json& value) {
+    const std::string text = textOf(value);
+    return isHex(value) || text.starts_with("\\??\\") || pathOf(text).has_value();
+}
+
 bool isRegistryValue(const Json& value) {
     const auto has = [&](const char* name, const auto& isGood) {
         return value.is_object() && value.contains(name) && isGood(value[name]);
@@ -97,9 +111,8 @@ bool isKeyPath(const std::string& key) {
     return names.size() > 1 && names.size() <= kMaxKeyLevels && !key.ends_with('\\') &&
            key.find("\\\\") == std::string::npos &&
            (names[0] == u"HKLM" || names[0] == u"HKCU" || names[0] == u"HKU") &&
-           std::all_of(names.begin(), names.end(), [](const auto& name) {
-               return name != u"." && name != u".." && name.size() <= kMaxKeyUnits;
-           });
+           std::all_of(names.begin(), names.end(),
+                       [](const auto& name) { return name.size() <= kMaxKeyUnits; });
 }
 
 bool isCode(const std::string& text) {
@@ -112,6 +125,8 @@ using Form = bool (*)(const Json&);
 
 const std::map<std::string, Form> kForms = {
     {"a text", isText},
+    {"a content", [](const Json& value) { return isText(value) || isHex(value); }},
+    {"a link", isLink},
     {"true or false", [](const Json& value) { return value.is_boolean(); }},
     {"32 or 64", [](const Json& value) { return value == 32 || value == 64; }},
     {"a whole number up to 2^32 - 1", isNumber32},
@@ -285,12 +300,19 @@ std::optional<std::u16string> pathOf(std::string text) {
         text.pop_back();
     }
     const std::u16string path = fromUtf8(text);
-    const simulated::FilePath parsed = simulated::parsePath(path, u"C:\\");
+    const simulated::FilePath parsed = simulated::parsePath(unlimitedPath(path), u"C:\\");
     const bool isAbsolute = path.starts_with(u"\\\\") || (path.size() > 2 && path[1] == u':' &&
                                                           (path[2] == u'\\' || path[2] == u'/'));
     const bool isGood =
         isAbsolute && parsed.status == 0 && !parsed.isDevice && path.size() <= kMaxPathUnits;
     return isGood ? std::optional(path) : std::nullopt;
+}
+
+std::u16string unlimitedPath(const std::u16string& path) {
+    if (path.size() < MAX_PATH) {
+        return path;
+    }
+    return path.starts_with(u"\\\\") ? u"\\\\?\\UNC" + path.substr(1) : u"\\\\?\\" + path;
 }
 
 std::optional<std::array<std::uint16_t, 4>> versionOf(const std::string& text, std::size_t most) {

@@ -36,6 +36,9 @@ void expectDescription(const std::string& name, const Json& description);
 /// An absolute path without a separator at its end; nothing for anything else.
 std::optional<std::u16string> pathOf(std::string text);
 
+/// The form of a path in which no call refuses it for its length.
+std::u16string unlimitedPath(const std::u16string& path);
+
 /// Up to `most` numbers of 16 bits with dots between; those left out at the end are 0.
 std::optional<std::array<std::uint16_t, 4>> versionOf(const std::string& text, std::size_t most);
 

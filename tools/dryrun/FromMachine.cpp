@@ -7,6 +7,7 @@
 #include "dryrun/Description.h"
 #include "simulated/machine/files/VersionBlock.h"
 #include "simulated/machine/Wide.h"
+#include "simulated/machine/files/FileTree.h"
 
 using simulated::fromUtf8;
 using simulated::toUtf8;
@@ -33,10 +34,11 @@ void putText(Json& json, const char* name, const std::u16string& text) {
 }
 
 Json packageJson(const simulated::Package& package) {
-    if (package.openStatus() != 0) {
-        return {{"status", package.openStatus()}};
-    }
     Json json = Json::object();
+    if (package.openStatus() != 0) {
+        json["status"] = package.openStatus();
+        return json;
+    }
     for (const auto& row : package.find(u"Property")->rows()) {
         json["properties"][toUtf8(row[0])] = toUtf8(row[1]);
     }
@@ -58,7 +60,9 @@ Json productJson(const simulated::Product& product) {
                  {"package", packageJson(product.package)}};
     putText(json, "upgradeCode", product.upgradeCode);
     for (const auto& [name, value] : product.properties) {
-        if (name != u"LocalPackage") {
+        if (name == u"LocalPackage") {
+            json["package"]["path"] = toUtf8(value);
+        } else {
             json["info"][toUtf8(name)] = toUtf8(value);
         }
     }
@@ -79,11 +83,42 @@ Json shortcutJson(const simulated::ShellLink& link) {
     return json;
 }
 
+std::string hexDigits(std::string_view bytes) {
+    constexpr const char* kDigits = "0123456789abcdef";
+    std::string hex;
+    for (const char c : bytes) {
+        hex += kDigits[static_cast<unsigned char>(c) >> 4];
+        hex += kDigits[c & 15];
+    }
+    return hex;
+}
+
+/// A content as text if it is one.
+Json contentJson(const std::string& content) {
+    const bool isText =
+        content.find('\0') == std::string::npos && toUtf8(fromUtf8(content)) == content;
+    return isText ? Json(content) : Json{{"hex", hexDigits(content)}};
+}
+
+/// A link as its stored name, in short for a path of a drive, or its whole buffer.
+Json linkJson(const std::string& buffer) {
+    const std::u16string kernelPrefix = u"\\??\\";
+    const std::u16string name = simulated::substituteName(buffer);
+    if (!name.starts_with(kernelPrefix)) {
+        return {{"hex", hexDigits(buffer)}};
+    }
+    const std::u16string path = name.substr(kernelPrefix.size());
+    const bool isDrivePath = path.size() > 2 && path[1] == u':' && path[2] == u'\\';
+    return toUtf8(isDrivePath ? path : name);
+}
+
 Json fileJson(const simulated::FileNode& node, const DescribedMachine& described) {
     Json json = Json::object();
     const auto told = described.toldContents.find(node.content);
-    if (node.isDirectory) {
-        putText(json, "link", described.machine.volumes.junctionTarget(node.path()).value_or(u""));
+    if (!node.reparse.empty()) {
+        json["link"] = linkJson(node.reparse);
+    } else if (node.isDirectory) {
+        json = Json::object();
     } else if (told != described.toldContents.end()) {
         json = told->second;
     } else if (const auto link = simulated::parseShellLink(node.content)) {
@@ -91,7 +126,7 @@ Json fileJson(const simulated::FileNode& node, const DescribedMachine& described
     } else if (node.content.empty()) {
         json["size"] = 0;
     } else {
-        json["text"] = node.content;
+        json["text"] = contentJson(node.content);
     }
     if (!node.version.empty()) {
         json["version"] = simulated::describeVersion(node.version);
@@ -122,21 +157,43 @@ void writeEntries(const simulated::FileNode& directory, const std::string& path,
     }
 }
 
-/// Takes out what stands on every Windows and isn't named.
-void removeUsual(Json& part, const Json& usual, const std::set<std::string>& named) {
-    for (const auto& [key, facts] : usual.items()) {
-        const auto found = part.find(key);
-        if (found == part.end()) {
+/// Removes what the machine has by default and nobody wrote. A default that it doesn't have becomes
+/// null, and a key without its default values an empty object.
+void removeUsualKeys(const Json& usual, const DescribedMachine& described, Json& keys) {
+    const auto isNamed = [&](const std::string& name) { return described.named.contains(name); };
+    for (const auto& [key, usualValues] : usual.items()) {
+        if (!described.machine.registry.hasKey(simulated::View::Bits64, fromUtf8(key))) {
+            keys[key] = nullptr;
             continue;
         }
-        for (const auto& [name, value] : facts.items()) {
-            const auto own = found->find(name);
-            if (own != found->end() && *own == value && !named.contains(foldedName(key, name))) {
-                found->erase(own);
+        const bool hadValues = keys.contains(key) && !keys[key].empty();
+        if (!hadValues && usualValues.empty() && !isNamed(foldedName(key))) {
+            keys.erase(key);
+        }
+        if (!hadValues) {
+            continue;
+        }
+        Json& values = keys[key];
+        for (const auto& [name, value] : usualValues.items()) {
+            if (!values.contains(name)) {
+                values[name] = nullptr;
+            } else if (values[name] == value && !isNamed(foldedName(key, name))) {
+                values.erase(name);
             }
         }
-        if (found->empty() && !named.contains(foldedName(key))) {
-            part.erase(found);
+        if (values.empty() && !isNamed(foldedName(key))) {
+            keys.erase(key);
+        }
+    }
+}
+
+void removeUsualFiles(const Json& usual, const DescribedMachine& described, Json& files) {
+    for (const auto& [path, facts] : usual.items()) {
+        if (!described.machine.volumes.exists(fromUtf8(path))) {
+            files[path] = nullptr;
+        } else if (files.contains(path) && files[path] == facts &&
+                   !described.named.contains(foldedName(path))) {
+            files.erase(path);
         }
     }
 }
@@ -162,16 +219,15 @@ Json writeWhole(const DescribedMachine& described) {
     for (const char* root : {"HKLM", "HKCU", "HKU"}) {
         writeKey(*machine.registry.root(fromUtf8(root)), root, json["registry"]);
     }
-    for (char16_t letter = u'A'; letter <= u'Z'; ++letter) {
-        const std::u16string drive{letter, u':'};
-        if (machine.fileSystem.driveType(drive) != DRIVE_NO_ROOT_DIR) {
-            const auto root =
-                machine.fileSystem.find(simulated::parsePath(drive + u'\\', {}), false);
-            writeEntries(*root.node, toUtf8(drive), described, json["files"]);
-        }
+    for (const auto& [name, volume] : machine.fileSystem.volumes()) {
+        writeEntries(*volume.root, toUtf8(name), described, json["files"]);
     }
+    std::set<std::u16string> written;
     for (const auto& product : machine.installer.products()) {
-        json["products"].push_back(productJson(*product));
+        // The installer lists a product again that is kept for the machine and for a user.
+        const bool isFirst = written.insert(simulated::upperCase(product->code)).second;
+        json["products"].push_back(isFirst ? productJson(*product)
+                                           : Json{{"code", toUtf8(product->code)}});
     }
     for (const simulated::DelayedMove& move : machine.volumes.delayedMoves()) {
         putText(json["atRestart"].emplace_back(Json{{"from", toUtf8(move.from)}}), "to", move.to);
@@ -186,8 +242,9 @@ Json writeDescription(const DescribedMachine& described) {
     addDescription(usual, "Windows", windows);
     const Json nothingOnIt = writeWhole(usual);
     Json json = writeWhole(described);
+    removeUsualKeys(nothingOnIt["registry"], described, json["registry"]);
+    removeUsualFiles(nothingOnIt["files"], described, json["files"]);
     for (const char* part : {"registry", "files"}) {
-        removeUsual(json[part], nothingOnIt[part], described.named);
         if (json[part].empty()) {
             json.erase(part);
         }

@@ -8,9 +8,12 @@
 
 #include "dryrun/Description.h"
 #include "simulated/machine/Wide.h"
+#include "simulated/machine/files/FilePath.h"
+#include "simulated/machine/files/FileTree.h"
 
 using simulated::fromUtf8;
 using simulated::Machine;
+using simulated::toUtf8;
 using simulated::View;
 
 namespace {
@@ -112,6 +115,17 @@ void addValue(const std::u16string& key, const std::u16string& name, const Json&
     }
 }
 
+/// Deletes the values of a key that the machine has by default; a description has written none of
+/// them.
+void deleteDefaultValues(const std::string& key, DescribedMachine& described) {
+    simulated::RegistryStore& registry = described.machine.registry;
+    for (const std::u16string& name : registry.valueNames(View::Bits64, fromUtf8(key))) {
+        if (!described.named.contains(foldedName(key, toUtf8(name)))) {
+            registry.deleteValue(View::Bits64, fromUtf8(key), name);
+        }
+    }
+}
+
 void addRegistry(const std::string& place, const Json& keys, DescribedMachine& described) {
     simulated::RegistryStore& registry = described.machine.registry;
     for (const auto& [key, values] : keys.items()) {
@@ -119,10 +133,21 @@ void addRegistry(const std::string& place, const Json& keys, DescribedMachine& d
             foldedName(key).find("\\WOW6432NODE") != std::string::npos) {
             refuse(place + ": registry", "no Wow6432Node on a Windows of 32 bits", key);
         }
-        registry.createKey(View::Bits64, fromUtf8(key));
         described.named.insert(foldedName(key));
+        if (values.is_null()) {
+            registry.deleteKey(View::Bits64, fromUtf8(key));
+            continue;
+        }
+        registry.createKey(View::Bits64, fromUtf8(key));
+        if (values.empty()) {
+            deleteDefaultValues(key, described);
+        }
         for (const auto& [name, value] : values.items()) {
-            addValue(fromUtf8(key), fromUtf8(name), value, registry);
+            if (value.is_null()) {
+                registry.deleteValue(View::Bits64, fromUtf8(key), fromUtf8(name));
+            } else {
+                addValue(fromUtf8(key), fromUtf8(name), value, registry);
+            }
             described.named.insert(foldedName(key, name));
         }
     }
@@ -133,7 +158,7 @@ void addRegistry(const std::string& place, const Json& keys, DescribedMachine& d
 std::string number(std::uint64_t value, std::size_t bytes) {
     std::string text;
     for (std::size_t i = 0; i < bytes; ++i) {
-        text += static_cast<char>(value >> (8 * i) & 0xFF);
+        text += i < sizeof(value) ? static_cast<char>(value >> (8 * i) & 0xFF) : '\0';
     }
     return text;
 }
@@ -168,10 +193,19 @@ simulated::ShellLink shortcutOf(const Json& json) {
     return link;
 }
 
+/// The bytes of a content, which is a text or {"hex": digits}.
+std::string bytesOfContent(const Json& content) {
+    if (content.is_string()) {
+        return content;
+    }
+    const std::vector<std::uint8_t> bytes = *bytesOf(content["hex"]);
+    return {bytes.begin(), bytes.end()};
+}
+
 /// The content of a file, made of what is told of it.
 std::string contentOf(const Json& file, DescribedMachine& described) {
     if (file.contains("text")) {
-        return file["text"];
+        return bytesOfContent(file["text"]);
     }
     if (file.contains("shortcut")) {
         return simulated::shellLinkText(shortcutOf(file["shortcut"]));
@@ -180,21 +214,50 @@ std::string contentOf(const Json& file, DescribedMachine& described) {
     std::string content = told["size"] == 0 ? "" : "file of bytes: " + told["size"].dump();
     if (file.contains("manifest")) {
         told["manifest"] = file["manifest"];
-        content = archiveOf(file["manifest"], content);
+        content = archiveOf(bytesOfContent(file["manifest"]), content);
     }
     described.toldContents[content] = told;
     return content;
 }
 
+/// Mounts the share that a path is on.
+void addShare(const std::u16string& path, Machine& machine) {
+    const std::u16string volume = simulated::parsePath(path, u"C:\\").volume;
+    if (volume.starts_with(u"\\\\") && !machine.fileSystem.volumes().contains(volume)) {
+        machine.volumes.addShare(volume);
+    }
+}
+
+/// The reparse buffer of a link: stored names begin with "\??\", which a path does not need.
+std::string reparseBuffer(const Json& link) {
+    if (link.is_object()) {
+        return bytesOfContent(link);
+    }
+    const std::u16string kernelPrefix = u"\\??\\";
+    const std::u16string name = wide(link);
+    const bool isStored = name.starts_with(kernelPrefix);
+    return simulated::linkBuffer(IO_REPARSE_TAG_MOUNT_POINT, isStored ? name : kernelPrefix + name,
+                                 isStored ? name.substr(kernelPrefix.size()) : name);
+}
+
 void addFile(const std::string& name, const Json& file, DescribedMachine& described) {
     simulated::Volumes& volumes = described.machine.volumes;
-    const std::u16string path = *pathOf(name);
-    if (file.contains("link")) {
-        volumes.addJunction(path, *pathOf(file["link"]));
-    } else if (name.ends_with('\\')) {
+    const std::u16string path = unlimitedPath(*pathOf(name));
+    addShare(path, described.machine);
+    described.named.insert(foldedName(name));
+    if (file.is_null()) {
+        if (volumes.exists(path)) {
+            volumes.remove(path);
+        }
+        return;
+    }
+    if (name.ends_with('\\')) {
         volumes.addDirectory(path);
     } else {
         volumes.addFile(path, contentOf(file, described));
+    }
+    if (file.contains("link")) {
+        volumes.setReparsePoint(path, reparseBuffer(file["link"]));
     }
     if (file.contains("version")) {
         const auto version = *versionOf(file["version"], 4);
@@ -204,7 +267,6 @@ void addFile(const std::string& name, const Json& file, DescribedMachine& descri
     if (file.value("inUse", false)) {
         volumes.lockAsProgram(path);
     }
-    described.named.insert(foldedName(name));
 }
 
 void addFiles(const std::string& place, const Json& files, DescribedMachine& described) {
@@ -243,7 +305,11 @@ void addProduct(const std::string& place, const Json& json, DescribedMachine& de
     for (const auto& [name, value] : memberOf(json, "info").items()) {
         product.properties[fromUtf8(name)] = wide(value);
     }
-    if (described.machine.installer.product(product.code) != nullptr) {
+    if (json.contains("package") && json["package"].contains("path")) {
+        product.properties[u"LocalPackage"] = wide(json["package"]["path"]);
+    }
+    // An entry of nothing but a code is listed by the installer once more.
+    if (described.machine.installer.product(product.code) != nullptr && json.size() > 1) {
         refuse(place, "each product once", json, json["code"].get<std::string>() + " again");
     }
     described.machine.installer.addProduct(std::move(product));
@@ -268,6 +334,12 @@ void addUsualProduct(const std::string& place, const Json& json, DescribedMachin
     addProduct(place, product, described);
 }
 
+/// Whether nothing of a product is left to its type and version.
+bool isDescribedWhole(const Json& product) {
+    return product.contains("code") && !product.contains("type") && !product.contains("version") &&
+           !product.contains("bits") && !product.contains("home");
+}
+
 }  // namespace
 
 void addDescription(DescribedMachine& described, const std::string& place,
@@ -282,10 +354,12 @@ void addDescription(DescribedMachine& described, const std::string& place,
     addFiles(place, memberOf(description, "files"), described);
     for (std::size_t i = 0; i < memberOf(description, "products").size(); ++i) {
         const Json& product = description["products"][i];
-        const bool isWhole =
-            product.contains("code") && !product.contains("type") && !product.contains("version");
-        (isWhole ? addProduct : addUsualProduct)(place + ": products[" + std::to_string(i) + "]",
-                                                 product, described);
+        const std::string productPlace = place + ": products[" + std::to_string(i) + "]";
+        if (isDescribedWhole(product)) {
+            addProduct(productPlace, product, described);
+        } else {
+            addUsualProduct(productPlace, product, described);
+        }
     }
     if (description.contains("package")) {
         described.package = packageOf(description["package"]);
