@@ -62,6 +62,9 @@ Calls::Outcome Calls::enter(const char* function) {
     if (keepOrder_) {
         order_.emplace_back(function);
     }
+    if (observer_) {
+        observer_(function);
+    }
     Outcome outcome;
     for (auto plan = plans_.begin(); plan != plans_.end();) {
         const bool concerned = plan->function.empty() || plan->function == function;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -10,6 +11,8 @@
 #include <string_view>
 #include <type_traits>
 #include <vector>
+
+#include "simulated/machine/ReentrantLock.h"
 
 namespace simulated {
 
@@ -59,6 +62,11 @@ public:
     void keepOrder(bool keep) { keepOrder_ = keep; }
     const std::vector<std::string>& order() const { return order_; }
 
+    /// Calls the observer with the function's name before each call from now on, until another is
+    /// set or an empty one. It may plan a fault for the call that is about to be made.
+    using Observer = std::function<void(const std::string& function)>;
+    void observe(Observer observer) { observer_ = std::move(observer); }
+
 private:
     friend class Call;
 
@@ -77,10 +85,11 @@ private:
 
     Outcome enter(const char* function);
 
-    std::recursive_mutex mutex_;
+    ReentrantLock mutex_;
     std::map<std::string, std::uint64_t, std::less<>> counts_;
     std::vector<Plan> plans_;
     std::vector<std::string> order_;
+    Observer observer_;
     std::string faultedFunction_;
     bool keepOrder_ = false;
     bool stopped_ = false;
@@ -104,7 +113,7 @@ public:
     void pass(std::uint32_t usual) const;
 
 private:
-    std::unique_lock<std::recursive_mutex> lock_;
+    std::unique_lock<ReentrantLock> lock_;
     Calls::Outcome outcome_;
 };
 

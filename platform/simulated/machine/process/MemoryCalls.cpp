@@ -2,19 +2,19 @@
 #include <windows.h>
 
 #include <cstdlib>
-#include <mutex>
 #include <new>
 
 #include "simulated/machine/Machine.h"
+#include "simulated/machine/ReentrantLock.h"
 
 using namespace simulated;
 
 namespace {
 
-static_assert(sizeof(std::recursive_mutex) <= sizeof(CRITICAL_SECTION));
+static_assert(sizeof(ReentrantLock) <= sizeof(CRITICAL_SECTION));
 
-std::recursive_mutex& lockOf(LPCRITICAL_SECTION section) {
-    return *reinterpret_cast<std::recursive_mutex*>(section->lock);
+ReentrantLock& lockOf(LPCRITICAL_SECTION section) {
+    return *reinterpret_cast<ReentrantLock*>(section->lock);
 }
 
 /// Counts a call whose work is done outside the gate: whoever waits at a lock keeps no other thread
@@ -35,7 +35,7 @@ HLOCAL WINAPI LocalFree(HLOCAL memory) {
 
 void WINAPI InitializeCriticalSection(LPCRITICAL_SECTION section) {
     count("InitializeCriticalSection");
-    new (section->lock) std::recursive_mutex;
+    new (section->lock) ReentrantLock;
 }
 
 void WINAPI EnterCriticalSection(LPCRITICAL_SECTION section) {
@@ -50,7 +50,7 @@ void WINAPI LeaveCriticalSection(LPCRITICAL_SECTION section) {
 
 void WINAPI DeleteCriticalSection(LPCRITICAL_SECTION section) {
     count("DeleteCriticalSection");
-    lockOf(section).~recursive_mutex();
+    lockOf(section).~ReentrantLock();
 }
 
 }  // extern "C"
