@@ -10,6 +10,7 @@
 
 #include "dryrun/InstallerOrder.h"
 #include "dryrun/Library.h"
+#include "dryrun/Undescribed.h"
 #include "dryrun/Unread.h"
 #include "simulated/machine/Wide.h"
 
@@ -200,11 +201,12 @@ Json runAction(const Request& request, DescribedMachine& described) {
     simulated::Machine& machine = described.machine;
     const MSIHANDLE session = openSession(request, described);
     const Json before = stateOf(described, session);
+    Json notes = Json::array();
+    noteUndescribed(request, described, notes);
     const Failure failure = failureOf(request.failure);
     planFailure(failure, machine.calls);
     const UINT status = callExport(request.action, machine, session);
     const std::string startMenu = toUtf8(*machine.shell.folder(CSIDL_COMMON_PROGRAMS));
-    Json notes = Json::array();
     noteFailureThatDidNotCome(failure, machine.calls, notes);
     if (request.action == kDeferredAction) {
         noteOrder(machine.installer, notes);

@@ -63,6 +63,8 @@ void addProcess(const std::string& place, const Json& process, Machine& machine)
     }
     if (!process.value("administrator", true)) {
         machine.security.becomeOrdinaryUser();
+    } else if (!process.value("elevated", true)) {
+        machine.security.becomeFilteredAdministrator();
     }
     machine.security.elevated = process.value("elevated", machine.security.elevated);
     if (process.value("localSystem", false)) {
@@ -350,6 +352,7 @@ void addDescription(DescribedMachine& described, const std::string& place,
     addProcess(place, memberOf(description, "process"), machine);
     addDrives(memberOf(description, "drives"), machine);
     addFolders(place, memberOf(description, "folders"), machine);
+    machine.volumes.restrictToAdministrators(*machine.shell.folder(CSIDL_COMMON_PROGRAMS));
     addRegistry(place, memberOf(description, "registry"), described);
     addFiles(place, memberOf(description, "files"), described);
     for (std::size_t i = 0; i < memberOf(description, "products").size(); ++i) {

@@ -144,7 +144,7 @@ Volumes::Volumes(FileSystem& fileSystem) : fileSystem_(fileSystem) {
         addDirectory(directory);
     }
     for (const std::u16string_view directory : kForAdministrators) {
-        existing(directory).forAdministrators = true;
+        restrictToAdministrators(directory);
     }
     existing(u"C:\\Windows\\Temp").forAdministrators = false;
 }
@@ -254,6 +254,10 @@ void Volumes::unlock(std::u16string_view path) {
         std::erase(foreign.node->uses, foreign.use.get());
         return true;
     });
+}
+
+void Volumes::restrictToAdministrators(std::u16string_view path) {
+    existing(path).forAdministrators = true;
 }
 
 void Volumes::denyRead(std::u16string_view path) {

@@ -66,6 +66,9 @@ public:
     void unlock(std::u16string_view path);
 
     /// The process may not read the file or list the directory: 5.
+    /// Lets nobody but administrators write to a directory and what is in it, as Windows does for
+    /// its own directories.
+    void restrictToAdministrators(std::u16string_view path);
     void denyRead(std::u16string_view path);
     /// The process may not change, delete or rename the file or directory, nor make entries in the
     /// directory: 5. What is in a directory keeps its own rights.
