@@ -148,7 +148,11 @@ BOOL WINAPI SetFilePointerEx(HANDLE handle, LARGE_INTEGER distance, LARGE_INTEGE
 
 DWORD WINAPI GetFileAttributesW(LPCWSTR path) {
     return call("GetFileAttributesW", ERROR_FILE_NOT_FOUND, INVALID_FILE_ATTRIBUTES, [&] {
-        const FileSystem::Place place = fileSystem().find(processPath(path), false);
+        const FilePath parsed = processPath(path);
+        if (parsed.isDevice) {
+            return DWORD{FILE_ATTRIBUTE_ARCHIVE};
+        }
+        const FileSystem::Place place = fileSystem().find(parsed, false);
         check(place.status);
         return place.node->allAttributes();
     });

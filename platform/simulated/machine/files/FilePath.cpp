@@ -12,10 +12,12 @@ namespace simulated {
 namespace {
 
 constexpr std::size_t kMaxNameUnits = 255;
+constexpr std::u16string_view kLiteralPrefix = u"\\\\?\\";
+constexpr std::u16string_view kDevicePrefix = u"\\\\.\\";
 
+/// Windows takes any character before a colon for a drive's letter.
 bool isDrive(std::u16string_view text) {
-    return text.size() >= 2 && text[1] == u':' &&
-           ((text[0] >= u'A' && text[0] <= u'Z') || (text[0] >= u'a' && text[0] <= u'z'));
+    return text.size() >= 2 && text[0] != u'\\' && text[1] == u':';
 }
 
 /// The length of "\\server\share" at the start of a text; 0 if it isn't there whole.
@@ -39,16 +41,26 @@ void trimEnd(std::u16string& name) {
     name.erase(name.find_last_not_of(u". ") + 1);
 }
 
-bool isDeviceName(std::u16string_view name) {
-    const std::u16string_view whole = name.substr(0, name.find_first_of(u".:"));
-    const std::u16string_view base = whole.substr(0, whole.find_last_not_of(u' ') + 1);
-    for (const std::u16string_view device : {u"CON", u"PRN", u"AUX", u"NUL"}) {
-        if (sameText(base, device)) {
-            return true;
+/// The name of the device that the last name of a path stands for, as it is written there: "nul"
+/// of "C:\\x\\nul .txt". Empty for any other path, and on shares.
+std::u16string_view deviceName(std::u16string_view path) {
+    if (path.starts_with(u"\\\\")) {
+        return {};
+    }
+    std::u16string_view name = path.substr(isDrive(path) ? 2 : 0);
+    name.remove_prefix(std::min(name.find_last_of(u'\\') + 1, name.size()));
+    name = name.substr(0, name.find_first_of(u".:"));
+    name = name.substr(0, name.find_last_not_of(u' ') + 1);
+    for (const std::u16string_view device :
+         {u"CON", u"PRN", u"AUX", u"NUL", u"CONIN$", u"CONOUT$"}) {
+        if (sameText(name, device)) {
+            return name;
         }
     }
-    return base.size() == 4 && base[3] >= u'1' && base[3] <= u'9' &&
-           (sameText(base.substr(0, 3), u"COM") || sameText(base.substr(0, 3), u"LPT"));
+    const bool isPort =
+        name.size() == 4 && name[3] >= u'1' && name[3] <= u'9' &&
+        (sameText(name.substr(0, 3), u"COM") || sameText(name.substr(0, 3), u"LPT"));
+    return isPort ? name : std::u16string_view();
 }
 
 bool isLegalName(std::u16string_view name) {
@@ -58,7 +70,7 @@ bool isLegalName(std::u16string_view name) {
            });
 }
 
-/// The rest of a path that began with "\\?\": nothing in it is worked on.
+/// Parses what follows "\\?\", which is taken literally.
 FilePath parseLiteral(std::u16string_view rest) {
     FilePath path;
     path.isLiteral = true;
@@ -91,6 +103,77 @@ FilePath parseLiteral(std::u16string_view rest) {
     return path;
 }
 
+/// Resolves "." and "..", removes one dot at the end of each name but the last, and the dots and
+/// blanks at the end of the last one. What is left of the last name decides whether the result ends
+/// in a separator.
+std::u16string resolveNames(std::u16string_view path) {
+    const std::vector<std::u16string> names = components(path);
+    bool endsInSeparator = path.ends_with(u'\\');
+    std::vector<std::u16string> kept;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        std::u16string name = names[i];
+        if (name == u".") {
+            continue;
+        }
+        if (name == u"..") {
+            kept.resize(kept.size() - std::min<std::size_t>(kept.size(), 1));
+            continue;
+        }
+        const bool isLast = i + 1 == names.size() && !endsInSeparator;
+        if (isLast) {
+            trimEnd(name);
+            endsInSeparator = name.empty();
+        } else if (name.ends_with(u'.')) {
+            name.pop_back();
+        }
+        if (!name.empty()) {
+            kept.push_back(std::move(name));
+        }
+    }
+    std::u16string result;
+    for (const std::u16string& name : kept) {
+        result += (result.empty() ? u"" : u"\\") + name;
+    }
+    return endsInSeparator && !result.empty() ? result + u'\\' : result;
+}
+
+/// Makes a path with backslashes absolute.
+std::u16string absolutePath(const std::u16string& path, const std::u16string& current) {
+    if (isDrive(path) && (path.size() == 2 || path[2] != u'\\')) {
+        const std::u16string drive = path.substr(0, 2);
+        const bool isCurrent = sameText(drive, current.substr(0, 2));
+        return (isCurrent ? current : drive) + u"\\" + path.substr(2);
+    }
+    if (isDrive(path) || path.starts_with(u"\\\\")) {
+        return path;
+    }
+    return path.starts_with(u'\\') ? current.substr(0, volumeLength(current)) + path
+                                   : current + u"\\" + path;
+}
+
+/// Parses a path that `fullPath` has made.
+FilePath parseFull(const std::u16string& full) {
+    FilePath path;
+    path.length = full.size();
+    if (full.starts_with(kDevicePrefix) || full.starts_with(kLiteralPrefix)) {
+        const std::u16string_view rest = std::u16string_view(full).substr(kDevicePrefix.size());
+        path.isDevice = !isDrive(rest) || rest.size() == 2;
+        path.volume = full;
+        return path.isDevice ? path : parseLiteral(rest);
+    }
+    const std::size_t volume = volumeLength(full);
+    if (full.empty() || path.length >= MAX_PATH) {
+        path.status = ERROR_PATH_NOT_FOUND;
+    } else if (volume == 0) {
+        path.status = ERROR_BAD_PATHNAME;
+    } else {
+        path.volume = full.substr(0, volume);
+        path.names = components(full.substr(volume));
+        path.endsInSeparator = !path.names.empty() && full.ends_with(u'\\');
+    }
+    return path;
+}
+
 }  // namespace
 
 std::u16string FilePath::text() const {
@@ -103,77 +186,33 @@ std::u16string FilePath::text() const {
 }
 
 std::u16string fullPath(std::u16string_view path, std::u16string_view currentDirectory) {
-    if (path.empty()) {
+    if (path.find_first_not_of(u' ') == path.npos) {
         return {};
     }
     std::u16string text(path);
     std::replace(text.begin(), text.end(), u'/', u'\\');
-    if (text.starts_with(u"\\\\?\\") || text.starts_with(u"\\\\.\\")) {
-        return std::u16string(path);
+    if (text == u"\\\\." || text == u"\\\\?") {
+        return std::u16string(kDevicePrefix);
     }
-    const std::u16string current(currentDirectory);
-    if (isDrive(text) && (text.size() == 2 || text[2] != u'\\')) {
-        const bool isCurrent = sameText(text.substr(0, 2), current.substr(0, 2));
-        text = (isCurrent ? current : text.substr(0, 2)) + u"\\" + text.substr(2);
-    } else if (text.starts_with(u'\\') && !text.starts_with(u"\\\\")) {
-        text = current.substr(0, volumeLength(current)) + text;
-    } else if (!isDrive(text) && !text.starts_with(u'\\')) {
-        text = current + u"\\" + text;
+    if (text.starts_with(kDevicePrefix) || text.starts_with(kLiteralPrefix)) {
+        return text.substr(0, kLiteralPrefix.size()) +
+               resolveNames(std::u16string_view(text).substr(kLiteralPrefix.size()));
     }
+    if (const std::u16string_view device = deviceName(text); !device.empty()) {
+        return std::u16string(kDevicePrefix).append(device);
+    }
+    text = absolutePath(text, std::u16string(currentDirectory));
     const std::size_t volume = volumeLength(text);
-    if (volume == 0) {
-        return text;  // "\\server"
+    if (volume == 0 || volume == text.size()) {
+        return text;  // "\\server", "\\server\share"
     }
-    std::vector<std::u16string> names = components(text.substr(volume));
-    const bool endsInSeparator = text.size() > volume && text.ends_with(u'\\');
-    std::vector<std::u16string> kept;
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        std::u16string& name = names[i];
-        if (name == u"..") {
-            if (!kept.empty()) {
-                kept.pop_back();
-            }
-            continue;
-        }
-        if (i + 1 == names.size() && !endsInSeparator) {
-            trimEnd(name);
-        } else if (name.ends_with(u'.')) {
-            name.pop_back();
-        }
-        if (!name.empty()) {
-            kept.push_back(std::move(name));
-        }
-    }
-    std::u16string result = text.substr(0, volume);
-    for (const std::u16string& name : kept) {
-        result += u'\\';
-        result += name;
-    }
-    if (endsInSeparator || (kept.empty() && isDrive(result))) {
-        result += u'\\';
-    }
-    return result;
+    return text.substr(0, volume) + u'\\' + resolveNames(std::u16string_view(text).substr(volume));
 }
 
 FilePath parsePath(std::u16string_view text, std::u16string_view currentDirectory) {
-    FilePath path;
-    if (text.starts_with(u"\\\\?\\")) {
-        path = parseLiteral(text.substr(4));
-    } else {
-        const std::u16string full = fullPath(text, currentDirectory);
-        const std::size_t volume = volumeLength(full);
-        path.length = full.size();
-        if (full.empty() || path.length >= MAX_PATH) {
-            path.status = ERROR_PATH_NOT_FOUND;
-        } else if (volume == 0) {
-            path.status = full.starts_with(u"\\\\.\\") ? ERROR_FILE_NOT_FOUND : ERROR_BAD_PATHNAME;
-        } else {
-            path.volume = full.substr(0, volume);
-            path.names = components(full.substr(volume));
-            path.endsInSeparator = !path.names.empty() && full.ends_with(u'\\');
-            path.isDevice = !path.names.empty() && isDeviceName(path.names.back());
-        }
-    }
+    FilePath path = text.starts_with(kLiteralPrefix)
+                        ? parseLiteral(text.substr(kLiteralPrefix.size()))
+                        : parseFull(fullPath(text, currentDirectory));
     if (path.status == ERROR_SUCCESS &&
         !std::all_of(path.names.begin(), path.names.end(), isLegalName)) {
         path.status = ERROR_INVALID_NAME;

@@ -12,10 +12,10 @@ namespace simulated {
 /// A path taken apart.
 struct FilePath {
     DWORD status = 0;       ///< 0, or what every operation on such a path fails with
-    std::u16string volume;  ///< "C:" or "\\server\share"
+    std::u16string volume;  ///< "C:", "\\server\share" or, of a device, the whole path
     std::vector<std::u16string> names;
     bool endsInSeparator = false;
-    bool isDevice = false;   ///< the last name is that of a device: CON, NUL, COM1, …
+    bool isDevice = false;   ///< names a device: "\\.\nul", also by a last name such as NUL or COM1
     std::size_t length = 0;  ///< of the full path
     bool isLiteral = false;  ///< began with "\\?\": no limit of length
 

@@ -18,13 +18,15 @@ constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELE
 constexpr DWORD kKeptAttributes = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN |
                                   FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE;
 
-/// Where a link leads.
+/// Returns where a link leads. A relative symbolic link counts from its own directory.
 FilePath linkTarget(const FileNode& link) {
     FilePath target;
     const DWORD tag = link.reparseTag();
     const std::u16string name = substituteName(link.reparse);
     if (tag != IO_REPARSE_TAG_MOUNT_POINT && tag != IO_REPARSE_TAG_SYMLINK) {
         target.status = ERROR_CANT_ACCESS_FILE;
+    } else if (isRelativeLink(link.reparse)) {
+        target = parsePath(name, link.parent->path());
     } else if (name.starts_with(u"\\??\\")) {
         target = parsePath(u"\\\\?\\" + name.substr(4), {});
     } else {
@@ -67,59 +69,61 @@ void FileSystem::mount(std::u16string_view name, DWORD type) {
 }
 
 FileSystem::Place FileSystem::find(const FilePath& path, bool follow) const {
-    Place place;
-    place.status = path.isDevice ? ERROR_INVALID_NAME : path.status;
-    if (place.status != ERROR_SUCCESS) {
-        return place;
+    if (path.status != ERROR_SUCCESS) {
+        return Place{.status = path.status};
     }
-    std::u16string volumeName = path.volume;
-    std::vector<std::u16string> names = path.names;
+    FilePath rest = path;
     for (int links = 0; links <= kMaxLinks; ++links) {
-        place = {};
-        const auto volume = volumes_.find(volumeName);
-        if (volume == volumes_.end()) {
-            place.status = volumeName.starts_with(u'\\') ? ERROR_BAD_NETPATH : ERROR_PATH_NOT_FOUND;
-            return place;
+        Walk walk = walkToLink(rest, follow);
+        if (walk.link == nullptr) {
+            return walk.place;
         }
-        place.writable = volume->second.type != DRIVE_CDROM;
-        std::shared_ptr<FileNode> node = volume->second.root;
-        std::size_t i = 0;
-        for (; i < names.size(); ++i) {
-            const bool isLast = i + 1 == names.size();
-            place.parent = node;
-            place.name = names[i];
-            node = node->entry(names[i]);
-            if (node == nullptr) {
-                place.status = isLast && place.parent->isDirectory ? ERROR_FILE_NOT_FOUND
-                                                                   : ERROR_PATH_NOT_FOUND;
-                place.parent = place.status == ERROR_FILE_NOT_FOUND ? place.parent : nullptr;
-                return place;
-            }
-            if (!node->reparse.empty() && (follow || !isLast)) {
-                break;
-            }
-        }
-        if (i == names.size()) {
-            place.node = node;
-            place.status = path.endsInSeparator && !node->isDirectory ? ERROR_INVALID_NAME
-                           : node->deletePending                      ? ERROR_ACCESS_DENIED
-                                                                      : ERROR_SUCCESS;
-            return place;
-        }
-        FilePath target = linkTarget(*node);
+        FilePath target = linkTarget(*walk.link);
         if (target.status != ERROR_SUCCESS) {
-            place = {};
-            place.status = target.status;
-            return place;
+            return Place{.status = target.status};
         }
-        volumeName = target.volume;
-        target.names.insert(target.names.end(), names.begin() + static_cast<std::ptrdiff_t>(i) + 1,
-                            names.end());
-        names = std::move(target.names);
+        target.names.insert(target.names.end(), walk.remaining.begin(), walk.remaining.end());
+        rest.volume = target.volume;
+        rest.names = std::move(target.names);
     }
-    place = {};
-    place.status = ERROR_CANT_RESOLVE_FILENAME;
-    return place;
+    return Place{.status = ERROR_CANT_RESOLVE_FILENAME};
+}
+
+FileSystem::Walk FileSystem::walkToLink(const FilePath& path, bool follow) const {
+    if (path.isDevice) {
+        notSupported("file system", "the device " + toUtf8(path.volume));
+    }
+    Walk walk;
+    Place& place = walk.place;
+    const auto volume = volumes_.find(path.volume);
+    if (volume == volumes_.end()) {
+        place.status = path.volume.starts_with(u'\\') ? ERROR_BAD_NETPATH : ERROR_PATH_NOT_FOUND;
+        return walk;
+    }
+    place.writable = volume->second.type != DRIVE_CDROM;
+    std::shared_ptr<FileNode> node = volume->second.root;
+    for (auto name = path.names.begin(); name != path.names.end(); ++name) {
+        const bool isLast = name + 1 == path.names.end();
+        place.parent = node;
+        place.name = *name;
+        node = node->entry(*name);
+        if (node == nullptr) {
+            const bool isMissing = isLast && place.parent->isDirectory;
+            place.status = isMissing ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;
+            place.parent = isMissing ? place.parent : nullptr;
+            return walk;
+        }
+        if (!node->reparse.empty() && (follow || !isLast)) {
+            walk.link = node;
+            walk.remaining.assign(name + 1, path.names.end());
+            return walk;
+        }
+    }
+    place.node = node;
+    place.status = path.endsInSeparator && !node->isDirectory ? ERROR_INVALID_NAME
+                   : node->deletePending                      ? ERROR_ACCESS_DENIED
+                                                              : ERROR_SUCCESS;
+    return walk;
 }
 
 bool FileSystem::isWriteDenied(const FileNode& node) const {
@@ -148,54 +152,54 @@ DWORD FileSystem::mayDelete(const Place& place) const {
 }
 
 FileSystem::Opened FileSystem::open(const FilePath& path, const OpenRequest& request) {
-    const bool truncates = request.disposition == CREATE_ALWAYS;
-    const DWORD attributes = (request.flags & FILE_ATTRIBUTE_READONLY) | FILE_ATTRIBUTE_ARCHIVE;
     Place place = find(path, (request.flags & FILE_FLAG_OPEN_REPARSE_POINT) == 0);
-    const auto failed = [](DWORD status) { return Opened{status, nullptr, false}; };
-
-    if (place.status == ERROR_FILE_NOT_FOUND && request.disposition != OPEN_EXISTING) {
-        const DWORD refused = path.endsInSeparator ? ERROR_INVALID_NAME : mayAdd(place);
-        if (refused != ERROR_SUCCESS) {
-            return failed(refused);
-        }
+    const bool creates =
+        place.status == ERROR_FILE_NOT_FOUND && request.disposition != OPEN_EXISTING;
+    DWORD refused = place.status;
+    if (creates) {
+        refused = path.endsInSeparator ? ERROR_INVALID_NAME : mayAdd(place);
+    } else if (refused == ERROR_SUCCESS) {
+        refused = mayOpen(*place.node, path, request, place.writable);
+    }
+    if (refused != ERROR_SUCCESS) {
+        return {refused, nullptr, false};
+    }
+    if (creates) {
         place.node = std::make_shared<FileNode>();
-        place.node->attributes = attributes;
         place.node->security = request.security;
         place.parent->add(place.node, place.name);
-        return {ERROR_SUCCESS,
-                std::make_shared<OpenFile>(place.node, request.access, request.share), false};
     }
-    if (place.status != ERROR_SUCCESS) {
-        return failed(place.status);
+    auto file = std::make_shared<OpenFile>(place.node, request.access, request.share);
+    if (creates || request.disposition == CREATE_ALWAYS) {
+        file->resize(0);
+        place.node->attributes |=
+            (request.flags & FILE_ATTRIBUTE_READONLY) | FILE_ATTRIBUTE_ARCHIVE;
     }
+    return {ERROR_SUCCESS, std::move(file), !creates};
+}
 
-    FileNode& node = *place.node;
+DWORD FileSystem::mayOpen(const FileNode& node, const FilePath& path, const OpenRequest& request,
+                          bool writable) const {
+    const bool truncates = request.disposition == CREATE_ALWAYS;
     const bool writes = (request.access & GENERIC_WRITE) != 0;
-    if (request.disposition == CREATE_NEW) {
-        return failed(ERROR_FILE_EXISTS);
-    }
     if (node.isDirectory && (truncates || (request.flags & FILE_FLAG_BACKUP_SEMANTICS) == 0)) {
-        return failed(ERROR_ACCESS_DENIED);
+        return path.endsInSeparator ? ERROR_PATH_NOT_FOUND : ERROR_ACCESS_DENIED;
     }
-    if (!place.writable && writes) {
-        return failed(ERROR_WRITE_PROTECT);
+    if (request.disposition == CREATE_NEW) {
+        return ERROR_FILE_EXISTS;
     }
-    // A file that is hidden or belongs to the system isn't replaced by one that is neither.
+    if (!writable && writes) {
+        return ERROR_WRITE_PROTECT;
+    }
+    // A hidden file or one of the system isn't replaced by one that is neither.
     const DWORD keepsContent = (node.isDirectory ? 0 : FILE_ATTRIBUTE_READONLY) |
                                (truncates ? FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM : 0);
     if ((isReadDenied(node) && (request.access & GENERIC_READ) != 0) ||
         (writes && (isWriteDenied(node) || (node.attributes & keepsContent) != 0))) {
-        return failed(ERROR_ACCESS_DENIED);
+        return ERROR_ACCESS_DENIED;
     }
-    if (node.isUsedAgainst(sharedAccess(request.access), request.share)) {
-        return failed(ERROR_SHARING_VIOLATION);
-    }
-    auto file = std::make_shared<OpenFile>(place.node, request.access, request.share);
-    if (truncates) {
-        file->resize(0);
-        node.attributes |= attributes;
-    }
-    return {ERROR_SUCCESS, std::move(file), true};
+    return node.isUsedAgainst(sharedAccess(request.access), request.share) ? ERROR_SHARING_VIOLATION
+                                                                           : ERROR_SUCCESS;
 }
 
 DWORD FileSystem::createDirectory(const FilePath& path) {
@@ -296,32 +300,40 @@ DWORD FileSystem::copyFile(const FilePath& from, const FilePath& to, bool failIf
         return ERROR_SHARING_VIOLATION;
     }
     Place target = find(to, true);
-    if (target.status == ERROR_FILE_NOT_FOUND && !to.endsInSeparator) {
-        const DWORD refused = mayAdd(target);
-        if (refused != ERROR_SUCCESS) {
-            return refused;
-        }
+    const bool creates = target.status == ERROR_FILE_NOT_FOUND && !to.endsInSeparator;
+    DWORD refused = target.status;
+    if (creates) {
+        refused = mayAdd(target);
+    } else if (refused == ERROR_SUCCESS) {
+        refused = failIfExists                 ? ERROR_FILE_EXISTS
+                  : target.node == source.node ? ERROR_SHARING_VIOLATION
+                                               : mayOverwrite(target);
+    }
+    if (refused != ERROR_SUCCESS) {
+        return refused;
+    }
+    if (creates) {
         target.node = std::make_shared<FileNode>();
         target.parent->add(target.node, target.name);
-    } else if (target.status != ERROR_SUCCESS) {
-        return target.status;
-    } else if (failIfExists) {
-        return ERROR_FILE_EXISTS;
-    } else if (target.node == source.node) {
-        return ERROR_SHARING_VIOLATION;
-    } else if (!target.writable) {
-        return ERROR_WRITE_PROTECT;
-    } else if (target.node->isDirectory || isWriteDenied(*target.node) ||
-               (target.node->attributes & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN)) != 0) {
-        return ERROR_ACCESS_DENIED;
-    } else if (target.node->isUsedAgainst(FILE_SHARE_WRITE, 0)) {
-        return ERROR_SHARING_VIOLATION;
     }
     const std::string& content = source.node->content;
     target.node->content = content.substr(0, part ? content.size() / 2 : content.size());
     target.node->version = part ? std::string() : source.node->version;
     target.node->attributes = source.node->attributes | FILE_ATTRIBUTE_ARCHIVE;
     return ERROR_SUCCESS;
+}
+
+DWORD FileSystem::mayOverwrite(const Place& place) const {
+    constexpr DWORD kKept = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN;
+    const FileNode& node = *place.node;
+    if (!place.writable) {
+        return ERROR_WRITE_PROTECT;
+    }
+    if (node.isDirectory || isWriteDenied(node) || (node.attributes & kKept) != 0) {
+        return ERROR_ACCESS_DENIED;
+    }
+    return node.isUsedAgainst(FILE_SHARE_WRITE, kShareAll) ? ERROR_SHARING_VIOLATION
+                                                           : ERROR_SUCCESS;
 }
 
 DWORD FileSystem::moveFile(const FilePath& from, const FilePath& to, DWORD flags, bool part) {
@@ -333,19 +345,24 @@ DWORD FileSystem::moveFile(const FilePath& from, const FilePath& to, DWORD flags
     if (target.status != ERROR_SUCCESS && target.status != ERROR_FILE_NOT_FOUND) {
         return target.status;
     }
-    FileNode& node = *source.node;
     const FileNode& targetParent = target.parent == nullptr ? *target.node : *target.parent;
-    if (&rootOf(targetParent) != &rootOf(node)) {
-        if ((flags & MOVEFILE_COPY_ALLOWED) == 0) {
-            return ERROR_NOT_SAME_DEVICE;
-        }
-        const DWORD status = copyFile(from, to, (flags & MOVEFILE_REPLACE_EXISTING) == 0, part);
-        if (status == ERROR_SUCCESS && !part) {
-            deleteFile(from);  // where that fails the source stays, and the move has succeeded
-        }
-        return status == ERROR_FILE_EXISTS ? ERROR_ALREADY_EXISTS : status;
+    if (&rootOf(targetParent) == &rootOf(*source.node)) {
+        return moveWithin(source, target, targetParent, flags, part);
     }
-    const DWORD refused = mayDelete(source);
+    if ((flags & MOVEFILE_COPY_ALLOWED) == 0) {
+        return ERROR_NOT_SAME_DEVICE;
+    }
+    const DWORD status = copyFile(from, to, (flags & MOVEFILE_REPLACE_EXISTING) == 0, part);
+    if (status == ERROR_SUCCESS && !part) {
+        deleteFile(from);  // where that fails the source stays, and the move has succeeded
+    }
+    return status == ERROR_FILE_EXISTS ? ERROR_ALREADY_EXISTS : status;
+}
+
+DWORD FileSystem::moveWithin(const Place& source, const Place& target, const FileNode& targetParent,
+                             DWORD flags, bool part) {
+    FileNode& node = *source.node;
+    DWORD refused = mayDelete(source);
     if (part || refused != ERROR_SUCCESS) {
         return refused;
     }
@@ -355,25 +372,29 @@ DWORD FileSystem::moveFile(const FilePath& from, const FilePath& to, DWORD flags
     if (isWithin(targetParent, node)) {
         return ERROR_SHARING_VIOLATION;
     }
-    if (target.node != nullptr && target.node != source.node) {
-        if ((flags & MOVEFILE_REPLACE_EXISTING) == 0) {
-            return ERROR_ALREADY_EXISTS;
-        }
-        if (target.node->isDirectory || node.isDirectory || isWriteDenied(*target.node) ||
-            (target.node->attributes & FILE_ATTRIBUTE_READONLY) != 0 ||
-            !target.node->uses.empty() || target.node->openHandles != 0) {
-            return ERROR_ACCESS_DENIED;
-        }
+    const bool replaces = target.node != nullptr && target.node != source.node;
+    if (replaces && (flags & MOVEFILE_REPLACE_EXISTING) == 0) {
+        return ERROR_ALREADY_EXISTS;
+    }
+    if (replaces && !mayReplace(*target.node)) {
+        return ERROR_ACCESS_DENIED;
+    }
+    refused = target.node == nullptr ? mayAdd(target) : ERROR_SUCCESS;
+    if (refused != ERROR_SUCCESS) {
+        return refused;
+    }
+    if (replaces) {
         target.node->parent->take(*target.node);
-    } else if (target.node == nullptr) {
-        const DWORD unwelcome = mayAdd(target);
-        if (unwelcome != ERROR_SUCCESS) {
-            return unwelcome;
-        }
     }
     node.parent->take(node);
     target.parent->add(source.node, target.name);
     return ERROR_SUCCESS;
+}
+
+bool FileSystem::mayReplace(const FileNode& node) const {
+    return !node.isDirectory && !isWriteDenied(node) &&
+           (node.attributes & FILE_ATTRIBUTE_READONLY) == 0 && node.uses.empty() &&
+           node.openHandles == 0;
 }
 
 DWORD FileSystem::driveType(std::u16string_view volume) const {
@@ -396,15 +417,17 @@ void FileSystem::carryOutDelayedMoves() {
 
 void FileSystem::carryOut(const DelayedMove& move) {
     const FilePath from = parsePath(u"\\\\?\\" + move.from, {});
-    if (move.to.empty()) {
-        const Place place = find(from, false);
-        if (place.node != nullptr) {
-            place.node->isDirectory ? removeDirectory(from) : deleteFile(from);
-        }
+    if (!move.to.empty()) {
+        moveFile(from, parsePath(u"\\\\?\\" + move.to, {}),
+                 move.replaces ? MOVEFILE_REPLACE_EXISTING : 0);
         return;
     }
-    moveFile(from, parsePath(u"\\\\?\\" + move.to, {}),
-             move.replaces ? MOVEFILE_REPLACE_EXISTING : 0);
+    const Place place = find(from, false);
+    if (place.node != nullptr && place.node->isDirectory) {
+        removeDirectory(from);
+    } else {
+        deleteFile(from);
+    }
 }
 
 }  // namespace simulated

@@ -39,11 +39,11 @@ public:
     const NameMap<Volume>& volumes() const { return volumes_; }
 
     struct Place {
-        /// 2: the last name is missing, 3: something in front of it, 5: the thing is being deleted
+        /// 2: the last name is missing, 3: a name before it, 5: the entry is being deleted
         DWORD status = 0;
-        std::shared_ptr<FileNode> parent;  ///< null for a root, and where the parent is missing
-        std::shared_ptr<FileNode> node;    ///< null where it is missing
-        std::u16string name;               ///< the last name as given
+        std::shared_ptr<FileNode> parent = {};  ///< null for a root and if it is missing
+        std::shared_ptr<FileNode> node = {};    ///< null if it is missing
+        std::u16string name = {};               ///< the last name as given
         bool writable = true;
     };
     /// `follow`: a link in the last place counts as what it leads to.
@@ -88,6 +88,20 @@ public:
     void setCurrentDirectory(std::u16string_view path);
 
 private:
+    /// A path followed up to its end or to the first link in it.
+    struct Walk {
+        Place place;
+        std::shared_ptr<FileNode> link = nullptr;
+        std::vector<std::u16string> remaining = {};  ///< the names after the link
+    };
+    Walk walkToLink(const FilePath& path, bool follow) const;
+    DWORD mayOpen(const FileNode& node, const FilePath& path, const OpenRequest& request,
+                  bool writable) const;
+    DWORD mayOverwrite(const Place& place) const;
+    bool mayReplace(const FileNode& node) const;
+    /// Moves within one volume.
+    DWORD moveWithin(const Place& source, const Place& target, const FileNode& targetParent,
+                     DWORD flags, bool part);
     void carryOut(const DelayedMove& move);
     /// Returns whether an entry may be created at a place that is missing.
     DWORD mayAdd(const Place& place) const;

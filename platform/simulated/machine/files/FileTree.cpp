@@ -163,6 +163,10 @@ std::u16string substituteName(std::string_view reparse) {
     return name;
 }
 
+bool isRelativeLink(std::string_view reparse) {
+    return field(reparse, 0, 4) == IO_REPARSE_TAG_SYMLINK && field(reparse, 16, 4) == 1;
+}
+
 std::string linkBuffer(DWORD tag, std::u16string_view substitute, std::u16string_view print) {
     const bool isSymbolic = tag == IO_REPARSE_TAG_SYMLINK;
     const auto substituteSize = static_cast<std::uint32_t>(2 * substitute.size());
@@ -176,7 +180,7 @@ std::string linkBuffer(DWORD tag, std::u16string_view substitute, std::u16string
     appendField(buffer, substituteSize + 2, 2);
     appendField(buffer, printSize, 2);
     if (isSymbolic) {
-        appendField(buffer, 0, 4);
+        appendField(buffer, substitute.starts_with(u"\\??\\") ? 0 : 1, 4);
     }
     for (const std::u16string_view name : {substitute, print}) {
         for (const char16_t c : name) {

@@ -71,6 +71,8 @@ struct FileNode {
 std::u16string substituteName(std::string_view reparse);
 /// The REPARSE_DATA_BUFFER of a link with IO_REPARSE_TAG_MOUNT_POINT or IO_REPARSE_TAG_SYMLINK.
 std::string linkBuffer(DWORD tag, std::u16string_view substitute, std::u16string_view print);
+/// Whether it is a symbolic link whose name counts from the link's own directory.
+bool isRelativeLink(std::string_view reparse);
 /// Whether a mount point's buffer is laid out as Windows demands: the substitute name first, with
 /// its prefix "\??\", the print name behind it, a NUL behind each, and lengths that say so.
 bool isGoodMountPoint(std::string_view reparse);

@@ -191,11 +191,6 @@ void Volumes::addJunction(std::u16string_view link, std::u16string_view target) 
     makeDirectory(link).reparse = linkBuffer(IO_REPARSE_TAG_MOUNT_POINT, ntPath(target), target);
 }
 
-void Volumes::addSymbolicLink(std::u16string_view link, std::u16string_view target) {
-    addFile(link);
-    existing(link).reparse = linkBuffer(IO_REPARSE_TAG_SYMLINK, ntPath(target), target);
-}
-
 void Volumes::setReparsePoint(std::u16string_view path, std::string buffer) {
     existing(path).reparse = std::move(buffer);
 }
@@ -242,7 +237,7 @@ void Volumes::lockForReading(std::u16string_view path) {
 }
 
 void Volumes::lockAsProgram(std::u16string_view path) {
-    hold(path, {FILE_SHARE_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, true});
+    hold(path, {0, FILE_SHARE_READ | FILE_SHARE_DELETE, true});
 }
 
 void Volumes::unlock(std::u16string_view path) {
@@ -266,12 +261,6 @@ void Volumes::denyRead(std::u16string_view path) {
 
 void Volumes::denyWrite(std::u16string_view path) {
     existing(path).writeDenied = true;
-}
-
-void Volumes::allow(std::u16string_view path) {
-    FileNode& node = existing(path);
-    node.readDenied = false;
-    node.writeDenied = false;
 }
 
 bool Volumes::exists(std::u16string_view path) const {

@@ -40,8 +40,6 @@ public:
     void addFile(std::u16string_view path, std::string content = {});
     /// Makes a link of a directory that is made; the target need not be there.
     void addJunction(std::u16string_view link, std::u16string_view target);
-    /// Makes a file that is a symbolic link to one.
-    void addSymbolicLink(std::u16string_view link, std::u16string_view target);
     /// Makes an existing file or directory a reparse point with a REPARSE_DATA_BUFFER of any bytes.
     void setReparsePoint(std::u16string_view path, std::string buffer);
     /// Takes a file or a directory away, with everything in it, whoever uses it.
@@ -73,8 +71,6 @@ public:
     /// The process may not change, delete or rename the file or directory, nor make entries in the
     /// directory: 5. What is in a directory keeps its own rights.
     void denyWrite(std::u16string_view path);
-    /// Takes both back.
-    void allow(std::u16string_view path);
 
     void setCurrentDirectory(std::u16string_view path) { fileSystem_.setCurrentDirectory(path); }
 
