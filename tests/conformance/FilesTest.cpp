@@ -212,6 +212,57 @@ TEST_F(Files, OpenFilesKeepOthersOutByTheirShareMode) {
     EXPECT_EQ("status 2", read(_T("other.txt")));
 }
 
+TEST_F(Files, CopyWritesToAFileThatOthersShareForWriting) {
+    for (const DWORD access : {DWORD{GENERIC_READ}, DWORD{GENERIC_WRITE}}) {
+        const auto copyOnto = [&](DWORD share) {
+            const File open(at(_T("file.txt")), access, share);
+            return copy(_T("folder\\inner.txt"), _T("file.txt"));
+        };
+        EXPECT_EQ(kDone, copyOnto(FILE_SHARE_WRITE));
+        EXPECT_EQ(kShared, copyOnto(FILE_SHARE_READ | FILE_SHARE_DELETE));
+    }
+}
+
+TEST_F(Files, RunningProgramIsReadAndRenamedButNotWritten) {
+    TCHAR program[MAX_PATH] = {};
+    ASSERT_NE(0u, GetModuleFileNameW(nullptr, program, MAX_PATH));
+    EXPECT_EQ(kDone, File(program, GENERIC_READ, 0).status);
+    EXPECT_EQ(kShared, File(program, GENERIC_WRITE).status);
+    EXPECT_EQ(kDenied, statusOf(DeleteFileW(program)));
+    EXPECT_EQ(kShared, statusOf(CopyFileW(at(_T("file.txt")).c_str(), program, FALSE)));
+    const tstring renamed = program + tstring(_T(".renamed"));
+    EXPECT_EQ(kDone, statusOf(MoveFileExW(program, renamed.c_str(), 0)));
+    EXPECT_EQ(kDone, statusOf(MoveFileExW(renamed.c_str(), program, 0)));
+}
+
+TEST_F(Files, DirectoryIsNoFile) {
+    const auto create = [&](const TCHAR* name, DWORD flags) {
+        return File(at(name), GENERIC_WRITE, kShareAll, CREATE_NEW, flags).status;
+    };
+    EXPECT_EQ(kDone,
+              File(at(_T("folder\\")), GENERIC_READ, kShareAll, OPEN_EXISTING, kDirectory).status);
+    EXPECT_EQ(DWORD{ERROR_FILE_EXISTS}, create(_T("folder"), kDirectory));
+    // By Wine's own tests, which Windows passes and this Wine doesn't.
+    if (!isWine()) {
+        EXPECT_EQ(kNoPath, File(at(_T("folder\\")), GENERIC_READ).status);
+        EXPECT_EQ(kDenied, create(_T("folder"), FILE_ATTRIBUTE_NORMAL));
+        EXPECT_EQ(kNoPath, create(_T("folder\\"), FILE_ATTRIBUTE_NORMAL));
+    }
+}
+
+TEST_F(Files, DirectoryMayReplaceAFile) {
+    EXPECT_EQ(DWORD{ERROR_ALREADY_EXISTS}, move(_T("folder"), _T("file.txt")));
+    EXPECT_EQ(kDone, move(_T("folder"), _T("file.txt"), MOVEFILE_REPLACE_EXISTING));
+    EXPECT_EQ("inner", read(_T("file.txt\\inner.txt")));
+}
+
+TEST_F(Files, DeviceNameIsNoDirectory) {
+    WIN32_FIND_DATAW data;
+    EXPECT_EQ(INVALID_HANDLE_VALUE, FindFirstFileW(at(_T("nul\\*")).c_str(), &data));
+    EXPECT_EQ(kNoPath, GetLastError());
+    EXPECT_EQ(DWORD{FILE_ATTRIBUTE_ARCHIVE}, attributes(_T("nul")));
+}
+
 TEST_F(Files, CopiesAndMovesRespectWhatIsThere) {
     expectEach({
         {ERROR_FILE_EXISTS, copy(_T("file.txt"), _T("fixed.txt"), false)},
@@ -300,6 +351,23 @@ TEST_F(Files, FullPathsAreMadeOfTextAlone) {
         {_T("Q:\\a. . "), _T("Q:\\a")},
         {_T("Q:\\a.\\b|?"), _T("Q:\\a\\b|?")},
         {_T("\\\\server\\share\\a\\..\\..\\b"), _T("\\\\server\\share\\b")},
+        {_T("\\\\server\\share\\.."), _T("\\\\server\\share\\")},
+        {_T("\\\\server\\share\\nul"), _T("\\\\server\\share\\nul")},
+        // Blanks and dots after the last separator are dropped before ".." could be seen.
+        {_T("Q:\\x\\ . "), _T("Q:\\x\\")},
+        {_T("Q:\\x\\.. "), _T("Q:\\x\\")},
+        {_T("Q:\\..."), _T("Q:\\")},
+        {_T("Q:\\...\\x"), _T("Q:\\..\\x")},
+        {_T("Q:\\x. \\y"), _T("Q:\\x. \\y")},
+        {_T("1:\\x"), _T("1:\\x")},
+        // Devices.
+        {_T("Q:\\x\\Nul .txt"), _T("\\\\.\\Nul")},
+        {_T("x\\com1:"), _T("\\\\.\\com1")},
+        {_T("conout$"), _T("\\\\.\\conout$")},
+        {_T("Q:\\nul\\x"), _T("Q:\\nul\\x")},
+        {_T("//./Q:/x/../y. "), _T("\\\\.\\Q:\\y")},
+        {_T("//?/Q:/x/../y"), _T("\\\\?\\Q:\\y")},
+        {_T("\\\\?\\Q:\\x\\..\\y"), _T("\\\\?\\Q:\\y")},
     };
     TCHAR buffer[MAX_PATH] = {};
     for (const auto& [given, expected] : cases) {
@@ -321,6 +389,9 @@ TEST_F(Files, LongNamesAreThoseOfWhatIsThere) {
     ASSERT_NE(0u, GetLongPathNameW(at(_T("FOLDER\\")).c_str(), buffer, MAX_PATH));
     EXPECT_EQ(at(_T("folder\\")), buffer);
     EXPECT_EQ(kNoFile, statusOf(GetLongPathNameW(at(_T("none")).c_str(), buffer, MAX_PATH) != 0));
+    EXPECT_EQ(kNoPath, statusOf(GetLongPathNameW(_T(""), buffer, MAX_PATH) != 0));
+    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER},
+              statusOf(GetLongPathNameW(nullptr, buffer, MAX_PATH) != 0));
 }
 
 TEST_F(Files, LongPathsWantThePrefix) {

@@ -87,5 +87,8 @@ int main(int argc, char** argv) {
         machine.volumes.setVersion(directory + _T("\\kernel32.dll"), 10, 0, 19045, 1);
     }
     machine.facts.is64BitProcess = isProgram64Bit();
+    machine.facts.programPath = _T("C:\\Test\\conformance.exe");
+    machine.volumes.addFile(machine.facts.programPath);
+    machine.volumes.lockAsProgram(machine.facts.programPath);
     return RUN_ALL_TESTS();
 }

@@ -141,6 +141,24 @@ TEST(Shortcuts, AreMadeAndSaved) {
     CoUninitialize();
 }
 
+TEST(Shortcuts, TakeTargetsInQuotesAndNoTexts) {
+    void* object = nullptr;
+    ASSERT_EQ(S_OK, CoInitialize(nullptr));
+    ASSERT_EQ(S_OK,
+              CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_ALL, IID_IShellLinkW, &object));
+    auto* const link = static_cast<IShellLinkW*>(object);
+    EXPECT_EQ(S_OK, link->SetArguments(nullptr));
+    EXPECT_EQ(S_OK, link->SetDescription(nullptr));
+    EXPECT_EQ(E_INVALIDARG, link->SetPath(nullptr));
+    EXPECT_TRUE(SUCCEEDED(link->SetPath(_T("\"C:\\none\\target.exe\""))));
+    EXPECT_TRUE(SUCCEEDED(link->SetPath(_T("C:/none/target.exe"))));
+    if (!isWine()) {  // which takes single quotes out, as Windows XP did
+        EXPECT_EQ(E_INVALIDARG, link->SetPath(_T("\"C:\\none\\target.exe")));
+    }
+    EXPECT_EQ(0u, link->Release());
+    CoUninitialize();
+}
+
 TEST(ShellFolders, ExistAndAreMade) {
     for (const int folder :
          {CSIDL_COMMON_PROGRAMS | CSIDL_FLAG_CREATE, CSIDL_COMMON_PROGRAMS, CSIDL_PROGRAM_FILESX86,

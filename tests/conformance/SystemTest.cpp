@@ -71,6 +71,16 @@ TEST(SystemTest, DirectoriesTellTheRoomThatTheyNeed) {
     setVariable(_T("TMP"), old.c_str());
 }
 
+TEST(SystemTest, TheTemporaryDirectoryComesInAClearedBuffer) {
+    const auto length = static_cast<DWORD>(temporaryPath(_T("")).size());
+    tstring fits(length + 3, _T('#'));
+    EXPECT_EQ(GetTempPathW(length + 2, fits.data()), length);
+    EXPECT_EQ(fits.substr(length), tstring(_T("\0\0#"), 3));
+    tstring small(length + 1, _T('#'));
+    EXPECT_EQ(GetTempPathW(length, small.data()), length + 1);
+    EXPECT_EQ(small, tstring(length, _T('\0')) + _T('#'));
+}
+
 HMODULE moduleNamed(const tstring& name) {
     HMODULE module = nullptr;
     GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT, name.c_str(), &module);
@@ -106,6 +116,16 @@ TEST(SystemTest, ModulesAreKnownByNameAndByAddress) {
               DWORD{ERROR_PROC_NOT_FOUND});
     EXPECT_EQ(moduleNamed(library), loaded);
     EXPECT_TRUE(FreeLibrary(loaded));
+}
+
+TEST(SystemTest, ModuleHandlesRefuseUnknownFlags) {
+    constexpr DWORD kUnknown = 8;
+    HMODULE module = moduleNamed(_T("kernel32"));
+    EXPECT_EQ(lastErrorOf(!GetModuleHandleExW(kUnknown, _T("kernel32"), &module)),
+              DWORD{ERROR_INVALID_PARAMETER});
+    EXPECT_EQ(module, nullptr);
+    EXPECT_EQ(lastErrorOf(!GetModuleHandleExW(0, _T("kernel32"), nullptr)),
+              DWORD{ERROR_INVALID_PARAMETER});
 }
 
 TEST(SystemTest, TheSystemTellsItsBitsAndVersion) {
@@ -166,6 +186,15 @@ TEST(SystemTest, TheVersionOfAFileIsRead) {
     EXPECT_EQ(static_cast<VS_FIXEDFILEINFO*>(value)->dwSignature, 0xFEEF04BDu);
     EXPECT_EQ(lastErrorOf(GetFileVersionInfoSizeW((path + _T("none")).c_str(), &zeroed) == 0),
               DWORD{ERROR_FILE_NOT_FOUND});
+}
+
+TEST(SystemTest, ATextFileHasNoVersion) {
+    const tstring path = temporaryPath(_T("conformance.txt"));
+    EXPECT_TRUE(CloseHandle(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr)));
+    EXPECT_EQ(lastErrorOf(GetFileVersionInfoSizeW(path.c_str(), nullptr) == 0),
+              DWORD{ERROR_RESOURCE_DATA_NOT_FOUND});
+    EXPECT_TRUE(DeleteFileW(path.c_str()));
 }
 
 TEST(SystemTest, MessagesEndInALineBreak) {
@@ -345,12 +374,13 @@ TEST(SharedMemoryTest, ABlockIsOneForAllWhoHoldIt) {
     EXPECT_EQ(GetLastError(), DWORD{ERROR_ALREADY_EXISTS});
 
     BYTE* const first = view(created);
-    BYTE* const second = view(opened);
-    ASSERT_TRUE(first != nullptr && second != nullptr);
-    EXPECT_EQ(std::memcmp(second, "\0\0\0\0\0\0\0\0", 8), 0);
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(std::memcmp(first, "\0\0\0\0\0\0\0\0", 8), 0);
     std::memcpy(first, "abcdefgh", 8);
     EXPECT_TRUE(FlushViewOfFile(first, 8));
     EXPECT_TRUE(UnmapViewOfFile(first));
+    BYTE* const second = view(opened);
+    ASSERT_NE(second, nullptr);
     for (const HANDLE handle : {created, opened, again}) {
         EXPECT_TRUE(CloseHandle(handle));
     }

@@ -4,7 +4,8 @@ conformance suite covers.
     gaps.py root
 
 Prints each gap and fails if there is one: a function that nobody but the machine's own tests calls, one that the
-library calls and no conformance test does, and a constant or type that nobody names.
+library calls and no conformance test does, a constant or type that nobody names, and a public function of the
+machine's own headers that no other file calls.
 """
 
 import collections
@@ -15,6 +16,9 @@ import sys
 FUNCTION = re.compile(r"(?:WINAPI|STDMETHODCALLTYPE)\s+(\w+)\(|^[\w:]+[ *]+\*?(_?\w+)\([^{};]*\)[^{};]*;", re.M)
 NAME = re.compile(r"^#define (\w+)|^using (\w+) =|^(?:struct|enum|union) (\w+)|^    (\w+) = [^;]*,$", re.M)
 ALIAS = re.compile(r"^#define (_\w+) (_\w+)$", re.M)
+MEMBER = re.compile(r"(?:^|[\s*&])([a-z]\w*\b(?<!_))\([^;{}]*\)[^;{}()]*[;{]", re.M)
+PRIVATE = re.compile(r"^private:.*?^};", re.M | re.S)
+KEYWORDS = {"if", "for", "while", "switch", "return", "sizeof", "operator", "static_assert"}
 # Every interface has it; callers reach it through the first release.
 INTERFACE = {"AddRef"}
 
@@ -37,6 +41,20 @@ def names(pattern, text):
     return {name for found in pattern.findall(text) for name in found if name}
 
 
+def uncalled(machine, callers):
+    """Yields the public functions of the machine's headers that neither another file of the machine nor a caller names."""
+    paths = [path for path in machine.rglob("*") if path.suffix in (".cpp", ".h")]
+    named = {path: set(re.findall(r"\w+", code(path))) for path in paths}
+    for header in sorted(machine.rglob("*.h")):
+        own = {header, header.with_suffix(".cpp")}
+        known = callers.union(*(names for path, names in named.items() if path not in own))
+        inline = re.sub(r'"[^"]*"', "", re.sub(PRIVATE, "", code(header)))
+        uses = collections.Counter(re.findall(r"\w+", inline))
+        for name in sorted(set(MEMBER.findall(inline)) - KEYWORDS - known):
+            if uses[name] == 1:
+                yield f"{name} of {header.name} is public, and nobody calls it"
+
+
 def main(root):
     machine = root / "platform" / "simulated"
     headers = "\n".join(code(path) for path in (machine / "include").rglob("*.h"))
@@ -49,6 +67,7 @@ def main(root):
     uses = collections.Counter(re.findall(r"\w+", headers))
     known = needed | covered | words(machine / "machine") | {name for name, count in uses.items() if count > 1}
     gaps += [f"{name} is declared, and nobody names it" for name in sorted(names(NAME, headers) - functions - known)]
+    gaps += uncalled(machine / "machine", words(root / "tests", root / "tools", root / "bench"))
     print("\n".join(gaps) or f"{len(functions)} functions declared, none missing")
     return 1 if gaps else 0
 

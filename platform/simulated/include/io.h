@@ -1,5 +1,5 @@
 // Low-level files of Windows' C run-time. A descriptor is a number of the simulated process's own
-// table and no descriptor of the host. Failures are told by `errno`, with the same numbers as the
+// table and no descriptor of the host. Failures are reported in `errno`, with the same numbers as the
 // host's.
 #pragma once
 

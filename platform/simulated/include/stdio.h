@@ -17,7 +17,7 @@ FILE* _wfopen(const char16_t* path, const char16_t* mode);
 FILE* _wfreopen(const char16_t* path, const char16_t* mode, FILE* stream);
 
 /// printf into a buffer, for "%s", "%g", whose exponents have three digits as in msvcrt.dll, and "%%":
-/// what fits, a NUL where there is room for one, and -1 when not all fits.
+/// stores what fits and, if space is left, a NUL; returns -1 when not all fits.
 int _snprintf(char* buffer, size_t count, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 

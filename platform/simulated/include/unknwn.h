@@ -3,7 +3,7 @@
 
 #include <windef.h>
 
-/// An interface has the methods that are called; the objects behind them live in the machine, so
+/// An interface has the methods that are called; the objects belong to the machine, so
 /// the order of a real virtual table doesn't matter.
 struct IUnknown {
     virtual HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) = 0;

@@ -6,5 +6,5 @@
 using OLECHAR = WCHAR;
 using LPOLESTR = OLECHAR*;
 using LPCOLESTR = const OLECHAR*;
-/// A text with its length in front of it, freed by SysFreeString.
+/// A string with its length before it, freed by SysFreeString.
 using BSTR = OLECHAR*;

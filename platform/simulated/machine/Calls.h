@@ -1,11 +1,12 @@
-// The gate that every simulated function passes: it counts the call, keeps the journal, and tells
-// the function when it has to fail.
+// The call interceptor of every simulated function: it counts the call, keeps the journal, and
+// decides whether the function has to fail.
 #pragma once
 
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,7 +22,7 @@ namespace simulated {
 /// Numbers count from 1. A plan holds until `clearPlans` or until it has been carried out.
 class Calls {
 public:
-    /// Makes the n-th call from now fail, whatever it is. `status` is what it reports; without one
+    /// Makes the n-th call from now fail, of any function. `status` is what it reports; without one
     /// the function chooses the status that it most often fails with.
     ///
     /// A function that can't fail on Windows (GetTickCount, GetLocalTime, …) is counted and goes
@@ -55,7 +56,7 @@ public:
     /// The calls since the last `clearJournal`, by name.
     std::map<std::string, std::uint64_t> byName() const;
 
-    /// Starts counting anew. Plans go on counting from where they were made.
+    /// Resets the counts. Plans go on counting from where they were made.
     void clearJournal();
 
     /// Keeps the names of the calls in their order from now on, or stops doing so.
@@ -95,8 +96,8 @@ private:
     bool stopped_ = false;
 };
 
-/// The gate itself, for functions that none of the forms below suits. It holds the machine's lock,
-/// so that threads of a test may call at once.
+/// The interceptor itself, for functions that none of the forms below suits. It holds the machine's
+/// lock, so that threads of a test may call at once.
 class Call {
 public:
     explicit Call(const char* function);
@@ -117,7 +118,7 @@ private:
     Calls::Outcome outcome_;
 };
 
-/// How the work of a call tells that it fails; what it has handed out until then stays.
+/// Thrown by the work of a call to fail with a status; results stored before that stay.
 struct Refusal {
     std::uint32_t status;
 };
@@ -131,9 +132,22 @@ void check(std::uint32_t status);
 /// machine hasn't. To go on would be to guess.
 [[noreturn]] void notSupported(const std::string& function, const std::string& what);
 
+/// Returns what a pointer of the caller points to; a null pointer, which would be an access
+/// violation on Windows, ends the program with a message.
+template <class T>
+T& required(const char* function, T* pointer) {
+    if (pointer == nullptr) {
+        notSupported(function, "a null pointer");
+    }
+    return *pointer;
+}
+
 void setLastError(std::uint32_t status);
 
-/// A call that gives BOOL, or a value of which one tells failure:
+/// What a call fails with when the machine itself can't allocate, ERROR_NOT_ENOUGH_MEMORY.
+constexpr std::uint32_t kNoMemory = 8;
+
+/// A call that returns BOOL, or a value one of which means failure:
 ///
 ///     return call("SetEndOfFile", ERROR_DISK_FULL, [&] {
 ///         OpenFile& file = openFile(handle);
@@ -142,20 +156,22 @@ void setLastError(std::uint32_t status);
 ///     });
 ///
 /// A refusal becomes the thread's last error. Success spoils it: it is 0 from the start of the work
-/// on, so that a caller who asks for it too late sees that. `usual` is the status of a planned
+/// on, so that a caller who reads it too late notices. `usual` is the status of a planned
 /// failure. Work that gives nothing makes a BOOL, anything else is handed out; `failed` is what the
 /// function gives when it fails.
 template <class Result, class Work>
 Result call(const char* function, std::uint32_t usual, Result failed, Work work) {
-    const Call entered(function);
     try {
+        const Call entered(function);
         entered.pass(usual);
         setLastError(0);
         return work();
     } catch (const Refusal& refusal) {
         setLastError(refusal.status);
-        return failed;
+    } catch (const std::bad_alloc&) {
+        setLastError(kNoMemory);
     }
+    return failed;
 }
 template <class Work>
 auto call(const char* function, std::uint32_t usual, Work work) {
@@ -174,13 +190,15 @@ auto call(const char* function, std::uint32_t usual, Work work) {
 /// installer.
 template <class Work>
 std::uint32_t statusCall(const char* function, std::uint32_t usual, Work work) {
-    const Call entered(function);
     try {
+        const Call entered(function);
         entered.pass(usual);
         work();
         return 0;
     } catch (const Refusal& refusal) {
         return refusal.status;
+    } catch (const std::bad_alloc&) {
+        return kNoMemory;
     }
 }
 
@@ -189,8 +207,8 @@ std::uint32_t statusCall(const char* function, std::uint32_t usual, Work work) {
 std::int32_t asResult(std::uint32_t status);
 template <class Work>
 std::int32_t resultCall(const char* function, std::int32_t usual, Work work) {
-    const Call entered(function);
     try {
+        const Call entered(function);
         entered.pass(static_cast<std::uint32_t>(usual));
         if constexpr (std::is_void_v<decltype(work())>) {
             work();
@@ -200,6 +218,8 @@ std::int32_t resultCall(const char* function, std::int32_t usual, Work work) {
         }
     } catch (const Refusal& refusal) {
         return asResult(refusal.status);
+    } catch (const std::bad_alloc&) {
+        return asResult(kNoMemory);
     }
 }
 

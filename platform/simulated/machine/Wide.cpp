@@ -36,7 +36,7 @@ void appendUtf16(std::u16string& text, char32_t c) {
     text += static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
 }
 
-/// Reads one character and moves behind it; U+FFFD, and one byte on, if there is none.
+/// Reads one character and moves past it; returns U+FFFD and moves one byte if there is none.
 char32_t nextCharacter(std::string_view utf8, std::size_t& at) {
     const auto byteAt = [&](std::size_t i) {
         return i < utf8.size() ? static_cast<unsigned char>(utf8[i]) : 0u;

@@ -1,8 +1,10 @@
 // What neither Windows can be asked nor the library's own tests show: restarts, the rights of a
 // token, faults and stops.
 #include <windows.h>
+#include <shlobj.h>
 #include <sddl.h>
 
+#include <new>
 #include <string>
 #include <vector>
 
@@ -85,6 +87,44 @@ TEST_F(SimulatedMachine, AFailedOrStoppedCallChangesNothing) {
     change();
     EXPECT_EQ(machine.describe(), before);
     EXPECT_TRUE(machine.handles.open().empty());
+}
+
+TEST_F(SimulatedMachine, RelativeSymbolicLinksCountFromTheirDirectory) {
+    volumes.addShare(u"\\\\server\\share");
+    for (const std::u16string volume : {u"C:", u"\\\\server\\share"}) {
+        const std::u16string link = volume + u"\\a\\b\\link";
+        volumes.addFile(volume + u"\\a\\file", "content");
+        volumes.addFile(link);
+        for (const WCHAR* target : {u"..\\file", u"..\\..\\A\\file", u"\\a\\file"}) {
+            volumes.setReparsePoint(link, linkBuffer(IO_REPARSE_TAG_SYMLINK, target, target));
+            EXPECT_EQ(0u, statusOf(CopyFileW(link.c_str(), u"C:\\copy", FALSE)));
+            EXPECT_EQ("content", volumes.content(u"C:\\copy"));
+            EXPECT_EQ(0u, statusOf(DeleteFileW(u"C:\\copy")));
+        }
+    }
+}
+
+TEST_F(SimulatedMachine, ShellLinksKeepTheFullPathOfTheirTarget) {
+    CoInitialize(nullptr);
+    void* object = nullptr;
+    ASSERT_EQ(S_OK,
+              CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_ALL, IID_IPersistFile, &object));
+    auto* const file = static_cast<IPersistFile*>(object);
+    ASSERT_EQ(S_OK, file->QueryInterface(IID_IShellLinkW, &object));
+    auto* const link = static_cast<IShellLinkW*>(object);
+    EXPECT_EQ(S_OK, link->SetPath(u"\"C:/x/y/..\\z.exe\""));
+    EXPECT_EQ(S_OK, file->Save(u"C:\\z.lnk", TRUE));
+    EXPECT_EQ(u"C:\\x\\z.exe", machine.shell.link(u"C:\\z.lnk")->target);
+    link->Release();
+    file->Release();
+}
+
+TEST_F(SimulatedMachine, AllocationsOfTheMachineThatFailMakeTheCallFail) {
+    const HANDLE block =
+        CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 8, "Block");
+    const void* const view = MapViewOfFile(block, FILE_MAP_ALL_ACCESS, 0, 0, 8);
+    machine.sharedMemory.observeFlushes([](const auto&, const auto&) { throw std::bad_alloc(); });
+    EXPECT_EQ(DWORD{ERROR_NOT_ENOUGH_MEMORY}, statusOf(FlushViewOfFile(view, 8)));
 }
 
 TEST_F(SimulatedMachine, AFaultInACopyMayLeaveAPart) {

@@ -31,6 +31,18 @@ TEST_F(Links, TargetHasToFitTheBuffer) {
               "wcscpy_s(ptr, 4089, " + std::string(4090, 'x') + ") failed. Return value: 34");
 }
 
+TEST_F(Links, TargetOfAJunctionThatMayNotBeWrittenIsRead) {
+    machine.volumes.addJunction(u"C:\\link", u"C:\\target");
+    machine.volumes.denyWrite(u"C:\\link");
+    EXPECT_EQ(getLinkTarget(u"C:\\link"), u"C:\\target");
+}
+
+TEST_F(Links, TargetOfAJunctionThatAnotherProcessReadsIsRead) {
+    machine.volumes.addJunction(u"C:\\link", u"C:\\target");
+    machine.volumes.lockForReading(u"C:\\link");
+    EXPECT_EQ(getLinkTarget(u"C:\\link"), u"C:\\target");
+}
+
 std::string bytesOf(const std::u16string& text) {
     return std::string(reinterpret_cast<const char*>(text.data()), text.size() * 2);
 }

@@ -26,20 +26,23 @@ CrtFiles& crt() {
     return Machine::current().crt;
 }
 
-/// A call that gives a value, of which one tells failure; then `errno` has the reason. As on
+/// A call that returns a value one of which means failure; then `errno` has the reason. As on
 /// Windows the functions below set the last error too.
 template <class Result, class Work>
 Result crtCall(const char* function, DWORD usual, Result failed, Work work) {
-    const Call entered(function);
+    DWORD status = ERROR_NOT_ENOUGH_MEMORY;
     try {
+        const Call entered(function);
         entered.pass(usual);
         SetLastError(ERROR_SUCCESS);
         return work();
     } catch (const Refusal& refusal) {
-        SetLastError(refusal.status);
-        errno = errnoOf(refusal.status);
-        return failed;
+        status = refusal.status;
+    } catch (const std::bad_alloc&) {
     }
+    SetLastError(status);
+    errno = errnoOf(status);
+    return failed;
 }
 
 OpenFile& openFile(int number) {
@@ -147,7 +150,7 @@ FILE* openStream(const char16_t* path, const char16_t* given) {
 extern "C" {
 
 errno_t _wsopen_s(int* file, const char16_t* path, int flags, int share, int permissions) {
-    *file = crtCall("_wsopen_s", ERROR_ACCESS_DENIED, -1, [&] {
+    required("_wsopen_s", file) = crtCall("_wsopen_s", ERROR_ACCESS_DENIED, -1, [&] {
         if (flags != (_O_WRONLY | _O_APPEND | _O_CREAT) || share != _SH_DENYWR ||
             permissions != (_S_IREAD | _S_IWRITE)) {
             notSupported("_wsopen_s", "the flags " + std::to_string(flags));
@@ -199,7 +202,8 @@ int _close(int file) {
 
 int _fstat64(int file, _stat64* facts) {
     return crtCall("_fstat64", ERROR_INVALID_HANDLE, -1, [&] {
-        facts->st_size = static_cast<long long>(openFile(file).node().content.size());
+        required("_fstat64", facts).st_size =
+            static_cast<long long>(openFile(file).node().content.size());
         return 0;
     });
 }
@@ -211,7 +215,7 @@ int _wstat64(const char16_t* path, _stat64* facts) {
         const FileSystem::Place place = Machine::current().fileSystem.find(whole, true);
         demand(place.status == ERROR_SUCCESS && !(whole.endsInSeparator && !whole.names.empty()),
                ERROR_FILE_NOT_FOUND);
-        facts->st_size = static_cast<long long>(place.node->content.size());
+        required("_wstat64", facts).st_size = static_cast<long long>(place.node->content.size());
         return 0;
     });
 }
@@ -227,7 +231,8 @@ char16_t* _wgetcwd(char16_t* buffer, int size) {
     char16_t* const none = nullptr;
     return crtCall("_wgetcwd", ERROR_ACCESS_DENIED, none, [&] {
         const std::u16string& directory = Machine::current().fileSystem.currentDirectory();
-        demand(directory.size() < static_cast<std::size_t>(size), ERROR_INSUFFICIENT_BUFFER);
+        demand(static_cast<int>(directory.size()) < size, ERROR_INSUFFICIENT_BUFFER);
+        required("_wgetcwd", buffer);
         copyOut(directory, buffer, static_cast<std::uint32_t>(size));
         return buffer;
     });
@@ -247,8 +252,8 @@ FILE* _wfreopen(const char16_t* path, const char16_t* mode, FILE* stream) {
 errno_t strerror_s(char* buffer, std::size_t size, int error) {
     const auto text = std::find_if(std::begin(kErrorTexts), std::end(kErrorTexts),
                                    [&](const auto& known) { return known.number == error; });
-    if (text == std::end(kErrorTexts)) {
-        notSupported("strerror_s", "the number " + std::to_string(error));
+    if (text == std::end(kErrorTexts) || buffer == nullptr || size == 0) {
+        notSupported("strerror_s", "the number " + std::to_string(error) + " or no buffer");
     }
     buffer[text->words.copy(buffer, size - 1)] = '\0';
     return 0;

@@ -55,8 +55,8 @@ void demandSupported(DWORD access, DWORD share, DWORD disposition, DWORD flags) 
     }
 }
 
-/// A path with the long names of what is there. What stands in front of the names stays as it is
-/// given, and so do "." and "..".
+/// Returns a path with the long names of its entries. The part before the names, "." and ".." stay
+/// as they are given.
 std::u16string longPath(std::u16string_view given) {
     const auto isSeparator = [](char16_t c) { return c == u'\\' || c == u'/'; };
     const FilePath whole = processPath(std::u16string(given).c_str());
@@ -85,11 +85,11 @@ std::u16string longPath(std::u16string_view given) {
     return result;
 }
 
-/// A call that copies content. Where the machine is told so, a planned fault comes in its middle.
+/// A call that copies content. A planned fault may interrupt the copy, see `nextFaultHalvesCopy`.
 template <class Work>
 BOOL copyingCall(const char* function, std::uint32_t usual, Work work) {
-    const Call entered(function);
     try {
+        const Call entered(function);
         if (entered.fails() &&
             std::exchange(Machine::current().volumes.nextFaultHalvesCopy, false)) {
             work(true);
@@ -100,6 +100,8 @@ BOOL copyingCall(const char* function, std::uint32_t usual, Work work) {
         return TRUE;
     } catch (const Refusal& refusal) {
         return failWith(refusal.status);
+    } catch (const std::bad_alloc&) {
+        return failWith(ERROR_NOT_ENOUGH_MEMORY);
     }
 }
 
@@ -120,7 +122,7 @@ HANDLE WINAPI CreateFileW(LPCWSTR path, DWORD access, DWORD share, LPSECURITY_AT
 }
 
 BOOL WINAPI ReadFile(HANDLE handle, LPVOID buffer, DWORD size, LPDWORD done, LPOVERLAPPED) {
-    *done = 0;
+    required("ReadFile", done) = 0;
     return call("ReadFile", ERROR_READ_FAULT, [&] {
         const std::shared_ptr<OpenFile> file = openFile(handle);
         demand(!file->node().isDirectory, ERROR_INVALID_FUNCTION);
@@ -203,7 +205,7 @@ BOOL WINAPI MoveFileExW(LPCWSTR existing, LPCWSTR moved, DWORD flags) {
         demand((flags & MOVEFILE_COPY_ALLOWED) == 0, ERROR_INVALID_PARAMETER);
         check(fileSystem().find(from, false).status);
         check(to.status);
-        // The list of what is put off stands in the machine's registry.
+        // The list of delayed moves is stored in the machine's registry.
         demand(Machine::current().security.administers(), ERROR_ACCESS_DENIED);
         if (!part) {
             fileSystem().delayMove(
@@ -225,8 +227,11 @@ DWORD WINAPI GetFullPathNameW(LPCWSTR path, DWORD size, LPWSTR buffer, LPWSTR* f
 }
 
 DWORD WINAPI GetLongPathNameW(LPCWSTR path, LPWSTR buffer, DWORD size) {
-    return call("GetLongPathNameW", ERROR_FILE_NOT_FOUND,
-                [&] { return copyOut(longPath(argument(path)), buffer, size); });
+    return call("GetLongPathNameW", ERROR_FILE_NOT_FOUND, [&] {
+        demand(path != nullptr, ERROR_INVALID_PARAMETER);
+        demand(*path != 0, ERROR_PATH_NOT_FOUND);
+        return copyOut(longPath(path), buffer, size);
+    });
 }
 
 UINT WINAPI GetDriveTypeW(LPCWSTR root) {

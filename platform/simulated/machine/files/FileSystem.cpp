@@ -13,7 +13,7 @@ namespace simulated {
 namespace {
 
 constexpr int kMaxLinks = 63;
-constexpr std::size_t kMaxDirectoryUnits = 248;  // a directory's path leaves room for an 8.3 name
+constexpr std::size_t kMaxDirectoryUnits = 248;  // with an 8.3 name in it, the path has MAX_PATH
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr DWORD kKeptAttributes = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN |
                                   FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE;

@@ -104,8 +104,8 @@ void FileNode::add(std::shared_ptr<FileNode> node, std::u16string_view newName) 
     node->name = newName;
     node->shortName.clear();
     node->parent = this;
-    // NTFS numbers four names that are alike and tells others apart by a sum of their letters; here
-    // those get none, as on a volume without short names.
+    // NTFS numbers four similar names and distinguishes further ones by a sum of their letters;
+    // here those get none, as on a volume without short names.
     for (char16_t n = u'1'; n <= u'4' && node->shortName.empty() && !isShortName(newName); ++n) {
         const std::u16string candidate = shortNameCandidate(newName, n);
         if (entry(candidate) == nullptr) {

@@ -25,7 +25,7 @@ struct FileUse {
 struct FileNode {
     std::u16string name;
     std::u16string shortName;    ///< empty where the name has the form 8.3 itself or got none
-    FileNode* parent = nullptr;  ///< null for a root, and once it has been taken away
+    FileNode* parent = nullptr;  ///< null for a root and for a removed node
     bool isDirectory = false;
     DWORD attributes = 0;  ///< those that can be set
     bool readDenied = false;
@@ -66,7 +66,7 @@ struct FileNode {
     std::u16string path() const;
 };
 
-/// The substitute name of a mount point or symbolic link, as it stands in the buffer; empty if the
+/// The substitute name of a mount point or symbolic link, as it is stored there; empty if the
 /// buffer is no such link or is broken.
 std::u16string substituteName(std::string_view reparse);
 /// The REPARSE_DATA_BUFFER of a link with IO_REPARSE_TAG_MOUNT_POINT or IO_REPARSE_TAG_SYMLINK.
@@ -74,7 +74,7 @@ std::string linkBuffer(DWORD tag, std::u16string_view substitute, std::u16string
 /// Whether it is a symbolic link whose name counts from the link's own directory.
 bool isRelativeLink(std::string_view reparse);
 /// Whether a mount point's buffer is laid out as Windows demands: the substitute name first, with
-/// its prefix "\??\", the print name behind it, a NUL behind each, and lengths that say so.
+/// its prefix "\??\", then the print name, a NUL after each, and lengths that agree.
 bool isGoodMountPoint(std::string_view reparse);
 
 }  // namespace simulated

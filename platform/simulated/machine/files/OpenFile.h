@@ -1,4 +1,4 @@
-// What stands behind the handle of an open file or directory, and behind that of a search.
+// The objects of the handles of open files, directories and searches.
 #pragma once
 
 #include <cstdint>
@@ -44,7 +44,7 @@ public:
     std::uint64_t position() const { return position_; }
     void seek(std::uint64_t position) { position_ = position; }
 
-    /// Copies what is left behind the position, at most `size` bytes, and moves on.
+    /// Copies at most `size` bytes from the position on and moves it. Returns their number.
     std::size_t read(void* buffer, std::size_t size);
     /// Overwrites and lengthens; a gap in front is filled with zeros.
     void write(const void* data, std::size_t size);

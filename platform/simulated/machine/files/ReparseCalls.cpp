@@ -56,7 +56,7 @@ BOOL WINAPI DeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inSize, 
     return call("DeviceIoControl", ERROR_NOT_SUPPORTED, [&] {
         const auto file = Machine::current().handles.find<OpenFile>(device);
         demand(file != nullptr, ERROR_INVALID_HANDLE);
-        *returned = 0;
+        required("DeviceIoControl", returned) = 0;
         if (code == FSCTL_SET_REPARSE_POINT) {
             demand(file->mayWrite(), ERROR_ACCESS_DENIED);
             setReparsePoint(file->node(), {static_cast<const char*>(in), inSize});

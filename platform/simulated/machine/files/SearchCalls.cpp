@@ -29,7 +29,7 @@ std::vector<WIN32_FIND_DATAW> search(const FileNode& directory) {
     return found;
 }
 
-/// The directory of a pattern that asks for everything in it.
+/// Returns the directory of a pattern that matches everything in it.
 std::shared_ptr<FileNode> searchedDirectory(std::u16string_view pattern) {
     if (!pattern.ends_with(u"\\*") && !pattern.ends_with(u"/*")) {
         notSupported("FindFirstFileW", "the pattern " + toUtf8(pattern));
@@ -62,7 +62,7 @@ HANDLE WINAPI FindFirstFileW(LPCWSTR pattern, LPWIN32_FIND_DATAW data) {
         auto search = std::make_shared<OpenSearch>(directory, ::search(*directory));
         const WIN32_FIND_DATAW* const first = search->next();
         demand(first != nullptr, ERROR_FILE_NOT_FOUND);
-        *data = *first;
+        required("FindFirstFileW", data) = *first;
         return Machine::current().handles.add(std::move(search));
     });
 }
@@ -71,7 +71,7 @@ BOOL WINAPI FindNextFileW(HANDLE handle, LPWIN32_FIND_DATAW data) {
     return call("FindNextFileW", ERROR_ACCESS_DENIED, [&] {
         const WIN32_FIND_DATAW* const next = openSearch(handle).next();
         demand(next != nullptr, ERROR_NO_MORE_FILES);
-        *data = *next;
+        required("FindNextFileW", data) = *next;
     });
 }
 

@@ -11,7 +11,7 @@
 
 namespace simulated {
 
-/// What stands in front of the VS_FIXEDFILEINFO: lengths, type, key and padding.
+/// The size of what precedes the VS_FIXEDFILEINFO: lengths, type, key and padding.
 constexpr std::size_t kVersionHeadSize = 40;
 
 /// A block with a VS_FIXEDFILEINFO of this file and product version, and no texts.

@@ -22,7 +22,7 @@ std::string fileVersion(LPCWSTR path) {
         Machine::current().fileSystem.open(processPath(path), request);
     check(opened.status);
     std::string block = opened.file->node().version;
-    demand(!block.empty(), ERROR_RESOURCE_TYPE_NOT_FOUND);
+    // A file without a version has no resources at all here.
     demand(block.size() >= kVersionHeadSize, ERROR_RESOURCE_DATA_NOT_FOUND);
     return block;
 }
@@ -33,7 +33,9 @@ extern "C" {
 
 DWORD WINAPI GetFileVersionInfoSizeW(LPCWSTR path, LPDWORD zeroed) {
     return call("GetFileVersionInfoSizeW", ERROR_RESOURCE_TYPE_NOT_FOUND, [&] {
-        *zeroed = 0;
+        if (zeroed != nullptr) {
+            *zeroed = 0;
+        }
         return static_cast<DWORD>(fileVersion(path).size());
     });
 }
@@ -43,7 +45,7 @@ BOOL WINAPI GetFileVersionInfoW(LPCWSTR path, DWORD, DWORD size, LPVOID block) {
         demand(block != nullptr, ERROR_INVALID_DATA);
         const auto copied =
             static_cast<DWORD>(fileVersion(path).copy(static_cast<char*>(block), size));
-        // Whatever length the resource claims, the block tells no more than is there.
+        // The length in the block is cut to what was copied.
         WORD length = 0;
         if (copied >= sizeof(length)) {
             std::memcpy(&length, block, sizeof(length));
@@ -58,13 +60,13 @@ BOOL WINAPI VerQueryValueW(LPCVOID block, LPCWSTR subBlock, LPVOID* value, PUINT
         if (argument(subBlock) != u"\\") {
             notSupported("VerQueryValueW", toUtf8(argument(subBlock)));
         }
-        // The block tells its own length, which reaches no further than the caller's buffer.
+        // The block's own length reaches no further than the caller's buffer.
         WORD length = 0;
         std::memcpy(&length, block, sizeof(length));
         const VersionValue found = versionValue({static_cast<const char*>(block), length});
         demand(found.data != nullptr, ERROR_RESOURCE_TYPE_NOT_FOUND);
-        *value = const_cast<char*>(found.data);
-        *size = static_cast<UINT>(found.size);
+        required("VerQueryValueW", value) = const_cast<char*>(found.data);
+        required("VerQueryValueW", size) = static_cast<UINT>(found.size);
     });
 }
 

@@ -114,7 +114,7 @@ std::string describeNode(const FileNode& node) {
     return line;
 }
 
-/// Calls a function with each node below a directory, in order, directories in front of their
+/// Calls a function with each node below a directory, in order, directories before their
 /// entries.
 template <class Visit>
 void forEachBelow(const FileNode& directory, const Visit& visit) {
@@ -282,13 +282,9 @@ DWORD Volumes::attributes(std::u16string_view path) const {
     return node == nullptr ? INVALID_FILE_ATTRIBUTES : node->allAttributes();
 }
 
-std::string Volumes::reparsePoint(std::u16string_view path) const {
-    const std::shared_ptr<FileNode> node = find(path);
-    return node == nullptr ? std::string() : node->reparse;
-}
-
 std::optional<std::u16string> Volumes::junctionTarget(std::u16string_view path) const {
-    const std::u16string name = substituteName(reparsePoint(path));
+    const std::shared_ptr<FileNode> node = find(path);
+    const std::u16string name = node == nullptr ? u"" : substituteName(node->reparse);
     return name.empty() ? std::nullopt : std::optional(withoutNtPrefix(name));
 }
 

@@ -24,9 +24,9 @@ public:
     Volumes(const Volumes&) = delete;
     Volumes& operator=(const Volumes&) = delete;
 
-    // Arranging what stands on the machine. Paths are absolute. Links in front of the last name are
-    // followed, a link in the last place is meant itself. A path that doesn't fit, of a drive that
-    // isn't there or a file that has to be, throws std::invalid_argument.
+    // Arranging. Paths are absolute. Links before the last name are followed, a link in the last
+    // place is used itself. A path that doesn't fit, of a missing drive or of a missing file that
+    // has to exist, throws std::invalid_argument.
 
     /// A drive of one of the types DRIVE_FIXED, DRIVE_CDROM, DRIVE_REMOTE, …; a CD takes no
     /// changes.
@@ -42,7 +42,7 @@ public:
     void addJunction(std::u16string_view link, std::u16string_view target);
     /// Makes an existing file or directory a reparse point with a REPARSE_DATA_BUFFER of any bytes.
     void setReparsePoint(std::u16string_view path, std::string buffer);
-    /// Takes a file or a directory away, with everything in it, whoever uses it.
+    /// Removes a file or a directory with everything in it, also if it is in use.
     void remove(std::u16string_view path);
 
     void setReadOnly(std::u16string_view path, bool readOnly = true);
@@ -69,7 +69,8 @@ public:
     void restrictToAdministrators(std::u16string_view path);
     void denyRead(std::u16string_view path);
     /// The process may not change, delete or rename the file or directory, nor make entries in the
-    /// directory: 5. What is in a directory keeps its own rights.
+    /// directory: 5. The access rights of entries
+    /// inside the directory do not change.
     void denyWrite(std::u16string_view path);
 
     void setCurrentDirectory(std::u16string_view path) { fileSystem_.setCurrentDirectory(path); }
@@ -84,10 +85,8 @@ public:
     bool isDirectory(std::u16string_view path) const;
     /// Of a file; none of a directory.
     std::optional<std::string> content(std::u16string_view path) const;
-    /// As GetFileAttributesW tells them, INVALID_FILE_ATTRIBUTES of what isn't there.
+    /// Returns what GetFileAttributesW returns, INVALID_FILE_ATTRIBUTES for a missing file.
     DWORD attributes(std::u16string_view path) const;
-    /// The REPARSE_DATA_BUFFER of what is there; empty if it is no reparse point.
-    std::string reparsePoint(std::u16string_view path) const;
     /// The substitute name of a junction or symbolic link, without its "\??\".
     std::optional<std::u16string> junctionTarget(std::u16string_view path) const;
     /// The access list that was set on the thing, as SDDL; empty where none was.

@@ -18,8 +18,7 @@ bool isBlank(char16_t unit) {
 }
 
 /// The program's name comes first and has rules of its own: quoted, it goes to the next quote,
-/// whatever stands between; else to the first blank. Backslashes mean
-/// themselves.
+/// else to the first blank. Backslashes are plain characters.
 std::u16string takeProgram(std::u16string_view& line) {
     std::size_t end = 0;
     std::u16string program;
@@ -42,7 +41,7 @@ void skipBlanks(std::u16string_view& line) {
     }
 }
 
-/// Takes the backslashes at the front. In front of a quote two make one, and one that is left over
+/// Takes the backslashes at the front. Before a quote two make one, and one that is left over
 /// makes the quote a plain character; elsewhere they mean themselves.
 void takeBackslashes(std::u16string_view& line, std::u16string& argumentText) {
     const std::size_t count = std::min(line.find_first_not_of(u'\\'), line.size());
@@ -92,7 +91,7 @@ std::vector<std::u16string> split(std::u16string_view line) {
     return arguments;
 }
 
-/// Puts the pointers, with a null behind the last, and the texts into one block of local memory,
+/// Puts the pointers, with a null after the last, and the strings into one block of local memory,
 /// which is that of the C run-time here.
 LPWSTR* makeBlock(const std::vector<std::u16string>& arguments) {
     const std::size_t pointers = (arguments.size() + 1) * sizeof(LPWSTR);

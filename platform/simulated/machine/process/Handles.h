@@ -11,7 +11,7 @@
 
 namespace simulated {
 
-/// What stands behind a handle: an open file, a mapping, a token, a registry key, …
+/// The object of a handle: an open file, a mapping, a token, a registry key, …
 /// Closing a handle destroys its object.
 class HandleObject {
 public:
@@ -31,7 +31,7 @@ class Handles {
 public:
     HANDLE add(std::shared_ptr<HandleObject> object);
 
-    /// The object behind a handle if it is open and of this type, else null.
+    /// Returns the object of a handle if it is open and of this type, else null.
     template <class T>
     std::shared_ptr<T> find(const void* handle) const {
         const auto found = open_.find(reinterpret_cast<std::uintptr_t>(handle));

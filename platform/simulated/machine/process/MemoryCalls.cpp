@@ -17,8 +17,8 @@ ReentrantLock& lockOf(LPCRITICAL_SECTION section) {
     return *reinterpret_cast<ReentrantLock*>(section->lock);
 }
 
-/// Counts a call whose work is done outside the gate: whoever waits at a lock keeps no other thread
-/// out of the machine.
+/// Counts a call whose work is done without the machine's lock, so that a thread that waits for a
+/// critical section doesn't block the others.
 void count(const char* function) {
     const Call entered(function);
 }

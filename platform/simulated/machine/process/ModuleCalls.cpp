@@ -26,7 +26,7 @@ Modules& modules() {
     return Machine::current().modules;
 }
 
-/// The module behind a handle, refused with this status if there is none.
+/// Returns the module of a handle; refuses with this status if there is none.
 Module& moduleOf(HMODULE handle, DWORD status = ERROR_MOD_NOT_FOUND) {
     Module* const module = modules().fromHandle(handle);
     demand(module != nullptr, status);
@@ -114,7 +114,7 @@ Module* loadedModule(LPCWSTR nameOrPath) {
     return module != nullptr && module->isLoaded() ? module : nullptr;
 }
 
-/// A block of sixteen counted strings, as a module's string table holds them.
+/// A block of sixteen counted strings of a module's string table.
 const std::vector<char16_t>* stringBlock(Module& module, std::uint16_t number) {
     const auto made = module.blocks.find(number);
     if (made != module.blocks.end()) {
@@ -182,8 +182,16 @@ BOOL WINAPI FreeLibrary(HMODULE handle) {
 }
 
 BOOL WINAPI GetModuleHandleExW(DWORD flags, LPCWSTR nameOrAddress, HMODULE* handle) {
+    constexpr DWORD kSupported =
+        GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS;
+    constexpr DWORD kPin = 1;
     return call("GetModuleHandleExW", ERROR_MOD_NOT_FOUND, [&] {
+        demand(handle != nullptr, ERROR_INVALID_PARAMETER);
         *handle = nullptr;
+        if (flags == kPin || flags == (kPin | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS)) {
+            notSupported("GetModuleHandleExW", "modules that stay loaded");
+        }
+        demand((flags & ~kSupported) == 0, ERROR_INVALID_PARAMETER);
         const bool byAddress = (flags & GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS) != 0;
         Module* const module = byAddress ? moduleAt(nameOrAddress) : loadedModule(nameOrAddress);
         demand(module != nullptr, ERROR_MOD_NOT_FOUND);
@@ -262,7 +270,7 @@ DWORD WINAPI FormatMessageW(DWORD flags, LPCVOID source, DWORD messageId, DWORD 
             (flags & FORMAT_MESSAGE_FROM_SYSTEM) == 0) {
             notSupported("FormatMessageW", "the flags " + std::to_string(flags));
         }
-        *reinterpret_cast<LPWSTR*>(buffer) = nullptr;
+        required("FormatMessageW", reinterpret_cast<LPWSTR*>(buffer)) = nullptr;
         const std::u16string& text = findMessage(flags, source, messageId);
         const auto room = static_cast<DWORD>(text.size() + 1);
         auto* const allocated = static_cast<LPWSTR>(std::calloc(room, sizeof(WCHAR)));

@@ -32,17 +32,17 @@ struct Module {
     bool isLoaded() const { return !hidden && (alwaysLoaded || !references.empty()); }
 };
 
-/// Names of libraries are compared without case and may lack their ".dll".
+/// Names of libraries are compared without case and may omit their ".dll".
 class Modules {
 public:
     Modules();
     ~Modules();
 
-    /// Takes a library away, as an older Windows lacks it: loading it fails with 126.
+    /// Hides a library, as if Windows were too old for it: loading it fails with 126.
     void hideModule(std::u16string_view library);
-    /// Takes one export away: GetProcAddress fails with 127.
+    /// Hides one export: GetProcAddress fails with 127.
     void hideFunction(std::u16string_view library, std::string_view function);
-    /// Adds or replaces a string resource; an empty text takes it away.
+    /// Adds or replaces a string resource; an empty one removes it.
     void setString(std::u16string_view library, std::uint32_t id, std::u16string_view text);
     /// Adds or replaces a message of a library's message table.
     void setMessage(std::u16string_view library, std::uint32_t id, std::u16string_view text);

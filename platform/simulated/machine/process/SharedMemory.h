@@ -14,7 +14,7 @@
 
 namespace simulated {
 
-/// A block; it lives as long as a mapping, a view or another process holds it.
+/// A block; it exists until the last mapping, view and process releases it.
 struct SharedBlock {
     std::string name;
     std::vector<std::uint8_t> bytes;
@@ -29,7 +29,7 @@ public:
     /// it until a restart.
     void holdByOther(const std::string& name, std::size_t size = 8);
 
-    /// The bytes of a block, if somebody holds it; `write` is what another process would do.
+    /// Returns the bytes of a block that exists; `write` is what another process would do.
     std::optional<std::vector<std::uint8_t>> content(const std::string& name) const;
     void write(const std::string& name, const std::vector<std::uint8_t>& bytes);
 
@@ -40,7 +40,8 @@ public:
 
     std::shared_ptr<SharedBlock> find(const std::string& name) const;
     std::shared_ptr<SharedBlock> create(const std::string& name, std::size_t size);
-    /// The handles of the views at an address, the latest last.
+    /// The handles of the views at an address, the latest last. Unlike on Windows, all views of a
+    /// block have one address.
     std::map<const void*, std::vector<HANDLE>>& views() { return views_; }
     void flushed(const SharedBlock& block) const;
     void endProcess() { views_.clear(); }

@@ -64,7 +64,7 @@ LPVOID WINAPI MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWOR
         Machine& machine = Machine::current();
         const auto open = machine.handles.find<MappingHandle>(mapping);
         demand(open != nullptr, ERROR_INVALID_HANDLE);
-        // FILE_MAP_ALL_ACCESS asks for writing; the rights beyond are none of a view's.
+        // FILE_MAP_ALL_ACCESS means writing; its further rights don't concern a view.
         const DWORD wanted = access & (FILE_MAP_READ | FILE_MAP_WRITE);
         demand((open->access & wanted) == wanted, ERROR_ACCESS_DENIED);
         constexpr std::size_t kPage = 4096;

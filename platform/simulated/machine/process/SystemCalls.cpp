@@ -1,6 +1,7 @@
 // Facts of the system and of the process: directories, environment, version, languages, time.
 #include <windows.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <string>
@@ -79,8 +80,11 @@ DWORD WINAPI GetEnvironmentVariableW(LPCWSTR name, LPWSTR buffer, DWORD size) {
 }
 
 DWORD WINAPI GetTempPathW(DWORD size, LPWSTR buffer) {
-    return call("GetTempPathW", ERROR_NOT_ENOUGH_MEMORY,
-                [&] { return copyOut(temporaryDirectory(), buffer, size); });
+    return call("GetTempPathW", ERROR_NOT_ENOUGH_MEMORY, [&] {
+        // Windows clears the whole buffer, also one that is too small.
+        std::fill_n(buffer, buffer == nullptr ? 0 : size, u'\0');
+        return copyOut(temporaryDirectory(), buffer, size);
+    });
 }
 
 UINT WINAPI GetSystemDirectoryW(LPWSTR buffer, UINT size) {
@@ -100,7 +104,7 @@ UINT WINAPI GetSystemWow64DirectoryW(LPWSTR buffer, UINT size) {
 
 void WINAPI GetNativeSystemInfo(LPSYSTEM_INFO info) {
     sureCall("GetNativeSystemInfo", [&] {
-        *info = {};
+        required("GetNativeSystemInfo", info) = {};
         info->wProcessorArchitecture =
             facts().is64BitSystem ? PROCESSOR_ARCHITECTURE_AMD64 : PROCESSOR_ARCHITECTURE_INTEL;
         info->dwNumberOfProcessors = 2;
@@ -109,12 +113,13 @@ void WINAPI GetNativeSystemInfo(LPSYSTEM_INFO info) {
 
 LONG WINAPI RtlGetVersion(OSVERSIONINFOW* version) {
     constexpr DWORD kStatusUnsuccessful = 0xC0000001;
-    return static_cast<LONG>(
-        statusCall("RtlGetVersion", kStatusUnsuccessful, [&] { fillVersion(*version); }));
+    return static_cast<LONG>(statusCall("RtlGetVersion", kStatusUnsuccessful,
+                                        [&] { fillVersion(required("RtlGetVersion", version)); }));
 }
 
 BOOL WINAPI GetVersionExW(LPOSVERSIONINFOW version) {
     return call("GetVersionExW", ERROR_INSUFFICIENT_BUFFER, [&] {
+        required("GetVersionExW", version);
         demand(version->dwOSVersionInfoSize == sizeof(OSVERSIONINFOW) ||
                    version->dwOSVersionInfoSize == sizeof(OSVERSIONINFOEXW),
                ERROR_INSUFFICIENT_BUFFER);
@@ -129,7 +134,7 @@ HANDLE WINAPI GetCurrentProcess() {
 BOOL WINAPI IsWow64Process(HANDLE process, PBOOL wow64) {
     return call("IsWow64Process", ERROR_INVALID_HANDLE, [&] {
         demand(process == INVALID_HANDLE_VALUE, ERROR_INVALID_HANDLE);
-        *wow64 = facts().isWow64() ? TRUE : FALSE;
+        required("IsWow64Process", wow64) = facts().isWow64() ? TRUE : FALSE;
     });
 }
 
@@ -146,7 +151,7 @@ DWORD WINAPI GetCurrentThreadId() {
 }
 
 void WINAPI GetLocalTime(SYSTEMTIME* time) {
-    sureCall("GetLocalTime", [&] { *time = facts().clock.localTime(); });
+    sureCall("GetLocalTime", [&] { required("GetLocalTime", time) = facts().clock.localTime(); });
 }
 
 DWORD WINAPI GetTickCount() {
@@ -163,7 +168,8 @@ void WINAPI Sleep(DWORD milliseconds) {
 
 BOOL WINAPI GetThreadPreferredUILanguages(DWORD flags, PULONG count, PWSTR buffer, PULONG size) {
     return call("GetThreadPreferredUILanguages", ERROR_INVALID_PARAMETER, [&] {
-        demand(buffer != nullptr || *size == 0, ERROR_INVALID_PARAMETER);
+        demand(buffer != nullptr || required("GetThreadPreferredUILanguages", size) == 0,
+               ERROR_INVALID_PARAMETER);
         if (flags != (MUI_LANGUAGE_ID | MUI_MERGE_SYSTEM_FALLBACK | MUI_MERGE_USER_FALLBACK)) {
             notSupported("GetThreadPreferredUILanguages", "the flags " + std::to_string(flags));
         }
@@ -172,7 +178,8 @@ BOOL WINAPI GetThreadPreferredUILanguages(DWORD flags, PULONG count, PWSTR buffe
             list += language + u'\0';
         }
         list.append(list.empty() ? 2 : 1, u'\0');
-        *count = static_cast<ULONG>(facts().uiLanguages.size());
+        required("GetThreadPreferredUILanguages", count) =
+            static_cast<ULONG>(facts().uiLanguages.size());
         const ULONG room = std::exchange(*size, static_cast<ULONG>(list.size()));
         if (buffer != nullptr) {
             demand(room >= list.size(), ERROR_INSUFFICIENT_BUFFER);

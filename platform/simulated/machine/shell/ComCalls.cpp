@@ -16,10 +16,12 @@ using namespace simulated;
 
 namespace {
 
-/// A text to be freed by SysFreeString; its length in bytes stands in the four bytes in front.
+/// Returns a string to be freed by SysFreeString; the four bytes before it hold its length in
+/// bytes.
 BSTR makeBstr(std::u16string_view text) {
     const auto bytes = static_cast<std::uint32_t>(text.size() * sizeof(char16_t));
     auto* const block = static_cast<char*>(std::malloc(sizeof(bytes) + bytes + sizeof(char16_t)));
+    demand(block != nullptr, ERROR_NOT_ENOUGH_MEMORY);
     std::memcpy(block, &bytes, sizeof(bytes));
     char* const units = block + sizeof(bytes);
     std::memcpy(units, text.data(), bytes);
@@ -48,7 +50,7 @@ public:
     }
     HRESULT GetDescription(BSTR* text) override {
         return resultCall("IErrorInfo::GetDescription", E_OUTOFMEMORY,
-                          [&] { *text = makeBstr(text_); });
+                          [&] { required("IErrorInfo::GetDescription", text) = makeBstr(text_); });
     }
 
 private:
@@ -80,7 +82,7 @@ void WINAPI CoUninitialize() {
 
 HRESULT WINAPI CoCreateInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD, REFIID iid,
                                 LPVOID* object) {
-    *object = nullptr;
+    required("CoCreateInstance", object) = nullptr;
     return resultCall("CoCreateInstance", REGDB_E_CLASSNOTREG, [&]() -> HRESULT {
         if (outer != nullptr) {
             notSupported("CoCreateInstance", "aggregation");
@@ -94,7 +96,7 @@ HRESULT WINAPI CoCreateGuid(GUID* guid) {
     return resultCall("CoCreateGuid", E_FAIL, [&] {
         static std::mt19937_64 numbers{std::random_device()()};
         const std::uint64_t halves[2] = {numbers(), numbers()};
-        std::memcpy(guid, halves, sizeof(halves));
+        std::memcpy(&required("CoCreateGuid", guid), halves, sizeof(halves));
         // A random GUID says so: version 4, variant 1.
         guid->Data3 = static_cast<std::uint16_t>((guid->Data3 & 0x0FFF) | 0x4000);
         guid->Data4[0] = static_cast<std::uint8_t>((guid->Data4[0] & 0x3F) | 0x80);
@@ -110,7 +112,7 @@ int WINAPI StringFromGUID2(REFGUID guid, LPOLESTR text, int size) {
 
 HRESULT WINAPI IIDFromString(LPCOLESTR text, LPIID iid) {
     return resultCall("IIDFromString", CO_E_IIDSTRING, [&]() -> HRESULT {
-        if (text == nullptr) {
+        if (text == nullptr || iid == nullptr) {
             notSupported("IIDFromString", "a null pointer");
         }
         if (argument(text).size() != kGuidLength) {
@@ -125,7 +127,7 @@ HRESULT WINAPI IIDFromString(LPCOLESTR text, LPIID iid) {
 }
 
 HRESULT WINAPI GetErrorInfo(ULONG reserved, IErrorInfo** info) {
-    *info = nullptr;
+    required("GetErrorInfo", info) = nullptr;
     return call("GetErrorInfo", ERROR_SUCCESS, HRESULT{S_FALSE}, [&]() -> HRESULT {
         if (reserved != 0) {
             return E_INVALIDARG;

@@ -9,8 +9,8 @@ namespace simulated {
 
 namespace {
 
-/// The bytes of a GUID in the order in which its text shows them; the four dashes stand in front of
-/// the places 4, 6, 8 and 10.
+/// The bytes of a GUID in the order of its string; the four dashes precede the places 4, 6, 8
+/// and 10.
 constexpr std::size_t kByteOrder[16] = {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
 
 bool isDashBefore(std::size_t byte) {

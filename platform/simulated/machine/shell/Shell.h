@@ -28,8 +28,8 @@ struct ShellLink {
     bool operator==(const ShellLink&) const = default;
 };
 
-/// The text that a shortcut is saved as, in UTF-8 with CR LF. It stands in place of the shell's
-/// binary form: a head that names the kind, "[ShellLink]" or "[InternetShortcut]", then one line
+/// Returns what a shortcut is saved as, in UTF-8 with CR LF, instead of the shell's
+/// binary format: a head that names the kind, "[ShellLink]" or "[InternetShortcut]", then one line
 /// `Key=value` for each of Target, Arguments, Description, IconFile, IconIndex that is set.
 std::string shellLinkText(const ShellLink& link);
 

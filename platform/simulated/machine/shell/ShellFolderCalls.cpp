@@ -29,7 +29,7 @@ DWORD makeDirectories(FileSystem& fileSystem, const FilePath& path) {
 extern "C" {
 
 HRESULT WINAPI SHGetFolderPathW(HWND, int folder, HANDLE, DWORD flags, LPWSTR path) {
-    path[0] = u'\0';
+    required("SHGetFolderPathW", path) = u'\0';
     return resultCall("SHGetFolderPathW", E_FAIL, [&] {
         if (flags != SHGFP_TYPE_CURRENT) {
             notSupported("SHGetFolderPathW", "default folders");

@@ -12,8 +12,8 @@ namespace simulated {
 
 namespace {
 
-/// The one object behind both classes; an internet shortcut has the locator as well, and a shell
-/// link has not.
+/// An object of either class; an internet shortcut has the locator as well, and a shell link does
+/// not.
 class ShortcutObject final : public IShellLinkW,
                              public IPersistFile,
                              public IUniformResourceLocatorW,
@@ -26,7 +26,7 @@ public:
     }
 
     HRESULT QueryInterface(REFIID iid, void** object) override {
-        *object = nullptr;
+        required("QueryInterface", object) = nullptr;
         return resultCall("QueryInterface", E_NOINTERFACE, [&] { return give(iid, object); });
     }
 
@@ -53,21 +53,29 @@ public:
     }
 
     HRESULT SetPath(LPCWSTR path) override {
-        return set("IShellLinkW::SetPath", link_.target, path);
+        return resultCall("IShellLinkW::SetPath", E_INVALIDARG, [&] {
+            demand(path != nullptr, static_cast<DWORD>(E_INVALIDARG));
+            link_.target = targetPath(path);
+        });
     }
     HRESULT SetArguments(LPCWSTR arguments) override {
-        return set("IShellLinkW::SetArguments", link_.arguments, arguments);
+        return resultCall("IShellLinkW::SetArguments", E_OUTOFMEMORY,
+                          [&] { link_.arguments = argument(arguments); });
     }
     HRESULT SetDescription(LPCWSTR text) override {
-        return set("IShellLinkW::SetDescription", link_.description, text);
+        return resultCall("IShellLinkW::SetDescription", E_OUTOFMEMORY,
+                          [&] { link_.description = argument(text); });
     }
     HRESULT SetIconLocation(LPCWSTR path, int index) override {
-        const HRESULT result = set("IShellLinkW::SetIconLocation", link_.icon, path);
-        link_.iconIndex = SUCCEEDED(result) ? index : link_.iconIndex;
-        return result;
+        return resultCall("IShellLinkW::SetIconLocation", E_INVALIDARG, [&] {
+            link_.icon = &required("IShellLinkW::SetIconLocation", path);
+            link_.iconIndex = index;
+        });
     }
     HRESULT SetURL(LPCWSTR url, DWORD) override {
-        return set("IUniformResourceLocatorW::SetURL", link_.target, url);
+        return resultCall("IUniformResourceLocatorW::SetURL", E_INVALIDARG, [&] {
+            link_.target = &required("IUniformResourceLocatorW::SetURL", url);
+        });
     }
 
     HRESULT Save(LPCOLESTR fileName, BOOL) override {
@@ -100,11 +108,18 @@ private:
         return nullptr;
     }
 
-    static HRESULT set(const char* function, std::u16string& member, LPCWSTR value) {
-        return resultCall(function, E_INVALIDARG, [&] {
-            demand(value != nullptr, static_cast<DWORD>(E_INVALIDARG));
-            member = value;
-        });
+    /// Returns the full path of a target, which may be in quotes. Windows looks a relative one up
+    /// in the directories for programs.
+    static std::u16string targetPath(std::u16string_view given) {
+        if (given.size() >= 2 && given.starts_with(u'"') && given.ends_with(u'"')) {
+            given = given.substr(1, given.size() - 2);
+        }
+        demand(given.find(u'"') == given.npos, static_cast<DWORD>(E_INVALIDARG));
+        const std::u16string inRoot = fullPath(given, u"C:\\");
+        if (inRoot != fullPath(given, u"D:\\x")) {
+            notSupported("IShellLinkW::SetPath", "the relative path " + toUtf8(given));
+        }
+        return inRoot;
     }
 
     ShellLink link_;
