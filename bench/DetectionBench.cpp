@@ -18,7 +18,7 @@ void readVersion(benchmark::State& state, const TCHAR* text) {
 BENCHMARK_CAPTURE(readVersion, legacy, _T("1.8.0_451-b13"));
 BENCHMARK_CAPTURE(readVersion, Zentra, _T("21.0.12+7-LTS"));
 
-/// A text of many repeated units behind the head.
+/// A text of many repeated units after the head.
 void readLongVersion(benchmark::State& state, const TCHAR* head, const TCHAR* unit) {
     tstring text = head;
     while (text.size() < static_cast<std::size_t>(state.range(0))) {
@@ -50,7 +50,7 @@ void printVersion(benchmark::State& state) {
 }
 BENCHMARK(printVersion);
 
-/// A code of another product has to be held against every template.
+/// The code of another product is compared with every template.
 void matchProductCode(benchmark::State& state, const TCHAR* text) {
     const tstring code = text;
     tstring version;

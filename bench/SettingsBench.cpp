@@ -18,7 +18,7 @@ namespace {
 std::size_t heldBytes = 0;
 std::size_t peakBytes = 0;
 
-/// Room in front of each block for its size, which keeps the alignment of operator new.
+/// Space before each block for its size, which keeps the alignment of operator new.
 constexpr std::size_t kHead = alignof(std::max_align_t);
 
 }  // namespace

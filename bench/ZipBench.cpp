@@ -124,7 +124,7 @@ void readAll(benchmark::State& state) {
     }
 }
 
-/// The same entries by nothing but zlib: all in one call each, from where they stand.
+/// The same entries by zlib alone, each in one call.
 void inflateAll(benchmark::State& state) {
     const archive::Archive& a = sample();
     const auto field = [&](std::size_t at) {

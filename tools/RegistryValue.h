@@ -1,4 +1,4 @@
-// How a registry value stands in a description, for both tools.
+// The JSON of a registry value in a description, for both tools.
 #pragma once
 
 #include <windows.h>

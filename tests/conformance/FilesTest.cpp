@@ -381,7 +381,7 @@ TEST_F(Files, LongNamesAreThoseOfWhatIsThere) {
     write(_T("A rather long name.extension"), "long");
     const tstring longer = at(_T("A rather long name.extension"));
     TCHAR buffer[MAX_PATH] = {};
-    // Wine's short names have other digits, and it keeps the case that is given.
+    // Wine's short names have other digits and keep the case.
     const tstring given = at(isWine() ? _T("A rather long name.extension") : _T("arathe~1.EXT"));
     const DWORD length = GetLongPathNameW(given.c_str(), buffer, MAX_PATH);
     EXPECT_EQ(longer, tstring(buffer, length));

@@ -37,7 +37,7 @@ TEST(CommandLine, SplitsByQuotesAndBackslashes) {
         // The program's name has rules of its own.
         {_T("\"p q\"r a"), {_T("p q"), _T("r"), _T("a")}},
         {_T("p\"q r\" a"), {_T("p\"q"), _T("r a")}},
-        // Backslashes count in front of a quote alone.
+        // Backslashes count before a quote only.
         {_T("p a\\b\\\\c \\"), {_T("p"), _T("a\\b\\\\c"), _T("\\")}},
         {_T("p a\\\\\"b c\" d"), {_T("p"), _T("a\\b c"), _T("d")}},
         {_T("p a\\\\\\\"b c"), {_T("p"), _T("a\\\"b"), _T("c")}},

@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
 }
 
-/// What a target holds to be true: the run ends where it isn't.
+/// A rule of a target: the run ends where it is broken.
 inline void require(bool holds) {
     if (!holds) {
         std::abort();

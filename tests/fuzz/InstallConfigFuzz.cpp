@@ -15,7 +15,7 @@ void fuzz(const std::string& input) {
             require(e.code() == settings::kNoFittingValue);
         }
     };
-    // They stand one behind the other, parted by a byte that no UTF-8 holds.
+    // One after the other, separated by a byte that is not valid in UTF-8.
     std::istringstream parts(input);
     std::string commandLine, runtimeFile, installFile;
     for (std::string* part : {&commandLine, &runtimeFile, &installFile}) {

@@ -11,8 +11,8 @@ namespace {
 
 constexpr std::int32_t kMostEntries = 48;
 
-/// Reads an entry into room for no more than the archive can hold of it: whatever the entry claims,
-/// nothing may be written behind that.
+/// Reads an entry into a buffer of the size that the archive can hold of it at most: whatever the
+/// entry's header says, nothing may be written after it.
 void read(nzfile* zip, nzentry* entry) {
     const std::int64_t size = entry->size;
     const std::int64_t packed = std::clamp<std::int64_t>(entry->csize, 0, zip->len) * 1032;
@@ -40,7 +40,7 @@ void fuzz(const std::string& input) {
         const std::string name = entry->name;
         read(zip, entry);
         if (i % 2 != 0) {
-            nz::freeEntry(zip, nullptr);  // it is found anew, not as the one released last
+            nz::freeEntry(zip, nullptr);  // it is looked up again, not returned from the cache
         }
         nzentry* const found = nz::findEntry(zip, name.c_str());
         require(found == nullptr || name == found->name);

@@ -6,7 +6,7 @@
 #include "support/Archive.h"
 #include "zip/zip.h"
 
-// Vectors have exactly the lengths that are told, so that each byte outside is noticed.
+// Vectors have exactly the lengths that are passed, so that each access outside is noticed.
 void fuzz(const std::string& input) {
     if (input.size() < 4) {
         return;
@@ -29,7 +29,7 @@ void fuzz(const std::string& input) {
         require(level < -1);
         return;
     }
-    // Room for the comment stands in no bound.
+    // The bound doesn't include the comment.
     std::vector<char> out(outLength + comment.size() + 1 -
                           std::min<std::size_t>(byte(2), outLength));
     std::vector<char> tmp(tmpLength - tmpLack);

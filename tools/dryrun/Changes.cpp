@@ -12,7 +12,7 @@ constexpr std::string_view kPathValue =
 
 struct Fact {
     std::string text = {};
-    bool isContainer = false;  ///< a key or directory that is told by what is in it
+    bool isContainer = false;  ///< a key or directory that its contents show
 };
 using Facts = std::map<std::string, Fact>;
 
@@ -114,7 +114,7 @@ void compare(const std::string& group, const Facts& before, const Facts& after, 
         }
     }
     for (const auto& [name, fact] : after) {
-        // A new key or directory shows in what it holds.
+        // A new key or directory shows by its contents.
         if (!before.contains(name) && !fact.isContainer) {
             add("+", name, "", fact.text);
         }

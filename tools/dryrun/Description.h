@@ -8,14 +8,15 @@
 #include "dryrun/Format.h"
 #include "simulated/machine/Machine.h"
 
-/// A machine with what only its description tells of it.
+/// A machine, with the parts of its description that the machine itself doesn't have.
 struct DescribedMachine {
     simulated::Machine machine;
     /// The package that the sessions are of.
     simulated::Package package;
     /// The parts that no action changes, as they were written.
     Json fixedParts = Json::object();
-    /// What was told of files in place of their contents, by the content that stands for it.
+    /// What the description says about files instead of their contents, by the content that
+    /// represents it.
     std::map<std::string, Json> toldContents;
     /// The keys, values and paths that were written, as `foldedName` gives them. What every Windows
     /// has and nobody wrote is no part of a description.
@@ -23,7 +24,8 @@ struct DescribedMachine {
 };
 
 /// Lays a description over a machine; over a new one it is the description of it. It has the format
-/// of descriptions; throws BadInput, with `place` in front, for what can't stand on the machine.
+/// of descriptions. Throws BadInput, whose message begins with `place`, for what the machine can't
+/// have.
 void addDescription(DescribedMachine& described, const std::string& place, const Json& description);
 
 /// Takes a product away as its own removal does; false if it isn't installed.
@@ -47,6 +49,6 @@ std::string foldedName(std::string_view key, std::string_view value);
 /// The library's log is no part of a machine.
 bool isLogFile(std::u16string_view name);
 
-/// What the type and version of a product tell: a description with the "registry" and "files" that
-/// a good package of it leaves behind, and the product itself as the one of its "products".
+/// Returns what follows from a product's type and version: a description with the "registry" and
+/// "files" that a good package of it leaves, and with the product itself in "products".
 Json usualProduct(const std::string& place, const Json& product, bool is64BitSystem);

@@ -28,8 +28,9 @@ constexpr std::size_t kMaxPathUnits = 32767;
 constexpr std::size_t kMaxKeyUnits = 255;
 constexpr std::size_t kCodeBytes = 38;
 
-/// An object has its members, or members of any name that is as "<>" tells, the first that fits; an
-/// array has items of one shape; a value is as its text tells, in the words of messages.
+/// An object has these members, or members whose names have the form in "<>" (the first that
+/// matches); an array has items of one shape; a value has the form that its text names, as messages
+/// do.
 const Json kShape = Json::parse(R"({
     "windows": {"version": "up to 3 numbers below 65536 with dots between", "bits": "32 or 64",
         "languages": ["a text"]},

@@ -1,5 +1,4 @@
-// The format of descriptions, so that what is wrong with one is told in a line. docs/dry-run.md
-// tells it.
+// The format of descriptions, which docs/dry-run.md describes. Errors are one line.
 #pragma once
 
 #include <array>
@@ -45,5 +44,5 @@ std::optional<std::array<std::uint16_t, 4>> versionOf(const std::string& text, s
 /// The type, such as DRIVE_FIXED, of a drive of a kind, such as "fixed".
 std::optional<unsigned> driveTypeOf(const std::string& kind);
 
-/// The bytes that pairs of hexadecimal digits stand for.
+/// Returns the bytes of pairs of hexadecimal digits.
 std::optional<std::vector<std::uint8_t>> bytesOf(const std::string& digits);

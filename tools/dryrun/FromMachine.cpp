@@ -140,7 +140,7 @@ Json fileJson(const simulated::FileNode& node, const DescribedMachine& described
     return json;
 }
 
-/// Directories stand for themselves only if nothing stands in them.
+/// A directory is written only if it is empty or has facts of its own.
 void writeEntries(const simulated::FileNode& directory, const std::string& path,
                   const DescribedMachine& described, Json& files) {
     for (const auto& [name, node] : directory.entries) {

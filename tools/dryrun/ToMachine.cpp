@@ -28,7 +28,7 @@ const Json& memberOf(const Json& json, const char* name) {
     return json.contains(name) ? json[name] : kNothing;
 }
 
-/// Puts something on the machine; that it doesn't fit there is the fault of what stands at `place`.
+/// Adds something to the machine; a failure is reported as a fault of the description at `place`.
 template <class Put>
 void arrange(const std::string& place, const Json& value, const Put& put) {
     try {
@@ -204,7 +204,7 @@ std::string bytesOfContent(const Json& content) {
     return {bytes.begin(), bytes.end()};
 }
 
-/// The content of a file, made of what is told of it.
+/// Returns the content of a file as described.
 std::string contentOf(const Json& file, DescribedMachine& described) {
     if (file.contains("text")) {
         return bytesOfContent(file["text"]);
@@ -317,7 +317,8 @@ void addProduct(const std::string& place, const Json& json, DescribedMachine& de
     described.machine.installer.addProduct(std::move(product));
 }
 
-/// A product with what its type and version tell, each where it isn't told yet.
+/// Adds a product with what follows from its type and version, except for what is described
+/// already.
 void addUsualProduct(const std::string& place, const Json& json, DescribedMachine& described) {
     Json usual = usualProduct(place, json, described.machine.facts.is64BitSystem);
     std::erase_if(usual["files"].get_ref<Json::object_t&>(), [&](const auto& file) {
