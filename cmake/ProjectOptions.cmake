@@ -1,4 +1,9 @@
 # Options of every target of the project. The presets add warnings as errors.
+if(EMSCRIPTEN)
+    list(APPEND CMAKE_MODULE_PATH ${PROJECT_SOURCE_DIR}/platform/web/cmake)
+    set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
+    include_directories(BEFORE SYSTEM ${PROJECT_SOURCE_DIR}/platform/web/include)
+endif()
 add_library(project_options INTERFACE)
 target_compile_options(project_options INTERFACE
     -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual

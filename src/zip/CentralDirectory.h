@@ -1,6 +1,7 @@
 // The central directory of an archive and the hash table of its names.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "zip/zip.h"

@@ -1,12 +1,11 @@
 // Loading libraries, finding what is in them, and messages.
 #include <windows.h>
 
-#include <dlfcn.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
+#include "simulated/machine/process/Image.h"
 #include "simulated/machine/Machine.h"
 
 using namespace simulated;
@@ -66,36 +65,17 @@ HMODULE loadLibrary(LPCWSTR path, bool asData) {
     return Modules::handleOf(*module, asData);
 }
 
-/// The simulated machine's own image, which holds every function of Windows.
-struct OwnImage {
-    OwnImage() {
-        Dl_info info = {};
-        dladdr(reinterpret_cast<const void*>(&GetProcAddress), &info);
-        base = info.dli_fbase;
-        handle = dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD);
-    }
-
-    const void* base;
-    void* handle;
-};
-
-const OwnImage& ownImage() {
-    static const OwnImage image;
-    return image;
-}
-
 /// The module that holds an address: for a function of Windows the library that exports it, for
-/// anything else the product's.
+/// other data of the machine kernel32.dll.
 Module* moduleAt(const void* address) {
-    Dl_info info = {};
-    if (dladdr(address, &info) == 0) {
+    const std::optional<AddressOwner> owner = ownerOfAddress(address);
+    if (!owner) {
         return nullptr;
     }
-    if (info.dli_fbase != ownImage().base) {
+    if (owner->isProduct) {
         return &modules().product();
     }
-    const bool isStart = info.dli_sname != nullptr && info.dli_saddr == address;
-    return &modules().ownerOf(isStart ? info.dli_sname : "GetProcAddress");
+    return &modules().ownerOf(owner->function.empty() ? "GetProcAddress" : owner->function);
 }
 
 Module* loadedModule(LPCWSTR nameOrPath) {
@@ -223,11 +203,8 @@ FARPROC WINAPI GetProcAddress(HMODULE handle, LPCSTR name) {
         demand(!Modules::isDataHandle(handle), ERROR_MOD_NOT_FOUND);
         demand(!module.hiddenFunctions.contains(name) && &module == &modules().ownerOf(name),
                ERROR_PROC_NOT_FOUND);
-        void* const address = dlsym(ownImage().handle, name);
-        Dl_info info = {};
-        demand(
-            address != nullptr && dladdr(address, &info) != 0 && info.dli_fbase == ownImage().base,
-            ERROR_PROC_NOT_FOUND);
+        void* const address = windowsFunction(name);
+        demand(address != nullptr, ERROR_PROC_NOT_FOUND);
         return reinterpret_cast<FARPROC>(address);
     });
 }

@@ -1,0 +1,28 @@
+// The dry run under node: node dryrun.mjs MACHINE [ACTION [PROPERTY=VALUE]…] [OPTION]…
+import {readFileSync, writeFileSync} from "node:fs";
+
+/*@module*/
+/*@host.js*/
+
+const files = {
+    readFile(name) {
+        try {
+            return readFileSync(name === "-" ? 0 : name);
+        } catch {
+            return null;
+        }
+    },
+    writeFile(name, bytes) {
+        try {
+            writeFileSync(name, bytes);
+            return true;
+        } catch {
+            return false;
+        }
+    },
+};
+
+const {status, out, err} = await runDryRun(await compileDryRun(), process.argv.slice(2), files);
+process.stdout.write(out);
+process.stderr.write(err);
+process.exitCode = status;
