@@ -7,7 +7,16 @@
 #include <iterator>
 #include <vector>
 
+#include <emscripten.h>
+
 #include "dryrun/Format.h"
+
+// clang-format off
+/// Calls Module.progress with what happens next.
+EM_JS(void, hostProgress, (const char* text), {
+    Module.progress(UTF8ToString(text));
+});
+// clang-format on
 
 using Action = UINT(MSIHANDLE);
 
@@ -88,9 +97,11 @@ UINT callExport(const std::string& name, simulated::Machine& machine, MSIHANDLE 
     if (found == std::end(kExports)) {
         throw BadInput("the library has no export " + name);
     }
+    hostProgress("Running the action");
     const simulated::Running running(machine);
     loadLibrary();
     const UINT status = found->function(session);
     unloadLibrary();
+    hostProgress("Comparing the machine before and after");
     return status;
 }

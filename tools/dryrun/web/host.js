@@ -12,10 +12,10 @@ function compileDryRun() {
 
 /**
  * Runs the program with these arguments. `readFile(name)` returns bytes, or null for a file that
- * can't be read; `writeFile(name, bytes)` returns whether it could. Returns the exit status and the
- * bytes of both streams. A program that aborts has the status that a shell shows for it, 134.
+ * can't be read; `writeFile(name, bytes)` returns whether it could; `progress(text)` is called before
+ * each longer step. Returns the exit status and the bytes of both streams. A program that aborts has the status that a shell shows for it, 134.
  */
-async function runDryRun(compiled, args, {readFile, writeFile}) {
+async function runDryRun(compiled, args, {readFile, writeFile, progress = () => {}}) {
     const result = {status: 0, out: new Uint8Array(), err: new Uint8Array()};
     let aborted = "";
     const module = await DryRun({
@@ -25,6 +25,7 @@ async function runDryRun(compiled, args, {readFile, writeFile}) {
         },
         readFile,
         writeFile,
+        progress,
         printResult(bytes) { result.out = bytes; },
         printError(bytes) { result.err = bytes; },
         print() {},
