@@ -1,5 +1,7 @@
 """Fixtures of the scenarios."""
 
+import json
+
 import pytest
 
 from lab.descriptions import changes, describe, dry_run, facts, without_web_shortcuts
@@ -24,7 +26,18 @@ def run(machine, builder, session):
 
 
 @pytest.fixture
-def hold(machine, run, describe_program, dry_run_program, tmp_path):
+def keep(work):
+    """Leaves a machine and a call on it to the tests of the page."""
+    def keep(description, action, properties):
+        calls = work / "calls"
+        calls.mkdir(exist_ok=True)
+        call = {"machine": description, "action": action, "properties": [f"{n}={v}" for n, v in properties.items()]}
+        (calls / f"{COUNTS['scenarios']:03}.json").write_text(json.dumps(call), encoding="utf-8")
+    return keep
+
+
+@pytest.fixture
+def hold(machine, run, describe_program, dry_run_program, tmp_path, keep):
     """Describes the machine, predicts an action and runs it, and fails for each fact that differs. Returns the
     real properties."""
     def predict(*arguments):
@@ -34,6 +47,7 @@ def hold(machine, run, describe_program, dry_run_program, tmp_path):
         how = [*describe_more, *(["--package", machine.windows_path(package)] if package else [])]
         description = describe(machine, describe_program, tmp_path / "before.json", *how)
         assert "unread" not in description
+        keep(description, action, properties)
         _, again = predict("MSIIsLocalSystemSupported")
         assert changes(facts(description), facts(again)) == {}, "the description doesn't come back"
 

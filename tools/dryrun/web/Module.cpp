@@ -36,10 +36,11 @@ void print(bool isError, const std::string& text) {
 }  // namespace
 
 /// Runs the program with these arguments, each with a NUL at its end. Returns its exit status.
-extern "C" EMSCRIPTEN_KEEPALIVE int runDryRun(const char* arguments, std::size_t size) {
+extern "C" EMSCRIPTEN_KEEPALIVE int runDryRun(const char* arguments, std::size_t size,
+                                              bool inColours) {
     std::ostringstream out;
     std::ostringstream err;
-    const int status = runCommandLine(splitAtNul(arguments, size), out, err);
+    const int status = runCommandLine(splitAtNul(arguments, size), out, err, inColours);
     print(false, out.str());
     print(true, err.str());
     return status;

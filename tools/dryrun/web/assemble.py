@@ -3,7 +3,7 @@
 
 usage: assemble.py TEMPLATE OUTPUT MODULE_JS MODULE_WASM
 
-In the template, /*@NAME*/ stands for the file NAME beside it, and /*@module*/ for the module.
+Each /*@NAME*/ in the template is replaced by the file NAME of its directory, /*@module*/ by the module.
 """
 
 import base64

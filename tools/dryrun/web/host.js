@@ -15,7 +15,7 @@ function compileDryRun() {
  * can't be read; `writeFile(name, bytes)` returns whether it could; `progress(text)` is called before
  * each longer step. Returns the exit status and the bytes of both streams. A program that aborts has the status that a shell shows for it, 134.
  */
-async function runDryRun(compiled, args, {readFile, writeFile, progress = () => {}}) {
+async function runDryRun(compiled, args, {readFile, writeFile, progress = () => {}, inColours = false}) {
     const result = {status: 0, out: new Uint8Array(), err: new Uint8Array()};
     let aborted = "";
     const module = await DryRun({
@@ -35,7 +35,7 @@ async function runDryRun(compiled, args, {readFile, writeFile, progress = () => 
     const memory = module._malloc(encoded.length);
     module.HEAPU8.set(encoded, memory);
     try {
-        result.status = module._runDryRun(memory, encoded.length);
+        result.status = module._runDryRun(memory, encoded.length, inColours);
     } catch (e) {
         result.status = 134;
         result.err = new TextEncoder().encode(aborted || e + "\n");

@@ -4,7 +4,7 @@ import {readFileSync, writeFileSync} from "node:fs";
 /*@module*/
 /*@host.js*/
 
-const files = {
+const host = {
     readFile(name) {
         try {
             return readFileSync(name === "-" ? 0 : name);
@@ -20,9 +20,10 @@ const files = {
             return false;
         }
     },
+    inColours: Boolean(process.stdout.isTTY && !process.env.NO_COLOR && process.env.TERM !== "dumb"),
 };
 
-const {status, out, err} = await runDryRun(await compileDryRun(), process.argv.slice(2), files);
+const {status, out, err} = await runDryRun(await compileDryRun(), process.argv.slice(2), host);
 process.stdout.write(out);
 process.stderr.write(err);
 process.exitCode = status;
