@@ -240,6 +240,59 @@ std::string shortened(const std::string& text) {
     return text.size() <= kMaxShown ? text : text.substr(0, kMaxShown) + "…";
 }
 
+/// Throws BadInput for a text that is nested too deeply, and for a name twice in one object, of
+/// which a parsed value has one alone. That the text is no JSON is left for the parser to report.
+class Outline : public nlohmann::json_sax<Json> {
+public:
+    explicit Outline(std::string description) : description_(std::move(description)) {}
+
+    bool start_object(std::size_t) override {
+        objects_.emplace_back();
+        return enter();
+    }
+    bool end_object() override {
+        objects_.pop_back();
+        return leave();
+    }
+    bool start_array(std::size_t) override { return enter(); }
+    bool end_array() override { return leave(); }
+    bool key(std::string& name) override {
+        if (!objects_.back().insert(foldedName(name)).second) {
+            refuse(description_, "each name once in an object, in any case", name,
+                   Json(name).dump() + " twice");
+        }
+        return true;
+    }
+    bool null() override { return true; }
+    bool boolean(bool) override { return true; }
+    bool number_integer(std::int64_t) override { return true; }
+    bool number_unsigned(std::uint64_t) override { return true; }
+    bool number_float(double, const std::string&) override { return true; }
+    bool string(std::string&) override { return true; }
+    bool binary(Json::binary_t&) override { return true; }
+    bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override {
+        return false;
+    }
+
+private:
+    bool enter() {
+        if (++depth_ > kMaxDepth) {
+            throw BadInput(description_ +
+                           ": expected few levels of objects and arrays, found more than " +
+                           std::to_string(kMaxDepth));
+        }
+        return true;
+    }
+    bool leave() {
+        --depth_;
+        return true;
+    }
+
+    std::string description_;
+    std::vector<std::set<std::string>> objects_;
+    int depth_ = 0;
+};
+
 }  // namespace
 
 void refuse(const std::string& place, const std::string& expected, const Json& value,
@@ -264,25 +317,10 @@ Json parseDescription(const std::string& name, const std::string& bytes) {
     if (text.find('\0') != std::string::npos) {
         throw BadInput(name + ": expected JSON, found a NUL");
     }
-    std::vector<std::set<std::string>> objects;
-    const auto watch = [&](int depth, Json::parse_event_t event, Json& parsed) {
-        if (depth > kMaxDepth) {
-            throw BadInput(name + ": expected few levels of objects and arrays, found more than " +
-                           std::to_string(kMaxDepth));
-        }
-        if (event == Json::parse_event_t::object_start) {
-            objects.emplace_back();
-        } else if (event == Json::parse_event_t::object_end) {
-            objects.pop_back();
-        } else if (event == Json::parse_event_t::key &&
-                   !objects.back().insert(foldedName(parsed.get<std::string>())).second) {
-            refuse(name, "each name once in an object, in any case", parsed,
-                   parsed.dump() + " twice");
-        }
-        return true;
-    };
     try {
-        const Json description = Json::parse(text, watch);
+        Outline outline(name);
+        Json::sax_parse(text, &outline);
+        const Json description = Json::parse(text);
         expectDescription(name, description);
         return description;
     } catch (const Json::exception& e) {
