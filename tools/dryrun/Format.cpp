@@ -240,8 +240,8 @@ std::string shortened(const std::string& text) {
     return text.size() <= kMaxShown ? text : text.substr(0, kMaxShown) + "…";
 }
 
-/// Throws BadInput for a text that is nested too deeply, and for a name twice in one object, of
-/// which a parsed value has one alone. That the text is no JSON is left for the parser to report.
+/// Throws BadInput for a text that is nested too deeply, and for the same name twice in an object,
+/// of which a parsed value would keep one. Text that isn't JSON is left for the parser to report.
 class Outline : public nlohmann::json_sax<Json> {
 public:
     explicit Outline(std::string description) : description_(std::move(description)) {}
@@ -257,9 +257,14 @@ public:
     bool start_array(std::size_t) override { return enter(); }
     bool end_array() override { return leave(); }
     bool key(std::string& name) override {
-        if (!objects_.back().insert(foldedName(name)).second) {
-            refuse(description_, "each name once in an object, in any case", name,
-                   Json(name).dump() + " twice");
+        if (objects_.size() == 1) {
+            part_ = name;
+        }
+        if (!objects_.back().insert(hasCase() ? name : foldedName(name)).second) {
+            refuse(description_,
+                   hasCase() ? "each name once in an object"
+                             : "each name once in an object, in any case",
+                   name, Json(name).dump() + " twice");
         }
         return true;
     }
@@ -275,6 +280,8 @@ public:
     }
 
 private:
+    /// The installer's properties and tables distinguish case; Windows' other names don't.
+    bool hasCase() const { return part_ == "products" || part_ == "package"; }
     bool enter() {
         if (++depth_ > kMaxDepth) {
             throw BadInput(description_ +
@@ -289,6 +296,7 @@ private:
     }
 
     std::string description_;
+    std::string part_;  ///< of the description
     std::vector<std::set<std::string>> objects_;
     int depth_ = 0;
 };

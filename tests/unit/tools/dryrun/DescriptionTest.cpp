@@ -100,6 +100,14 @@ TEST(Descriptions, AreRefusedInOneLine) {
     }
 }
 
+TEST(Descriptions, PropertiesOfThePackageDistinguishCase) {
+    const std::string product =
+        R"({"products":[{"code":"{26A24AE4-039D-4CA4-87B4-2F64180451F0}","package":)";
+    EXPECT_EQ(refusal(product + R"({"properties":{"Home":"a","HOME":"b"}}}]})"), "accepted");
+    EXPECT_EQ(refusal(product + R"({"properties":{"Home":"a","Home":"b"}}}]})").substr(0, 40),
+              "x: expected each name once in an object,");
+}
+
 TEST(Descriptions, KeysHaveAtMost512Levels) {
     std::string key = "HKLM";
     for (int level = 1; level < 512; ++level) {
