@@ -29,7 +29,7 @@ page, module, dry_run_program, predictions = map(option, OPTIONS)
 
 def without_lines(text):
     """Compilers give a call that spans several lines another line's number in the log."""
-    return re.sub(r"(\w+\.(?:cpp|h)):\d+", r"\1:#", text)
+    return re.sub(r"(\w+\.(?:cpp|h))(:\d+|\(\d+\))", r"\1:#", text)
 
 
 @pytest.fixture

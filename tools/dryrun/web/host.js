@@ -29,7 +29,7 @@ async function runDryRun(compiled, args, {readFile, writeFile, progress = () => 
         printResult(bytes) { result.out = bytes; },
         printError(bytes) { result.err = bytes; },
         print() {},
-        printErr(line) { aborted += line + "\n"; },
+        printErr(line) { aborted += line.startsWith("Aborted(") ? "" : line + "\n"; },
     });
     const encoded = new TextEncoder().encode(args.map(argument => argument + "\0").join(""));
     const memory = module._malloc(encoded.length);
