@@ -9,8 +9,8 @@
 #include <cstdio>
 #include <memory>
 
+#include "builders/Product.h"
 #include "common/share/Logger.h"
-#include "support/Products.h"
 #include "windows/common/NorvEnvironment.h"
 #include "windows/customactions/CustomActions.h"
 
@@ -18,32 +18,28 @@ namespace {
 
 using simulated::Machine;
 
-std::u16string digits(unsigned number, std::size_t width) {
-    std::u16string text;
-    for (std::size_t i = 0; i < width; ++i, number /= 10) {
-        text.insert(text.begin(), static_cast<char16_t>(u'0' + number % 10));
-    }
-    return text;
+std::string digits(unsigned number, std::size_t width) {
+    const std::string text = std::to_string(number);
+    return std::string(width - text.size(), '0') + text;
 }
 
 /// The i-th product of the family: legacy runtimes and kits of the Zentra scheme by turns, of both
 /// architectures.
-products::Product familyProduct(unsigned i) {
+family::Product familyProduct(unsigned i) {
     const unsigned bits = i % 2 == 0 ? 64 : 32;
     const unsigned number = i / 4;
     if (i % 4 < 2) {
-        const std::u16string minor = digits(5 + number / 900, 1);
-        return products::qvr(u"1." + minor + u".0_" + digits(100 + number % 900, 3) + u"-b01",
-                             bits);
+        const std::string minor = digits(5 + number / 900, 1);
+        return family::qvr("1." + minor + ".0_" + digits(100 + number % 900, 3) + "-b01", bits);
     }
-    return products::qvk(digits(10 + number % 80, 2) + u".0." + digits(number, 5) + u"+1", bits);
+    return family::qvk(digits(10 + number % 80, 2) + ".0." + digits(number, 4) + "+1", bits);
 }
 
 /// A machine on which every product is one of the family.
 std::unique_ptr<Machine> makeMachine(unsigned products) {
     auto machine = std::make_unique<Machine>();
     for (unsigned i = 0; i < products; ++i) {
-        products::install(*machine, familyProduct(i));
+        family::install(*machine, familyProduct(i));
     }
     return machine;
 }

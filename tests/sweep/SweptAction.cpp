@@ -1,4 +1,6 @@
+#include "builders/Product.h"
 #include "sweep/SweptAction.h"
+#include "support/Updater.h"
 
 namespace sweep {
 
@@ -12,7 +14,7 @@ constexpr UINT kInstallFailure = 1603;
 constexpr UINT kBadConfiguration = 61015;
 
 /// The version of this build: a product of it makes the update set up the command shims.
-const std::u16string kOwnVersion = u"21.0.12.1+1";
+const std::string kOwnVersion = "21.0.12.1+1";
 
 const std::u16string kCommonDirectory = u"C:\\Program Files\\Common Files\\Dovrin\\Norv\\";
 
@@ -23,7 +25,8 @@ const std::u16string kCommonDirectory = u"C:\\Program Files\\Common Files\\Dovri
 /// directory alone.
 ExpectedDifferences leftByInterruptedShims() {
     return {
-        {.pattern = std::regex(R"(\+ directory )" COMMON_DIRECTORY R"(norvpath_target_#( D:\(.*\))?)"),
+        {.pattern =
+             std::regex(R"(\+ directory )" COMMON_DIRECTORY R"(norvpath_target_#( D:\(.*\))?)"),
          .reason = "a new target directory that the junction does not lead to yet"},
         {.pattern = std::regex(R"(\+ file )" COMMON_DIRECTORY
                                R"(norvpath_target_#\\(norv|norvw|norvc|zemble)\.exe ".*")"),
@@ -59,8 +62,9 @@ ExpectedDifferences leftByFailedUpdate() {
              R"(Norv Development Kit\\1\.8(\.0)?)( \[(NorvHome|RuntimeLib|MicroVersion)\] REG_SZ ".*")?)"),
          .reason = "the version key of a product that could not be read counts as stale"},
         {.pattern = std::regex(
-             R"(\+ file C:\\Program Files.*\\bin\\WindowsAssistLink-(32|64)3600000\.dll ".*")"),
-         .reason = "a bridge library that could not be replaced at once is copied beside its source"},
+             R"(\+ file C:\\Program Files.*\\bin\\WindowsAssistLink-(32|64)3600000\.dll ".*" version .*)"),
+         .reason =
+             "a bridge library that could not be replaced at once is copied beside its source"},
         {.pattern = std::regex(
              R"(\+ at restart C:\\Program Files.*\\bin\\WindowsAssistLink-(32|64)3600000\.dll is moved to )"
              R"(C:\\Windows\\(System32|SysWOW64)\\WindowsAssistLink-(32|64)\.dll)"),
@@ -74,7 +78,7 @@ ExpectedDifferences leftByFailedUpdate() {
 SweptAction productUpdate() {
     return {
         .name = "SetLatestQvr",
-        .properties = {{u"CustomActionData", u"ProductCode=" + products::qvk(kOwnVersion).code}},
+        .properties = {{u"CustomActionData", u"ProductCode=" + family::qvk(kOwnVersion).code}},
         .statuses = {0, kFunctionFailed},
         .ownFiles = std::regex(R"(Common Files\\Dovrin\\Norv\\norv|Start Menu\\Programs\\Norv|)"
                                R"(WindowsAssistLink|\\core\.zip )"),
@@ -90,8 +94,9 @@ SweptAction removalOfFolders() {
         .statuses = {0, kFunctionFailed},
         .ownFiles = std::regex(R"(C:\\old home|C:\\Users\\User\\linked)"),
         .expectedAfterFailure =
-            {{.pattern = std::regex(R"(\+ at restart C:\\old home)"
-                                    R"((\\(b\.txt|bin(\\a\.exe)?|link(\\letter\.txt)?))? is deleted)"),
+            {{.pattern =
+                  std::regex(R"(\+ at restart C:\\old home)"
+                             R"((\\(b\.txt|bin(\\a\.exe)?|link(\\letter\.txt)?))? is deleted)"),
               .reason = "what could not be deleted at once stays registered for the restart"}},
     };
 }
@@ -104,15 +109,15 @@ SweptAction disablingOfTheUpdater() {
         .expected =
             {{.pattern = std::regex(
                   R"(- property DisableVomlitExe=\{4A03706F-666A-4037-7777-5F2748764D10\}\*.*\\Temp\\#\.tmp)"),
-              .reason = "the disturbed run moved the tool; the next run finds none and sets nothing"},
-             {.pattern =
-                  std::regex(R"(\+ file C:\\Users\\User\\AppData\\Local\\Temp\\#\.tmp "")"),
+              .reason =
+                  "the disturbed run moved the tool; the next run finds none and sets nothing"},
+             {.pattern = std::regex(R"(\+ file C:\\Users\\User\\AppData\\Local\\Temp\\#\.tmp "")"),
               .reason = "an empty temporary file, when the tool could not be moved onto it"}},
         .expectedAfterFailure =
             {{.pattern = std::regex(R"(\+ file C:\\Windows\\System32\\#\.tmp "updater")"),
               .reason = "without a temporary directory the tool is moved to the current directory"},
-             {.pattern = std::regex(
-                  R"(- file C:\\Users\\User\\AppData\\Local\\Temp\\#\.tmp "updater")"),
+             {.pattern =
+                  std::regex(R"(- file C:\\Users\\User\\AppData\\Local\\Temp\\#\.tmp "updater")"),
               .reason = "and not to the temporary directory"}},
     };
 }
@@ -120,7 +125,7 @@ SweptAction disablingOfTheUpdater() {
 SweptAction restoringOfTheUpdater() {
     return {
         .name = "RestoreVomlitExe",
-        .properties = {{u"DisableVomlitExe", products::kUpdaterCode + u"*C:\\Temp\\1.tmp"}},
+        .properties = {{u"DisableVomlitExe", updater::kProductCode + u"*C:\\Temp\\1.tmp"}},
         .statuses = {0, kFunctionFailed},
         .ownFiles = std::regex(R"(C:\\Temp\\1\.tmp )"),
         // The disturbed run may have restored the tool; the next one refuses to replace it.
@@ -148,15 +153,15 @@ void addStateOfOlderProducts(Machine& machine) {
     volumes.addFile(u"C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs\\Norv\\Stale.lnk",
                     "stale");
     volumes.addFile(u"C:\\Windows\\System32\\WindowsAssistLink-64.dll", "old bridge");
-    volumes.addFile(products::qvk(kOwnVersion).homeDir + u"\\core.zip", "leftover");
+    volumes.addFile(family::qvk(kOwnVersion).homeDir + u"\\core.zip", "leftover");
     volumes.addFile(u"C:\\Users\\Public\\Documents\\mine.txt", "a user's own");
 }
 
 /// What the actions other than the update work on: the updater, settings, a tree to delete.
 void addWorkOfTheOtherActions(Machine& machine, const SweptAction& action) {
-    products::Updater updater;
-    updater.missing = action.properties.count(u"DisableVomlitExe") == 0 ? "" : "vomlit";
-    products::installUpdater(machine, updater);
+    updater::Updater installed;
+    installed.missingExecutable = action.properties.count(u"DisableVomlitExe") == 0 ? "" : "vomlit";
+    updater::install(machine, installed);
     auto& volumes = machine.volumes;
     volumes.addFile(u"C:\\Temp\\1.tmp", "the tool");
     // The tree has a junction to a user's directory. The deletion follows it, so the files in that
@@ -178,7 +183,8 @@ const std::vector<SweptAction>& sweptActions() {
     static const std::vector<SweptAction> actions = {
         productUpdate(),
         {.name = "MSILoadMsiPropertiesFromConfig",
-         .properties = {{u"MSICMDLINE", u"INSTALLCFG=C:\\norv.cfg REMOVEOLDERQVRS=1 REBOOT=No /qn"}},
+         .properties = {{u"MSICMDLINE",
+                         u"INSTALLCFG=C:\\norv.cfg REMOVEOLDERQVRS=1 REBOOT=No /qn"}},
          // When MsiSetProperty refuses "INSTALLDIR", the action returns the installer's own status.
          .statuses = {0, kFunctionFailed, kBadConfiguration}},
         {.name = "MSIValidateInstallDir",
@@ -206,13 +212,13 @@ const std::vector<SweptAction>& sweptActions() {
 
 std::unique_ptr<Machine> makeMachine(const SweptAction& action) {
     auto machine = std::make_unique<Machine>();
-    auto old = products::qvr(u"1.8.0_45-b13", 64);
+    auto old = family::qvr("1.8.0_45-b13", 64);
     old.manifestVersion = u"1.8.0_45-b13";
     // All four classes of products and both schemes of versions.
-    for (const auto& product : {old, products::qvr(u"1.8.0_60-b02", 32),
-                                products::qvk(u"1.8.0-b05", 32), products::qvr(u"21.0.3+7", 64),
-                                products::qvk(u"17.0.9+9", 64), products::qvk(kOwnVersion)}) {
-        products::install(*machine, product);
+    for (const auto& product :
+         {old, family::qvr("1.8.0_60-b02", 32), family::qvk("1.8.0-b05", 32),
+          family::qvr("21.0.3+7", 64), family::qvk("17.0.9+9", 64), family::qvk(kOwnVersion)}) {
+        family::install(*machine, product);
     }
     addStateOfOlderProducts(*machine);
     if (action.properties.count(u"CustomActionData") == 0) {

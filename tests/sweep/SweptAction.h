@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "builders/Product.h"
 #include "simulated/machine/Machine.h"
-#include "support/Products.h"
 
 namespace sweep {
 
@@ -22,7 +22,7 @@ using ExpectedDifferences = std::vector<ExpectedDifference>;
 struct SweptAction {
     std::string name;
     /// Of the session; with "CustomActionData" it is a deferred one.
-    products::Texts properties = {};
+    family::Texts properties = {};
     std::set<UINT> statuses = {};  ///< every status that the action may return
     /// Found in the description's line of each file and directory that the action may delete.
     std::regex ownFiles = std::regex("^$");

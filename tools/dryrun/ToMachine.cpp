@@ -1,11 +1,11 @@
 // From a description to the machine.
 #include <windows.h>
 #include <shlobj.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <charconv>
 
+#include "builders/ZipArchive.h"
 #include "dryrun/Description.h"
 #include "simulated/machine/Wide.h"
 #include "simulated/machine/files/FilePath.h"
@@ -157,30 +157,6 @@ void addRegistry(const std::string& place, const Json& keys, DescribedMachine& d
 
 // ---- Files ----
 
-std::string number(std::uint64_t value, std::size_t bytes) {
-    std::string text;
-    for (std::size_t i = 0; i < bytes; ++i) {
-        text += i < sizeof(value) ? static_cast<char>(value >> (8 * i) & 0xFF) : '\0';
-    }
-    return text;
-}
-
-/// An archive with this manifest, and a comment of its own.
-std::string archiveOf(const std::string& manifest, const std::string& comment) {
-    const std::string name = "META-INF/MANIFEST.MF";
-    const auto checksum = crc32(0, reinterpret_cast<const Bytef*>(manifest.data()),
-                                static_cast<uInt>(manifest.size()));
-    // Version, flags, method, time; checksum and sizes; the length of the name.
-    const std::string common = number(20, 2) + number(0, 4) + number(0x58214321, 4) +
-                               number(checksum, 4) + number(manifest.size(), 4) +
-                               number(manifest.size(), 4) + number(name.size(), 2);
-    const std::string local = "PK\x03\x04" + common + number(0, 2) + name + manifest;
-    const std::string central = "PK\x01\x02" + number(20, 2) + common + number(0, 16) + name;
-    return local + central + "PK\x05\x06" + number(0, 4) + number(1, 2) + number(1, 2) +
-           number(central.size(), 4) + number(local.size(), 4) + number(comment.size(), 2) +
-           comment;
-}
-
 simulated::ShellLink shortcutOf(const Json& json) {
     const auto text = [&](const char* name) { return fromUtf8(json.value(name, "")); };
     const std::string icon = json.value("icon", "");
@@ -216,7 +192,11 @@ std::string contentOf(const Json& file, DescribedMachine& described) {
     std::string content = told["size"] == 0 ? "" : "file of bytes: " + told["size"].dump();
     if (file.contains("manifest")) {
         told["manifest"] = file["manifest"];
-        content = archiveOf(bytesOfContent(file["manifest"]), content);
+        content = zip_archive::make({{.name = "META-INF/MANIFEST.MF",
+                                      .data = bytesOfContent(file["manifest"]),
+                                      .stored = true}},
+                                    content)
+                      .bytes();
     }
     described.toldContents[content] = told;
     return content;

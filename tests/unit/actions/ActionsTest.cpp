@@ -1,9 +1,10 @@
 // What the actions beside the update and the configuration do.
 #include <algorithm>
 
+#include "builders/Product.h"
 #include "common/share/tstrings.h"
 #include "support/OnMachine.h"
-#include "support/Products.h"
+#include "support/Updater.h"
 #include "windows/common/InstallDirValidator.h"
 #include "windows/customactions/ActionFrame.h"
 #include "windows/customactions/InstallDirActions.h"
@@ -12,11 +13,11 @@
 
 namespace {
 
-using namespace products;
+using namespace family;
 using tstrings::toUtf8;
 
 const tstring kLatest = u"C:\\Program Files\\Norv\\latest";
-const tstring kTool = kUpdaterFolder + u"\\vomlit.exe";
+using updater::kTool;
 const tstring kTemp = u"C:\\Users\\User\\AppData\\Local\\Temp\\";
 
 class Actions : public OnMachine {
@@ -174,7 +175,7 @@ TEST_F(Actions, MoveTheUpdatersToolAsideAndBack) {
     EXPECT_TRUE(logHas(machine, "Unexpected value of 'DisableVomlitExe' property=x"));
 
     volumes.addFile(kTool, "tool");
-    const Product other = qvr(u"21");
+    const Product other = qvr("21");
     install(machine, other);
     EXPECT_EQ(disableVomlitExe(session), 0u);
     EXPECT_EQ(logMessages(machine, "WARNING").back(),
@@ -182,9 +183,9 @@ TEST_F(Actions, MoveTheUpdatersToolAsideAndBack) {
                   "' path exists, but no products that provide it detected.");
     EXPECT_EQ(tool(), "tool");
 
-    installUpdater(machine);
-    Product provider = qvr(u"1.8.0_45-b13");
-    provider.providesVomlit = true;
+    updater::install(machine);
+    Product provider = qvr("1.8.0_45-b13");
+    provider.packageComponents[u"registration"] = updater::kToolComponentId;
     install(machine, provider);
     machine.installer.product(other.code)
         ->package.table(u"Component", {})
@@ -196,14 +197,14 @@ TEST_F(Actions, MoveTheUpdatersToolAsideAndBack) {
     volumes.unlock(kTool);
     ASSERT_EQ(disableVomlitExe(session), 0u);
     const tstring value = property(u"DisableVomlitExe");
-    const tstring head = kUpdaterCode + u"*" + provider.code + u"*" + other.code + u"*" + kTemp;
+    const tstring head = updater::kProductCode + u"*" + provider.code + u"*" + other.code + u"*" + kTemp;
     ASSERT_TRUE(value.starts_with(head) && value.ends_with(u".tmp")) << toUtf8(value);
     EXPECT_TRUE(logHas(machine, "DisableVomlitExe=[" + toUtf8(value) + "]"));
     EXPECT_EQ(tool(), "-");
     EXPECT_EQ(volumes.content(value.substr(value.rfind(u'*') + 1)), before);
 
     // The last of the providers is enough, but a file that stands there isn't replaced.
-    machine.installer.removeProduct(kUpdaterCode);
+    machine.installer.removeProduct(updater::kProductCode);
     volumes.addFile(kTool, "new");
     EXPECT_ANY_THROW(restoreVomlitExe(session));
     EXPECT_EQ(tool(), "new");
@@ -211,7 +212,7 @@ TEST_F(Actions, MoveTheUpdatersToolAsideAndBack) {
     EXPECT_EQ(disableVomlitExe(session), 1608u);
     EXPECT_EQ(restoreVomlitExe(session), 0u);
     EXPECT_EQ(tool(), before);
-    property(u"DisableVomlitExe") = kUpdaterCode + u"*" + kTemp;
+    property(u"DisableVomlitExe") = updater::kProductCode + u"*" + kTemp;
     EXPECT_EQ(restoreVomlitExe(session), 0u);
     property(u"DisableVomlitExe") = u"*" + kTemp;
     EXPECT_ANY_THROW(restoreVomlitExe(session));
@@ -221,18 +222,18 @@ TEST_F(Actions, MoveTheUpdatersToolAsideAndBack) {
 }
 
 TEST_F(Actions, KeepTheUpdaterForRuntimesThatStay) {
-    const Product legacy = qvr(u"1.8.0_45-b13");
+    const Product legacy = qvr("1.8.0_45-b13");
     machine.installer.session(session)
         .database.table(u"Upgrade", {u"UpgradeCode", u"ActionProperty"})
         .row({u"{…}", u"OTHER"})
         .row({u"{…}", u"OLDER"});
-    install(machine, qvk(u"17"));
+    install(machine, qvk("17"));
     install(machine, legacy);
     property(u"OLDER") = u";x;ab;{1};" + legacy.code;
     EXPECT_EQ(disableAUUninstall(session), 0u);
     EXPECT_EQ(property(u"AUVERSIONSINSTALLED"), u"");
     EXPECT_EQ(logMessages(machine, "ERROR").size(), 2u);
-    install(machine, qvr(u"17", 32));
+    install(machine, qvr("17", 32));
     EXPECT_EQ(disableAUUninstall(session), 0u);
     EXPECT_EQ(property(u"AUVERSIONSINSTALLED"), u";");
 }

@@ -1,7 +1,8 @@
 // Whole detections on machines with products and the updater, whatever is wrong with them.
+#include "builders/Product.h"
 #include "common/share/tstrings.h"
 #include "support/OnMachine.h"
-#include "support/Products.h"
+#include "support/Updater.h"
 #include "support/Thrown.h"
 #include "windows/au/common/au/AuMsi.h"
 #include "windows/common/KnownProductCodeInstalledNorvTracker.h"
@@ -9,7 +10,7 @@
 
 namespace {
 
-using namespace products;
+using namespace family;
 using simulated::View;
 using tstrings::fromUtf8;
 using tstrings::toUtf8;
@@ -71,10 +72,11 @@ protected:
 };
 
 TEST_F(Detection, FindsProductsByTheirCodesThenByUpgradeCodes) {
-    // The last is beyond the upgrade codes.
-    for (const Product& product : {qvr(u"99"), qvr(u"9"), qvk(u"17", 32), gfx(u"2.2.0"),
-                                   qvr(u"1.8.0_45-b13"), qvk(u"1.7.0_80-b15", 32), qvr(u"100")}) {
-        products::install(machine, product);
+    Product tooNew = qvr("18");
+    tooNew.upgradeCode = u"{57BDA5C6-443C-4D65-B233-282396420100}";
+    for (const Product& product : {qvr("99"), qvr("9"), qvk("17", 32), graphics("2.2.0"),
+                                   qvr("1.8.0_45-b13"), qvk("1.7.0_80-b15", 32), tooNew}) {
+        family::install(machine, product);
     }
     EXPECT_EQ(list(0x31), "QVR64 1.8.0_45-b13/8|QVR64 9/8|QVR64 99/8|");
     EXPECT_EQ(list(0x12), "QVK32 1.7.0_80-b15/8|QVK32 17/8|");
@@ -87,16 +89,16 @@ TEST_F(Detection, FindsProductsByTheirCodesThenByUpgradeCodes) {
 }
 
 TEST_F(Detection, LogsAProductThatIsTrackedTwiceAndListsItOnce) {
-    products::install(machine, qvr(u"23"));
-    Product twice = qvr(u"1.8.0_451-b10");
-    twice.upgradeCode = qvr(u"23").upgradeCode;
-    products::install(machine, twice);
+    family::install(machine, qvr("23"));
+    Product twice = qvr("1.8.0_451-b10");
+    twice.upgradeCode = qvr("23").upgradeCode;
+    family::install(machine, twice);
     EXPECT_EQ(list(), "QVR64 1.8.0_451-b10/8|QVR64 23/8|");
     EXPECT_TRUE(logMentions(machine, "-2F64180451F0}] is tracked multiple times"));
 }
 
 TEST_F(Detection, EndsWhenTheInstallerRefusesEachIndexAfterADamagedEntry) {
-    products::install(machine, qvr(u"1.8.0_451-b10"));
+    family::install(machine, qvr("1.8.0_451-b10"));
     machine.calls.failCall("MsiEnumProductsW", 1, 1610);
     EXPECT_EQ(list(), "MsiEnumProducts(255) failed with error=[87]");
     EXPECT_TRUE(logHas(machine, "MsiEnumProducts(0) failed with error=[1610] \nIgnored."));
@@ -117,10 +119,10 @@ TEST_F(Detection, EndsAtACodeWhoseDigitsAreNoVersionOfItsType) {
 }
 
 TEST_F(Detection, TellsAllOfAProduct) {
-    Product runtime = qvr(u"1.8.0_45-b13");
+    Product runtime = qvr("1.8.0_45-b13");
     runtime.packageProperties[u"Enterprise"] = u"YES";
     runtime.versionKeyValues[u"MSI\\MODE"] = u"s";
-    products::install(machine, runtime);
+    family::install(machine, runtime);
     EXPECT_NE(NorvEnvironment::detect(0x37).at(0).uninstaller, nullptr);
     const std::string code = toUtf8(runtime.code);
     Lines trace = logMessages(machine, "TRACE");
@@ -140,7 +142,7 @@ TEST_F(Detection, TellsAllOfAProduct) {
 }
 
 TEST_F(Detection, CompletesVersionsByFallBacks) {
-    const Product legacy = qvr(u"1.8.0_45-b13");
+    const Product legacy = qvr("1.8.0_45-b13");
     const auto with = [](Product product, const tstring& property, const tstring& value) {
         product.packageProperties[property] = value;
         return product;
@@ -152,7 +154,7 @@ TEST_F(Detection, CompletesVersionsByFallBacks) {
     const tstring full = u"FullVersion";
     const Product unnamed = with(legacy, full, u"");
     Product bare = unnamed;
-    bare.hasFiles = false;
+    bare.files.clear();
     Product sealed = with(legacy, u"BaseimageChecksumSHA256", tstring(64, u'a'));
     sealed.versionKeyValues[u"MSI\\MODE"] = u"static";
     // The product, what is found behind "QVR64 ", and a piece of the log.
@@ -171,19 +173,20 @@ TEST_F(Detection, CompletesVersionsByFallBacks) {
          " Detected version mapping from 1.8.0_045 to 1.8.0_301-b09 in "
          "{26A24AE4-039D-4CA4-87B4-2F64180045F0} Norv installation."},
         {named(legacy, u"1.8.0_45-b99"), "1.8.0_45-b13/8|", ""},
-        {named(qvk(u"1.8.0-b13"), u"1.9.0-b1"), "1.8.0-b13/8|", "|QVK|64bit|"},
-        {named(qvr(u"11.0.2+9"), u"17"), "11.0.2+9/8|", "unknown version tag"},
-        {with(qvr(u"11.0.2+9"), full, u""), "", "unknown version tag"},
-        {with(gfx(u"2.2.0"), full, u""), "2.2.0/8|", "InstalledNorv(2.2.0|2.2.0|NORV_GFX|64bit|"},
+        {named(qvk("1.8.0-b13"), u"1.9.0-b1"), "1.8.0-b13/8|", "|QVK|64bit|"},
+        {named(qvr("11.0.2+9"), u"17"), "11.0.2+9/8|", "unknown version tag"},
+        {with(qvr("11.0.2+9"), full, u""), "", "unknown version tag"},
+        {with(graphics("2.2.0"), full, u""), "2.2.0/8|",
+         "InstalledNorv(2.2.0|2.2.0|NORV_GFX|64bit|"},
     };
     for (const auto& [product, found, record] : cases) {
-        products::install(machine, product);
+        family::install(machine, product);
         EXPECT_EQ(list().erase(0, 6), found);
         EXPECT_TRUE(logMentions(machine, record)) << record;
-        products::uninstall(machine, product);
+        family::uninstall(machine, product);
         clearLog(machine);
     }
-    products::install(machine, legacy);
+    family::install(machine, legacy);
     machine.installer.product(legacy.code)->package.unreadable(1627);
     machine.volumes.addFile(legacy.homeDir + u"\\lib\\rt.vkr", "no archive");
     machine.volumes.setVersion(legacy.homeDir + u"\\bin\\norv.exe", 8, 1, 450, 13);
@@ -208,7 +211,7 @@ TEST_F(Detection, SearchesTheHomeDirectory) {
         {u"", u"\\kit\\bin", u"", u"", u"", u"\\kit"},
         {u"", u"kit\\bin", u"", u"C:", u"D:\\k\\", u"D:\\k"},
     };
-    Product kit = qvk(u"1.8.0-b13");
+    Product kit = qvk("1.8.0-b13");
     kit.homeDir = u"C:\\kit";
     const tstring key =
         u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\" + kit.code;
@@ -218,15 +221,15 @@ TEST_F(Detection, SearchesTheHomeDirectory) {
         };
         kit.info = {{u"InstallLocation", text(c.location)}, {u"ProductIcon", text(c.productIcon)}};
         kit.versionKeyValues[u"NorvHome"] = text(c.norvHome);
-        products::install(machine, kit);
+        family::install(machine, kit);
         machine.registry.setString(View::Bits64, key, u"DisplayIcon", text(c.displayIcon));
         machine.registry.setString(View::Bits64, key, u"Readme", text(c.readme));
         EXPECT_EQ(toUtf8(NorvEnvironment::detect(0x37).at(0).homeDir), toUtf8(text(c.found)));
-        products::uninstall(machine, kit);
+        family::uninstall(machine, kit);
     }
     // A kit has a compiler, and the 64-bit view of the Uninstall key wins.
     kit.info = {{u"ProductIcon", kit.homeDir + u"\\bin\\norv.exe"}};
-    products::install(machine, kit);
+    family::install(machine, kit);
     machine.volumes.remove(kit.homeDir + u"\\bin\\norvc.exe");
     machine.volumes.addDirectory(kit.homeDir + u"\\bin\\norvc.exe");
     machine.registry.setString(View::Bits32, key, u"Readme", u"C:\\x");
@@ -246,7 +249,7 @@ TEST_F(Detection, SearchesTheHomeDirectory) {
 TEST(UpdaterState, FollowsPackageRegistryAndFiles) {
     const std::nullopt_t none = std::nullopt;  // no such property or value
     const struct {
-        products::Updater updater;
+        updater::Updater updater;
         std::string found;  // state and version
         const char* record;
     } cases[] = {
@@ -260,21 +263,21 @@ TEST(UpdaterState, FollowsPackageRegistryAndFiles) {
         {{u"2.8.51.9.", none, u"2.8.51.9.7.1"}, "0 ", "characters is 2"},
         {{none, none}, "0 ", "Auto Update) error"},
         {{none, none}, "0 ", "Error initializing AU state"},
-        {{.missing = "tolpeck"}, "2 2.8.51.9", "Expected AU executable C:\\Program Fi"},
-        {{.missing = "tolmark"}, "2 2.8.51.9", "tolmark.exe not found."},
-        {{.missing = "vomlit"}, "2 2.8.51.9", "vomlit.exe not found."},
+        {{.missingExecutable = "tolpeck"}, "2 2.8.51.9", "Expected AU executable C:\\Program Fi"},
+        {{.missingExecutable = "tolmark"}, "2 2.8.51.9", "tolmark.exe not found."},
+        {{.missingExecutable = "vomlit"}, "2 2.8.51.9", "vomlit.exe not found."},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.record);
         simulated::Machine machine;
         const simulated::Running running(machine);
-        products::installUpdater(machine, c.updater);
+        updater::install(machine, c.updater);
         const au::InstalledState found = au::InstalledState::detect();
         EXPECT_EQ(std::to_string(found.state) + " " + toUtf8(found.version.sourceText()), c.found);
         EXPECT_EQ(found.version == au::Version(), found.state == 0);
         EXPECT_TRUE(logMentions(machine, c.record));
-        if (c.updater.missing == "vomlit") {
-            machine.volumes.addDirectory(kUpdaterFolder + u"\\vomlit.exe");
+        if (c.updater.missingExecutable == "vomlit") {
+            machine.volumes.addDirectory(updater::kDirectory + u"\\vomlit.exe");
             EXPECT_EQ(au::InstalledState::detect().state, 1) << "a directory counts as present";
         }
     }

@@ -3,21 +3,21 @@
 #include <set>
 #include <sstream>
 
+#include "builders/Product.h"
 #include "common/share/LogException.h"
-#include "support/Products.h"
 
 namespace family {
 
 namespace {
 
-products::Product package(const std::string& text) {
-    const tstring version = fromUtf8(text.substr(4));
+Product package(const std::string& text, unsigned bitsOfWindows = 64) {
+    const std::string version = text.substr(4);
     const unsigned bits = text[1] == '3' ? 32 : 64;
-    products::Product result = text[0] == 'r'   ? products::qvr(version, bits)
-                               : text[0] == 'k' ? products::qvk(version, bits)
-                                                : products::gfx(version);
-    result.homeDir = fromUtf8("C:\\" + text.substr(0, 3) + "-" + text.substr(4));
-    result.info[u"InstallLocation"] = result.homeDir;
+    Product result = text[0] == 'r'   ? qvr(version, bits, bitsOfWindows)
+                     : text[0] == 'k' ? qvk(version, bits, bitsOfWindows)
+                                      : graphics(version);
+    result.setHome(fromUtf8("C:\\" + text.substr(0, 3) + "-" + text.substr(4)));
+    result.files.push_back(u"bin\\wmq.exe");
     return result;
 }
 
@@ -35,7 +35,7 @@ Family::Family(const std::string& installed, bool is64BitSystem) {
     machine.registry.setExpandString(View::Bits64, kEnvironment, u"Path", u"C:\\Windows");
     std::istringstream words(installed);
     for (std::string word; words >> word;) {
-        products::install(machine, package(word));
+        install(machine, package(word, is64BitSystem ? 64 : 32));
     }
     listed = NorvEnvironment::detect(0x37);
 }

@@ -1,6 +1,6 @@
 #include "windows/installerdll/NorvPath.h"
 
-#include "support/Products.h"
+#include "builders/Product.h"
 #include "unit/managers/Family.h"
 
 using namespace family;
@@ -128,7 +128,7 @@ TEST(NorvPath, ServesAProductFromItsInstallToItsEnd) {
     const tstring target = kJunction + u"_target_1";
     EXPECT_EQ(volumes.junctionTarget(kJunction), target) << "others are taken";
     EXPECT_EQ(volumes.security(target), "D:(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;WD)");
-    products::uninstall(pc.machine, products::qvk(u"21.0.12.1+1"));
+    uninstall(pc.machine, qvk("21.0.12.1+1"));
     pc.run();
     EXPECT_EQ(pc.shims(), kNew) << "copied from target to target";
     EXPECT_FALSE(volumes.exists(target));
