@@ -6,7 +6,7 @@
 #include <regex>
 #include <set>
 
-#include "config/Configured.h"
+#include "unit/windows/common/Configured.h"
 #include "support/LogReader.h"
 #include "support/Thrown.h"
 

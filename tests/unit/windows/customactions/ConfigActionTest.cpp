@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "config/Configured.h"
+#include "unit/windows/common/Configured.h"
 #include "support/LogReader.h"
 
 namespace {

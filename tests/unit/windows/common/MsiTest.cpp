@@ -153,9 +153,9 @@ TEST_F(InstallerCalls, CopyTheLogToTheInstallersLog) {
         log.push_back(
             std::regex_replace(toUtf8(line), std::regex("(12:00:0|cpp:|TID: )[0-9.]+"), "$01"));
     }
-    EXPECT_EQ(log, (Lines{"Norv [12:00:0 InstallerTest.cpp: (f)] INFO: [1] stays",
-                          "Norv [12:00:0 (TID: ) InstallerTest.cpp: (g)] INFO: elsewhere",
-                          "Norv [12:00:0 InstallerTest.cpp: (f)] INFO: last"}));
+    EXPECT_EQ(log, (Lines{"Norv [12:00:0 MsiTest.cpp: (f)] INFO: [1] stays",
+                          "Norv [12:00:0 (TID: ) MsiTest.cpp: (g)] INFO: elsewhere",
+                          "Norv [12:00:0 MsiTest.cpp: (f)] INFO: last"}));
 }
 
 struct Messages : msi::ActionData::Callback {

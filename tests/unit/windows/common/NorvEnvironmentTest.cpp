@@ -1,11 +1,8 @@
-// Whole detections on machines with products and the updater, whatever is wrong with them.
+// Whole detections on machines with products, whatever is wrong with them.
 #include "builders/Product.h"
 #include "common/share/tstrings.h"
 #include "support/OnMachine.h"
-#include "support/Updater.h"
 #include "support/Thrown.h"
-#include "windows/au/common/au/AuMsi.h"
-#include "windows/common/KnownProductCodeInstalledNorvTracker.h"
 #include "windows/common/NorvEnvironment.h"
 
 namespace {
@@ -20,39 +17,6 @@ template <class Product>
 std::string kindOf(const Product& product) {
     const char* const types[] = {"QVR", "QVK", "GFX"};
     return types[product.type] + std::to_string(product.bits) + " ";
-}
-
-TEST(ProductCodes, SpellTypeArchitectureAndVersion) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"{7148F0A8-6813-11D6-A77B-00B0D0142070}", "QVR32 1.4.2_07"},
-        {"{35A3A4F4-B792-11D6-A78A-00B0D014200F}", "QVK32 1.4.2"},
-        {"{32A3A4F4-B792-11D6-A78A-00B0D0150220}", "QVK32 1.5.0_22"},
-        {"{64A3A4F4-B792-11D6-A78A-00B0D0151050}", "QVK64 1.5.1_05"},
-        // Not a digit where the 1.5 rows want the update: the general row, which has none.
-        {"{32A3A4F4-B792-11D6-A78A-00B0D0150A20}", "QVK32 1.5.0"},
-        {"{64A3A4F4-B792-11D6-A78A-00B0D01700FF}", "QVK64 1.7.0"},
-        {"{3248F0A8-6813-11D6-A77B-00B0D0160000}", "QVR32 1.6.0"},
-        {"{6448F0A8-6813-11D6-A77B-00B0D0160210}", "QVR64 1.6.0_21"},
-        {"{26A24AE4-039D-4CA4-87B4-2F83218045F0}", "QVR32 1.8.0_45"},
-        {"{26A24AE4-039D-4CA4-87B4-2F864170450F}", "QVR64 1.7.0_45"},
-        {"{26A24AE4-039D-4CA4-87B4-2F32180091F0}", "QVR32 1.8.0_091"},
-        {"{26A24AE4-039D-4CA4-87B4-2F64180451F0}", "QVR64 1.8.0_451"},
-        {"{71024AE4-039E-4CA4-87B4-2F32180451F0}", "QVR32 1.8.0_451"},
-        {"{ABC24AE4-039E-4CA4-87B4-2F64180000F0}", "QVR64 1.8.0"},
-        {"{1111706F-666A-4037-7777-220328764D10}", "GFX32 2.2.0"},
-        {"{1111706F-666A-4037-7777-221648764D10}", "GFX64 2.2.1"},
-        {"{1111706F-666A-4037-7777-222503264D10}", "GFX32 2.2.25"},
-        {"{1111706F-666A-4037-7777-222106464D10}", "GFX64 2.2.21"},
-        // Case counts, also of hexadecimal digits that mean nothing.
-        {"{26A24AE4-039D-4CA4-87B4-2F64180451f0}", "-"},
-        {"{26A24AE4-039D-4CA4-87B4-2F64180451G0}", "-"},
-        {"{26A24AE4-039D-4CA4-87B4-2F64180451F0", "-"},
-    };
-    for (const auto& [code, expected] : cases) {
-        tstring version;
-        const auto* row = KnownProductCodeInstalledNorvTracker::match(fromUtf8(code), version);
-        EXPECT_EQ(row == nullptr ? "-" : kindOf(*row) + toUtf8(version), expected) << code;
-    }
 }
 
 class Detection : public OnMachine {
@@ -244,50 +208,6 @@ TEST_F(Detection, SearchesTheHomeDirectory) {
                                      "Readme] registry value", "NorvHome] registry value"}) {
         EXPECT_TRUE(logMentions(machine, "Try home directory from [" + source + " of {"));
     }
-}
-
-TEST(UpdaterState, FollowsPackageRegistryAndFiles) {
-    const std::nullopt_t none = std::nullopt;  // no such property or value
-    const struct {
-        updater::Updater updater;
-        std::string found;  // state and version
-        const char* record;
-    } cases[] = {
-        {{u"2.8.51.9", u"1"}, "1 2.8.51.9", "Found AU version in MSI: <2.8.51.9>"},
-        {{u"", u"02.8.60.1.7"}, "1 02.8.60.1.7", ""},
-        {{none, u"2.8.60.1"}, "1 2.8.60.1", "No more items in [SELECT Value FROM Property W"},
-        {{u"2.8.51", none, u"2.8.70.1"},
-         "1 2.8.70.1",
-         "[2.8.51] version string. The string is too"},
-        {{none, none, u"2.8.70.1"}, "1 2.8.70.1", "Found AU version in Registry: <2.8.70.1>"},
-        {{u"2.8.51.9.", none, u"2.8.51.9.7.1"}, "0 ", "characters is 2"},
-        {{none, none}, "0 ", "Auto Update) error"},
-        {{none, none}, "0 ", "Error initializing AU state"},
-        {{.missingExecutable = "tolpeck"}, "2 2.8.51.9", "Expected AU executable C:\\Program Fi"},
-        {{.missingExecutable = "tolmark"}, "2 2.8.51.9", "tolmark.exe not found."},
-        {{.missingExecutable = "vomlit"}, "2 2.8.51.9", "vomlit.exe not found."},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.record);
-        simulated::Machine machine;
-        const simulated::Running running(machine);
-        updater::install(machine, c.updater);
-        const au::InstalledState found = au::InstalledState::detect();
-        EXPECT_EQ(std::to_string(found.state) + " " + toUtf8(found.version.sourceText()), c.found);
-        EXPECT_EQ(found.version == au::Version(), found.state == 0);
-        EXPECT_TRUE(logMentions(machine, c.record));
-        if (c.updater.missingExecutable == "vomlit") {
-            machine.volumes.addDirectory(updater::kDirectory + u"\\vomlit.exe");
-            EXPECT_EQ(au::InstalledState::detect().state, 1) << "a directory counts as present";
-        }
-    }
-    simulated::Machine machine;
-    machine.become32Bit();  // one folder for common files
-    const simulated::Running running(machine);
-    EXPECT_EQ(au::InstalledState::detect().state, 0);
-    EXPECT_EQ(logMessages(machine, "TRACE"), Lines{"No Old AU Version found"});
-    EXPECT_EQ(au::registrationToolPath(),
-              u"C:\\Program Files\\Common Files\\Norv\\Norv Update\\vomlit.exe");
 }
 
 }  // namespace
