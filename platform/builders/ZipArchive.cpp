@@ -155,12 +155,18 @@ std::string zip64Block(const std::vector<std::uint64_t>& values,
 }
 
 std::string deflated(const std::string& data) {
-    // A stream of the zlib format has two bytes before the raw one and four after it.
-    uLongf size = compressBound(static_cast<uLong>(data.size()));
-    std::string stream(size, '\0');
-    compress(reinterpret_cast<Bytef*>(stream.data()), &size,
-             reinterpret_cast<const Bytef*>(data.data()), static_cast<uLong>(data.size()));
-    return stream.substr(2, size - 6);
+    z_stream stream = {};
+    deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, -MAX_WBITS, MAX_MEM_LEVEL,
+                 Z_DEFAULT_STRATEGY);
+    std::string out(deflateBound(&stream, static_cast<uLong>(data.size())), '\0');
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
+    stream.avail_in = static_cast<uInt>(data.size());
+    stream.next_out = reinterpret_cast<Bytef*>(out.data());
+    stream.avail_out = static_cast<uInt>(out.size());
+    deflate(&stream, Z_FINISH);
+    out.resize(stream.total_out);
+    deflateEnd(&stream);
+    return out;
 }
 
 std::uint32_t crc32Of(const std::string& data) {
