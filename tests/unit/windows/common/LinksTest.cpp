@@ -54,29 +54,80 @@ TEST_F(Links, AnyReparseBufferIsRead) {
     const std::string damaged = "C:\\link: damaged reparse point";
     const std::string full(16384 - 16, 'x');
     const struct {
+        const char* name;
         std::uint32_t tag;
-        std::uint16_t offset, length;
-        std::string data;
-        std::u16string target;
+        std::uint16_t substituteNameOffset, substituteNameLength;
+        std::string pathBuffer;
+        std::u16string target = {};
         std::string thrown = "nothing";
     } rows[] = {
-        {kMountPoint, 0, 40, bytesOf(u"\\??\\UNC\\server\\share"), u"server\\share"},
-        {kMountPoint, 6, 16, bytesOf(u"C:\\") + drive, u"C:\\t"},
-        {kSymlink, 0, 16, std::string(4, '\1') + drive, u"C:\\t"},
-        {kMountPoint, 0, 20, bytesOf(std::u16string(u"\\??\\C:\0\\tx", 10)), u"C:"},
-        {kMountPoint, 0, 17, drive + "x", u"C:\\t"},
-        {kMountPoint, 0, 0, "", u""},
-        {kMountPoint, 16384 - 16 - 2, 2, full, u"\u7878"},
-        {kMountPoint, 16384 - 16, 2, full, u"", damaged},
-        {kSymlink, 0xFFFF, 0xFFFF, full, u"", damaged},
-        {0x80000017, 0, 16, drive, u"", "C:\\link: unknown reparse tag 2147483671"},
+        {.name = "a target on a share",
+         .tag = kMountPoint,
+         .substituteNameOffset = 0,
+         .substituteNameLength = 40,
+         .pathBuffer = bytesOf(u"\\??\\UNC\\server\\share"),
+         .target = u"server\\share"},
+        {.name = "the target after another name",
+         .tag = kMountPoint,
+         .substituteNameOffset = 6,
+         .substituteNameLength = 16,
+         .pathBuffer = bytesOf(u"C:\\") + drive,
+         .target = u"C:\\t"},
+        {.name = "a symbolic link, whose flags come first",
+         .tag = kSymlink,
+         .substituteNameOffset = 0,
+         .substituteNameLength = 16,
+         .pathBuffer = std::string(4, '\1') + drive,
+         .target = u"C:\\t"},
+        {.name = "a target with a NUL",
+         .tag = kMountPoint,
+         .substituteNameOffset = 0,
+         .substituteNameLength = 20,
+         .pathBuffer = bytesOf(std::u16string(u"\\??\\C:\0\\tx", 10)),
+         .target = u"C:"},
+        {.name = "an odd length",
+         .tag = kMountPoint,
+         .substituteNameOffset = 0,
+         .substituteNameLength = 17,
+         .pathBuffer = drive + "x",
+         .target = u"C:\\t"},
+        {.name = "an empty target",
+         .tag = kMountPoint,
+         .substituteNameOffset = 0,
+         .substituteNameLength = 0,
+         .pathBuffer = ""},
+        {.name = "a target at the end of the largest buffer",
+         .tag = kMountPoint,
+         .substituteNameOffset = 16384 - 16 - 2,
+         .substituteNameLength = 2,
+         .pathBuffer = full,
+         .target = u"\u7878"},
+        {.name = "a target that begins behind the largest buffer",
+         .tag = kMountPoint,
+         .substituteNameOffset = 16384 - 16,
+         .substituteNameLength = 2,
+         .pathBuffer = full,
+         .thrown = damaged},
+        {.name = "the highest offset and length",
+         .tag = kSymlink,
+         .substituteNameOffset = 0xFFFF,
+         .substituteNameLength = 0xFFFF,
+         .pathBuffer = full,
+         .thrown = damaged},
+        {.name = "another kind of reparse point",
+         .tag = 0x80000017,
+         .substituteNameOffset = 0,
+         .substituteNameLength = 16,
+         .pathBuffer = drive,
+         .thrown = "C:\\link: unknown reparse tag 2147483671"},
     };
     machine.volumes.addDirectory(u"C:\\link");
     for (const auto& row : rows) {
-        std::string buffer = std::string(16, '\0') + row.data;
+        SCOPED_TRACE(row.name);
+        std::string buffer = std::string(16, '\0') + row.pathBuffer;
         std::memcpy(buffer.data(), &row.tag, 4);
-        std::memcpy(buffer.data() + 8, &row.offset, 2);
-        std::memcpy(buffer.data() + 10, &row.length, 2);
+        std::memcpy(buffer.data() + 8, &row.substituteNameOffset, 2);
+        std::memcpy(buffer.data() + 10, &row.substituteNameLength, 2);
         machine.volumes.setReparsePoint(u"C:\\link", buffer);
         tstring target;
         EXPECT_EQ(thrownText([&] { target = getLinkTarget(u"C:\\link"); }), row.thrown);

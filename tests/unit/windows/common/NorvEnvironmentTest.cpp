@@ -121,8 +121,11 @@ TEST_F(Detection, CompletesVersionsByFallBacks) {
     bare.files.clear();
     Product sealed = with(legacy, u"BaseimageChecksumSHA256", tstring(64, u'a'));
     sealed.versionKeyValues[u"MSI\\MODE"] = u"static";
-    // The product, what is found behind "QVR64 ", and a piece of the log.
-    const std::tuple<Product, std::string, std::string> cases[] = {
+    const struct {
+        Product product;
+        std::string found;   ///< after "QVR64 "
+        std::string record;  ///< a part of the log
+    } cases[] = {
         {sealed, "1.8.0_45-b13/8|", "|10|" + std::string(64, 'a') + ")"},
         {with(legacy, u"BaseimageChecksumSHA256", u"0"), "1.8.0_45-b13/8|",
          "Unexpected length of "},
@@ -144,6 +147,7 @@ TEST_F(Detection, CompletesVersionsByFallBacks) {
          "InstalledNorv(2.2.0|2.2.0|NORV_GFX|64bit|"},
     };
     for (const auto& [product, found, record] : cases) {
+        SCOPED_TRACE(record);
         family::install(machine, product);
         EXPECT_EQ(list().erase(0, 6), found);
         EXPECT_TRUE(logMentions(machine, record)) << record;
@@ -164,26 +168,46 @@ TEST_F(Detection, SearchesTheHomeDirectory) {
     // HOME stands for the product's own directory, C:\\kit.
     machine.volumes.setCurrentDirectory(u"C:\\");
     const struct {
-        const char16_t *location, *productIcon, *displayIcon, *readme, *norvHome, *found;
+        const char* name;
+        tstring installLocation = {}, productIcon = {}, displayIcon = {}, readme = {};
+        tstring norvHome = {};
+        tstring found;
     } cases[] = {
-        {u"X:\\gone\\\\/", u"", u"", u"", u"", u"X:\\gone"},
-        {u"", u"HOME/lib/icons/a.ico//", u"", u"", u"", u"HOME"},
-        {u"", u"", u"HOME\\bin\\norv.exe,0", u"", u"", u"HOME"},
-        // The icon of the package hides that of the key, right or wrong.
-        {u"", u"C:\\Windows\\x.ico", u"HOME\\bin\\norv.exe", u"", u"D:\\k", u"D:\\k"},
-        {u"", u"", u"", u"HOME\\readme.txt", u"", u"HOME"},
-        {u"", u"\\kit\\bin", u"", u"", u"", u"\\kit"},
-        {u"", u"kit\\bin", u"", u"C:", u"D:\\k\\", u"D:\\k"},
+        {.name = "the install location, whether or not it exists",
+         .installLocation = u"X:\\gone\\\\/",
+         .found = u"X:\\gone"},
+        {.name = "the directory of the package's icon",
+         .productIcon = u"HOME/lib/icons/a.ico//",
+         .found = u"HOME"},
+        {.name = "the directory of the Uninstall key's icon",
+         .displayIcon = u"HOME\\bin\\norv.exe,0",
+         .found = u"HOME"},
+        {.name = "the package's icon hides that of the key, right or wrong",
+         .productIcon = u"C:\\Windows\\x.ico",
+         .displayIcon = u"HOME\\bin\\norv.exe",
+         .norvHome = u"D:\\k",
+         .found = u"D:\\k"},
+        {.name = "the directory of the Uninstall key's readme",
+         .readme = u"HOME\\readme.txt",
+         .found = u"HOME"},
+        {.name = "a path without a drive", .displayIcon = u"\\kit\\bin", .found = u"\\kit"},
+        {.name = "relative paths are none",
+         .displayIcon = u"kit\\bin",
+         .readme = u"C:",
+         .norvHome = u"D:\\k\\",
+         .found = u"D:\\k"},
     };
     Product kit = qvk("1.8.0-b13");
     kit.homeDir = u"C:\\kit";
     const tstring key =
         u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\" + kit.code;
     for (const auto& c : cases) {
-        const auto text = [&](const char16_t* pattern) {
+        SCOPED_TRACE(c.name);
+        const auto text = [&](const tstring& pattern) {
             return tstrings::replace(pattern, u"HOME", kit.homeDir);
         };
-        kit.info = {{u"InstallLocation", text(c.location)}, {u"ProductIcon", text(c.productIcon)}};
+        kit.info = {{u"InstallLocation", text(c.installLocation)},
+                    {u"ProductIcon", text(c.productIcon)}};
         kit.versionKeyValues[u"NorvHome"] = text(c.norvHome);
         family::install(machine, kit);
         machine.registry.setString(View::Bits64, key, u"DisplayIcon", text(c.displayIcon));

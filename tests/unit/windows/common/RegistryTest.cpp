@@ -69,10 +69,14 @@ TEST_F(RegistryTest, AskingAndDeletingMakeNothing) {
     machine.registry.setValue(View::Bits64, kKey, name, REG_DWORD, {1, 0, 0, 0});
     const Registry key(HKLM64, u"Software\\X", Registry::Mode::Write);
     DWORD type = 4711;
-    EXPECT_FALSE(key.hasValue(name, &type) || key.hasValue(u"missing\\v", &type) ||
-                 key.hasValue(closed + u"\\v", &type) || key.hasSubkey(closed));
+    EXPECT_FALSE(key.hasValue(name, &type)) << "a name with a separator leads elsewhere";
+    EXPECT_FALSE(key.hasValue(u"missing\\v", &type));
+    EXPECT_FALSE(key.hasValue(closed + u"\\v", &type));
+    EXPECT_FALSE(key.hasSubkey(closed));
     EXPECT_EQ(type, 4711u);
-    EXPECT_TRUE(key.hasValue(u"", &type) && type == REG_DWORD && HKLM64.hasSubkey(u"Software"));
+    EXPECT_TRUE(key.hasValue(u"", &type));
+    EXPECT_EQ(type, DWORD{REG_DWORD});
+    EXPECT_TRUE(HKLM64.hasSubkey(u"Software"));
     EXPECT_EQ(key.getValueNames(), (Names{u"", name}));
     EXPECT_EQ(key.deleteNamedValue(name), ERROR_SUCCESS);
     EXPECT_EQ(key.deleteValue(u"missing\\v"), ERROR_FILE_NOT_FOUND);

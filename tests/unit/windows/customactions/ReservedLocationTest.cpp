@@ -57,60 +57,59 @@ TEST_F(ReservedLocation, EndsASilentInstallationWhenOccupied) {
               "rerun the installer.' caught");
 }
 
+struct InstallDir {
+    const char* name;
+    tstring directory, isSilent;
+    UINT status;
+    tstring isReserved;
+    std::string refusal = "";
+};
+
+const InstallDir kInstallDirs[] = {
+    {.name = "no directory", .directory = u"", .isSilent = u"1", .status = 0, .isReserved = u"0"},
+    {.name = "a directory whose name begins the location's",
+     .directory = u"C:\\Program Files\\Norv\\lates",
+     .isSilent = u"1",
+     .status = 0,
+     .isReserved = u"0"},
+    {.name = "the location itself, in a silent installation",
+     .directory = kLatest,
+     .isSilent = u"1",
+     .status = 1603,
+     .isReserved = u"1",
+     .refusal = "The directory chosen for installation is reserved. Please choose another "
+                "location.' caught"},
+    {.name = "a directory in it, in lower case",
+     .directory = u"c:\\program files\\norv\\latestx\\y",
+     .isSilent = u"",
+     .status = 0,
+     .isReserved = u"1"},
+    {.name = "a directory beside it, by its short name",
+     .directory = u"C:\\PROGRA~1\\Norv\\qvk-21",
+     .isSilent = u"0",
+     .status = 0,
+     .isReserved = u"1"},
+    {.name = "a directory above it, by its short name",
+     .directory = u"C:\\PROGRA~1",
+     .isSilent = u"",
+     .status = 0,
+     .isReserved = u"1"},
+    {.name = "a name that is no short name",
+     .directory = u"C:\\PROGRA~",
+     .isSilent = u"",
+     .status = 0,
+     .isReserved = u"0"},
+    {.name = "illegal characters",
+     .directory = u"C:\\a|b",
+     .isSilent = u"",
+     .status = 1603,
+     .isReserved = u"0",
+     .refusal = "isSamePath: Illegal characters in first arg C:\\a|b' caught"},
+};
+
 TEST_F(ReservedLocation, IsReservedWithWhatIsInAndAboveIt) {
-    const struct {
-        const char* name;
-        tstring directory, isSilent;
-        UINT status;
-        tstring isReserved;
-        std::string refusal = "";
-    } cases[] = {
-        {.name = "no directory",
-         .directory = u"",
-         .isSilent = u"1",
-         .status = 0,
-         .isReserved = u"0"},
-        {.name = "a directory whose name begins the location's",
-         .directory = u"C:\\Program Files\\Norv\\lates",
-         .isSilent = u"1",
-         .status = 0,
-         .isReserved = u"0"},
-        {.name = "the location itself, in a silent installation",
-         .directory = kLatest,
-         .isSilent = u"1",
-         .status = 1603,
-         .isReserved = u"1",
-         .refusal = "The directory chosen for installation is reserved. Please choose another "
-                    "location.' caught"},
-        {.name = "a directory in it, in lower case",
-         .directory = u"c:\\program files\\norv\\latestx\\y",
-         .isSilent = u"",
-         .status = 0,
-         .isReserved = u"1"},
-        {.name = "a directory beside it, by its short name",
-         .directory = u"C:\\PROGRA~1\\Norv\\qvk-21",
-         .isSilent = u"0",
-         .status = 0,
-         .isReserved = u"1"},
-        {.name = "a directory above it, by its short name",
-         .directory = u"C:\\PROGRA~1",
-         .isSilent = u"",
-         .status = 0,
-         .isReserved = u"1"},
-        {.name = "a name that is no short name",
-         .directory = u"C:\\PROGRA~",
-         .isSilent = u"",
-         .status = 0,
-         .isReserved = u"0"},
-        {.name = "illegal characters",
-         .directory = u"C:\\a|b",
-         .isSilent = u"",
-         .status = 1603,
-         .isReserved = u"0",
-         .refusal = "isSamePath: Illegal characters in first arg C:\\a|b' caught"},
-    };
     volumes.addDirectory(kLatest);
-    for (const auto& c : cases) {
+    for (const auto& c : kInstallDirs) {
         SCOPED_TRACE(c.name);
         clearLog(machine);
         property(u"INSTALLDIR") = c.directory;

@@ -29,64 +29,67 @@ struct WithOldEntry : Family {
     }
 };
 
+struct Choice {
+    const char* name;
+    std::vector<Product> installed;
+    std::string startExe, bridge64, bridge32;
+};
+
+const Choice kChoices[] = {
+    {.name = "before 1.7.0_06 there is no assist link",
+     .installed = {qvr("1.7.0_05")},
+     .startExe = kNone,
+     .bridge64 = kNone,
+     .bridge32 = kNone},
+    {.name = "the first version with an assist link",
+     .installed = {qvr("1.7.0_06")},
+     .startExe = "C:\\Program Files\\Norv\\QVR-1.7.0_06\\bin\\alinkswitch.exe",
+     .bridge64 = "of 1.7.0_06",
+     .bridge32 = kNone},
+    {.name = "the latest of both types and schemes",
+     .installed = {qvr("1.8.0_60"), qvr("1.8.0_51", 32), qvk("11"), qvk("1.8.0-b1", 32)},
+     .startExe = "C:\\Program Files\\Norv\\QVK-11\\bin\\alinkswitch.exe",
+     .bridge64 = "of 11",
+     .bridge32 = "of 1.8.0_51"},
+    {.name = "a 32-bit kit that is later than the 64-bit runtime",
+     .installed = {qvr("11"), qvk("17", 32)},
+     .startExe = "C:\\Program Files (x86)\\Norv\\QVK-17\\bin\\alinkswitch.exe",
+     .bridge64 = "of 11",
+     .bridge32 = "of 17"},
+    {.name = "of equal versions the runtime",
+     .installed = {qvr("17", 32), qvk("17")},
+     .startExe = "C:\\Program Files (x86)\\Norv\\QVR-17\\bin\\alinkswitch.exe",
+     .bridge64 = "of 17",
+     .bridge32 = "of 17"},
+    {.name = "of equal runtimes the 64-bit one",
+     .installed = {qvr("17"), qvr("17", 32), qvk("17"), qvk("17", 32)},
+     .startExe = "C:\\Program Files\\Norv\\QVR-17\\bin\\alinkswitch.exe",
+     .bridge64 = "of 17",
+     .bridge32 = "of 17"},
+    {.name = "kits of 9 and of the legacy scheme without an update are no candidates",
+     .installed = {qvk("9"), qvk("1.8.0-b1", 32)},
+     .startExe = kNone,
+     .bridge64 = kNone,
+     .bridge32 = kNone},
+    {.name = "a product without the switch",
+     .installed = {without(qvr("17"), u"bin\\alinkswitch.exe"), qvr("1.8.0_60", 32)},
+     .startExe = "C:\\Program Files\\Norv\\QVR-17\\bin\\alinkswitch.exe",
+     .bridge64 = kNone,
+     .bridge32 = "of 1.8.0_60"},
+    {.name = "a product without the library",
+     .installed = {without(qvr("17"), u"bin\\WindowsAssistLink-64.dll")},
+     .startExe = kNone,
+     .bridge64 = kNone,
+     .bridge32 = kNone},
+    {.name = "no product",
+     .installed = {},
+     .startExe = kNone,
+     .bridge64 = kNone,
+     .bridge32 = kNone},
+};
+
 TEST(AssistLink, StartsTheLatestProductAndCopiesTheLibraryOfEachArchitecture) {
-    const struct {
-        const char* name;
-        std::vector<Product> installed;
-        std::string startExe, bridge64, bridge32;
-    } cases[] = {
-        {.name = "before 1.7.0_06 there is no assist link",
-         .installed = {qvr("1.7.0_05")},
-         .startExe = kNone,
-         .bridge64 = kNone,
-         .bridge32 = kNone},
-        {.name = "the first version with an assist link",
-         .installed = {qvr("1.7.0_06")},
-         .startExe = "C:\\Program Files\\Norv\\QVR-1.7.0_06\\bin\\alinkswitch.exe",
-         .bridge64 = "of 1.7.0_06",
-         .bridge32 = kNone},
-        {.name = "the latest of both types and schemes",
-         .installed = {qvr("1.8.0_60"), qvr("1.8.0_51", 32), qvk("11"), qvk("1.8.0-b1", 32)},
-         .startExe = "C:\\Program Files\\Norv\\QVK-11\\bin\\alinkswitch.exe",
-         .bridge64 = "of 11",
-         .bridge32 = "of 1.8.0_51"},
-        {.name = "a 32-bit kit that is later than the 64-bit runtime",
-         .installed = {qvr("11"), qvk("17", 32)},
-         .startExe = "C:\\Program Files (x86)\\Norv\\QVK-17\\bin\\alinkswitch.exe",
-         .bridge64 = "of 11",
-         .bridge32 = "of 17"},
-        {.name = "of equal versions the runtime",
-         .installed = {qvr("17", 32), qvk("17")},
-         .startExe = "C:\\Program Files (x86)\\Norv\\QVR-17\\bin\\alinkswitch.exe",
-         .bridge64 = "of 17",
-         .bridge32 = "of 17"},
-        {.name = "of equal runtimes the 64-bit one",
-         .installed = {qvr("17"), qvr("17", 32), qvk("17"), qvk("17", 32)},
-         .startExe = "C:\\Program Files\\Norv\\QVR-17\\bin\\alinkswitch.exe",
-         .bridge64 = "of 17",
-         .bridge32 = "of 17"},
-        {.name = "kits of 9 and of the legacy scheme without an update are no candidates",
-         .installed = {qvk("9"), qvk("1.8.0-b1", 32)},
-         .startExe = kNone,
-         .bridge64 = kNone,
-         .bridge32 = kNone},
-        {.name = "a product without the switch",
-         .installed = {without(qvr("17"), u"bin\\alinkswitch.exe"), qvr("1.8.0_60", 32)},
-         .startExe = "C:\\Program Files\\Norv\\QVR-17\\bin\\alinkswitch.exe",
-         .bridge64 = kNone,
-         .bridge32 = "of 1.8.0_60"},
-        {.name = "a product without the library",
-         .installed = {without(qvr("17"), u"bin\\WindowsAssistLink-64.dll")},
-         .startExe = kNone,
-         .bridge64 = kNone,
-         .bridge32 = kNone},
-        {.name = "no product",
-         .installed = {},
-         .startExe = kNone,
-         .bridge64 = kNone,
-         .bridge32 = kNone},
-    };
-    for (const auto& c : cases) {
+    for (const auto& c : kChoices) {
         SCOPED_TRACE(c.name);
         WithOldEntry pc(c.installed);
         pc.handle(AssistLinkManager());

@@ -33,62 +33,64 @@ simulated::ShellLink linkAt(const Family& pc, const tstring& path) {
     return pc.machine.shell.link(path).value_or(simulated::ShellLink());
 }
 
+struct Choice {
+    const char* name;
+    std::vector<Product> installed;
+    std::string runtimeFolder, kitFolder;
+    Strings warnings = {};
+    tstring configuration = {};
+};
+
+const Choice kChoices[] = {
+    {.name = "before 1.7.0_40 there are no shortcuts",
+     .installed = {qvr("1.7.0_39")},
+     .runtimeFolder = "",
+     .kitFolder = "",
+     .warnings = {"Norv version=1.7.0_39 doesn't support Start Menu shortcuts. The minimal "
+                  "supported version is 1.7.0_40"}},
+    {.name = "the first version with shortcuts, to files alone",
+     .installed = {qvr("1.7.0_40"), withZepmark(qvk("1.7.0_40"))},
+     .runtimeFolder = kLinkMenu,
+     .kitFolder = "Reference Documentation.lnk"},
+    {.name = "the last version with shortcuts to files alone",
+     .installed = {qvr("1.8.0_59")},
+     .runtimeFolder = kLinkMenu,
+     .kitFolder = ""},
+    {.name = "from 1.8.0_60 on web shortcuts",
+     .installed = {qvr("1.8.0_60"), qvr("1.8.0_51", 32), qvk("11"), qvk("1.8.0-b1", 32)},
+     .runtimeFolder = kUrlMenu,
+     .kitFolder = "Reference Documentation.url"},
+    {.name = "a kit gives the runtime's folder nothing",
+     .installed = {withZepmark(qvk("9")), qvk("1.8.0-b1", 32)},
+     .runtimeFolder = "",
+     .kitFolder = "Reference Documentation.url"},
+    {.name = "a kit before 11 without commercial features has no shortcuts",
+     .installed = {qvk("10")},
+     .runtimeFolder = "",
+     .kitFolder = "",
+     .warnings = {"Norv version=10 doesn't support Start Menu shortcuts. C:\\Program "
+                  "Files\\Norv\\QVK-10\\bin\\wmq.exe not found. Probably this release doesn't "
+                  "include commercial features."}},
+    {.name = "the version key of the kit with NOSTARTMENU=1 keeps the kit out",
+     .installed = {qvr("17", 32), withNoStartMenu(qvk("17"), u"1")},
+     .runtimeFolder = kUrlMenu,
+     .kitFolder = "",
+     .warnings = {kDisabled}},
+    {.name = "NOSTARTMENU of the configuration concerns the runtime; other values of the key "
+             "nothing",
+     .installed = {qvr("17"), qvr("17", 32), withNoStartMenu(qvk("17"), u"true"), qvk("17", 32)},
+     .runtimeFolder = "",
+     .kitFolder = "Reference Documentation.url",
+     .warnings = {kDisabled},
+     .configuration = u"NOSTARTMENU=1"},
+    {.name = "without a product the folders stay",
+     .installed = {},
+     .runtimeFolder = "old",
+     .kitFolder = "old"},
+};
+
 TEST(NorvShortcuts, AreThoseOfTheLatestRuntimeAndKit) {
-    const struct {
-        const char* name;
-        std::vector<Product> installed;
-        std::string runtimeFolder, kitFolder;
-        Strings warnings = {};
-        tstring configuration = {};
-    } cases[] = {
-        {.name = "before 1.7.0_40 there are no shortcuts",
-         .installed = {qvr("1.7.0_39")},
-         .runtimeFolder = "",
-         .kitFolder = "",
-         .warnings = {"Norv version=1.7.0_39 doesn't support Start Menu shortcuts. The minimal "
-                      "supported version is 1.7.0_40"}},
-        {.name = "the first version with shortcuts, to files alone",
-         .installed = {qvr("1.7.0_40"), withZepmark(qvk("1.7.0_40"))},
-         .runtimeFolder = kLinkMenu,
-         .kitFolder = "Reference Documentation.lnk"},
-        {.name = "the last version with shortcuts to files alone",
-         .installed = {qvr("1.8.0_59")},
-         .runtimeFolder = kLinkMenu,
-         .kitFolder = ""},
-        {.name = "from 1.8.0_60 on web shortcuts",
-         .installed = {qvr("1.8.0_60"), qvr("1.8.0_51", 32), qvk("11"), qvk("1.8.0-b1", 32)},
-         .runtimeFolder = kUrlMenu,
-         .kitFolder = "Reference Documentation.url"},
-        {.name = "a kit gives the runtime's folder nothing",
-         .installed = {withZepmark(qvk("9")), qvk("1.8.0-b1", 32)},
-         .runtimeFolder = "",
-         .kitFolder = "Reference Documentation.url"},
-        {.name = "a kit before 11 without commercial features has no shortcuts",
-         .installed = {qvk("10")},
-         .runtimeFolder = "",
-         .kitFolder = "",
-         .warnings = {"Norv version=10 doesn't support Start Menu shortcuts. C:\\Program "
-                      "Files\\Norv\\QVK-10\\bin\\wmq.exe not found. Probably this release doesn't "
-                      "include commercial features."}},
-        {.name = "the version key of the kit with NOSTARTMENU=1 keeps the kit out",
-         .installed = {qvr("17", 32), withNoStartMenu(qvk("17"), u"1")},
-         .runtimeFolder = kUrlMenu,
-         .kitFolder = "",
-         .warnings = {kDisabled}},
-        {.name = "NOSTARTMENU of the configuration concerns the runtime; other values of the key "
-                 "nothing",
-         .installed = {qvr("17"), qvr("17", 32), withNoStartMenu(qvk("17"), u"true"),
-                       qvk("17", 32)},
-         .runtimeFolder = "",
-         .kitFolder = "Reference Documentation.url",
-         .warnings = {kDisabled},
-         .configuration = u"NOSTARTMENU=1"},
-        {.name = "without a product the folders stay",
-         .installed = {},
-         .runtimeFolder = "old",
-         .kitFolder = "old"},
-    };
-    for (const auto& c : cases) {
+    for (const auto& c : kChoices) {
         SCOPED_TRACE(c.name);
         Family pc(c.installed);
         pc.machine.volumes.addFile(kQvrFolder + u"\\old");
