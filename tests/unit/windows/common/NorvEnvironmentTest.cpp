@@ -8,6 +8,7 @@
 namespace {
 
 using namespace family;
+using namespace NorvEnvironment;
 using simulated::View;
 using tstrings::fromUtf8;
 using tstrings::toUtf8;
@@ -19,10 +20,13 @@ std::string kindOf(const Product& product) {
     return types[product.type] + std::to_string(product.bits) + " ";
 }
 
+constexpr std::uint32_t kDetectAll =
+    kDetectQvr | kDetectQvk | kDetectNorvGfx | kDetect32Bit | kDetect64Bit;
+
 class Detection : public OnMachine {
 protected:
     /// "QVR64 1.8.0_45-b13/8|" for each product, with the precision, or what is thrown.
-    std::string list(std::uint32_t mask = 0x37) {
+    std::string list(std::uint32_t mask = kDetectAll) {
         std::string result;
         const std::string thrown = thrownText([&] {
             for (const InstalledNorv& product : NorvEnvironment::detect(mask)) {
@@ -35,19 +39,37 @@ protected:
     }
 };
 
-TEST_F(Detection, FindsProductsByTheirCodesThenByUpgradeCodes) {
-    Product tooNew = qvr("18");
-    tooNew.upgradeCode = u"{57BDA5C6-443C-4D65-B233-282396420100}";
-    for (const Product& product : {qvr("99"), qvr("9"), qvk("17", 32), graphics("2.2.0"),
-                                   qvr("1.8.0_45-b13"), qvk("1.7.0_80-b15", 32), tooNew}) {
-        family::install(machine, product);
+/// A product of each type, found by its code or by its upgrade code.
+class DetectionOfMany : public Detection {
+protected:
+    DetectionOfMany() {
+        Product tooNew = qvr("18");
+        tooNew.upgradeCode = u"{57BDA5C6-443C-4D65-B233-282396420100}";
+        for (const Product& product : {qvr("99"), qvr("9"), qvk("17", 32), graphics("2.2.0"),
+                                       qvr("1.8.0_45-b13"), qvk("1.7.0_80-b15", 32), tooNew}) {
+            family::install(machine, product);
+        }
     }
-    EXPECT_EQ(list(0x31), "QVR64 1.8.0_45-b13/8|QVR64 9/8|QVR64 99/8|");
-    EXPECT_EQ(list(0x12), "QVK32 1.7.0_80-b15/8|QVK32 17/8|");
-    EXPECT_EQ(list(0x14) + list(0x07) + list(0x30), "");
-    // The first product needs a GUID, is left out and the rest found.
+};
+
+TEST_F(DetectionOfMany, FindsProductsByTheirCodesThenByUpgradeCodes) {
+    EXPECT_EQ(list(kDetectQvr | kDetect32Bit | kDetect64Bit),
+              "QVR64 1.8.0_45-b13/8|QVR64 9/8|QVR64 99/8|");
+    EXPECT_EQ(list(kDetectQvk | kDetect32Bit), "QVK32 1.7.0_80-b15/8|QVK32 17/8|");
+}
+
+TEST_F(DetectionOfMany, FindsNothingOfATypeOrArchitectureThatIsNotSelected) {
+    EXPECT_EQ(list(kDetectNorvGfx | kDetect32Bit), "") << "the graphics product has 64 bits";
+    EXPECT_EQ(list(kDetectQvr | kDetectQvk | kDetectNorvGfx), "") << "no architecture";
+    EXPECT_EQ(list(kDetect32Bit | kDetect64Bit), "") << "no type";
+}
+
+TEST_F(DetectionOfMany, LeavesOutAProductWhoseCodeCannotBeRead) {
     machine.calls.failCall("IIDFromString", 1);
-    EXPECT_EQ(list(0x31), "QVR64 9/8|QVR64 99/8|");
+    EXPECT_EQ(list(kDetectQvr | kDetect32Bit | kDetect64Bit), "QVR64 9/8|QVR64 99/8|");
+}
+
+TEST_F(DetectionOfMany, SearchesNo64BitUpgradeCodesOnA32BitWindows) {
     machine.facts.is64BitSystem = false;
     EXPECT_EQ(list(), "GFX64 2.2.0/8|QVR64 1.8.0_45-b13/8|QVK32 1.7.0_80-b15/8|QVK32 17/8|");
 }
@@ -87,7 +109,7 @@ TEST_F(Detection, TellsAllOfAProduct) {
     runtime.packageProperties[u"Enterprise"] = u"YES";
     runtime.versionKeyValues[u"MSI\\MODE"] = u"s";
     family::install(machine, runtime);
-    EXPECT_NE(NorvEnvironment::detect(0x37).at(0).uninstaller, nullptr);
+    EXPECT_NE(NorvEnvironment::detect(kDetectAll).at(0).uninstaller, nullptr);
     const std::string code = toUtf8(runtime.code);
     Lines trace = logMessages(machine, "TRACE");
     trace.pop_back();
@@ -212,7 +234,7 @@ TEST_F(Detection, SearchesTheHomeDirectory) {
         family::install(machine, kit);
         machine.registry.setString(View::Bits64, key, u"DisplayIcon", text(c.displayIcon));
         machine.registry.setString(View::Bits64, key, u"Readme", text(c.readme));
-        EXPECT_EQ(toUtf8(NorvEnvironment::detect(0x37).at(0).homeDir), toUtf8(text(c.found)));
+        EXPECT_EQ(toUtf8(NorvEnvironment::detect(kDetectAll).at(0).homeDir), toUtf8(text(c.found)));
         family::uninstall(machine, kit);
     }
     // A kit has a compiler, and the 64-bit view of the Uninstall key wins.
@@ -221,7 +243,7 @@ TEST_F(Detection, SearchesTheHomeDirectory) {
     machine.volumes.remove(kit.homeDir + u"\\bin\\norvc.exe");
     machine.volumes.addDirectory(kit.homeDir + u"\\bin\\norvc.exe");
     machine.registry.setString(View::Bits32, key, u"Readme", u"C:\\x");
-    EXPECT_EQ(NorvEnvironment::detect(0x37).at(0).homeDir, u"D:\\k");
+    EXPECT_EQ(NorvEnvironment::detect(kDetectAll).at(0).homeDir, u"D:\\k");
     EXPECT_TRUE(logMentions(
         machine, "] exists in both 32bit and 64bit HKLM registry hives. Use from 64bit hive."));
     machine.registry.deleteKey(View::Bits32, key);

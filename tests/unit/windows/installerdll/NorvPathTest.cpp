@@ -47,29 +47,62 @@ TEST(NorvPath, DecidesByTheVersionsThatAreInstalled) {
     const std::string shouted = "C:\\Windows;" + toUtf8(simulated::upperCase(kJunction));
     const std::string alike = "a;" + ours + "2;" + ours + "\\";
     const struct {
+        const char* name;
         const char* listed;
-        std::string shims, before, after;  // and `Path`
+        std::string shims, pathBefore, pathAfter;
     } cases[] = {
-        {"k64:11.0.7", "none", shouted, "C:\\Windows"},
-        {"k64:12.0.1 k64:14.0.2", "none", ";;a;", "a;"},
-        {"k32:21.0.12.1+1 r64:21.0.12.1+1", "none", ours + ";a;" + ours, "a"},
-        {"", "none", alike, alike},
-        {"k64:11.0.8", kOldAnew, "", ours + ";"},
-        {"k64:15", kOldAnew, shouted, shouted},
-        {"k64:17 k64:21.0.12.1+1 k64:14.0.2 k64:11.0.8", kNew, alike, ours + ";" + alike},
-        {"k64:21.0.12.1+1 k64:21.0.12.1+2", kOldAsItWas, "a", "a"},
+        {.name = "a kit before 11.0.8",
+         .listed = "k64:11.0.7",
+         .shims = "none",
+         .pathBefore = shouted,
+         .pathAfter = "C:\\Windows"},
+        {.name = "kits from 12 to 14",
+         .listed = "k64:12.0.1 k64:14.0.2",
+         .shims = "none",
+         .pathBefore = ";;a;",
+         .pathAfter = "a;"},
+        {.name = "a 32-bit kit and a runtime",
+         .listed = "k32:21.0.12.1+1 r64:21.0.12.1+1",
+         .shims = "none",
+         .pathBefore = ours + ";a;" + ours,
+         .pathAfter = "a"},
+        {.name = "no product, and directories of similar names",
+         .listed = "",
+         .shims = "none",
+         .pathBefore = alike,
+         .pathAfter = alike},
+        {.name = "the first kit with shims, another than the package's",
+         .listed = "k64:11.0.8",
+         .shims = kOldAnew,
+         .pathBefore = "",
+         .pathAfter = ours + ";"},
+        {.name = "a kit of 15, in Path already",
+         .listed = "k64:15",
+         .shims = kOldAnew,
+         .pathBefore = shouted,
+         .pathAfter = shouted},
+        {.name = "the package's kit is the latest",
+         .listed = "k64:17 k64:21.0.12.1+1 k64:14.0.2 k64:11.0.8",
+         .shims = kNew,
+         .pathBefore = alike,
+         .pathAfter = ours + ";" + alike},
+        {.name = "a later build than the package's",
+         .listed = "k64:21.0.12.1+1 k64:21.0.12.1+2",
+         .shims = kOldAsItWas,
+         .pathBefore = "a",
+         .pathAfter = "a"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.listed);
-        Shims pc(c.listed, c.before);
+        SCOPED_TRACE(c.name);
+        Shims pc(c.listed, c.pathBefore);
         pc.run();
         EXPECT_EQ(pc.shims(), c.shims);
         EXPECT_EQ(pc.machine.volumes.exists(kStaging), c.shims != kNew);
         EXPECT_EQ(pc.machine.volumes.exists(kOldTarget), c.shims == kOldAsItWas);
-        EXPECT_EQ(pc.tree(kEnvironment), "[Path%=" + c.after + "]");
+        EXPECT_EQ(pc.tree(kEnvironment), "[Path%=" + c.pathAfter + "]");
         // A removal is told to others whether or not there was anything to remove.
         const auto& broadcasts = pc.machine.desktop.broadcasts;
-        EXPECT_EQ(broadcasts.size(), c.shims == "none" || c.after != c.before ? 1u : 0u);
+        EXPECT_EQ(broadcasts.size(), c.shims == "none" || c.pathAfter != c.pathBefore ? 1u : 0u);
         for (const simulated::Broadcast& sent : broadcasts) {
             EXPECT_EQ(std::tuple(sent.message, toUtf8(sent.text), sent.flags, sent.timeout),
                       std::tuple(26u, "Environment", 2u, 5000u));
