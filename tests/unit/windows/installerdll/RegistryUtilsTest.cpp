@@ -12,75 +12,127 @@ namespace {
 const tstring kLegacy = kVendor + u"\\Norv Runtime Environment";
 const tstring kUserKey = u"HKCU\\S-1-5-21-7\\Software\\Halvorex";
 
+/// A change, and the keys afterwards as `Family::tree` shows them.
+struct Change {
+    const char* name;
+    const char* listed;
+    UpdateAction action;
+    const char* changed;
+    std::string keys64, keys32, userKeys;
+    bool latestChanged = false;
+    bool hasPreferences = false;
+};
+
+const Change kChanges[] = {
+    {.name = "the older of a family joins the newer",
+     .listed = "r64:1.8.0_45 r64:1.8.0_60 g64:2.2.0",
+     .action = UpdateAction::Install,
+     .changed = "r64:1.8.0_60",
+     .keys64 =
+         R"([=x|/a=x|\b=x|App\c=x|plain=x]{Norv Runtime Environment[CurrentVersion=1.8]{1.6.0_20{MSI} 1.8 1.8.0_45 1.8.0_60} Tool{Deep}})",
+     .keys32 = R"([=x|/a=x|\b=x|App\c=x|plain=x]{Tool{Deep}})",
+     .userKeys =
+         "{Norv Runtime Environment{1.6.0_20{MSI} 1.8.0_45} Norv Update{Policy} Norv2D{1.8.0_45}}",
+     .latestChanged = true},
+    {.name = "the key of a removed runtime is deleted, that of a kit of its version stays",
+     .listed = "r64:1.7.0_80 r64:1.8.0_45 k64:1.8.0_45",
+     .action = UpdateAction::Remove,
+     .changed = "r64:1.8.0_45",
+     .keys64 =
+         R"([=x|/a=x|\b=x|App\c=x|plain=x]{Norv Development Kit[CurrentVersion=1.8]{1.8 1.8.0_45} Norv Runtime Environment[CurrentVersion=1.7]{1.6.0_20{MSI} 1.7 1.7.0_80} Tool{Deep}})",
+     .keys32 = R"([=x|/a=x|\b=x|App\c=x|plain=x]{Tool{Deep}})",
+     .userKeys = "{Norv Runtime Environment{1.6.0_20{MSI}} Norv Update{Policy} Norv2D{1.8.0_45}}",
+     .latestChanged = true},
+    {.name = "each scheme has a CurrentVersion of its own",
+     .listed = "r64:17 r64:1.8.0_45 r64:11",
+     .action = UpdateAction::Install,
+     .changed = "r64:1.8.0_45",
+     .keys64 =
+         R"([=x|/a=x|\b=x|App\c=x|plain=x]{Norv Runtime Environment[CurrentVersion=1.8]{1.6.0_20{MSI} 1.8 1.8.0_45} QVR[CurrentVersion=17]{11 17} Tool{Deep}})",
+     .keys32 = R"([=x|/a=x|\b=x|App\c=x|plain=x]{Tool{Deep}})",
+     .userKeys =
+         "{Norv Runtime Environment{1.6.0_20{MSI} 1.8.0_45} Norv Update{Policy} Norv2D{1.8.0_45}}"},
+    {.name = "the 64-bit product of a version keeps its key when the 32-bit one is removed",
+     .listed = "r64:17 r32:17",
+     .action = UpdateAction::Remove,
+     .changed = "r32:17",
+     .keys64 = R"([=x|/a=x|\b=x|App\c=x|plain=x]{QVR[CurrentVersion=17]{17} Tool{Deep}})",
+     .keys32 = R"([=x|/a=x|\b=x|App\c=x|plain=x]{Tool{Deep}})",
+     .userKeys = "{Norv Runtime Environment{1.6.0_20{MSI}} Norv Update{Policy} Norv2D}"},
+    {.name = "kits of both schemes and architectures",
+     .listed = "k64:11.0.2+9 k32:1.8.0_60 k32:1.7.0_80 k64:9",
+     .action = UpdateAction::Remove,
+     .changed = "k64:9",
+     .keys64 = R"([=x|/a=x|\b=x|App\c=x|plain=x]{QVK[CurrentVersion=11.0.2]{11.0.2} Tool{Deep}})",
+     .keys32 =
+         R"([=x|/a=x|\b=x|App\c=x|plain=x]{Norv Development Kit[CurrentVersion=1.8]{1.7 1.7.0_80 1.8 1.8.0_60} Tool{Deep}})",
+     .userKeys = "{Norv2D}"},
+    {.name = "preferences stay in the view without a product",
+     .listed = "r32:17",
+     .action = UpdateAction::Install,
+     .changed = "r32:17",
+     .keys64 = "{PREFS{App[c=x]}}",
+     .keys32 =
+         R"([=x|/a=x|\b=x|App\c=x|plain=x]{/PREFS[d=x] PREFS{App[c=x]} QVR[CurrentVersion=17]{17} Tool{Deep}})",
+     .userKeys = "{Norv Runtime Environment{1.6.0_20{MSI}} Norv Update{Policy} Norv2D}",
+     .latestChanged = true,
+     .hasPreferences = true},
+    {.name = "preferences stay when the last product goes",
+     .listed = "r32:1.8.0_45",
+     .action = UpdateAction::Remove,
+     .changed = "r32:1.8.0_45",
+     .keys64 = "{PREFS{App[c=x]}}",
+     .keys32 = "{PREFS{App[c=x]}}",
+     .userKeys = "gone",
+     .latestChanged = true,
+     .hasPreferences = true},
+    {.name = "nothing stays when the last product goes",
+     .listed = "r64:1.8.0_45",
+     .action = UpdateAction::Remove,
+     .changed = "r64:1.8.0_45",
+     .keys64 = "gone",
+     .keys32 = "gone",
+     .userKeys = "gone",
+     .latestChanged = true},
+};
+
+/// Adds keys of older products, of users and of others, and values whose names would lead elsewhere
+/// as paths.
+void addOtherKeys(Family& pc, bool hasPreferences) {
+    auto& registry = pc.machine.registry;
+    for (const tstring& key : {kLegacy, kUserKey + u"\\Norv Runtime Environment"}) {
+        registry.createKey(View::Bits64, key + u"\\1.6.0_10");
+        registry.createKey(View::Bits64, key + u"\\1.6.0_20\\MSI");
+    }
+    for (const TCHAR* key : {u"\\Norv Runtime Environment\\1.8.0_45", u"\\Norv2D\\1.8.0_45",
+                             u"\\Norv2D\\1.6.0_10", u"\\Norv Update\\Policy"}) {
+        registry.createKey(View::Bits64, kUserKey + key);
+    }
+    for (const View view : {View::Bits64, View::Bits32}) {
+        registry.createKey(view, kVendor + u"\\Tool\\Deep");
+        // Names that would lead elsewhere as paths, and what lies there.
+        for (const TCHAR* name : {u"", u"/a", u"\\b", u"App\\c", u"plain"}) {
+            registry.setString(view, kVendor, name, u"x");
+        }
+        registry.setString(view, u"HKLM\\Software", u"Halvorex", u"x");
+        if (hasPreferences) {
+            registry.setString(view, kVendor + u"\\PREFS\\App", u"c", u"x");
+            registry.setString(view, kVendor + u"\\/PREFS", u"d", u"x");
+        }
+    }
+}
+
 TEST(RegistryManager, KeepsKeysInLineWithProducts) {
-    const std::string odd = "[=x|/a=x|\\b=x|App\\c=x|plain=x]{";
-    const std::string tool = odd + "Tool{Deep}}";
-    const std::string prefs = "{PREFS{App[c=x]}}";
-    const std::string legacy = "Norv Runtime Environment[CurrentVersion=1.";
-    const std::string user = "{Norv Runtime Environment{1.6.0_20{MSI}";
-    const std::string update = "} Norv Update{Policy} Norv2D";
-    const struct {
-        const char* listed;
-        const char* change;
-        std::string keys64, keys32, users;
-        bool latestChanged = false;
-        bool hasPreferences = false;
-    } cases[] = {
-        {"r64:1.8.0_45 r64:1.8.0_60 g64:2.2.0", "+r64:1.8.0_60",
-         odd + legacy + "8]{1.6.0_20{MSI} 1.8 1.8.0_45 1.8.0_60} Tool{Deep}}", tool,
-         user + " 1.8.0_45" + update + "{1.8.0_45}}", true},
-        {"r64:1.7.0_80 r64:1.8.0_45 k64:1.8.0_45", "-r64:1.8.0_45",
-         odd + "Norv Development Kit[CurrentVersion=1.8]{1.8 1.8.0_45} " + legacy +
-             "7]{1.6.0_20{MSI} 1.7 1.7.0_80} Tool{Deep}}",
-         tool, user + update + "{1.8.0_45}}", true},
-        // Each scheme has a "CurrentVersion" of its own.
-        {"r64:17 r64:1.8.0_45 r64:11", "+r64:1.8.0_45",
-         odd + legacy + "8]{1.6.0_20{MSI} 1.8 1.8.0_45} QVR[CurrentVersion=17]{11 17} Tool{Deep}}",
-         tool, user + " 1.8.0_45" + update + "{1.8.0_45}}"},
-        // Of equal versions the 64-bit one leads.
-        {"r64:17 r32:17", "-r32:17", odd + "QVR[CurrentVersion=17]{17} Tool{Deep}}", tool,
-         user + update + "}"},
-        {"k64:11.0.2+9 k32:1.8.0_60 k32:1.7.0_80 k64:9", "-k64:9",
-         odd + "QVK[CurrentVersion=11.0.2]{11.0.2} Tool{Deep}}",
-         odd + "Norv Development Kit[CurrentVersion=1.8]{1.7 1.7.0_80 1.8 1.8.0_60} Tool{Deep}}",
-         "{Norv2D}"},
-        {"r32:17", "+r32:17", prefs,
-         odd + "/PREFS[d=x] PREFS{App[c=x]} QVR[CurrentVersion=17]{17} Tool{Deep}}",
-         user + update + "}", true, true},
-        {"r32:1.8.0_45", "-r32:1.8.0_45", prefs, prefs, "gone", true, true},
-        {"r64:1.8.0_45", "-r64:1.8.0_45", "gone", "gone", "gone", true},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.listed) + " " + c.change);
+    for (const Change& c : kChanges) {
+        SCOPED_TRACE(c.name);
         Family pc(c.listed);
-        auto& registry = pc.machine.registry;
-        for (const tstring& key : {kLegacy, kUserKey + u"\\Norv Runtime Environment"}) {
-            registry.createKey(View::Bits64, key + u"\\1.6.0_10");
-            registry.createKey(View::Bits64, key + u"\\1.6.0_20\\MSI");
-        }
-        for (const TCHAR* key : {u"\\Norv Runtime Environment\\1.8.0_45", u"\\Norv2D\\1.8.0_45",
-                                 u"\\Norv2D\\1.6.0_10", u"\\Norv Update\\Policy"}) {
-            registry.createKey(View::Bits64, kUserKey + key);
-        }
-        for (const View view : {View::Bits64, View::Bits32}) {
-            registry.createKey(view, kVendor + u"\\Tool\\Deep");
-            // Names that would lead elsewhere as paths, and what lies there.
-            for (const TCHAR* name : {u"", u"/a", u"\\b", u"App\\c", u"plain"}) {
-                registry.setString(view, kVendor, name, u"x");
-            }
-            registry.setString(view, u"HKLM\\Software", u"Halvorex", u"x");
-            if (c.hasPreferences) {
-                registry.setString(view, kVendor + u"\\PREFS\\App", u"c", u"x");
-                registry.setString(view, kVendor + u"\\/PREFS", u"d", u"x");
-            }
-        }
-        const auto action = c.change[0] == '+' ? UpdateAction::Install : UpdateAction::Remove;
-        const UpdatePlan plan(pc.listed, pc.product(c.change + 1), action);
-        EXPECT_TRUE(pc.update(action, c.change + 1));
+        addOtherKeys(pc, c.hasPreferences);
+        const UpdatePlan plan(pc.listed, pc.product(c.changed), c.action);
+        EXPECT_TRUE(pc.update(c.action, c.changed));
         EXPECT_EQ(pc.tree(kVendor), c.keys64);
         EXPECT_EQ(pc.tree(kVendor, View::Bits32), c.keys32);
         EXPECT_EQ(pc.value(u"HKLM\\Software", u"Halvorex"), "x");
-        EXPECT_EQ(pc.tree(kUserKey), c.users);
+        EXPECT_EQ(pc.tree(kUserKey), c.userKeys);
         EXPECT_EQ(pc.files(kMenu).empty(), plan.context().all.empty())
             << "shortcuts of what remains";
         EXPECT_EQ(pc.catchPoints(), "");
