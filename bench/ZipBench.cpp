@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "ZipPeers.h"
+#include "builders/ZipArchive.h"
 #include "simulated/machine/Machine.h"
-#include "support/Archive.h"
 #include "zip/Entries.h"
 #include "zip/zip.h"
 
@@ -47,10 +47,10 @@ std::string text(std::size_t length) {
 }
 
 /// The archive; entries between 0.5 and 1.5 of the average length, the manifest in the middle.
-const archive::Archive& sample() {
-    static const archive::Archive made = [] {
+const zip_archive::Archive& sample() {
+    static const zip_archive::Archive made = [] {
         randomState = 1;  // whatever was made before: the archive is always the same
-        std::vector<archive::Entry> entries;
+        std::vector<zip_archive::File> files;
         constexpr std::size_t average = kBytes / kEntries;
         for (unsigned i = 0; i < kEntries; ++i) {
             std::string name = kManifest;
@@ -61,13 +61,16 @@ const archive::Archive& sample() {
                 name += std::to_string(i);
                 name += ".bin";
             }
-            entries.push_back({name, text(average / 2 + random(average))});
+            files.push_back({.name = name, .data = text(average / 2 + random(average))});
         }
-        archive::Archive result = archive::make(entries);
-        archive::put(result.bytes, result.end + 8, kEntries, 2);
-        return result;
+        return zip_archive::make(files);
     }();
     return made;
+}
+
+const std::string& sampleBytes() {
+    static const std::string bytes = sample().bytes();
+    return bytes;
 }
 
 void require(bool holds, const char* what) {
@@ -81,7 +84,7 @@ simulated::Machine& machine() {
     static simulated::Machine made;
     static const simulated::Running running(made);
     static const bool placed = [] {
-        made.volumes.addFile(u"C:\\bench.zip", sample().bytes);
+        made.volumes.addFile(u"C:\\bench.zip", sampleBytes());
         return true;
     }();
     (void)placed;
@@ -126,22 +129,14 @@ void readAll(benchmark::State& state) {
 
 /// The same entries by zlib alone, each in one call.
 void inflateAll(benchmark::State& state) {
-    const archive::Archive& a = sample();
-    const auto field = [&](std::size_t at) {
-        std::uint32_t value;
-        std::memcpy(&value, a.bytes.data() + at, sizeof(value));
-        return value;
-    };
     for (auto _ : state) {
-        for (std::size_t i = 0; i < kEntries; ++i) {
+        for (const zip_archive::Entry& entry : sample().entries) {
             z_stream stream = {};
             require(inflateInit2(&stream, -MAX_WBITS) == Z_OK, "inflateInit2");
-            const std::size_t nameLength = field(a.centrals[i] + 28) & 0xffff;
-            stream.next_in = reinterpret_cast<Bytef*>(
-                const_cast<char*>(a.bytes.data() + a.locals[i] + 30 + nameLength));
-            stream.avail_in = field(a.centrals[i] + 20);
+            stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(entry.fileData.data()));
+            stream.avail_in = entry.central.compressedSize;
             stream.next_out = reinterpret_cast<Bytef*>(buffer.data());
-            stream.avail_out = field(a.centrals[i] + 24);
+            stream.avail_out = entry.central.uncompressedSize;
             require(inflate(&stream, Z_FINISH) == Z_STREAM_END, "inflate");
             inflateEnd(&stream);
         }
@@ -209,7 +204,7 @@ int main(int argc, char** argv) {
     for (const ZipPeer& peer : peers) {
         add(named("read_one/", peer), [peer](benchmark::State& state) {
             for (auto _ : state) {
-                require(peer.readOne(sample().bytes, kManifest) > 0, peer.name);
+                require(peer.readOne(sampleBytes(), kManifest) > 0, peer.name);
             }
         });
     }
@@ -218,7 +213,7 @@ int main(int argc, char** argv) {
     for (const ZipPeer& peer : peers) {
         add(named("read_all/", peer), [peer](benchmark::State& state) {
             for (auto _ : state) {
-                require(peer.readAll(sample().bytes) > kBytes / 2, peer.name);
+                require(peer.readAll(sampleBytes()) > kBytes / 2, peer.name);
             }
         });
     }

@@ -115,8 +115,8 @@ struct Archive {
 
 /// What an entry is made from.
 struct File {
-    std::string name;
-    std::string data;
+    std::string name = {};
+    std::string data = {};
     bool stored = false;          ///< instead of deflated
     std::string extraField = {};  ///< of the central header; the local header has none
     std::string comment = {};

@@ -1,5 +1,6 @@
-// What the library does in memory alone, gzip and the zlib format, and memory that runs out: the
-// linker sends the library's allocations here (--wrap).
+// gzip and the zlib format in memory, and allocations that fail: the linker replaces the library's
+// allocation functions by those of this file (--wrap).
+#include "support/Zlib.h"
 #include "unit/zip/ZipTest.h"
 
 namespace {
@@ -33,38 +34,73 @@ void* __wrap_realloc(void* memory, std::size_t size) {
 
 namespace {
 
-TEST(ZipGzip, ZlibReadsItBack) {
+/// Data that each level compresses to another length.
+std::string gzipSample() {
     std::string data(60000, 'd');
     for (std::size_t i = 0; i < data.size(); ++i) {
-        data[i] = static_cast<char>(i * i * i >> 13 & 7);  // each level packs it otherwise
+        data[i] = static_cast<char>(i * i * i >> 13 & 7);
     }
-    /// Compresses with so much less room than is asked for; the message if that fails.
-    const auto compress = [&](std::int32_t level, std::size_t outLack = 0,
-                              std::size_t tmpLack = 0) {
-        char comment[] = "a comment";  // stands in no bound
-        std::size_t outLength = 0;
-        std::size_t tmpLength = 0;
-        const char* message = ZIP_GZip_InitParams(data.size(), &outLength, &tmpLength, level);
-        EXPECT_STREQ(message, level < -1 ? "Internal error in deflateInit2" : nullptr);
-        std::string out(outLength + sizeof(comment), '?');
-        std::string tmp(tmpLength, '?');
-        const std::size_t length =
-            ZIP_GZip_Fully(data.data(), data.size(), out.data(), out.size() - outLack, tmp.data(),
-                           tmpLength - tmpLack, level, comment, &message);
-        EXPECT_EQ(length > 0, message == nullptr);
-        return length > 0 ? out.substr(0, length) : message;
-    };
+    return data;
+}
+
+struct GzipOptions {
+    std::int32_t level;
+    std::size_t missingOutput = 0;     ///< bytes that the output buffer is too small
+    std::size_t missingTemporary = 0;  ///< the same of the temporary buffer
+};
+
+/// Returns the sample as a gzip stream with the comment "a comment", or the message of the failure.
+std::string gzipped(const GzipOptions& options) {
+    const std::string data = gzipSample();
+    char comment[] = "a comment";  // not contained in the bounds
+    std::size_t outLength = 0;
+    std::size_t tmpLength = 0;
+    ZIP_GZip_InitParams(data.size(), &outLength, &tmpLength, options.level);
+    std::string out(outLength + sizeof(comment), '?');
+    std::string tmp(tmpLength, '?');
+    const char* message = nullptr;
+    const std::size_t length = ZIP_GZip_Fully(
+        const_cast<char*>(data.data()), data.size(), out.data(), out.size() - options.missingOutput,
+        tmp.data(), tmpLength - options.missingTemporary, options.level, comment, &message);
+    EXPECT_EQ(length > 0, message == nullptr);
+    return length > 0 ? out.substr(0, length) : message;
+}
+
+TEST(ZipGzip, ZlibReadsEachLevelBack) {
     for (const std::int32_t level : {-1, 0, 1, 9, 10}) {
-        const std::string packed = compress(level);
-        EXPECT_EQ(archive::gunzipped(packed, data.size()), data);
-        EXPECT_EQ(packed.find("a comment"), 10u);
-        EXPECT_EQ(packed[8], level == 9 ? 2 : level == 0 || level == 1 ? 4 : 0);
+        const std::string packed = gzipped({.level = level});
+        EXPECT_EQ(zlib::gunzipped(packed, gzipSample().size()), gzipSample()) << level;
+        EXPECT_EQ(packed.find("a comment"), 10u) << level;
     }
-    EXPECT_EQ(compress(10), compress(6));
-    EXPECT_EQ(compress(6, 0, 1), "Out of memory in deflateInit2");
-    EXPECT_EQ(compress(0, 50), "Buffer too small");
-    EXPECT_EQ(compress(-2), "Internal error in deflateInit2");
-    // Lengths up to all address space have a bound that is no less.
+}
+
+TEST(ZipGzip, TheHeaderHasTheFlagsOfFastestAndBest) {
+    constexpr std::size_t kExtraFlags = 8;
+    EXPECT_EQ(gzipped({.level = 0})[kExtraFlags], 4);
+    EXPECT_EQ(gzipped({.level = 1})[kExtraFlags], 4);
+    EXPECT_EQ(gzipped({.level = 9})[kExtraFlags], 2);
+    EXPECT_EQ(gzipped({.level = -1})[kExtraFlags], 0);
+    EXPECT_EQ(gzipped({.level = 10})[kExtraFlags], 0);
+}
+
+TEST(ZipGzip, ALevelAboveNineIsTheDefault) {
+    EXPECT_EQ(gzipped({.level = 10}), gzipped({.level = 6}));
+}
+
+TEST(ZipGzip, ReportsBuffersThatAreTooSmall) {
+    EXPECT_EQ(gzipped({.level = 6, .missingTemporary = 1}), "Out of memory in deflateInit2");
+    EXPECT_EQ(gzipped({.level = 0, .missingOutput = 50}), "Buffer too small");
+}
+
+TEST(ZipGzip, RefusesLevelsBelowMinusOne) {
+    std::size_t outLength = 0;
+    std::size_t tmpLength = 0;
+    EXPECT_STREQ(ZIP_GZip_InitParams(100, &outLength, &tmpLength, -2),
+                 "Internal error in deflateInit2");
+    EXPECT_EQ(gzipped({.level = -2}), "Internal error in deflateInit2");
+}
+
+TEST(ZipGzip, TheBoundOfAnyLengthIsNoLess) {
     for (const std::size_t length : {std::size_t{0xffffffff}, SIZE_MAX / 2 + 1, SIZE_MAX}) {
         std::size_t outLength = 0;
         std::size_t tmpLength = 0;
@@ -73,68 +109,118 @@ TEST(ZipGzip, ZlibReadsItBack) {
     }
 }
 
+struct InflateCase {
+    const char* name;
+    std::string in;
+    std::int64_t outLength;
+    std::string expectedMessage = {};  ///< empty: the output is the data
+};
+
 TEST(ZipInflateFully, TakesAWholeStreamAndNoMore) {
     const std::string data(100000, 'd');
-    const std::string packed = archive::zlibStream(data);
-    const struct {
-        std::string in;
-        std::int64_t outLength;
-        std::string message = "";
-    } cases[] = {{packed, 100000},
-                 {archive::zlibStream(""), 0},
-                 {packed, 99999, "internal error"},
-                 {packed, 100001, "Unexpected end of stream"},
-                 {packed, -1, "internal error"},
-                 {"", 100000, "internal error"},
-                 {packed.substr(0, 50), 100000, "Unexpected end of stream"},
-                 {packed + "x", 100000, "Unexpected end of stream"},
-                 {packed.substr(0, packed.size() - 1) + "x", 100000, "Compressed data corrupted"},
-                 {"plain text", 100000, "Compressed data corrupted"}};
-    for (const auto& c : cases) {
+    const std::string packed = zlib::compressed(data);
+    const std::string wrongChecksum = packed.substr(0, packed.size() - 1) + "x";
+    const InflateCase cases[] = {
+        {.name = "the whole stream", .in = packed, .outLength = 100000},
+        {.name = "a stream without data", .in = zlib::compressed(""), .outLength = 0},
+        {.name = "a buffer that is too small",
+         .in = packed,
+         .outLength = 99999,
+         .expectedMessage = "INFLATER_inflateFully: internal error"},
+        {.name = "a buffer that is too large",
+         .in = packed,
+         .outLength = 100001,
+         .expectedMessage = "INFLATER_inflateFully: Unexpected end of stream"},
+        {.name = "a negative length",
+         .in = packed,
+         .outLength = -1,
+         .expectedMessage = "INFLATER_inflateFully: internal error"},
+        {.name = "no input",
+         .in = "",
+         .outLength = 100000,
+         .expectedMessage = "INFLATER_inflateFully: internal error"},
+        {.name = "a stream that is cut off",
+         .in = packed.substr(0, 50),
+         .outLength = 100000,
+         .expectedMessage = "INFLATER_inflateFully: Unexpected end of stream"},
+        {.name = "bytes after the stream",
+         .in = packed + "x",
+         .outLength = 100000,
+         .expectedMessage = "INFLATER_inflateFully: Unexpected end of stream"},
+        {.name = "a wrong checksum",
+         .in = wrongChecksum,
+         .outLength = 100000,
+         .expectedMessage = "INFLATER_inflateFully: Compressed data corrupted"},
+        {.name = "no stream",
+         .in = "plain text",
+         .outLength = 100000,
+         .expectedMessage = "INFLATER_inflateFully: Compressed data corrupted"},
+    };
+    for (const InflateCase& c : cases) {
+        SCOPED_TRACE(c.name);
         std::string in = c.in;
         std::string out(data.size() + 2, '?');
         char* message = out.data();
-        const bool done =
-            ZIP_InflateFully(in.data(), std::ssize(in), out.data(), c.outLength, &message) == 1;
-        EXPECT_EQ(done ? "" : message,
-                  c.message.empty() ? "" : "INFLATER_inflateFully: " + c.message);
-        EXPECT_EQ(done, message == nullptr);
-        const auto room = static_cast<std::size_t>(std::max<std::int64_t>(c.outLength, 0));
-        EXPECT_EQ(out.find_first_not_of('?', room), out.npos) << "written behind the room";
-        EXPECT_TRUE(!done || out.substr(0, room) == data.substr(0, room));
+        const std::int32_t result =
+            ZIP_InflateFully(in.data(), std::ssize(in), out.data(), c.outLength, &message);
+        const auto capacity = static_cast<std::size_t>(std::max<std::int64_t>(c.outLength, 0));
+        EXPECT_EQ(out.find_first_not_of('?', capacity), out.npos) << "written past the buffer";
+        if (c.expectedMessage.empty()) {
+            EXPECT_EQ(result, 1);
+            EXPECT_EQ(message, nullptr);
+            EXPECT_TRUE(out.substr(0, capacity) == data.substr(0, capacity));
+        } else {
+            EXPECT_NE(result, 1);
+            EXPECT_STREQ(message, c.expectedMessage.c_str());
+        }
     }
 }
 
-TEST_F(ZipTest, NoAllocationThatFailsDoesMoreThanFail) {
-    // The end header says one entry too few, so that the directory is read twice.
-    machine.volumes.addFile(
-        u"C:\\a.zip", changed(archive::make({{"META-INF/a", "data", false, "extra", "comment"},
-                                             {"META-INF/b", "data", true, std::string(200, 'e')},
-                                             {"META-INF/c", "data"}},
-                                            "archive comment"),
-                              {{'e', 0, 10, 2, 2}})
-                          .bytes);
-    /// Uses all of the archive; what can't be had is passed over. Whether everything was there.
-    const auto use = [&] {
-        nzfile* const zip = ZIP_Open("C:\\a.zip", &message);
-        bool all = zip != nullptr && zip->total == 3;
-        for (std::int32_t i = 0; zip != nullptr && i < 3; ++i) {
-            nzentry* const walked = ZIP_GetNextEntry(zip, i);
-            all &= content(zip, std::string("META-INF/") + "abc"[i]) == "data";
-            all &= content(zip, walked) == "data";
-        }
-        if (zip != nullptr) {
-            ZIP_Close(zip);
-        }
-        return all;
-    };
-    allocations = 0;
-    ASSERT_TRUE(use());
-    for (failing = allocations; failing > 0; --failing) {
-        allocations = 0;
-        EXPECT_FALSE(use()) << failing;
+class ZipAllocations : public ZipTest {
+protected:
+    void SetUp() override {
+        zip_archive::Archive archive = zip_archive::make(
+            {{.name = "META-INF/a", .data = "data", .extraField = "extra", .comment = "comment"},
+             {.name = "META-INF/b",
+              .data = "data",
+              .stored = true,
+              .extraField = std::string(200, 'e')},
+             {.name = "META-INF/c", .data = "data"}},
+            "archive comment");
+        archive.end.totalEntries = 2;  // one too few: the directory is read twice
+        machine.volumes.addFile(u"C:\\a.zip", archive.bytes());
     }
-    EXPECT_TRUE(use());
+
+    /// Uses all of the archive. Returns whether everything was there.
+    bool useArchive() {
+        allocations = 0;
+        nzfile* const zip = ZIP_Open("C:\\a.zip", &message);
+        if (zip == nullptr) {
+            return false;
+        }
+        bool isComplete = zip->total == 3;
+        for (std::int32_t i = 0; i < 3; ++i) {
+            nzentry* const walked = ZIP_GetNextEntry(zip, i);
+            isComplete &= content(zip, std::string("META-INF/") + "abc"[i]) == "data";
+            isComplete &= content(zip, walked) == "data";
+        }
+        ZIP_Close(zip);
+        return isComplete;
+    }
+
+    void TearDown() override {
+        failing = 0;
+        ZipTest::TearDown();
+    }
+};
+
+TEST_F(ZipAllocations, EachMayFailAndLeavesNothingBroken) {
+    ASSERT_TRUE(useArchive());
+    ASSERT_GT(allocations, 20u);
+    for (failing = allocations; failing > 0; --failing) {
+        EXPECT_FALSE(useArchive()) << "allocation " << failing;
+    }
+    EXPECT_TRUE(useArchive());
 }
 
 }  // namespace

@@ -5,8 +5,8 @@
 #include <future>
 #include <random>
 
+#include "builders/ZipArchive.h"
 #include "simulated/machine/Machine.h"
-#include "support/Archive.h"
 #include "zip/Entries.h"
 
 namespace {
@@ -14,13 +14,13 @@ namespace {
 constexpr unsigned kEntries = 20;
 constexpr const char* kNames[] = {"C:\\0.zip", "C:\\1.zip", "C:\\2.zip"};
 
-const archive::Archive sample = [] {
-    std::vector<archive::Entry> entries;
+const zip_archive::Archive sample = [] {
+    std::vector<zip_archive::File> files;
     for (unsigned e = 0; e < kEntries; ++e) {
         const std::string data(e * 97 % 700, static_cast<char>('a' + e));
-        entries.push_back({"e" + std::to_string(e), data, e % 2 == 0});
+        files.push_back({.name = "e" + std::to_string(e), .data = data, .stored = e % 2 == 0});
     }
-    return archive::make(entries);
+    return zip_archive::make(files);
 }();
 
 /// The work of one thread: the number of wrong answers.
@@ -32,17 +32,18 @@ int work(unsigned seed) {
         nzfile* const zip = ZIP_Open(kNames[random() % 3], &message);
         for (unsigned left = random() % 8; left > 0; --left) {
             const unsigned e = random() % kEntries;
-            const archive::Entry& made = sample.entries[e];
+            const zip_archive::Entry& made = sample.entries[e];
             nzentry* const entry = random() % 2 == 0
-                                       ? nz::findEntry(zip, made.name.c_str())
+                                       ? nz::findEntry(zip, made.central.fileName.c_str())
                                        : ZIP_GetNextEntry(zip, static_cast<std::int32_t>(e));
-            wrong += entry->name != made.name;
-            std::string bytes(made.data.size(), '?');
+            wrong += entry->name != made.central.fileName;
+            std::string bytes(made.content.size(), '?');
             char name[8];
             if (random() % 4 == 0) {
                 nz::freeEntry(zip, entry);
             } else {
-                wrong += ZIP_ReadEntry(zip, entry, bytes.data(), name) != 1 || bytes != made.data;
+                wrong +=
+                    ZIP_ReadEntry(zip, entry, bytes.data(), name) != 1 || bytes != made.content;
             }
         }
         ZIP_Close(zip);
@@ -54,7 +55,7 @@ TEST(ZipThreads, EightThreadsShareTheLibrary) {
     simulated::Machine machine;
     const simulated::Running running(machine);
     for (const std::string name : kNames) {
-        machine.volumes.addFile(std::u16string(name.begin(), name.end()), sample.bytes);
+        machine.volumes.addFile(std::u16string(name.begin(), name.end()), sample.bytes());
     }
     EXPECT_EQ(ZIP_Open(kNames[0], nullptr), nullptr);
     std::vector<std::future<int>> threads;
