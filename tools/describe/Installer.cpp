@@ -1,164 +1,256 @@
-#include "describe/Description.h"
-
+#include <windows.h>
 #include <msi.h>
 #include <msiquery.h>
-#include <shlwapi.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <optional>
+#include <set>
+
+#include "common/share/tstrings.h"
+#include "describe/Description.h"
+#include "windows/au/common/au/AuMsi.h"
+#include "windows/common/KnownProductCodeInstalledNorvTracker.h"
+#include "windows/common/MsiDb.h"
+#include "windows/common/MsiError.h"
+#include "windows/common/MsiUtils.h"
+#include "windows/common/SysInfo.h"
 
 namespace {
 
-/// The codes of the products that spell their version, more loosely than the library knows them,
-/// and the updater's. "?" is any character.
-constexpr const wchar_t* kCodes[] = {
-    L"{????F0A8-6813-11D6-A77B-00B0D0??????}", L"{??A3A4F4-B792-11D6-A78A-00B0D0??????}",
-    L"{???24AE4-039?-4CA4-87B4-2F??????????}", L"{1111706F-666A-4037-7777-????????4D10}",
-    L"{4A03706F-666A-4037-7777-5F2748764D10}"};
-/// The upgrade codes of the others, for architecture and first number of the version.
-constexpr const wchar_t* kUpgradeCodes[] = {L"{57BDA5C6-443C-4D65-B233-28239%d2%04d}",
-                                            L"{%dA3A4F4-B792-11D6-A78A-00B0D02%04d0}"};
-constexpr const wchar_t* kInfo[] = {L"InstallLocation", L"ProductIcon", L"ProductName",
-                                    L"VersionString"};
-constexpr std::wstring_view kProperties[] = {L"FullVersion", L"QVK_VERSION", L"Enterprise",
-                                             L"BaseimageChecksumSHA256", L"ProductVersion"};
+/// The upgrade codes of the products whose codes don't spell their versions, for architecture and
+/// first number of the version.
+constexpr const TCHAR* kUpgradeCodes[] = {L"{57BDA5C6-443C-4D65-B233-28239%d2%04d}",
+                                          L"{%dA3A4F4-B792-11D6-A78A-00B0D02%04d0}"};
+constexpr int kFirstVersion = 9;
+constexpr int kLastVersion = 99;
+constexpr const TCHAR* kInfo[] = {L"InstallLocation", L"ProductIcon", L"ProductName",
+                                  L"VersionString"};
+constexpr const TCHAR* kProperties[] = {L"FullVersion", L"QVK_VERSION", L"Enterprise",
+                                        L"BaseimageChecksumSHA256", L"ProductVersion"};
+/// The two ways in which the library finds the registration tool of the updater.
+constexpr const TCHAR* kToolId = L"{4D5AF522-0BDC-475C-987E-5F111CD11028}";
+constexpr const TCHAR* kToolComponent = L"vomlitcomponent";
 constexpr std::size_t kCodeSize = 39;
+/// The library gives up its enumeration after as many failures in a row.
+constexpr int kMaxFailures = 256;
 
-std::wstring productInfo(const std::wstring& code, const wchar_t* name) {
-    DWORD length = 0;
-    if (MsiGetProductInfoW(code.c_str(), name, nullptr, &length) != ERROR_SUCCESS) {
-        return {};
+/// Returns the first column of a query's rows.
+std::vector<tstring> column(const msi::Database& database, const tstring& query) {
+    std::vector<tstring> result;
+    msi::DatabaseView view(database, query);
+    while (const msi::DatabaseRecord row = view.tryFetch()) {
+        result.push_back(row.getString());
     }
-    std::wstring text(++length, L'\0');
-    const UINT status = MsiGetProductInfoW(code.c_str(), name, text.data(), &length);
-    text.resize(status == ERROR_SUCCESS ? length : 0);
-    return text;
+    return result;
 }
 
-std::wstring field(MSIHANDLE record, UINT number) {
-    DWORD length = 0;
-    wchar_t none[1] = L"";
-    MsiRecordGetStringW(record, number, none, &length);
-    std::wstring text(++length, L'\0');
-    MsiRecordGetStringW(record, number, text.data(), &length);
-    text.resize(length);
-    return text;
-}
+class PackageReader {
+public:
+    /// `what` is how notes name the package.
+    PackageReader(Description& description, const tstring& path, const tstring& what)
+        : description_(description), what_(what), database_(path) {}
 
-/// Calls a function with each row of a query; the status of running it.
-template <class Take>
-UINT forEachRow(MSIHANDLE database, const wchar_t* query, const Take& take) {
-    MSIHANDLE view = 0;
-    UINT status = MsiDatabaseOpenViewW(database, query, &view);
-    if (status == ERROR_SUCCESS && (status = MsiViewExecute(view, 0)) == ERROR_SUCCESS) {
-        MSIHANDLE record = 0;
-        while (MsiViewFetch(view, &record) == ERROR_SUCCESS) {
-            take(record);
-            MsiCloseHandle(record);
+    Json read() {
+        Json json = Json::object();
+        for (const TCHAR* name : kProperties) {
+            readProperty(name, json);
+        }
+        part(L"Component", [&] { readComponents(json); });
+        part(L"Upgrade", [&] { readUpgrade(json); });
+        return json;
+    }
+
+private:
+    /// A table that the package doesn't have is no failure: the library finds none either.
+    template <class Read>
+    void part(const TCHAR* name, const Read& read) {
+        try {
+            read();
+        } catch (const msi::NoMoreItemsError&) {
+            return;
+        } catch (const msi::Error& e) {
+            if (e.status() != ERROR_BAD_QUERY_SYNTAX) {
+                description_.addUnread(what_ + L" " + name, e.status());
+            }
         }
     }
-    MsiCloseHandle(view);
-    return status;
-}
 
-/// What the library asks of a package's tables.
-Json packageJson(const std::wstring& path) {
-    MSIHANDLE database = 0;
-    const UINT status = MsiOpenDatabaseW(path.c_str(), MSIDBOPEN_READONLY, &database);
-    if (status != ERROR_SUCCESS) {
-        return {{"status", status}};
+    void readProperty(const TCHAR* name, Json& json) {
+        part(name, [&] {
+            const tstring value = database_.getProperty(name);
+            description_.setText(json["properties"], tstrings::toUtf8(name), value,
+                                 what_ + L" " + name);
+        });
     }
-    Json json = Json::object();
-    forEachRow(database, L"SELECT `Property`, `Value` FROM `Property`", [&](MSIHANDLE row) {
-        const std::wstring name = field(row, 1);
-        if (std::find(std::begin(kProperties), std::end(kProperties), name) !=
-            std::end(kProperties)) {
-            json["properties"][utf8(name)] = utf8(field(row, 2));
+
+    void readComponents(Json& json) {
+        const tstring byId = L"SELECT `Component` FROM `Component` WHERE `ComponentId` = '";
+        for (const tstring& name : column(database_, byId + kToolId + L"'")) {
+            description_.setText(json["components"], tstrings::toUtf8(name), kToolId, what_);
         }
-    });
-    forEachRow(
-        database,
-        L"SELECT `Component`, `ComponentId` FROM `Component` WHERE `ComponentId` = "
-        L"'{4D5AF522-0BDC-475C-987E-5F111CD11028}' OR `Component` = 'vomlitcomponent'",
-        [&](MSIHANDLE row) { json["components"][utf8(field(row, 1))] = utf8(field(row, 2)); });
-    Json upgrade = Json::array();
-    if (forEachRow(database, L"SELECT `ActionProperty` FROM `Upgrade`", [&](MSIHANDLE row) {
-            upgrade.push_back(utf8(field(row, 1)));
-        }) == ERROR_SUCCESS) {
+        const tstring byName = L"SELECT `ComponentId` FROM `Component` WHERE `Component` = '";
+        for (const tstring& id : column(database_, byName + kToolComponent + L"'")) {
+            description_.setText(json["components"], tstrings::toUtf8(kToolComponent), id, what_);
+        }
+    }
+
+    void readUpgrade(Json& json) {
+        Json upgrade = Json::array();
+        for (const tstring& name : column(database_, L"SELECT `ActionProperty` FROM `Upgrade`")) {
+            if (const auto text = description_.exactText(name, what_ + L" Upgrade")) {
+                upgrade.push_back(*text);
+            }
+        }
         json["upgrade"] = upgrade;
     }
-    MsiCloseHandle(database);
+
+    Description& description_;
+    tstring what_;
+    msi::Database database_;
+};
+
+/// What the library reads of a package's tables; the status when it can't be opened.
+Json packageJson(Description& description, const tstring& path, const tstring& what) {
+    try {
+        return PackageReader(description, path, what).read();
+    } catch (const msi::Error& e) {
+        return {{"status", e.status()}};
+    }
+}
+
+/// The package that the installer keeps of a product.
+Json cachedPackage(Description& description, const Guid& code) {
+    const tstring what = code.toString() + L" LocalPackage";
+    tstring path;
+    try {
+        path = msi::getProductInfo(code, INSTALLPROPERTY_LOCALPACKAGE);
+    } catch (const msi::Error& e) {
+        return {{"status", e.status()}};
+    }
+    Json json = packageJson(description, path, what);
+    description.setText(json, "path", path, what);
     return json;
 }
 
-Json productJson(const std::wstring& code, const std::wstring& upgradeCode) {
-    Json product = {{"code", utf8(code)}, {"info", Json::object()}};
+Json productJson(Description& description, const tstring& code, const tstring& upgradeCode) {
+    const Guid guid(code);
+    Json product = {{"code", tstrings::toUtf8(code)}, {"info", Json::object()}};
     if (!upgradeCode.empty()) {
-        product["upgradeCode"] = utf8(upgradeCode);
+        product["upgradeCode"] = tstrings::toUtf8(upgradeCode);
     }
-    for (const wchar_t* name : kInfo) {
-        if (const std::wstring text = productInfo(code, name); !text.empty()) {
-            product["info"][utf8(name)] = utf8(text);
+    for (const TCHAR* name : kInfo) {
+        const tstring text = msi::tryGetProductInfo(guid, name);
+        if (!text.empty()) {
+            description.setText(product["info"], tstrings::toUtf8(name), text, code + L" " + name);
         }
     }
-    product["package"] = packageJson(productInfo(code, L"LocalPackage"));
+    product["package"] = cachedPackage(description, guid);
     return product;
 }
 
-using Codes = std::vector<std::pair<std::wstring, std::wstring>>;  // with their upgrade codes
+struct RelatedProduct {
+    tstring code;
+    tstring upgradeCode;
+};
 
-/// The products of the families, in the order of their trackers.
-Codes relatedProducts() {
-    Codes related;
-    std::array<wchar_t, kCodeSize> upgradeCode = {};
-    std::array<wchar_t, kCodeSize> code = {};
-    for (int i = 0; i < 4 * 91; ++i) {
-        swprintf(upgradeCode.data(), kCodeSize, kUpgradeCodes[i / 91 % 2], i < 2 * 91 ? 32 : 64,
-                 9 + i % 91);
-        for (DWORD j = 0;
-             MsiEnumRelatedProductsW(upgradeCode.data(), 0, j, code.data()) == ERROR_SUCCESS; ++j) {
-            related.emplace_back(code.data(), upgradeCode.data());
+tstring upgradeCodeOf(const TCHAR* format, int bits, int version) {
+    return tstrings::unsafe_format(format, bits, version);
+}
+
+/// The products of one upgrade code.
+void addRelated(Description& description, const tstring& upgradeCode,
+                std::vector<RelatedProduct>& related) {
+    std::array<TCHAR, kCodeSize> code = {};
+    for (DWORD i = 0;; ++i) {
+        const UINT status = MsiEnumRelatedProductsW(upgradeCode.c_str(), 0, i, code.data());
+        if (status != ERROR_SUCCESS) {
+            description.wasRead(upgradeCode, status == ERROR_NO_MORE_ITEMS ? 0 : status);
+            return;
+        }
+        related.push_back({code.data(), upgradeCode});
+    }
+}
+
+/// The products of the families, in the order of the library's trackers.
+std::vector<RelatedProduct> relatedProducts(Description& description) {
+    std::vector<RelatedProduct> related;
+    for (const int bits : {32, 64}) {
+        if (bits == 64 && !SysInfo::is64BitOs()) {
+            continue;
+        }
+        for (const TCHAR* format : kUpgradeCodes) {
+            for (int version = kFirstVersion; version <= kLastVersion; ++version) {
+                addRelated(description, upgradeCodeOf(format, bits, version), related);
+            }
         }
     }
     return related;
 }
 
-bool isOurs(const wchar_t* code) {
-    return std::any_of(std::begin(kCodes), std::end(kCodes), [&](const wchar_t* pattern) {
-        return PathMatchSpecW(code, pattern) != FALSE;
-    });
+bool spellsItsVersion(const tstring& code) {
+    tstring version;
+    return code == au::kProductCode ||
+           KnownProductCodeInstalledNorvTracker::match(code, version) != nullptr;
 }
 
-}  // namespace
-
-std::vector<std::wstring> describeProducts(Description& description) {
-    const Codes related = relatedProducts();
-    std::vector<std::wstring> codes;
-    const auto add = [&](const std::wstring& code) {
-        const auto isCode = [&](const auto& one) { return one.first == code; };
-        if (std::find(codes.begin(), codes.end(), code) == codes.end()) {
-            const auto found = std::find_if(related.begin(), related.end(), isCode);
-            codes.push_back(code);
-            description.json["products"].push_back(
-                productJson(code, found == related.end() ? L"" : found->second));
+/// The codes in the installer's list that spell their versions, as often as they are in it.
+std::vector<tstring> knownProducts(Description& description) {
+    std::vector<tstring> codes;
+    std::array<TCHAR, kCodeSize> code = {};
+    int failures = 0;
+    for (DWORD i = 0; failures < kMaxFailures; ++i) {
+        const UINT status = MsiEnumProductsW(i, code.data());
+        if (status == ERROR_NO_MORE_ITEMS) {
+            break;
         }
-    };
-    std::array<wchar_t, kCodeSize> code = {};
-    UINT status;
-    for (DWORD i = 0; (status = MsiEnumProductsW(i, code.data())) == ERROR_SUCCESS; ++i) {
-        if (isOurs(code.data())) {
-            add(code.data());
+        if (status != ERROR_SUCCESS) {
+            description.addUnread(L"the installer's products", status);
+            ++failures;
+            continue;
         }
-    }
-    description.wasRead(L"the installer's products",
-                        status == ERROR_NO_MORE_ITEMS ? ERROR_SUCCESS : status);
-    for (const auto& [product, upgradeCode] : related) {
-        add(product);
+        failures = 0;
+        if (spellsItsVersion(code.data())) {
+            codes.push_back(code.data());
+        }
     }
     return codes;
 }
 
-void describePackage(Description& description, const std::wstring& path) {
-    description.json["package"] = packageJson(path);
+}  // namespace
+
+std::vector<tstring> describeProducts(Description& description) {
+    const std::vector<RelatedProduct> related = relatedProducts(description);
+    std::map<tstring, tstring> upgradeCodes;
+    for (const RelatedProduct& product : related) {
+        upgradeCodes.emplace(product.code, product.upgradeCode);
+    }
+    std::vector<tstring> codes;
+    std::set<tstring> described;
+    const auto add = [&](const tstring& code) {
+        const auto upgradeCode = upgradeCodes.find(code);
+        description.json["products"].push_back(
+            productJson(description, code,
+                        upgradeCode == upgradeCodes.end() ? tstring() : upgradeCode->second));
+        described.insert(code);
+        codes.push_back(code);
+    };
+    for (const tstring& code : knownProducts(description)) {
+        if (described.contains(code)) {
+            description.json["products"].push_back({{"code", tstrings::toUtf8(code)}});
+        } else {
+            add(code);
+        }
+    }
+    for (const RelatedProduct& product : related) {
+        if (!described.contains(product.code)) {
+            add(product.code);
+        }
+    }
+    return codes;
+}
+
+void describePackage(Description& description, const tstring& path) {
+    description.json["package"] = packageJson(description, path, path);
 }

@@ -1,22 +1,29 @@
-#include "describe/Description.h"
-
+#include <windows.h>
 #include <objbase.h>
 #include <shlobj.h>
 
 #include <array>
 
+#include "common/share/tstrings.h"
+#include "describe/Description.h"
+#include "windows/common/ComUtils.h"
+#include "windows/common/Paths.h"
+
 namespace {
 
-using Buffer = std::array<wchar_t, 4096>;
+using Buffer = std::array<TCHAR, 4096>;
 
-/// The texts of a shortcut as they are read, each with a buffer of its own.
 struct Texts {
-    Buffer target = {}, arguments = {}, description = {}, icon = {};
+    Buffer target = {};
+    Buffer arguments = {};
+    Buffer description = {};
+    Buffer icon = {};
     int iconIndex = 0;
 };
 
-void readWebShortcut(const std::wstring& path, Texts& texts) {
-    const auto read = [&](const wchar_t* key, Buffer& text) {
+Texts readWebShortcut(const tstring& path) {
+    Texts texts;
+    const auto read = [&](const TCHAR* key, Buffer& text) {
         GetPrivateProfileStringW(L"InternetShortcut", key, L"", text.data(),
                                  static_cast<DWORD>(text.size()), path.c_str());
     };
@@ -24,44 +31,61 @@ void readWebShortcut(const std::wstring& path, Texts& texts) {
     read(L"IconFile", texts.icon);
     texts.iconIndex =
         static_cast<int>(GetPrivateProfileIntW(L"InternetShortcut", L"IconIndex", 0, path.c_str()));
+    return texts;
 }
 
-void readShellLink(const std::wstring& path, Texts& texts) {
-    IShellLinkW* link = nullptr;
-    IPersistFile* file = nullptr;
+template <class Interface>
+ComPtr<Interface> createLink(const IID& id) {
+    Interface* link = nullptr;
+    CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_ALL, id, reinterpret_cast<void**>(&link));
+    return ComPtr<Interface>(link);
+}
+
+template <class Interface>
+ComPtr<Interface> query(IUnknown* object, const IID& id) {
+    Interface* found = nullptr;
+    object->QueryInterface(id, reinterpret_cast<void**>(&found));
+    return ComPtr<Interface>(found);
+}
+
+/// Nothing for a file that is no shell link.
+std::optional<Texts> readShellLink(const tstring& path) {
+    const auto link = createLink<IShellLinkW>(IID_IShellLinkW);
+    if (!link) {
+        return std::nullopt;
+    }
+    const auto file = query<IPersistFile>(link.get(), IID_IPersistFile);
+    if (!file || FAILED(file.get()->Load(path.c_str(), STGM_READ))) {
+        return std::nullopt;
+    }
+    Texts texts;
     const auto size = static_cast<int>(texts.target.size());
-    if (SUCCEEDED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_ALL, IID_IShellLinkW,
-                                   reinterpret_cast<void**>(&link))) &&
-        SUCCEEDED(link->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(&file))) &&
-        SUCCEEDED(file->Load(path.c_str(), STGM_READ))) {
-        link->GetPath(texts.target.data(), size, nullptr, SLGP_RAWPATH);
-        link->GetArguments(texts.arguments.data(), size);
-        link->GetDescription(texts.description.data(), size);
-        link->GetIconLocation(texts.icon.data(), size, &texts.iconIndex);
-    }
-    for (IUnknown* held : {static_cast<IUnknown*>(file), static_cast<IUnknown*>(link)}) {
-        if (held != nullptr) {
-            held->Release();
-        }
-    }
+    link.get()->GetPath(texts.target.data(), size, nullptr, SLGP_RAWPATH);
+    link.get()->GetArguments(texts.arguments.data(), size);
+    link.get()->GetDescription(texts.description.data(), size);
+    link.get()->GetIconLocation(texts.icon.data(), size, &texts.iconIndex);
+    return texts;
 }
 
 }  // namespace
 
-Json shortcutOf(const std::wstring& path) {
-    Texts texts;
-    const bool isWeb = path.ends_with(L".url");
-    isWeb ? readWebShortcut(path, texts) : readShellLink(path, texts);
-    Json json = {{"target", utf8(texts.target.data())}};
-    if (texts.arguments[0] != L'\0') {
-        json["arguments"] = utf8(texts.arguments.data());
+std::optional<Json> shortcutOf(Description& description, const tstring& path) {
+    const bool isWeb =
+        tstrings::equals(FileUtils::suffix(path), L".url", tstrings::CompareType::IgnoreCase);
+    const std::optional<Texts> texts = isWeb ? readWebShortcut(path) : readShellLink(path);
+    if (!texts) {
+        return std::nullopt;
     }
-    if (texts.description[0] != L'\0') {
-        json["description"] = utf8(texts.description.data());
-    }
-    if (texts.icon[0] != L'\0') {
-        json["icon"] = utf8(texts.icon.data()) + "," + std::to_string(texts.iconIndex);
-    }
+    Json json = {{"target", ""}};
+    const auto put = [&](const char* name, const Buffer& text, const tstring& more = tstring()) {
+        if (text[0] != L'\0') {
+            description.setText(json, name, text.data() + more, path);
+        }
+    };
+    put("target", texts->target);
+    put("arguments", texts->arguments);
+    put("description", texts->description);
+    put("icon", texts->icon, L"," + tstrings::toString(texts->iconIndex));
     if (isWeb) {
         json["internet"] = true;
     }

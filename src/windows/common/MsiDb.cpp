@@ -113,9 +113,10 @@ tstring DatabaseRecord::getString() const {
     });
 }
 
+Database::Database(const tstring& path) : name_(path), handle_(openDatabase(path)) {}
+
 Database::Database(const Guid& productCode)
-    : name_(getProductInfo(productCode, INSTALLPROPERTY_LOCALPACKAGE)),
-      handle_(openDatabase(name_)) {}
+    : Database(getProductInfo(productCode, INSTALLPROPERTY_LOCALPACKAGE)) {}
 
 Database::Database(MSIHANDLE session)
     : name_(kActiveDatabaseName), handle_(openDatabase(session)) {}

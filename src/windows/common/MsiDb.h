@@ -45,6 +45,8 @@ private:
 /// A database, closed by the destructor.
 class Database {
 public:
+    /// Opens a package file for reading. Throws msi::Error.
+    explicit Database(const tstring& path);
     /// Opens the cached package of an installed product for reading. Throws msi::Error.
     explicit Database(const Guid& productCode);
     /// Opens the database of the running installation, whose name is "*CA*". Throws msi::Error.

@@ -1,5 +1,7 @@
 """A Wine prefix of one run, and what a user or a support engineer would look at in it."""
 
+import contextlib
+import getpass
 import os
 import shutil
 import subprocess
@@ -94,6 +96,23 @@ class Prefix:
                 texts.append(stream.read().decode("utf-8", "replace"))
             return Finished(finished.returncode, *texts)
 
+    @contextlib.contextmanager
+    def running(self, program, *arguments):
+        """Keeps a Windows program running that has written a line and waits for the end of its input."""
+        with subprocess.Popen([WINE, str(program), *arguments], env=self._environment(), stdin=subprocess.PIPE,
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as process:
+            assert process.stdout.readline(), f"{program} did not start"
+            yield
+            process.stdin.close()
+            process.wait(60)
+
+    def import_registry(self, text):
+        """Imports the text of a file of the registry editor, without its first line."""
+        self.write("C:\\import.reg", ("Windows Registry Editor Version 5.00\r\n\r\n" + text).encode("utf-16"))
+        finished = self.run("regedit", "/S", "C:\\import.reg")
+        assert finished.code == 0, finished
+        self.path("C:\\import.reg").unlink()
+
     def msiexec(self, *arguments, ui="/qn"):
         """Runs msiexec, silently by default, with a verbose log; its exit code and that log."""
         log = self.drive_c / "msiexec.log"
@@ -111,6 +130,11 @@ class Prefix:
 
     def remove(self, product_code, **properties):
         return self.msiexec("/x", product_code, *[f"{name}={value}" for name, value in properties.items()])
+
+    @property
+    def profile(self):
+        """The directory of the user's own files."""
+        return "C:\\users\\" + getpass.getuser()
 
     def log(self):
         """The library's log, in the temporary directory of the account that ran the action; or nothing."""

@@ -14,23 +14,6 @@ ASSIST = dict.fromkeys(f"bin\\{name}" for name in (
 WMQ = {"bin\\wmq.exe": None}
 
 
-@pytest.fixture
-def install(machine, builder):
-    def run(*products):
-        for product in products:
-            finished = machine.install(builder.product(product))
-            assert finished.code == 0, finished
-    return run
-
-
-@pytest.fixture
-def update(hold):
-    """Predicts and runs the update for a product."""
-    def run(product, more="", **options):
-        hold("SetLatestQvr", {"CustomActionData": f"ProductCode={product.product_code} {more}".strip()}, **options)
-    return run
-
-
 def reg_add(machine, key, name, value, kind="REG_SZ"):
     assert machine.run("reg", "add", key, "/v", name, "/t", kind, "/d", value, "/f").code == 0
 
@@ -134,7 +117,7 @@ def test_shims(install, update, machine, bits, tools):
                       (tools / "tool.exe").read_bytes())
     kit = zentra("QVK", "21.0.12.1+1", 64)
     install(kit)
-    update(kit, fail="DeviceIoControl")
+    update(kit, dry_run_more=("--fail", "DeviceIoControl"))
 
 
 def test_the_last_shims_go(install, update, machine, bits):

@@ -13,6 +13,7 @@
 //                        with all later ones: "memory <export>: 12 times 0, 34 times 1627"
 //   close                ends the session: from here on actions get none
 //   load=<library>       loads another library beside
+//   wait                 waits for the end of its input
 //   box                  from here on a second thread waits for a message box, closes it, and
 //                        prints "box title: …" and "box text: …", line feeds shown as "|"
 #include <windows.h>
@@ -200,6 +201,9 @@ int wmain(int count, wchar_t** arguments) {
             print(L"memory " + rest + L": " + shortOfMemory(call));
         } else if (verb == L"load") {
             print(L"load: " + std::to_wstring(LoadLibraryW(rest.c_str()) != nullptr));
+        } else if (verb == L"wait") {
+            while (std::getchar() != EOF) {
+            }
         } else if (verb == L"close") {
             MsiCloseHandle(session);
             session = 0;
