@@ -32,6 +32,13 @@ def packed(code):
         "".join(e[i + 1] + e[i] for i in range(0, 12, 2))
 
 
+@pytest.fixture(autouse=True)
+def only_for_64_bits(bits):
+    """The machines are arranged for a 64-bit process: its program directory, its bridge library."""
+    if bits != 64:
+        pytest.skip("arranged for a 64-bit process")
+
+
 @pytest.fixture
 def qvr(bits):
     return legacy_qvr(bits=bits, files=ASSIST)
