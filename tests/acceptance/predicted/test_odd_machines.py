@@ -32,11 +32,10 @@ def packed(code):
         "".join(e[i + 1] + e[i] for i in range(0, 12, 2))
 
 
-@pytest.fixture(autouse=True)
-def only_for_64_bits(bits):
-    """The machines are arranged for a 64-bit process: its program directory, its bridge library."""
-    if bits != 64:
-        pytest.skip("arranged for a 64-bit process")
+@pytest.fixture
+def home(bits):
+    """The home directory of the runtime."""
+    return f"C:\\Program Files{'' if bits == 64 else ' (x86)'}\\Norv\\QVR-1.8.0_451"
 
 
 @pytest.fixture
@@ -146,11 +145,11 @@ def test_keys_of_the_user(installed, update, qvr):
     update(qvr)
 
 
-@pytest.mark.parametrize("home", ["bin\\norv.exe", "core.zip", "bin\\WindowsAssistLink-64.dll"])
-def test_a_file_of_the_product_is_read_only(machine, install, update, bits, home):
+@pytest.mark.parametrize("file", ["bin\\norv.exe", "core.zip", "bin\\WindowsAssistLink-64.dll"])
+def test_a_file_of_the_product_is_read_only(machine, install, update, bits, home, file):
     product = legacy_qvr(bits=bits, files=ASSIST | {"core.zip": None})
     install(product)
-    os.chmod(machine.path(f"C:\\Program Files\\Norv\\QVR-1.8.0_451\\{home}"), 0o444)
+    os.chmod(machine.path(f"{home}\\{file}"), 0o444)
     update(product)
 
 
@@ -183,12 +182,11 @@ def test_a_shim_directory_is_none(machine, install, update, shims, is_directory)
     update(kit, dry_run_more=("--fail", "DeviceIoControl") if shims == "norvtmp" else ())
 
 
-def test_an_install_location_on_a_share(installed, update, qvr):
+def test_an_install_location_on_a_share(installed, update, qvr, home):
     share = installed.directory / "dosdevices/unc/server/share"
     (share / "Norv/bin").mkdir(parents=True)
     for name in ("norv.exe", "norvw.exe", "alinkswitch.exe", "WindowsAssistLink-64.dll"):
-        (share / "Norv/bin" / name).write_bytes(installed.path(
-            "C:\\Program Files\\Norv\\QVR-1.8.0_451\\bin\\norv.exe").read_bytes())
+        (share / "Norv/bin" / name).write_bytes(installed.path(f"{home}\\bin\\norv.exe").read_bytes())
     installed.import_registry(f'[{install_properties(qvr)}]\n"InstallLocation"="\\\\\\\\server\\\\share\\\\Norv\\\\"\n')
     update(qvr)
 
