@@ -89,8 +89,8 @@ std::size_t hashOf(const Facts& facts) {
     return std::hash<std::string>()(all);
 }
 
-/// Returns a line for each fact that only one of the two has: "- " for a missing one, "+ " for a new
-/// one.
+/// Returns a line for each fact that only one of the two has: "- " for a missing one, "+ " for a
+/// new one.
 std::vector<std::string> differences(const Facts& wanted, const Facts& found) {
     Facts missing, added;
     std::set_difference(wanted.begin(), wanted.end(), found.begin(), found.end(),
@@ -108,9 +108,8 @@ std::vector<std::string> differences(const Facts& wanted, const Facts& found) {
 }
 
 bool isExpected(const std::string& difference, const ExpectedDifferences& expected) {
-    return std::any_of(expected.begin(), expected.end(), [&](const auto& one) {
-        return std::regex_match(difference, one.pattern);
-    });
+    return std::any_of(expected.begin(), expected.end(),
+                       [&](const auto& one) { return std::regex_match(difference, one.pattern); });
 }
 
 MSIHANDLE openSession(const SweptAction& action, Machine& machine) {
@@ -190,8 +189,8 @@ private:
     /// The states in which disturbed runs have left the machine, as hashes. From each of them one
     /// undisturbed run is checked.
     std::vector<std::size_t> knownStates_;
-    /// By how many bytes the heap grew in runs that leaked nothing: what the loader and the run-time
-    /// libraries keep.
+    /// By how many bytes the heap grew in runs that leaked nothing: what the loader and the
+    /// run-time libraries keep.
     std::vector<std::size_t> leaklessGrowths_;
     ProcessCopy copy_;
     std::string disturbedFunction_;  ///< in a copy
@@ -257,8 +256,8 @@ void Sweep::disturbInCopy(const std::string& function, bool halvesCopy) {
     }
 }
 
-/// The first lines of a report are the state in which the run left the machine and the growth of the
-/// heap, the others are complaints.
+/// The first lines of a report are the state in which the run left the machine and the growth of
+/// the heap, the others are complaints.
 void Sweep::takeIn(const std::string& fault, const ProcessCopy::Result& result) {
     if (!result.failure.empty()) {
         complain(fault + ": " + result.failure);

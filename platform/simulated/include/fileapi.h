@@ -1,6 +1,6 @@
 // Files and directories: the constants of winnt.h and winbase.h that belong to them, and the
-// functions of fileapi.h, winbase.h, processenv.h and securitybaseapi.h that take a path or a file's
-// handle. Values and signatures by Microsoft's documentation of each function.
+// functions of fileapi.h, winbase.h, processenv.h and securitybaseapi.h that take a path or a
+// file's handle. Values and signatures by Microsoft's documentation of each function.
 #pragma once
 
 #include <windef.h>

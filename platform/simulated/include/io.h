@@ -1,6 +1,6 @@
 // Low-level files of Windows' C run-time. A descriptor is a number of the simulated process's own
-// table and no descriptor of the host. Failures are reported in `errno`, with the same numbers as the
-// host's.
+// table and no descriptor of the host. Failures are reported in `errno`, with the same numbers as
+// the host's.
 #pragma once
 
 #include <corecrt.h>

@@ -1,5 +1,5 @@
-// Windows' basic types, with Windows' widths: DWORD, LONG and ULONG have 32 bits although `long` has
-// 64 here, and a WCHAR is one unit of UTF-16.
+// Windows' basic types, with Windows' widths: DWORD, LONG and ULONG have 32 bits although `long`
+// has 64 here, and a WCHAR is one unit of UTF-16.
 #pragma once
 
 #include <cstddef>
@@ -108,8 +108,11 @@ using REFGUID = const GUID&;
 inline bool operator==(const GUID& a, const GUID& b) {
     return __builtin_memcmp(&a, &b, sizeof(GUID)) == 0;
 }
-inline bool operator!=(const GUID& a, const GUID& b) { return !(a == b); }
+inline bool operator!=(const GUID& a, const GUID& b) {
+    return !(a == b);
+}
 
 #define LOWORD(value) (static_cast<WORD>(static_cast<DWORD_PTR>(value) & 0xffff))
 #define HIWORD(value) (static_cast<WORD>((static_cast<DWORD_PTR>(value) >> 16) & 0xffff))
-#define MAKEINTRESOURCEW(id) (reinterpret_cast<LPWSTR>(static_cast<ULONG_PTR>(static_cast<WORD>(id))))
+#define MAKEINTRESOURCEW(id) \
+    (reinterpret_cast<LPWSTR>(static_cast<ULONG_PTR>(static_cast<WORD>(id))))

@@ -52,8 +52,7 @@ TEST(NumberText, CharactersAfterAnIntegerAreIgnored) {
 }
 
 TEST(NumberText, IntegersOfMoreThan32BitsAreRefused) {
-    for (const char* text :
-         {"+2147483648", "-2147483649", "0xffffffff", "0xfffffffffffffffffff"}) {
+    for (const char* text : {"+2147483648", "-2147483649", "0xffffffff", "0xfffffffffffffffffff"}) {
         EXPECT_EQ(tried(textToInt, text), std::nullopt) << text;
     }
 }
