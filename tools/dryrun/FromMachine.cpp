@@ -15,9 +15,9 @@ using simulated::toUtf8;
 namespace {
 
 void writeKey(const simulated::RegistryKey& key, const std::string& path, Json& registry) {
-    if (key.parent != nullptr && (!key.values.empty() || key.subkeys.empty())) {
+    if (key.parent != nullptr && (!key.values().empty() || key.subkeys.empty())) {
         Json& values = registry[path] = Json::object();
-        for (const simulated::RegistryValue& value : key.values) {
+        for (const simulated::RegistryValue& value : key.values()) {
             values[toUtf8(value.name)] =
                 registryValueJson(value.type, value.data, toUtf8, fromUtf8);
         }

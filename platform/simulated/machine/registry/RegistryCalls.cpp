@@ -153,7 +153,7 @@ void emptyTree(RegistryKey& key) {
         emptyTree(*last);
         last->remove();
     }
-    key.values.clear();
+    key.deleteValues();
 }
 
 /// Deletes a tree; without a subkey the key itself stays, empty, and its handle needs `rights`.
@@ -333,14 +333,14 @@ LSTATUS WINAPI RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSiz
                ERROR_INVALID_PARAMETER);
         const Place place(key);
         place.require(KEY_QUERY_VALUE);
-        demand(index < place.key().values.size(), ERROR_NO_MORE_ITEMS);
-        const RegistryValue& value = place.key().values[index];
-        if (*nameSize <= value.name.size()) {
-            copyValue(value, type, nullptr, size);
+        const RegistryValue* const value = place.key().valueAt(index);
+        demand(value != nullptr, ERROR_NO_MORE_ITEMS);
+        if (*nameSize <= value->name.size()) {
+            copyValue(*value, type, nullptr, size);
             refuse(ERROR_MORE_DATA);
         }
-        copyName(value.name, name, nameSize);
-        copyValue(value, type, data, size);
+        copyName(value->name, name, nameSize);
+        copyValue(*value, type, data, size);
     });
 }
 

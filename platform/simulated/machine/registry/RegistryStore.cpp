@@ -15,13 +15,17 @@ namespace simulated {
 namespace {
 
 std::vector<std::uint8_t> textBytes(std::u16string_view text) {
+    const std::u16string terminated(text);
     std::vector<std::uint8_t> data((text.size() + 1) * sizeof(char16_t));
-    std::memcpy(data.data(), text.data(), text.size() * sizeof(char16_t));
+    std::memcpy(data.data(), terminated.c_str(), data.size());
     return data;
 }
 
 std::u16string bytesText(const std::vector<std::uint8_t>& data) {
     std::u16string text(data.size() / sizeof(char16_t), u'\0');
+    if (text.empty()) {
+        return text;  // an empty vector may have no memory
+    }
     std::memcpy(text.data(), data.data(), text.size() * sizeof(char16_t));
     return text;
 }
@@ -67,7 +71,7 @@ std::string describeData(const RegistryValue& value) {
 
 void describeKey(const RegistryKey& key, const std::string& path, std::vector<std::string>& facts) {
     facts.push_back("registry " + path);
-    for (const RegistryValue& value : key.values) {
+    for (const RegistryValue& value : key.values()) {
         facts.push_back("registry " + path + " [" + toUtf8(value.name) + "] " +
                         describeType(value.type) + ' ' + describeData(value));
     }
@@ -84,11 +88,6 @@ std::shared_ptr<RegistryKey> walk(std::shared_ptr<RegistryKey> key, const KeyPat
     return key;
 }
 
-std::vector<RegistryValue>::iterator locateValue(RegistryKey& key, std::u16string_view name) {
-    return std::find_if(key.values.begin(), key.values.end(),
-                        [&](const RegistryValue& value) { return sameText(value.name, name); });
-}
-
 KeyPath join(KeyPath path, std::u16string_view tail) {
     for (std::u16string& name : components(tail)) {
         path.push_back(std::move(name));
@@ -102,28 +101,44 @@ std::u16string RegistryKey::path() const {
     return parent == nullptr ? name : parent->path() + u'\\' + name;
 }
 
-RegistryValue* RegistryKey::findValue(std::u16string_view wanted) {
-    const auto found = locateValue(*this, wanted);
-    return found == values.end() ? nullptr : &*found;
+const RegistryValue* RegistryKey::findValue(std::u16string_view valueName) const {
+    const auto found = valuesByName_.find(valueName);
+    return found == valuesByName_.end() ? nullptr : &*found->second;
+}
+
+const RegistryValue* RegistryKey::valueAt(std::size_t index) {
+    const auto value = valueEnumeration_.at(values_, index);
+    return value == values_.end() ? nullptr : &*value;
 }
 
 void RegistryKey::setValue(std::u16string_view valueName, std::uint32_t type,
                            std::vector<std::uint8_t> data) {
-    if (RegistryValue* value = findValue(valueName)) {
-        value->type = type;
-        value->data = std::move(data);
-    } else {
-        values.push_back({std::u16string(valueName), type, std::move(data)});
+    const auto found = valuesByName_.find(valueName);
+    if (found != valuesByName_.end()) {
+        found->second->type = type;
+        found->second->data = std::move(data);
+        return;
     }
+    values_.push_back({std::u16string(valueName), type, std::move(data)});
+    valuesByName_.emplace(valueName, std::prev(values_.end()));
+    valueEnumeration_.reset();
 }
 
 bool RegistryKey::deleteValue(std::u16string_view valueName) {
-    const auto found = locateValue(*this, valueName);
-    if (found == values.end()) {
+    const auto found = valuesByName_.find(valueName);
+    if (found == valuesByName_.end()) {
         return false;
     }
-    values.erase(found);
+    values_.erase(found->second);
+    valuesByName_.erase(found);
+    valueEnumeration_.reset();
     return true;
+}
+
+void RegistryKey::deleteValues() {
+    valuesByName_.clear();
+    values_.clear();
+    valueEnumeration_.reset();
 }
 
 std::shared_ptr<RegistryKey> RegistryKey::subkey(std::u16string_view subkeyName) {
@@ -135,21 +150,13 @@ std::shared_ptr<RegistryKey> RegistryKey::subkey(std::u16string_view subkeyName)
     made->name = subkeyName;
     made->parent = this;
     subkeys.emplace(subkeyName, made);
-    lastEnumerated_.reset();
+    subkeyEnumeration_.reset();
     return made;
 }
 
 const std::u16string* RegistryKey::nameOfSubkey(std::size_t index) {
-    if (index >= subkeys.size()) {
-        return nullptr;
-    }
-    if (!lastEnumerated_ || index < lastEnumerated_->index) {
-        lastEnumerated_ = {0, subkeys.begin()};
-    }
-    for (; lastEnumerated_->index < index; ++lastEnumerated_->index) {
-        ++lastEnumerated_->subkey;
-    }
-    return &lastEnumerated_->subkey->first;
+    const auto subkey = subkeyEnumeration_.at(subkeys, index);
+    return subkey == subkeys.end() ? nullptr : &subkey->first;
 }
 
 void RegistryKey::remove() {
@@ -161,7 +168,7 @@ void RegistryKey::remove() {
     if (RegistryKey* const above = std::exchange(parent, nullptr)) {
         const std::u16string ownName = name;
         above->subkeys.erase(ownName);
-        above->lastEnumerated_.reset();
+        above->subkeyEnumeration_.reset();
     }
 }
 
@@ -286,7 +293,7 @@ std::vector<std::u16string> RegistryStore::subkeys(View view, std::u16string_vie
 std::vector<std::u16string> RegistryStore::valueNames(View view, std::u16string_view key) const {
     std::vector<std::u16string> names;
     if (const auto found = findFull(view, key)) {
-        for (const RegistryValue& value : found->values) {
+        for (const RegistryValue& value : found->values()) {
             names.push_back(value.name);
         }
     }

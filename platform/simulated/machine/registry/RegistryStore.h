@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -26,9 +27,41 @@ struct RegistryValue {
     std::vector<std::uint8_t> data;
 };
 
+/// Looks elements of a list or map up by their index, in constant time where indexes rise one by
+/// one.
+template <class Container>
+class Enumeration {
+public:
+    using Iterator = typename Container::const_iterator;
+
+    /// Returns the element at an index, or the end.
+    Iterator at(const Container& container, std::size_t index) {
+        if (index >= container.size()) {
+            return container.end();
+        }
+        if (!element_ || index < index_) {
+            element_ = container.begin();
+            index_ = 0;
+        }
+        for (; index_ < index; ++index_) {
+            ++*element_;
+        }
+        return *element_;
+    }
+
+    /// Must be called whenever an element was added or deleted.
+    void reset() { element_.reset(); }
+
+private:
+    std::optional<Iterator> element_;
+    std::size_t index_ = 0;
+};
+
 /// A key with its values in the order in which they were made and its subkeys in the order of their
 /// names.
-struct RegistryKey {
+class RegistryKey {
+public:
+    using Values = std::list<RegistryValue>;
     using Subkeys = NameMap<std::shared_ptr<RegistryKey>>;
 
     std::u16string name;
@@ -36,19 +69,21 @@ struct RegistryKey {
     bool deleted = false;  ///< an open handle still refers to it
     bool readDenied = false;
     bool writeDenied = false;
-    std::vector<RegistryValue> values;
     Subkeys subkeys;  ///< changed by `subkey` and `remove` alone
 
+    const Values& values() const { return values_; }
     /// Returns the path from the root: "HKLM\Software\Wow6432Node\X".
     std::u16string path() const;
-    RegistryValue* findValue(std::u16string_view wanted);
+    const RegistryValue* findValue(std::u16string_view valueName) const;
+    /// Returns the value at an index, or null after the last one.
+    const RegistryValue* valueAt(std::size_t index);
     void setValue(std::u16string_view valueName, std::uint32_t type,
                   std::vector<std::uint8_t> data);
     bool deleteValue(std::u16string_view valueName);
+    void deleteValues();
     /// Returns the direct subkey of this name; creates it if it is missing.
     std::shared_ptr<RegistryKey> subkey(std::u16string_view subkeyName);
-    /// Returns the name of the subkey at an index, or null after the last one. Enumeration by
-    /// rising indexes takes constant time for each.
+    /// Returns the name of the subkey at an index, or null after the last one.
     const std::u16string* nameOfSubkey(std::size_t index);
     /// Deletes the key and everything below it.
     void remove();
@@ -57,12 +92,10 @@ struct RegistryKey {
     bool deniesRead() const;
 
 private:
-    /// The subkey that was enumerated last; none once a subkey was added or deleted.
-    struct Enumerated {
-        std::size_t index;
-        Subkeys::const_iterator subkey;
-    };
-    std::optional<Enumerated> lastEnumerated_;
+    Values values_;
+    NameMap<Values::iterator> valuesByName_;
+    Enumeration<Values> valueEnumeration_;
+    Enumeration<Subkeys> subkeyEnumeration_;
 };
 
 /// Paths start with a root: "HKLM\Software\X"; roots are HKLM, HKCU and HKU. What tests do here is
