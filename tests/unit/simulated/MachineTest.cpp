@@ -60,6 +60,19 @@ TEST_F(SimulatedMachineDeathTest, IdentifiersOfAnAliasOfTheMachineAreNotSupporte
     EXPECT_DEATH(ConvertStringSidToSidW(u"LA", &sid), "the alias LA");
 }
 
+TEST_F(SimulatedMachineDeathTest, NullOutParametersAreNotSupported) {
+    char buffer = 0;
+    EXPECT_DEATH(ReadFile(nullptr, &buffer, 1, nullptr, nullptr),
+                 "ReadFile doesn't support a null pointer");
+}
+
+TEST_F(SimulatedMachineDeathTest, ASecondViewOfASharedBlockIsNotSupported) {
+    const HANDLE block =
+        CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 8, "Block");
+    EXPECT_NE(nullptr, MapViewOfFile(block, FILE_MAP_READ, 0, 0, 8));
+    EXPECT_DEATH(MapViewOfFile(block, FILE_MAP_READ, 0, 0, 8), "a second view of a block");
+}
+
 TEST_F(SimulatedMachine, AnOrdinaryUserWritesFilesOnlyWhereHeMay) {
     volumes.addFile(u"C:\\Windows\\System32\\f");
     machine.security.becomeOrdinaryUser();

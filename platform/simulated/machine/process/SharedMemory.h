@@ -40,9 +40,9 @@ public:
 
     std::shared_ptr<SharedBlock> find(const std::string& name) const;
     std::shared_ptr<SharedBlock> create(const std::string& name, std::size_t size);
-    /// The handles of the views at an address, the latest last. Unlike on Windows, all views of a
-    /// block have one address.
-    std::map<const void*, std::vector<HANDLE>>& views() { return views_; }
+    /// The handles of the views by their addresses. A block has one view at a time: two addresses
+    /// of one memory would be those of the process's copies too, which the sweep makes by fork.
+    std::map<const void*, HANDLE>& views() { return views_; }
     void flushed(const SharedBlock& block) const;
     void endProcess() { views_.clear(); }
     void restart();
@@ -50,7 +50,7 @@ public:
 private:
     std::map<std::string, std::weak_ptr<SharedBlock>> blocks_;
     std::map<std::string, std::shared_ptr<SharedBlock>> others_;
-    std::map<const void*, std::vector<HANDLE>> views_;
+    std::map<const void*, HANDLE> views_;
     Observer observer_;
 };
 

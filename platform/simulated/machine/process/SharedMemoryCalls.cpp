@@ -74,8 +74,11 @@ LPVOID WINAPI MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWOR
             notSupported("MapViewOfFile", "a part of a block, or a copy");
         }
         void* const address = open->block->bytes.data();
-        machine.sharedMemory.views()[address].push_back(
-            machine.handles.add(std::make_shared<ViewHandle>(open->block)));
+        if (machine.sharedMemory.views().contains(address)) {
+            notSupported("MapViewOfFile", "a second view of a block");
+        }
+        machine.sharedMemory.views()[address] =
+            machine.handles.add(std::make_shared<ViewHandle>(open->block));
         return address;
     });
 }
@@ -85,23 +88,23 @@ BOOL WINAPI FlushViewOfFile(LPCVOID address, SIZE_T) {
         Machine& machine = Machine::current();
         const auto found = machine.sharedMemory.views().find(address);
         demand(found != machine.sharedMemory.views().end(), ERROR_INVALID_ADDRESS);
-        machine.sharedMemory.flushed(
-            *machine.handles.find<ViewHandle>(found->second.back())->block);
+        machine.sharedMemory.flushed(*machine.handles.find<ViewHandle>(found->second)->block);
     });
 }
 
 BOOL WINAPI UnmapViewOfFile(LPCVOID address) {
-    return call("UnmapViewOfFile", ERROR_INVALID_ADDRESS, [&] {
-        Machine& machine = Machine::current();
-        auto& views = machine.sharedMemory.views();
+    Machine& machine = Machine::current();
+    auto& views = machine.sharedMemory.views();
+    const BOOL isUnmapped = call("UnmapViewOfFile", ERROR_INVALID_ADDRESS, [&] {
         const auto found = views.find(address);
         demand(found != views.end(), ERROR_INVALID_ADDRESS);
-        machine.handles.close(found->second.back());
-        found->second.pop_back();
-        if (found->second.empty()) {
-            views.erase(found);
-        }
+        machine.handles.close(found->second);
+        views.erase(found);
     });
+    if (!isUnmapped) {
+        views.erase(address);  // its owner doesn't use it again, and the next view has its address
+    }
+    return isUnmapped;
 }
 
 }  // extern "C"
