@@ -49,19 +49,11 @@ std::map<std::string, std::uint64_t> Calls::byName() const {
     return {counts_.begin(), counts_.end()};
 }
 
-void Calls::clearJournal() {
-    counts_.clear();
-    order_.clear();
-}
-
 Calls::Outcome Calls::enter(const char* function) {
     if (stopped_) {
         return {true, std::nullopt};
     }
     ++counts_.try_emplace(function).first->second;
-    if (keepOrder_) {
-        order_.emplace_back(function);
-    }
     if (observer_) {
         observer_(function);
     }
@@ -105,6 +97,12 @@ void notSupported(const std::string& function, const std::string& what) {
     std::fprintf(stderr, "The simulated machine's %s doesn't support %s.\n", function.c_str(),
                  what.c_str());
     std::abort();
+}
+
+void requireNonNull(const char* function, const void* pointer) {
+    if (pointer == nullptr) {
+        notSupported(function, "a null pointer");
+    }
 }
 
 void setLastError(std::uint32_t status) {

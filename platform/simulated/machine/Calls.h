@@ -57,11 +57,7 @@ public:
     std::map<std::string, std::uint64_t> byName() const;
 
     /// Resets the counts. Plans go on counting from where they were made.
-    void clearJournal();
-
-    /// Keeps the names of the calls in their order from now on, or stops doing so.
-    void keepOrder(bool keep) { keepOrder_ = keep; }
-    const std::vector<std::string>& order() const { return order_; }
+    void clearJournal() { counts_.clear(); }
 
     /// Calls the observer with the function's name before each call from now on, until another is
     /// set or an empty one. It may plan a fault for the call that is about to be made.
@@ -89,10 +85,8 @@ private:
     ReentrantLock mutex_;
     std::map<std::string, std::uint64_t, std::less<>> counts_;
     std::vector<Plan> plans_;
-    std::vector<std::string> order_;
     Observer observer_;
     std::string faultedFunction_;
-    bool keepOrder_ = false;
     bool stopped_ = false;
 };
 
@@ -132,13 +126,14 @@ void check(std::uint32_t status);
 /// machine hasn't. To go on would be to guess.
 [[noreturn]] void notSupported(const std::string& function, const std::string& what);
 
-/// Returns what a pointer of the caller points to; a null pointer, which would be an access
-/// violation on Windows, ends the program with a message.
+/// Ends the program with a message for a null pointer, which would be an access violation on
+/// Windows.
+void requireNonNull(const char* function, const void* pointer);
+
+/// Returns what a pointer of the caller, which must not be null, points to.
 template <class T>
 T& required(const char* function, T* pointer) {
-    if (pointer == nullptr) {
-        notSupported(function, "a null pointer");
-    }
+    requireNonNull(function, pointer);
     return *pointer;
 }
 
