@@ -24,6 +24,7 @@ std::shared_ptr<OpenFile> openFile(HANDLE handle) {
 
 /// The bytes of a self-relative descriptor, which holds a discretionary list and nothing else.
 std::string descriptorBytes(const char* descriptor) {
+    requireNonNull("CreateFileW or SetFileSecurityW", descriptor);
     SECURITY_DESCRIPTOR_RELATIVE head;
     std::memcpy(&head, descriptor, sizeof(head));
     if (head.Owner != 0 || head.Group != 0 || head.Sacl != 0 || head.Dacl == 0) {
@@ -127,6 +128,9 @@ BOOL WINAPI ReadFile(HANDLE handle, LPVOID buffer, DWORD size, LPDWORD done, LPO
         const std::shared_ptr<OpenFile> file = openFile(handle);
         demand(!file->node().isDirectory, ERROR_INVALID_FUNCTION);
         demand(file->mayRead(), ERROR_ACCESS_DENIED);
+        if (size > 0) {
+            requireNonNull("ReadFile", buffer);
+        }
         *done = static_cast<DWORD>(file->read(buffer, size));
     });
 }

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include <algorithm>
 #include <cstring>
 
 namespace simulated {
@@ -34,8 +33,7 @@ std::size_t OpenFile::read(void* buffer, std::size_t size) {
     if (position_ >= content.size()) {
         return 0;
     }
-    const std::size_t count = std::min<std::size_t>(size, content.size() - position_);
-    std::memcpy(buffer, content.data() + position_, count);
+    const std::size_t count = content.copy(static_cast<char*>(buffer), size, position_);
     position_ += count;
     return count;
 }

@@ -57,6 +57,7 @@ BOOL WINAPI DeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inSize, 
         const auto file = Machine::current().handles.find<OpenFile>(device);
         demand(file != nullptr, ERROR_INVALID_HANDLE);
         required("DeviceIoControl", returned) = 0;
+        requireNonNull("DeviceIoControl", code == FSCTL_SET_REPARSE_POINT ? in : out);
         if (code == FSCTL_SET_REPARSE_POINT) {
             demand(file->mayWrite(), ERROR_ACCESS_DENIED);
             setReparsePoint(file->node(), {static_cast<const char*>(in), inSize});

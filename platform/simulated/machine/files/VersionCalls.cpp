@@ -60,6 +60,7 @@ BOOL WINAPI VerQueryValueW(LPCVOID block, LPCWSTR subBlock, LPVOID* value, PUINT
         if (argument(subBlock) != u"\\") {
             notSupported("VerQueryValueW", toUtf8(argument(subBlock)));
         }
+        requireNonNull("VerQueryValueW", block);
         // The block's own length reaches no further than the caller's buffer.
         WORD length = 0;
         std::memcpy(&length, block, sizeof(length));

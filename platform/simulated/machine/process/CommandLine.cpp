@@ -100,6 +100,7 @@ LPWSTR* makeBlock(const std::vector<std::u16string>& arguments) {
         size += (text.size() + 1) * sizeof(WCHAR);
     }
     auto* const block = static_cast<char*>(std::malloc(size));
+    demand(block != nullptr, ERROR_NOT_ENOUGH_MEMORY);
     auto** const vector = reinterpret_cast<LPWSTR*>(block);
     char* at = block + pointers;
     for (std::size_t i = 0; i < arguments.size(); ++i) {

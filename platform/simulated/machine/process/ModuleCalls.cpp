@@ -189,6 +189,7 @@ DWORD WINAPI GetModuleFileNameW(HMODULE handle, LPWSTR buffer, DWORD size) {
             return copyOut(path, buffer, size);
         }
         if (size > 0) {
+            requireNonNull("GetModuleFileNameW", buffer);
             path.copy(buffer, size - 1);
             buffer[size - 1] = u'\0';
         }
@@ -199,6 +200,7 @@ DWORD WINAPI GetModuleFileNameW(HMODULE handle, LPWSTR buffer, DWORD size) {
 
 FARPROC WINAPI GetProcAddress(HMODULE handle, LPCSTR name) {
     return call("GetProcAddress", ERROR_PROC_NOT_FOUND, [&] {
+        requireNonNull("GetProcAddress", name);
         const Module& module = moduleOf(handle);
         demand(!Modules::isDataHandle(handle), ERROR_MOD_NOT_FOUND);
         demand(!module.hiddenFunctions.contains(name) && &module == &modules().ownerOf(name),
@@ -251,6 +253,7 @@ DWORD WINAPI FormatMessageW(DWORD flags, LPCVOID source, DWORD messageId, DWORD 
         const std::u16string& text = findMessage(flags, source, messageId);
         const auto room = static_cast<DWORD>(text.size() + 1);
         auto* const allocated = static_cast<LPWSTR>(std::calloc(room, sizeof(WCHAR)));
+        demand(allocated != nullptr, ERROR_NOT_ENOUGH_MEMORY);
         *reinterpret_cast<LPWSTR*>(buffer) = allocated;
         return copyOut(text, allocated, room);
     });

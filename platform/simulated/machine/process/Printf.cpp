@@ -35,13 +35,12 @@ public:
 
     /// Appends a text up to its NUL.
     void appendTerminated(const Char* text) {
-        const Char* const end = text + (size_ - length_);
-        const Char* at = text;
-        while (at != end && *at != Char()) {
-            ++at;
+        std::size_t length = 0;
+        while (length < size_ - length_ && text[length] != Char()) {
+            ++length;
         }
-        append(View(text, static_cast<std::size_t>(at - text)));
-        isCut_ = isCut_ || *at != Char();
+        append(View(text, length));
+        isCut_ = isCut_ || text[length] != Char();
     }
 
     /// Writes a NUL if there is space for one. Returns the length, or -1 if the text is cut.

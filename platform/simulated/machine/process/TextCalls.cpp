@@ -41,6 +41,7 @@ int deliver(const std::basic_string<Character>& result, Character* buffer, int s
     if (size == 0) {
         return static_cast<int>(result.size());
     }
+    demand(buffer != nullptr, ERROR_INVALID_PARAMETER);
     const std::size_t written = std::min(result.size(), static_cast<std::size_t>(size));
     std::copy_n(result.begin(), written, buffer);
     demand(written == result.size(), ERROR_INSUFFICIENT_BUFFER);

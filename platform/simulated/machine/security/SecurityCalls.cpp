@@ -25,16 +25,10 @@ void demandValid(PSID sid) {
            ERROR_INVALID_SID);
 }
 
-/// Ends the program for a null pointer at which Windows would end it with an exception.
-void supportNoNull(const char* function, const void* pointer) {
-    if (pointer == nullptr) {
-        notSupported(function, "a null pointer");
-    }
-}
-
 /// Returns a copy in local memory.
 void* localCopy(const void* data, std::size_t size) {
     void* const copy = std::malloc(size);
+    demand(copy != nullptr, ERROR_NOT_ENOUGH_MEMORY);
     std::memcpy(copy, data, size);
     return copy;
 }
@@ -109,8 +103,8 @@ BOOL WINAPI GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS wanted, LP
 
 BOOL WINAPI CopySid(DWORD size, PSID copy, PSID sid) {
     return call("CopySid", ERROR_INSUFFICIENT_BUFFER, [&] {
-        supportNoNull("CopySid", copy);
-        supportNoNull("CopySid", sid);
+        requireNonNull("CopySid", copy);
+        requireNonNull("CopySid", sid);
         demand(size >= lengthOf(sid), ERROR_INSUFFICIENT_BUFFER);
         std::memmove(copy, sid, lengthOf(sid));
     });
@@ -119,8 +113,8 @@ BOOL WINAPI CopySid(DWORD size, PSID copy, PSID sid) {
 /// No failure can be planned: it only reads memory, and FALSE is an answer.
 BOOL WINAPI EqualSid(PSID first, PSID second) {
     return sureCall("EqualSid", [&] {
-        supportNoNull("EqualSid", first);
-        supportNoNull("EqualSid", second);
+        requireNonNull("EqualSid", first);
+        requireNonNull("EqualSid", second);
         const DWORD length = lengthOf(first);
         const bool same = length == lengthOf(second) && std::memcmp(first, second, length) == 0;
         SetLastError(ERROR_SUCCESS);

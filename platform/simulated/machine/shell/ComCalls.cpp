@@ -112,9 +112,8 @@ int WINAPI StringFromGUID2(REFGUID guid, LPOLESTR text, int size) {
 
 HRESULT WINAPI IIDFromString(LPCOLESTR text, LPIID iid) {
     return resultCall("IIDFromString", CO_E_IIDSTRING, [&]() -> HRESULT {
-        if (text == nullptr || iid == nullptr) {
-            notSupported("IIDFromString", "a null pointer");
-        }
+        requireNonNull("IIDFromString", text);
+        requireNonNull("IIDFromString", iid);
         if (argument(text).size() != kGuidLength) {
             return E_INVALIDARG;
         }
