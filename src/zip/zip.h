@@ -152,8 +152,9 @@ static __inline int norvca_zip_load(HMODULE library, norvca_zip* table) {
 #endif
 
 /* Stops a compiler that lays out the structures differently. */
+#define NZ_FITS(pointer, expected, is) (sizeof(void*) != (pointer) || (is) == (expected))
 #define NZ_HOLDS(name, in64, in32, is) \
-    typedef char nz_##name##_has_moved[(is) == (sizeof(void*) == 8 ? (in64) : (in32)) ? 1 : -1]
+    typedef char nz_##name##_has_moved[NZ_FITS(8, in64, is) && NZ_FITS(4, in32, is) ? 1 : -1]
 #define NZ_AT(type, field, in64, in32) NZ_HOLDS(type##_##field, in64, in32, offsetof(type, field))
 #define NZ_SIZE(type, in64, in32) NZ_HOLDS(type, in64, in32, sizeof(type))
 
@@ -197,6 +198,7 @@ NZ_AT(nzentry, nlen, 68, 60);
 NZ_SIZE(nzentry, 72, 64);
 
 #undef NZ_HOLDS
+#undef NZ_FITS
 #undef NZ_AT
 #undef NZ_SIZE
 

@@ -84,7 +84,7 @@ void writeAsked(std::ostream& page, const Json& outcome) {
     for (const Json& property : outcome["properties"]) {
         row("Property", "<code>" + textOf(property) + "</code>");
     }
-    if (asked["failure"] != "") {
+    if (const std::string failure = asked["failure"]; !failure.empty()) {
         row("Failing call", "<code>" + textOf(asked["failure"]) + "</code>");
     }
     page << "</dl>\n";

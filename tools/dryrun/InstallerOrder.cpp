@@ -52,6 +52,7 @@ void placeAddedProducts(simulated::Installer& installer, std::size_t before) {
     std::vector<const simulated::Product*> sorted(list.begin(), list.end());
     std::stable_sort(sorted.begin(), sorted.end(), isBefore);
     std::vector<simulated::Product> products;
+    products.reserve(sorted.size());
     for (const simulated::Product* product : sorted) {
         products.push_back(*product);
     }

@@ -38,7 +38,7 @@ std::vector<InstalledNorv> detectRuntimes() {
 std::vector<tstring> findToolProviders() {
     std::vector<tstring> providers;
     if (au::InstalledState::detect().state != au::InstalledState::kNotInstalled) {
-        providers.push_back(au::kProductCode);
+        providers.emplace_back(au::kProductCode);
     }
     for (const InstalledNorv& product : detectRuntimes()) {
         const msi::Database package(product.productCode);

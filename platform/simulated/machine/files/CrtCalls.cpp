@@ -141,7 +141,7 @@ FILE* openStream(const char16_t* path, const char16_t* given) {
         std::make_unique<Cookie>(Cookie{openNumbered(path, request, mode != u"rb", false)});
     FILE* const stream = fopencookie(cookie.get(), writes ? "w" : "r",
                                      {readCookie, writeCookie, nullptr, closeCookie});
-    cookie.release();  // closeCookie frees it
+    static_cast<void>(cookie.release());  // closeCookie frees it
     return stream;
 }
 
