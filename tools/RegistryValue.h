@@ -9,8 +9,9 @@
 
 #include <nlohmann/json.hpp>
 
-/// A value that isn't of its type's usual form, or that UTF-8 can't hold, stands in hexadecimal
-/// digits.
+/// Returns a value of the registry as a description has it: in its type's notation, or in
+/// hexadecimal digits if its bytes don't have the encoding of the type or can't be converted to
+/// UTF-8.
 template <class ToUtf8, class FromUtf8>
 nlohmann::json registryValueJson(DWORD type, const std::vector<BYTE>& data, const ToUtf8& toUtf8,
                                  const FromUtf8& fromUtf8) {

@@ -78,8 +78,8 @@ tstring directoryAbove(const tstring& path) {
     return isRoot ? tstring() : FileUtils::dirname(path);
 }
 
-/// The one way to write an absolute path: full, with the long names of what is there, without a
-/// separator at its end.
+/// Returns the full path, with the long names of the files that exist, without a trailing
+/// separator.
 tstring canonical(const tstring& path) {
     const tstring full = readGrowing<tstring>(MAX_PATH, [&](TCHAR* text, std::size_t size) {
         return GetFullPathNameW(path.c_str(), static_cast<DWORD>(size), text, nullptr);
@@ -109,7 +109,7 @@ bool isInUse(const tstring& path) {
     return false;
 }
 
-/// Where a link leads in the end; empty when nothing is there.
+/// Returns the final target of a link; empty if it doesn't exist.
 tstring finalPath(const tstring& link) {
     const WinHandle file = openFile(link, 0, FILE_FLAG_BACKUP_SEMANTICS);
     if (!file) {
@@ -336,7 +336,7 @@ private:
         if (isShare(path)) {
             unreachable_.insert(path);
         }
-        // What is no name of a file names nothing that is there.
+        // A string that is no valid file name belongs to no existing file.
         description_.wasRead(path, status == ERROR_INVALID_NAME ? ERROR_FILE_NOT_FOUND : status);
         return std::nullopt;
     }
@@ -359,7 +359,7 @@ private:
         }
         place(path);
         file(FileUtils::combinePath(path, kLauncher));
-        // Of the other tools the library asks for no more than whether they are there.
+        // Of the other tools the library only checks whether they exist.
         wantsVersions_ = false;
         for (const TCHAR* name : kHomeFiles) {
             file(FileUtils::combinePath(path, name));

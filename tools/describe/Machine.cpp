@@ -27,7 +27,7 @@ std::string windowsVersion() {
            "." + std::to_string(version.dwBuildNumber);
 }
 
-/// The ids of the user's language list, as the library asks for them.
+/// The ids of the user's language list, as the library reads them.
 Json languages() {
     Json result = Json::array();
     ULONG count = 0;

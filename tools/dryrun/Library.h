@@ -8,7 +8,7 @@
 
 #include "simulated/machine/Machine.h"
 
-/// Calls an export of the library, loaded anew on this machine: its process-wide objects are made
-/// after the machine was described. Returns the export's status; throws BadInput if the library
-/// can't be loaded.
+/// Loads the library on this machine and calls an export of it. The library's process-wide objects
+/// are created by this load, after the machine was described. Returns the export's status; throws
+/// BadInput if the library can't be loaded.
 UINT callExport(const std::string& name, simulated::Machine& machine, MSIHANDLE session);
