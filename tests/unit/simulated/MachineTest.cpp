@@ -16,7 +16,7 @@ using namespace simulated;
 
 namespace {
 
-class SimulatedMachine : public testing::Test {
+class MachineTest : public testing::Test {
 protected:
     static DWORD statusOf(BOOL done) { return done != FALSE ? ERROR_SUCCESS : GetLastError(); }
     static LSTATUS open(HKEY root, REGSAM access, HKEY& key) {
@@ -28,7 +28,7 @@ protected:
     Volumes& volumes = machine.volumes;
 };
 
-TEST_F(SimulatedMachine, TheTokenDecidesWhoWritesTheRegistry) {
+TEST_F(MachineTest, TheTokenDecidesWhoWritesTheRegistry) {
     machine.registry.createKey(View::Bits64, u"HKLM\\Software\\X");
     machine.registry.createKey(View::Bits64, u"HKCU\\Software\\X");
     const std::tuple<void (Security::*)(), LSTATUS, LSTATUS> kCases[] = {
@@ -48,32 +48,32 @@ TEST_F(SimulatedMachine, TheTokenDecidesWhoWritesTheRegistry) {
     EXPECT_EQ(std::u16string(path), u"C:\\Windows\\Temp\\") << "the system's account has its own";
 }
 
-using SimulatedMachineDeathTest = SimulatedMachine;
+using MachineDeathTest = MachineTest;
 
-TEST_F(SimulatedMachineDeathTest, TheMergedClassesAreNotSupported) {
+TEST_F(MachineDeathTest, TheMergedClassesAreNotSupported) {
     HKEY key = nullptr;
     EXPECT_DEATH(open(HKEY_CLASSES_ROOT, KEY_READ, key), "HKEY_CLASSES_ROOT");
 }
 
-TEST_F(SimulatedMachineDeathTest, IdentifiersOfAnAliasOfTheMachineAreNotSupported) {
+TEST_F(MachineDeathTest, IdentifiersOfAnAliasOfTheMachineAreNotSupported) {
     PSID sid = nullptr;
     EXPECT_DEATH(ConvertStringSidToSidW(u"LA", &sid), "the alias LA");
 }
 
-TEST_F(SimulatedMachineDeathTest, NullOutParametersAreNotSupported) {
+TEST_F(MachineDeathTest, NullOutParametersAreNotSupported) {
     char buffer = 0;
     EXPECT_DEATH(ReadFile(nullptr, &buffer, 1, nullptr, nullptr),
                  "ReadFile doesn't support a null pointer");
 }
 
-TEST_F(SimulatedMachineDeathTest, ASecondViewOfASharedBlockIsNotSupported) {
+TEST_F(MachineDeathTest, ASecondViewOfASharedBlockIsNotSupported) {
     const HANDLE block =
         CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 8, "Block");
     EXPECT_NE(nullptr, MapViewOfFile(block, FILE_MAP_READ, 0, 0, 8));
     EXPECT_DEATH(MapViewOfFile(block, FILE_MAP_READ, 0, 0, 8), "a second view of a block");
 }
 
-TEST_F(SimulatedMachine, AnOrdinaryUserWritesFilesOnlyWhereHeMay) {
+TEST_F(MachineTest, AnOrdinaryUserWritesFilesOnlyWhereHeMay) {
     volumes.addFile(u"C:\\Windows\\System32\\f");
     machine.security.becomeOrdinaryUser();
     EXPECT_EQ(5u, statusOf(CreateDirectoryW(u"C:\\Program Files\\made", nullptr)));
@@ -84,25 +84,7 @@ TEST_F(SimulatedMachine, AnOrdinaryUserWritesFilesOnlyWhereHeMay) {
               statusOf(MoveFileExW(u"C:\\Windows\\Temp\\x", nullptr, MOVEFILE_DELAY_UNTIL_REBOOT)));
 }
 
-TEST_F(SimulatedMachine, AFailedOrStoppedCallChangesNothing) {
-    const std::vector<std::string> before = machine.describe();
-    const auto change = [&] {
-        HKEY made = nullptr;
-        EXPECT_NE(RegCreateKeyExW(HKEY_CURRENT_USER, u"sub", 0, nullptr, 0, KEY_READ, nullptr,
-                                  &made, nullptr),
-                  ERROR_SUCCESS);
-        EXPECT_NE(RegDeleteTreeW(HKEY_CURRENT_USER, u"Software"), ERROR_SUCCESS);
-    };
-    machine.calls.failCall(1, ERROR_NOT_ENOUGH_MEMORY);
-    machine.calls.failCall(2, ERROR_NOT_ENOUGH_MEMORY);
-    change();
-    machine.calls.stopAtCall(1);
-    change();
-    EXPECT_EQ(machine.describe(), before);
-    EXPECT_TRUE(machine.handles.open().empty());
-}
-
-TEST_F(SimulatedMachine, RelativeSymbolicLinksCountFromTheirDirectory) {
+TEST_F(MachineTest, RelativeSymbolicLinksCountFromTheirDirectory) {
     volumes.addShare(u"\\\\server\\share");
     for (const std::u16string volume : {u"C:", u"\\\\server\\share"}) {
         const std::u16string link = volume + u"\\a\\b\\link";
@@ -117,22 +99,7 @@ TEST_F(SimulatedMachine, RelativeSymbolicLinksCountFromTheirDirectory) {
     }
 }
 
-TEST_F(SimulatedMachine, ShellLinksKeepTheFullPathOfTheirTarget) {
-    CoInitialize(nullptr);
-    void* object = nullptr;
-    ASSERT_EQ(S_OK,
-              CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_ALL, IID_IPersistFile, &object));
-    auto* const file = static_cast<IPersistFile*>(object);
-    ASSERT_EQ(S_OK, file->QueryInterface(IID_IShellLinkW, &object));
-    auto* const link = static_cast<IShellLinkW*>(object);
-    EXPECT_EQ(S_OK, link->SetPath(u"\"C:/x/y/..\\z.exe\""));
-    EXPECT_EQ(S_OK, file->Save(u"C:\\z.lnk", TRUE));
-    EXPECT_EQ(u"C:\\x\\z.exe", machine.shell.link(u"C:\\z.lnk")->target);
-    link->Release();
-    file->Release();
-}
-
-TEST_F(SimulatedMachine, AllocationsOfTheMachineThatFailMakeTheCallFail) {
+TEST_F(MachineTest, AllocationsOfTheMachineThatFailMakeTheCallFail) {
     const HANDLE block =
         CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 8, "Block");
     const void* const view = MapViewOfFile(block, FILE_MAP_ALL_ACCESS, 0, 0, 8);
@@ -140,7 +107,7 @@ TEST_F(SimulatedMachine, AllocationsOfTheMachineThatFailMakeTheCallFail) {
     EXPECT_EQ(DWORD{ERROR_NOT_ENOUGH_MEMORY}, statusOf(FlushViewOfFile(view, 8)));
 }
 
-TEST_F(SimulatedMachine, AFaultInACopyMayLeaveAPart) {
+TEST_F(MachineTest, AFaultInACopyMayLeaveAPart) {
     volumes.addDrive(u'D');
     volumes.addFile(u"C:\\f", "content");
     volumes.nextFaultHalvesCopy = true;
@@ -151,24 +118,6 @@ TEST_F(SimulatedMachine, AFaultInACopyMayLeaveAPart) {
     machine.calls.failCall("CopyFileW", 1);
     EXPECT_FALSE(CopyFileW(u"C:\\f", u"D:\\g", TRUE));
     EXPECT_FALSE(volumes.exists(u"D:\\g")) << "once only";
-}
-
-TEST_F(SimulatedMachine, ARestartCarriesOutTheDelayedMovesInOrder) {
-    volumes.addFile(u"C:\\t\\old.dll", "old");
-    volumes.addFile(u"C:\\t\\new.tmp", "new");
-    volumes.addFile(u"C:\\t\\tree\\f", "f");
-    volumes.lock(u"C:\\t\\old.dll");
-    volumes.denyWrite(u"C:\\t\\tree\\f");
-    constexpr DWORD kDelay = MOVEFILE_DELAY_UNTIL_REBOOT;
-    EXPECT_TRUE(
-        MoveFileExW(u"c:/t/new.tmp", u"C:\\t\\old.dll", kDelay | MOVEFILE_REPLACE_EXISTING));
-    EXPECT_TRUE(MoveFileExW(u"C:\\t\\tree\\f", nullptr, kDelay));
-    EXPECT_TRUE(MoveFileExW(u"C:\\t\\tree", nullptr, kDelay));
-    EXPECT_EQ("old", volumes.content(u"C:\\t\\old.dll"));
-    machine.restart();
-    EXPECT_EQ("new", volumes.content(u"C:\\t\\old.dll"));
-    EXPECT_EQ(std::vector<std::u16string>{u"C:\\t\\old.dll"}, volumes.files(u"C:\\t"));
-    EXPECT_FALSE(volumes.exists(u"C:\\t\\tree"));
 }
 
 }  // namespace

@@ -47,51 +47,51 @@ TEST_F(ZipArchives, VerifiesAnEndHeaderWhoseCommentDoesNotEndTheFile) {
 TEST_F(ZipArchives, HasNoEntriesIfTheEndHeaderBeginsTheFile) {
     Archive archive = make({});
     archive.end.sizeOfCentralDirectory = 46;
-    EXPECT_EQ(readEntry(archive.bytes()), "no entry");
+    EXPECT_EQ(readEntry(archive), "no entry");
 }
 
 TEST_F(ZipArchives, RefusesACentralDirectoryLargerThanWhatPrecedesTheEndHeader) {
     Archive archive = threeEntries();
     archive.end.sizeOfCentralDirectory += archive.end.offsetOfStartOfCentralDirectory + 1;
-    EXPECT_EQ(openFailure(archive.bytes()), "invalid END header (bad central directory size)");
+    EXPECT_EQ(openFailure(archive), "invalid END header (bad central directory size)");
 }
 
 TEST_F(ZipArchives, RefusesACentralDirectoryThatStartsTooLate) {
     Archive archive = threeEntries();
     ++archive.end.offsetOfStartOfCentralDirectory;
-    EXPECT_EQ(openFailure(archive.bytes()), "invalid END header (bad central directory offset)");
+    EXPECT_EQ(openFailure(archive), "invalid END header (bad central directory offset)");
 }
 
 TEST_F(ZipArchives, OpensAFullCountWithoutAZip64Record) {
     Archive archive = make({{.name = "e", .data = "data", .stored = true}, {.name = "b"}});
     archive.end.totalEntries = 0xffff;
-    EXPECT_EQ(readEntry(archive.bytes()), "data");
+    EXPECT_EQ(readEntry(archive), "data");
 }
 
 TEST_F(ZipArchives, ChecksTheSignatureBeforeTheCompressionMethod) {
     Archive archive = threeEntries();
     archive.entries[1].central.compressionMethod = 9;
-    EXPECT_EQ(openFailure(archive.bytes()), "invalid CEN header (bad compression method)");
+    EXPECT_EQ(openFailure(archive), "invalid CEN header (bad compression method)");
     archive.entries[1].central.signature = 0x02014b00;
-    EXPECT_EQ(openFailure(archive.bytes()), "invalid CEN header (bad signature)");
+    EXPECT_EQ(openFailure(archive), "invalid CEN header (bad signature)");
 }
 
 TEST_F(ZipArchives, RefusesEncryptedEntries) {
     Archive archive = threeEntries();
     archive.entries[1].central.generalPurposeBitFlag = 1;
-    EXPECT_EQ(openFailure(archive.bytes()), "invalid CEN header (encrypted entry)");
+    EXPECT_EQ(openFailure(archive), "invalid CEN header (encrypted entry)");
 }
 
 TEST_F(ZipArchives, RefusesHeadersThatDoNotEndWithTheDirectory) {
     Archive longName = threeEntries();
     longName.entries[2].central.fileNameLength = 2;
-    EXPECT_EQ(openFailure(longName.bytes()), "invalid CEN header (bad header size)");
+    EXPECT_EQ(openFailure(longName), "invalid CEN header (bad header size)");
     Archive longComment = threeEntries();
     longComment.entries[2].central.fileCommentLength = 2;
-    EXPECT_EQ(openFailure(longComment.bytes()), "invalid CEN header (bad header size)");
+    EXPECT_EQ(openFailure(longComment), "invalid CEN header (bad header size)");
     Archive shortComment = threeEntries();
     shortComment.entries[2].central.fileCommentLength = 0;
-    EXPECT_EQ(openFailure(shortComment.bytes()), "invalid CEN header (bad header size)");
+    EXPECT_EQ(openFailure(shortComment), "invalid CEN header (bad header size)");
 }
 
 TEST_F(ZipArchives, OneFullFieldOfTheEndHeaderIsReplacedByTheZip64Record) {
@@ -100,21 +100,21 @@ TEST_F(ZipArchives, OneFullFieldOfTheEndHeaderIsReplacedByTheZip64Record) {
     size.zip64End->sizeOfCentralDirectory = kTooLarge;
     size.end.totalEntries = 3;
     size.end.offsetOfStartOfCentralDirectory = 0;
-    EXPECT_EQ(openFailure(size.bytes()), "Zip64 END values exceed supported size");
+    EXPECT_EQ(openFailure(size), "Zip64 END values exceed supported size");
 
     Archive offset = threeEntries();
     offset.addZip64End();
     offset.zip64End->offsetOfStartOfCentralDirectory = kTooLarge;
     offset.end.totalEntries = 3;
     offset.end.sizeOfCentralDirectory = 0;
-    EXPECT_EQ(openFailure(offset.bytes()), "Zip64 END values exceed supported size");
+    EXPECT_EQ(openFailure(offset), "Zip64 END values exceed supported size");
 
     Archive count = threeEntries();
     count.addZip64End();
     count.zip64End->totalEntries = 0x80000000;
     count.end.sizeOfCentralDirectory = 0;
     count.end.offsetOfStartOfCentralDirectory = 0;
-    EXPECT_EQ(openFailure(count.bytes()), "Zip64 END values exceed supported size");
+    EXPECT_EQ(openFailure(count), "Zip64 END values exceed supported size");
 }
 
 TEST_F(ZipArchives, TheCountOnlySizesTheHashTable) {

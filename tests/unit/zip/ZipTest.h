@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <map>
 
@@ -19,6 +18,9 @@ protected:
     }
 
     /// Returns the message of an archive that can't be opened, "opened" for any other.
+    std::string openFailure(const zip_archive::Archive& archive) {
+        return openFailure(archive.bytes());
+    }
     std::string openFailure(const std::string& bytes, const char* name = "C:\\a.zip") {
         nzfile* const zip = open(bytes, name);
         if (zip != nullptr) {
@@ -30,6 +32,9 @@ protected:
 
     /// Returns the data of the entry "e" of an archive that is opened without a message, or what
     /// the library writes to stderr as it fails to read the entry.
+    std::string readEntry(const zip_archive::Archive& archive) {
+        return readEntry(archive.bytes());
+    }
     std::string readEntry(const std::string& bytes) {
         nzfile* const zip = open(bytes);
         if (zip == nullptr) {
@@ -41,21 +46,12 @@ protected:
         return result;
     }
 
-    /// Returns what is written to stderr by an action, with a bar before each write.
+    /// Returns what an action writes to stderr.
     template <class Action>
     static std::string written(Action action) {
-        std::string text;
-        const auto write = [](void* to, const char* bytes, std::size_t length) {
-            static_cast<std::string*>(to)->append("|").append(bytes, length);
-            return static_cast<ssize_t>(length);
-        };
-        FILE* const noting = fopencookie(&text, "w", {nullptr, write, nullptr, nullptr});
-        setvbuf(noting, nullptr, _IONBF, 0);
-        FILE* const own = std::exchange(stderr, noting);
+        testing::internal::CaptureStderr();
         action();
-        stderr = own;
-        std::fclose(noting);
-        return text;
+        return testing::internal::GetCapturedStderr();
     }
 
     /// Reads an entry and releases it. Returns its data, or what is written to stderr on failure.

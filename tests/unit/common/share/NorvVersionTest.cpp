@@ -39,7 +39,7 @@ TEST(NorvVersion, AcceptsBothSchemes) {
         {"11.1-ea+22-x", "11.1+22"},
         {"11+-LTS", "11"},
         {"11.0.2.1.3.4+2147483647", "11.0.2.1.3.4+2147483647"},
-        // The dot between two numbers may stand twice behind the first of them.
+        // Two dots may follow the first number.
         {"11..5", "11.5"},
     };
     for (const auto& [text, canonical] : cases) {
@@ -75,13 +75,26 @@ TEST(NorvVersion, IsOrderedAcrossSchemes) {
         rising.push_back(norv(text));
     }
     EXPECT_EQ(std::ranges::adjacent_find(rising, std::greater_equal()), rising.end());
-    std::string parts;
-    for (const Base& version :
-         {family(norv("1.8.0_45-b13")), family(norv("11.0.2.1+9")),
-          withoutBuild(norv("1.8.0_45-b13")), withoutBuild(norv("11.0.2.1+9")), norv("11")}) {
-        parts += toUtf8(toString(version)) + "/" + std::to_string(version.precision()) + " ";
+}
+
+struct Part {
+    Base version;
+    const char* text;
+    std::size_t precision;
+};
+
+TEST(NorvVersion, HasPartsOfLessPrecision) {
+    const Part rows[] = {
+        {.version = family(norv("1.8.0_45-b13")), .text = "1.8", .precision = 2},
+        {.version = family(norv("11.0.2.1+9")), .text = "11", .precision = 2},
+        {.version = withoutBuild(norv("1.8.0_45-b13")), .text = "1.8.0_45", .precision = 4},
+        {.version = withoutBuild(norv("11.0.2.1+9")), .text = "11.0.2.1", .precision = 7},
+        {.version = norv("11"), .text = "11", .precision = 8},
+    };
+    for (const Part& row : rows) {
+        EXPECT_EQ(toUtf8(toString(row.version)), row.text);
+        EXPECT_EQ(row.version.precision(), row.precision) << row.text;
     }
-    EXPECT_EQ(parts, "1.8/2 11/2 1.8.0_45/4 11.0.2.1/7 11/8 ");
 }
 
 }  // namespace

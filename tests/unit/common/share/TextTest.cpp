@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(Texts, ConsistOfEveryKindOfPiece) {
+TEST(TextTest, ConsistOfEveryKindOfPiece) {
     EXPECT_EQ((Text() << u"a" << tstring(u"b") << u'c').str(), u"abc");
     EXPECT_EQ((Text() << -5 << 7u).str(), u"-57");
     EXPECT_EQ((Text() << true << false).str(), u"10");
@@ -19,13 +19,13 @@ struct Encoded {
     tstring utf16;
 };
 
-TEST(Texts, ConvertUtf8BothWays) {
+TEST(TextTest, ConvertUtf8BothWays) {
     const Encoded rows[] = {
         {"", u""},
         {"\x7F\xC2\x80\xDF\xBF", u"\x7F\u0080\u07FF"},
         {"\xE0\xA0\x80\xEE\x80\x80\xEF\xBF\xBF", u"\u0800\uE000\uFFFF"},
         {"\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", u"\U00010000\U0010FFFF"},
-        {std::string("a\0b", 3), tstring(u"a\0b", 3)},
+        {.utf8 = {"a\0b", 3}, .utf16 = {u"a\0b", 3}},
     };
     for (const Encoded& row : rows) {
         EXPECT_EQ((Text() << row.utf8).str(), row.utf16);
@@ -33,7 +33,7 @@ TEST(Texts, ConvertUtf8BothWays) {
     }
 }
 
-TEST(Texts, ReplaceInvalidUtf8) {
+TEST(TextTest, ReplaceInvalidUtf8) {
     const Encoded rows[] = {
         {"x\xFFy\xE6\x97", u"x\uFFFDy\uFFFD\uFFFD"},
         {"\xC1\xBF", u"\uFFFD\uFFFD"},
@@ -49,7 +49,7 @@ TEST(Texts, ReplaceInvalidUtf8) {
     }
 }
 
-TEST(Texts, ReplaceUnpairedSurrogates) {
+TEST(TextTest, ReplaceUnpairedSurrogates) {
     for (const char16_t* lone : {u"\xD800z", u"\xDBFFz", u"\xDC00z", u"\xDFFFz"}) {
         EXPECT_EQ((Text() << lone).utf8(), "\xEF\xBF\xBDz");
     }

@@ -4,10 +4,10 @@
 
 namespace {
 
-using AutoHandles = OnMachine;
+using WinAutoHandleTest = OnMachine;
 using Lines = std::vector<std::string>;
 
-TEST_F(AutoHandles, AFailedCloseIsLogged) {
+TEST_F(WinAutoHandleTest, AFailedCloseIsLogged) {
     { const WinHandle file(reinterpret_cast<HANDLE>(std::uintptr_t{0x1234})); }
     { const RegHandle key(reinterpret_cast<HKEY>(std::uintptr_t{0x1238})); }
     EXPECT_EQ(log(), (Lines{"ERROR WinAutoHandle.cpp closeHANDLE: CloseHandle(0x1234) failed with "
@@ -16,14 +16,14 @@ TEST_F(AutoHandles, AFailedCloseIsLogged) {
                             "with system error 6 (The handle is invalid)"}));
 }
 
-TEST_F(AutoHandles, InvalidHandleValueIsAnEmptyOwner) {
+TEST_F(WinAutoHandleTest, InvalidHandleValueIsAnEmptyOwner) {
     WinHandle none(INVALID_HANDLE_VALUE);
     EXPECT_FALSE(none);
     none.reset(INVALID_HANDLE_VALUE);
     EXPECT_FALSE(none);
 }
 
-TEST_F(AutoHandles, NothingIsClosedForNoHandle) {
+TEST_F(WinAutoHandleTest, NothingIsClosedForNoHandle) {
     closeHANDLE(nullptr);
     closeHANDLE(INVALID_HANDLE_VALUE);
     closeRegHandle(nullptr);

@@ -4,9 +4,9 @@
 
 namespace {
 
-using WinErrors = OnMachine;
+using WinErrorHandlingTest = OnMachine;
 
-TEST_F(WinErrors, AMessageAndItsDetailBecomeTwoSentences) {
+TEST_F(WinErrorHandlingTest, AMessageAndItsDetailBecomeTwoSentences) {
     const struct {
         const char* message;
         const char* detail;
@@ -25,13 +25,13 @@ TEST_F(WinErrors, AMessageAndItsDetailBecomeTwoSentences) {
     }
 }
 
-TEST_F(WinErrors, AMessageThatEndsWithAPunctuationMarkGetsNoFullStop) {
+TEST_F(WinErrorHandlingTest, AMessageThatEndsWithAPunctuationMarkGetsNoFullStop) {
     for (const std::string end : {".", "!", ";", ",", "?"}) {
         EXPECT_EQ(joinErrorMessage("No" + end, "x"), "No" + end + " x");
     }
 }
 
-TEST_F(WinErrors, TheModulesMessagesAreSearchedBeforeTheSystems) {
+TEST_F(WinErrorHandlingTest, TheModulesMessagesAreSearchedBeforeTheSystems) {
     const HMODULE library = LoadLibraryW(u"C:\\Windows\\System32\\msi");
     machine.modules.setMessage(u"msi", 5, u"Own");
     EXPECT_EQ(describeSystemError(5, library), u"system error 5 (Own)");
@@ -40,7 +40,7 @@ TEST_F(WinErrors, TheModulesMessagesAreSearchedBeforeTheSystems) {
     FreeLibrary(library);
 }
 
-TEST_F(WinErrors, DescriptionsLoseLineBreaksAndTheirLastFullStop) {
+TEST_F(WinErrorHandlingTest, DescriptionsLoseLineBreaksAndTheirLastFullStop) {
     const HMODULE library = LoadLibraryW(u"C:\\Windows\\System32\\msi");
     machine.modules.setMessage(u"msi", 5, u"Two\nlines! \r\n\t.\x7F. ");
     machine.modules.setMessage(u"msi", 6, u". \r\n");
@@ -49,7 +49,7 @@ TEST_F(WinErrors, DescriptionsLoseLineBreaksAndTheirLastFullStop) {
     FreeLibrary(library);
 }
 
-TEST_F(WinErrors, ComStatusesAreDescribedByTheirWin32Status) {
+TEST_F(WinErrorHandlingTest, ComStatusesAreDescribedByTheirWin32Status) {
     const std::pair<DWORD, const TCHAR*> rows[] = {
         {0x80070005, u"COM error 0x80070005 (Access is denied)"},
         {0x80040154, u"COM error 0x80040154 (The class is not registered)"},
@@ -61,14 +61,14 @@ TEST_F(WinErrors, ComStatusesAreDescribedByTheirWin32Status) {
     }
 }
 
-TEST_F(WinErrors, ASystemErrorHasMessageStatusAndDescription) {
+TEST_F(WinErrorHandlingTest, ASystemErrorHasMessageStatusAndDescription) {
     EXPECT_STREQ(SysError(u"X failed", OpenProcessToken, 5).what(),
                  "X failed. System error [5](system error 5 (Access is denied))");
     EXPECT_STREQ(SysError(u"Done: ", nullptr, 4711).what(),
                  "Done: System error [4711](system error 4711 (No description available))");
 }
 
-TEST_F(WinErrors, WithoutTheFunctionsModuleTheDescriptionIsLeftOut) {
+TEST_F(WinErrorHandlingTest, WithoutTheFunctionsModuleTheDescriptionIsLeftOut) {
     machine.calls.failCall("GetModuleHandleExW", 1, ERROR_MOD_NOT_FOUND);
     EXPECT_STREQ(SysError(u"X failed", OpenProcessToken, 5).what(), "X failed. System error [5]");
     const std::regex warning(
@@ -79,7 +79,7 @@ TEST_F(WinErrors, WithoutTheFunctionsModuleTheDescriptionIsLeftOut) {
     EXPECT_TRUE(std::regex_match(lines[0], warning)) << lines[0];
 }
 
-TEST_F(WinErrors, AComErrorAddsTheDescriptionOfTheErrorObject) {
+TEST_F(WinErrorHandlingTest, AComErrorAddsTheDescriptionOfTheErrorObject) {
     machine.shell.setErrorInfo(u"the object's words");
     const ComError error(u"X failed", static_cast<HRESULT>(0x80070005));
     EXPECT_STREQ(error.what(),
@@ -87,7 +87,7 @@ TEST_F(WinErrors, AComErrorAddsTheDescriptionOfTheErrorObject) {
     EXPECT_EQ(error.status(), static_cast<HRESULT>(0x80070005));
 }
 
-TEST_F(WinErrors, AComErrorWithoutAnErrorObjectHasTheStatusOnly) {
+TEST_F(WinErrorHandlingTest, AComErrorWithoutAnErrorObjectHasTheStatusOnly) {
     machine.shell.setErrorInfo(u"");
     EXPECT_STREQ(ComError(u"X", 1).what(), "X: COM error 0x00000001 (Incorrect function)");
 }

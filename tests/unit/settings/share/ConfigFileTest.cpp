@@ -6,14 +6,14 @@
 
 namespace {
 
-class ConfigFiles : public OnMachine {
+class ConfigFileTest : public OnMachine {
 protected:
     void write(const std::string& content) { machine.volumes.addFile(kPath, content); }
 
     static constexpr const char16_t* kPath = u"C:\\d\\x.cfg";
 };
 
-TEST_F(ConfigFiles, OneByteOrderMarkIsSkipped) {
+TEST_F(ConfigFileTest, OneByteOrderMarkIsSkipped) {
     write(
         "\xEF\xBB\xBF\xEF\xBB\xBF"
         "a=1");
@@ -24,14 +24,14 @@ TEST_F(ConfigFiles, OneByteOrderMarkIsSkipped) {
               "a=1");
 }
 
-TEST_F(ConfigFiles, ZeroBytesEndKeysAndValues) {
+TEST_F(ConfigFileTest, ZeroBytesEndKeysAndValues) {
     write(std::string("a\0b=1\0x\n\0x=3\nc=4\x1A", 17));
     Context context;
     EXPECT_EQ(context.loadFile("C:/d/x.cfg"), settings::kSuccess);
     EXPECT_EQ(context.dump(), "=3|a=1|c=4\x1A");
 }
 
-TEST_F(ConfigFiles, FilesOfLessThanAMebibyteAreReadWhole) {
+TEST_F(ConfigFileTest, FilesOfLessThanAMebibyteAreReadWhole) {
     constexpr std::size_t kLimit = 0x100000;
     const std::string lastLine = "\na=1";
     write(std::string(kLimit - 1 - lastLine.size(), '#') + lastLine);
@@ -43,12 +43,12 @@ TEST_F(ConfigFiles, FilesOfLessThanAMebibyteAreReadWhole) {
     EXPECT_EQ(Context().loadFile("C:/d/x.cfg"), settings::kFileTooLong);
 }
 
-TEST_F(ConfigFiles, DirectoriesCannotBeOpened) {
+TEST_F(ConfigFileTest, DirectoriesCannotBeOpened) {
     machine.volumes.addDirectory(u"C:\\d");
     EXPECT_EQ(Context().loadFile("C:/d"), settings::kCannotOpen);
 }
 
-TEST_F(ConfigFiles, KeysWithoutAValueAreAnOption) {
+TEST_F(ConfigFileTest, KeysWithoutAValueAreAnOption) {
     write("bare\na=1");
     Context refusing;
     EXPECT_EQ(refusing.loadFile("C:/d/x.cfg", {.stopOnError = false}), settings::kBadLines);
@@ -59,7 +59,7 @@ TEST_F(ConfigFiles, KeysWithoutAValueAreAnOption) {
     EXPECT_EQ(Context().loadFile("C:/d/x.cfg", {.bareKeys = true}), settings::kSuccess);
 }
 
-TEST_F(ConfigFiles, SavingCreatesTheFileWithItsDirectoriesAndRights) {
+TEST_F(ConfigFileTest, SavingCreatesTheFileWithItsDirectoriesAndRights) {
     const Context context("b=2\na= x\nbare\nempty=");
     EXPECT_EQ(api.save(context.get(), "C:\\n\\m\\x.cfg"), settings::kSuccess);
     EXPECT_EQ(machine.volumes.content(u"C:\\n\\m\\x.cfg"), "a=x\nb=2\nbare\nempty=\n");
@@ -67,26 +67,26 @@ TEST_F(ConfigFiles, SavingCreatesTheFileWithItsDirectoriesAndRights) {
               "D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;FR;;;WD)");
 }
 
-TEST_F(ConfigFiles, OverwritingUsesTheSystemsLineEnds) {
+TEST_F(ConfigFileTest, OverwritingUsesTheSystemsLineEnds) {
     machine.volumes.addFile(kPath, "old=1");
     const Context context("b=2\na=x");
     EXPECT_EQ(api.save(context.get(), "C:\\d\\x.cfg"), settings::kSuccess);
     EXPECT_EQ(machine.volumes.content(kPath), "a=x\r\nb=2\r\n");
 }
 
-TEST_F(ConfigFiles, AnEmptyConfigurationIsSavedAsOneBlank) {
+TEST_F(ConfigFileTest, AnEmptyConfigurationIsSavedAsOneBlank) {
     EXPECT_EQ(api.save(Context().get(), "C:/empty.cfg"), settings::kSuccess);
     EXPECT_EQ(machine.volumes.content(u"C:\\empty.cfg"), " ");
 }
 
-TEST_F(ConfigFiles, AnExistingFileThatCannotBeOpenedIsNotReplaced) {
+TEST_F(ConfigFileTest, AnExistingFileThatCannotBeOpenedIsNotReplaced) {
     machine.volumes.addFile(kPath, "old=1");
     machine.volumes.lock(kPath);
     EXPECT_EQ(api.save(Context("a=1").get(), "C:/d/x.cfg"), settings::kCannotOpen);
     EXPECT_EQ(machine.volumes.content(kPath), "old=1");
 }
 
-TEST_F(ConfigFiles, EachFailedCallOfASaveHasItsStatus) {
+TEST_F(ConfigFileTest, EachFailedCallOfASaveHasItsStatus) {
     machine.volumes.addFile(u"C:\\existing.cfg", "old=1");
     const struct {
         const char* path;

@@ -7,9 +7,9 @@
 
 namespace {
 
-class Configs : public testing::Test {
+class ConfigTest : public testing::Test {
 protected:
-    Configs() {
+    ConfigTest() {
         typed.load(
             "string=12\nint=0x1Fz\nbool=NO\ndouble=1.5x\nfixed=Enable\n"
             "raw=0x10\nrawBad=maybe\nbare\n",
@@ -55,13 +55,13 @@ const TypedReads kReads[] = {
     {.key = "absent", .asString = kNoKey, .asInt = kNoKey, .asBool = kNoKey, .asDouble = kNoKey},
 };
 
-TEST_F(Configs, ReadsFitTheStoredType) {
+TEST_F(ConfigTest, ReadsFitTheStoredType) {
     for (const TypedReads& reads : kReads) {
         expectReads(typed, reads);
     }
 }
 
-TEST_F(Configs, MergedEntriesKeepTheirTypesAndWin) {
+TEST_F(ConfigTest, MergedEntriesKeepTheirTypesAndWin) {
     Context merged("bool\nraw=old\nx=1");
     ASSERT_EQ(api.merge(merged.get(), typed.get()), settings::kSuccess);
     for (const TypedReads& reads : kReads) {
@@ -70,14 +70,14 @@ TEST_F(Configs, MergedEntriesKeepTheirTypesAndWin) {
     EXPECT_EQ(merged.dump(), typed.dump() + "|x=1");
 }
 
-TEST_F(Configs, RemovedKeysAreNotThere) {
+TEST_F(ConfigTest, RemovedKeysAreNotThere) {
     Context context("a=1\nb=2");
     EXPECT_EQ(api.removeKey(context.get(), "a"), settings::kSuccess);
     EXPECT_EQ(context.dump(), "b=2");
     EXPECT_EQ(api.removeKey(context.get(), "a"), settings::kNoSuchKey);
 }
 
-TEST_F(Configs, EqualConfigurationsHaveTheSameTypes) {
+TEST_F(ConfigTest, EqualConfigurationsHaveTheSameTypes) {
     const Context raw("int=0x1Fz");
     Context typedCopy;
     api.merge(typedCopy.get(), typed.get());

@@ -15,7 +15,7 @@ std::string stored(const Validator& validator, const std::string& value) {
     return isLoaded ? context.read(api.getString, "k") : "refused";
 }
 
-class ListedStrings : public testing::Test {
+class ConfigValidatorListedStrings : public testing::Test {
 protected:
     std::string number(const std::string& value) const {
         Context context;
@@ -32,26 +32,26 @@ protected:
     });
 };
 
-TEST_F(ListedStrings, MatchInAnyCaseUnlessExact) {
+TEST_F(ConfigValidatorListedStrings, MatchInAnyCaseUnlessExact) {
     EXPECT_EQ(number("oN"), "1");
     EXPECT_EQ(number("ON"), "2") << "the entry added later matches first";
 }
 
-TEST_F(ListedStrings, AreReplacedByALaterEntryOfTheSameString) {
+TEST_F(ConfigValidatorListedStrings, AreReplacedByALaterEntryOfTheSameString) {
     EXPECT_EQ(number("on"), "1");
 }
 
-TEST_F(ListedStrings, AreStoredInTheirListedSpellingIfFlagged) {
+TEST_F(ConfigValidatorListedStrings, AreStoredInTheirListedSpellingIfFlagged) {
     EXPECT_EQ(stored(validator, "oFF"), "Off");
     EXPECT_EQ(stored(validator, "oN"), "oN");
 }
 
-TEST_F(ListedStrings, RefuseEverythingElse) {
+TEST_F(ConfigValidatorListedStrings, RefuseEverythingElse) {
     EXPECT_EQ(stored(validator, ""), "refused");
     EXPECT_EQ(stored(validator, "@n"), "refused");
 }
 
-TEST_F(ListedStrings, MustNotBeNull) {
+TEST_F(ConfigValidatorListedStrings, MustNotBeNull) {
     makeValidator([](auto* builder) {
         const FixedValue nameless = {nullptr, 1, 0};
         EXPECT_EQ(api.addFixedValues(builder, "k", &nameless, 1), settings::kNullArgument);
@@ -73,14 +73,14 @@ void expectRefused(const Validator& validator, const std::vector<std::string>& v
     }
 }
 
-TEST(ConfigRules, DirectoriesAreAbsolutePaths) {
+TEST(ConfigValidator, DirectoriesAreAbsolutePaths) {
     const Validator validator =
         makeValidator([](auto* builder) { api.addDirnameKey(builder, "k", 0); });
     expectAccepted(validator, kAbsolutePaths);
     expectRefused(validator, kOtherPaths);
 }
 
-TEST(ConfigRules, DirectoriesThatMayBeRelativeAreAnyString) {
+TEST(ConfigValidator, DirectoriesThatMayBeRelativeAreAnyString) {
     const Validator validator =
         makeValidator([](auto* builder) { api.addDirnameKey(builder, "k", 1); });
     expectAccepted(validator, kAbsolutePaths);
@@ -89,7 +89,7 @@ TEST(ConfigRules, DirectoriesThatMayBeRelativeAreAnyString) {
 
 const FixedValue kWord = {"word", 9, settings::kExactCase};
 
-TEST(ConfigRules, ATypeReplacesAList) {
+TEST(ConfigValidator, ATypeReplacesAList) {
     const Validator validator = makeValidator([](auto* builder) {
         api.addFixedValues(builder, "k", &kWord, 1);
         api.addIntKey(builder, "k");
@@ -98,7 +98,7 @@ TEST(ConfigRules, ATypeReplacesAList) {
     expectRefused(validator, {"word"});
 }
 
-TEST(ConfigRules, AListReplacesADirectory) {
+TEST(ConfigValidator, AListReplacesADirectory) {
     const Validator validator = makeValidator([](auto* builder) {
         api.addDirnameKey(builder, "k", 0);
         api.addFixedValues(builder, "k", &kWord, 1);
@@ -107,7 +107,7 @@ TEST(ConfigRules, AListReplacesADirectory) {
     expectRefused(validator, kAbsolutePaths);
 }
 
-TEST(ConfigRules, ADirectoryReplacesAListAndOutlivesAType) {
+TEST(ConfigValidator, ADirectoryReplacesAListAndOutlivesAType) {
     const Validator overList = makeValidator([](auto* builder) {
         api.addFixedValues(builder, "k", &kWord, 1);
         api.addDirnameKey(builder, "k", 0);
@@ -122,7 +122,7 @@ TEST(ConfigRules, ADirectoryReplacesAListAndOutlivesAType) {
     }
 }
 
-TEST(ConfigRules, UnknownKeysAreRefusedUnlessAllowed) {
+TEST(ConfigValidator, UnknownKeysAreRefusedUnlessAllowed) {
     const Validator strict = makeValidator([](auto*) {});
     const Validator lenient =
         makeValidator([](auto* builder) { api.allowUnknownKeys(builder, 7); });

@@ -7,9 +7,9 @@ namespace {
 
 using settings_impl::FileName;
 
-class FileNames : public OnMachine {
+class FileNameTest : public OnMachine {
 protected:
-    FileNames() {
+    FileNameTest() {
         machine.volumes.addDirectory(u"C:\\Work\\Deep");
         machine.volumes.setCurrentDirectory(u"C:\\Work\\Deep");
     }
@@ -30,7 +30,7 @@ protected:
     }
 };
 
-TEST_F(FileNames, CanonicalPathsStayAsTheyAre) {
+TEST_F(FileNameTest, CanonicalPathsStayAsTheyAre) {
     for (const std::string& path :
          {std::string("a:/x"), std::string("z:/x"), std::string("A:/x"), std::string("Z:"),
           std::string("C:/a\x7F"), "C:/" + std::string(256, 'x')}) {
@@ -38,51 +38,51 @@ TEST_F(FileNames, CanonicalPathsStayAsTheyAre) {
     }
 }
 
-TEST_F(FileNames, NamesThatOnlyResembleDevicesAreAccepted) {
+TEST_F(FileNameTest, NamesThatOnlyResembleDevicesAreAccepted) {
     for (const std::string path : {"C:/com1/x", "C:/COM1.txt", "C:/COM10"}) {
         EXPECT_EQ(canonical(path), path);
     }
 }
 
-TEST_F(FileNames, SeparatorsAndDotsAreResolved) {
+TEST_F(FileNameTest, SeparatorsAndDotsAreResolved) {
     EXPECT_EQ(canonical("C:/a/./b/../c.cfg"), "C:/a/c.cfg");
     EXPECT_EQ(canonical("C:\\\\a//c.cfg\\"), "C:/a/c.cfg");
     EXPECT_EQ(canonical("C:/../x"), "x") << "a path above its root loses the drive";
 }
 
-TEST_F(FileNames, RelativePathsStartAtTheCurrentDirectory) {
+TEST_F(FileNameTest, RelativePathsStartAtTheCurrentDirectory) {
     EXPECT_EQ(canonical("server/x"), "C:/Work/Deep/server/x");
     EXPECT_EQ(canonical("\\\\server\\x"), "C:/Work/Deep/server/x");
     EXPECT_EQ(canonical("../Deep"), "C:/Work/Deep");
     EXPECT_EQ(canonical("///"), "C:/Work/Deep");
 }
 
-TEST_F(FileNames, PathsThatNameNoFileAreRefused) {
+TEST_F(FileNameTest, PathsThatNameNoFileAreRefused) {
     for (const char* path :
          {"", "C:/..", "../../../../x", "1:/x", "a/C:/x", "@:/x", "[:/x", "`:/x", "{:/x"}) {
         EXPECT_EQ(refusal(path), settings::kPathRefused) << path;
     }
 }
 
-TEST_F(FileNames, DeviceNamesAreRefused) {
+TEST_F(FileNameTest, DeviceNamesAreRefused) {
     for (const char* path : {"C:/COM1/x", "NUL", "C:/LPT9"}) {
         EXPECT_EQ(refusal(path), settings::kPathRefused) << path;
     }
 }
 
-TEST_F(FileNames, IllegalCharactersAreRefused) {
+TEST_F(FileNameTest, IllegalCharactersAreRefused) {
     for (const char character : {'\x1F', '"', '<', '>', '|', '?', '*', ':'}) {
         EXPECT_EQ(refusal(std::string("C:/a") + character + "b"), settings::kPathRefused)
             << character;
     }
 }
 
-TEST_F(FileNames, PathsOf260BytesAreTooLong) {
+TEST_F(FileNameTest, PathsOf260BytesAreTooLong) {
     EXPECT_EQ(refusal("C:/" + std::string(257, 'x')), settings::kPathTooLong);
     EXPECT_EQ(refusal(std::string(250, 'x')), settings::kPathTooLong) << "counted when absolute";
 }
 
-TEST_F(FileNames, PathsHaveToBeUtf8) {
+TEST_F(FileNameTest, PathsHaveToBeUtf8) {
     EXPECT_EQ(refusal("C:/x\xFF"), settings::kPathNotUtf8);
     EXPECT_EQ(refusal("C:/x\xC3"), settings::kPathNotUtf8);
     EXPECT_EQ(refusal("\xE3_x"), settings::kFailure)

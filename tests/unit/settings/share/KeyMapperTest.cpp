@@ -6,7 +6,7 @@
 
 namespace {
 
-TEST(KeyMappers, OnlyTheLastMappingThatMatchesApplies) {
+TEST(KeyMapper, OnlyTheLastMappingThatMatchesApplies) {
     const Mapper mapper = makeMapper([](auto* builder) {
         api.addKeyMapping(builder, "A", "c", 0);
         api.addKeyMapping(builder, "b", "first", 1);

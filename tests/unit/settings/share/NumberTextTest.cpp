@@ -23,35 +23,27 @@ auto tried(Read read, const std::string& text) -> std::optional<decltype(read(te
     }
 }
 
-TEST(NumberText, IntegersAreDecimalOctalOrHexadecimal) {
-    const std::pair<const char*, std::int32_t> rows[] = {{"7", 7},
-                                                         {"-7", -7},
-                                                         {"+7", 7},
-                                                         {"010", 8},
-                                                         {"-010", -8},
-                                                         {"0x1f", 31},
-                                                         {"-0X1F", -31},
-                                                         {"0", 0},
-                                                         {"\t\v0x1f", 31},
-                                                         {" \r7", 7},
-                                                         {"+0x1f", 0},
-                                                         {"0x7fffffff", 2147483647},
-                                                         {"-2147483648", -2147483647 - 1},
-                                                         {"-0x80000000", -2147483647 - 1}};
+using Integers = std::vector<std::pair<std::string, std::int32_t>>;
+
+void expectIntegers(const Integers& rows) {
     for (const auto& [text, number] : rows) {
         EXPECT_EQ(tried(textToInt, text), number) << text;
     }
+}
+
+TEST(NumberText, IntegersAreDecimalOctalOrHexadecimal) {
+    expectIntegers({{"7", 7}, {"-7", -7}, {"+7", 7}, {" \r7", 7}, {"0", 0}});
+    expectIntegers({{"010", 8}, {"-010", -8}});
+    expectIntegers({{"0x1f", 31}, {"-0X1F", -31}, {"\t\v0x1f", 31}, {"+0x1f", 0}});
 }
 
 TEST(NumberText, CharactersAfterAnIntegerAreIgnored) {
-    const std::pair<const char*, std::int32_t> rows[] = {{"12abc", 12}, {"09", 0},  {"1.9", 1},
-                                                         {"1e5", 1},    {"7 8", 7}, {"0x1fg", 31}};
-    for (const auto& [text, number] : rows) {
-        EXPECT_EQ(tried(textToInt, text), number) << text;
-    }
+    expectIntegers({{"12abc", 12}, {"09", 0}, {"1.9", 1}, {"1e5", 1}, {"7 8", 7}, {"0x1fg", 31}});
 }
 
-TEST(NumberText, IntegersOfMoreThan32BitsAreRefused) {
+TEST(NumberText, IntegersHave32Bits) {
+    expectIntegers(
+        {{"0x7fffffff", INT32_MAX}, {"-2147483648", INT32_MIN}, {"-0x80000000", INT32_MIN}});
     for (const char* text : {"+2147483648", "-2147483649", "0xffffffff", "0xfffffffffffffffffff"}) {
         EXPECT_EQ(tried(textToInt, text), std::nullopt) << text;
     }
@@ -66,23 +58,17 @@ TEST(NumberText, StringsWithoutAnIntegerAreRefused) {
 
 TEST(NumberText, DoublesAreDecimalWithFractionAndExponent) {
     const std::pair<const char*, double> rows[] = {
-        {"1.5", 1.5},
-        {"-.5", -0.5},
-        {"5.", 5},
-        {"1e2", 100},
-        {"1.5E-1x", 0.15},
-        {" \r+2", 2},
-        {"3,5", 3},
-        {"010", 10},
-        {"1d5", 1},
-        {"1.7976931348623157e308", std::numeric_limits<double>::max()},
-        {"4.9e-324", std::numeric_limits<double>::denorm_min()},
-        {"0x1p3", 0},
-        {"1e5e5", 100000},
-        {"1e-400", 0}};
+        {"1.5", 1.5}, {"-.5", -0.5}, {"5.", 5},  {"1e2", 100}, {"1.5E-1x", 0.15}, {" \r+2", 2},
+        {"3,5", 3},   {"010", 10},   {"1d5", 1}, {"0x1p3", 0}, {"1e5e5", 100000}};
     for (const auto& [text, number] : rows) {
         EXPECT_EQ(tried(textToDouble, text), number) << text;
     }
+}
+
+TEST(NumberText, DoublesHave64Bits) {
+    EXPECT_EQ(textToDouble("1.7976931348623157e308"), std::numeric_limits<double>::max());
+    EXPECT_EQ(textToDouble("4.9e-324"), std::numeric_limits<double>::denorm_min());
+    EXPECT_EQ(textToDouble("1e-400"), 0);
 }
 
 TEST(NumberText, StringsWithoutACompleteDoubleAreRefused) {

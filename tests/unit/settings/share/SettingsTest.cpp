@@ -9,7 +9,7 @@
 
 namespace {
 
-TEST(SettingsApi, AnExceptionOfACallbackIsAFailure) {
+TEST(Settings, AnExceptionOfACallbackIsAFailure) {
     const Context context("a=1");
     int userData = 0;
     const auto callback = [](settings_context*, std::uint32_t, std::uint32_t, const char*, void*) {
@@ -18,12 +18,12 @@ TEST(SettingsApi, AnExceptionOfACallbackIsAFailure) {
     EXPECT_EQ(api.forEachKey(context.get(), callback, &userData), settings::kFailure);
 }
 
-TEST(SettingsApi, NullIsRefused) {
+TEST(Settings, NullIsRefused) {
     std::int32_t number = 0;
     EXPECT_EQ(api.getInt(nullptr, "a", &number), settings::kNullArgument);
 }
 
-TEST(SettingsApi, EntriesHaveTheirFixedPlaces) {
+TEST(Settings, EntriesHaveTheirFixedPlaces) {
     constexpr std::size_t kEntry = sizeof(void (*)());
     static_assert(offsetof(settings_api, removeKey) == 15 * kEntry);
     static_assert(offsetof(settings_api, addKeyMapping) == 31 * kEntry);

@@ -23,7 +23,7 @@ std::string refusal(const std::string& text) {
     }
 }
 
-TEST(Descriptions, AreWrittenBackAsTheyWereRead) {
+TEST(Description, AreWrittenBackAsTheyWereRead) {
     for (
         const char* text : {
             R"({})",
@@ -39,7 +39,7 @@ TEST(Descriptions, AreWrittenBackAsTheyWereRead) {
     }
 }
 
-TEST(Descriptions, AnEmptyKeyHasNoDefaultValues) {
+TEST(Description, AnEmptyKeyHasNoDefaultValues) {
     const std::string key =
         R"(HKLM\\SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment)";
     const auto described = read("{\"registry\":{\"" + key + "\":{}}}");
@@ -51,11 +51,11 @@ TEST(Descriptions, AnEmptyKeyHasNoDefaultValues) {
     EXPECT_EQ(writeDescription(*described), Json::parse("{\"registry\":{\"" + key + "\":{}}}"));
 }
 
-TEST(Descriptions, MayHaveAByteOrderMark) {
+TEST(Description, MayHaveAByteOrderMark) {
     EXPECT_EQ(refusal("\xEF\xBB\xBF{}"), "accepted");
 }
 
-TEST(Descriptions, MayBeUtf16) {
+TEST(Description, MayBeUtf16) {
     using namespace std::string_literals;
     EXPECT_EQ(refusal("\xFF\xFE{\0}\0"s), "accepted");
     EXPECT_EQ(refusal("\xFE\xFF\0{\0}"s), "accepted");
@@ -67,7 +67,7 @@ struct Refused {
     const char* message;
 };
 
-TEST(Descriptions, AreRefusedInOneLine) {
+TEST(Description, AreRefusedInOneLine) {
     const Refused rows[] = {
         {.name = "no JSON", .text = "{", .message = "x: expected JSON, found a parse error"},
         {.name = "a NUL after the JSON",
@@ -100,7 +100,7 @@ TEST(Descriptions, AreRefusedInOneLine) {
     }
 }
 
-TEST(Descriptions, PropertiesOfThePackageDistinguishCase) {
+TEST(Description, PropertiesOfThePackageDistinguishCase) {
     const std::string product =
         R"({"products":[{"code":"{26A24AE4-039D-4CA4-87B4-2F64180451F0}","package":)";
     EXPECT_EQ(refusal(product + R"({"properties":{"Home":"a","HOME":"b"}}}]})"), "accepted");
@@ -108,7 +108,7 @@ TEST(Descriptions, PropertiesOfThePackageDistinguishCase) {
               "x: expected each name once in an object,");
 }
 
-TEST(Descriptions, KeysHaveAtMost512Levels) {
+TEST(Description, KeysHaveAtMost512Levels) {
     std::string key = "HKLM";
     for (int level = 1; level < 512; ++level) {
         key += "\\\\k";
@@ -118,25 +118,11 @@ TEST(Descriptions, KeysHaveAtMost512Levels) {
                     .starts_with("x: registry: expected a key below HKLM, HKCU or HKU"));
 }
 
-TEST(UsualProducts, HaveTheBitsOfWindows) {
+TEST(DescriptionOfUsualProducts, HaveTheBitsOfWindows) {
     const auto described =
         read(R"({"windows":{"bits":32},"products":[{"type":"QVR","version":"1.8.0_451-b10"}]})");
     EXPECT_NE(described->machine.installer.product(u"{26A24AE4-039D-4CA4-87B4-2F32180451F0}"),
               nullptr);
-}
-
-TEST(UsualProducts, LayShimsIfTheyAreShimAware) {
-    const std::u16string launcher =
-        u"C:\\Program Files\\Common Files\\Dovrin\\Norv\\norvtmp\\norv.exe";
-    const auto lays = [&](const std::string& version) {
-        const auto described =
-            read("{\"products\":[{\"type\":\"QVK\",\"version\":\"" + version + "\"}]}");
-        return described->machine.volumes.exists(launcher);
-    };
-    EXPECT_TRUE(lays("21.0.12.1+1"));
-    EXPECT_TRUE(lays("11.0.8+1"));
-    EXPECT_FALSE(lays("11.0.7+1"));
-    EXPECT_FALSE(lays("14.0.2+1"));
 }
 
 }  // namespace

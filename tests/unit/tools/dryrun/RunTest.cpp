@@ -32,13 +32,13 @@ Json run(const Request& request) {
     return runAction(request, described);
 }
 
-TEST(Outcomes, NameWhatCouldNotBeReadAndWhatDependsOnIt) {
+TEST(RunOutcome, NameWhatCouldNotBeReadAndWhatDependsOnIt) {
     const Json outcome = run(updateOf(kRuntimeCode, kRuntime));
     ASSERT_EQ(outcome["unread"].size(), 1u);
     EXPECT_EQ(outcome["unread"][0]["affects"], "The bridge libraries depend on it.");
 }
 
-TEST(Outcomes, LeaveOutWhatTheActionDoesNotRead) {
+TEST(RunOutcome, LeaveOutWhatTheActionDoesNotRead) {
     Request request = updateOf(kRuntimeCode, kRuntime);
     request.action = "MSIValidateInstallDir";
     request.properties = {"INSTALLDIR=C:\\new"};
@@ -48,7 +48,7 @@ TEST(Outcomes, LeaveOutWhatTheActionDoesNotRead) {
               Json::array({"INSTALLDIR: C:\\new isn't described, so it is taken as missing."}));
 }
 
-TEST(Outcomes, ShowAChangeOfTypeAlone) {
+TEST(RunOutcome, ShowAChangeOfTypeAlone) {
     const std::string number = R"({"registry":{"HKLM\\Software\\x":{"v":21}}})";
     const std::string text = R"({"registry":{"HKLM\\Software\\x":{"v":"21"}}})";
     const Json changes = compareDescriptions({"a", number}, {"b", text})["changes"];
@@ -58,13 +58,13 @@ TEST(Outcomes, ShowAChangeOfTypeAlone) {
     EXPECT_EQ(changes[0]["after"], "21");
 }
 
-TEST(Outcomes, AnOrdinaryUserCannotWriteTheCommonStartMenu) {
+TEST(RunOutcome, AnOrdinaryUserCannotWriteTheCommonStartMenu) {
     const std::string user = R"({"process":{"administrator":false},)";
     const Json outcome = run(updateOf(kRuntimeCode, user + std::string(kRuntime).substr(1)));
     EXPECT_EQ(outcome["changes"], Json::array());
 }
 
-TEST(Outcomes, AddedProductsTakeTheirPlaceByPackedCode) {
+TEST(RunOutcome, AddedProductsTakeTheirPlaceByPackedCode) {
     const auto product = [](const char* code) {
         return std::string("{\"products\":[{\"code\":\"{") + code +
                "-2B0C-4B7E-9A55-006402000003}\"}]}";
@@ -78,7 +78,7 @@ TEST(Outcomes, AddedProductsTakeTheirPlaceByPackedCode) {
     EXPECT_EQ(list[0]["code"], "{40000001-2B0C-4B7E-9A55-006402000003}") << "packed 10000004";
 }
 
-TEST(Reports, HaveLinesOf80Columns) {
+TEST(RunReport, HaveLinesOf80Columns) {
     std::ostringstream text;
     printOutcome(text, run(updateOf(kRuntimeCode, kRuntime)), {});
     std::istringstream lines(text.str());
@@ -87,7 +87,7 @@ TEST(Reports, HaveLinesOf80Columns) {
     }
 }
 
-TEST(Reports, ThePageEscapesWhatItShows) {
+TEST(RunReport, ThePageEscapesWhatItShows) {
     Request request = updateOf(kRuntimeCode, kRuntime);
     request.properties = {"CustomActionData=<b>&\""};
     const std::string page = htmlReport(run(request));

@@ -102,37 +102,6 @@ protected:
     InstallConfigData config;
 };
 
-TEST_F(EveryKey, FlagsAreReadByTheirParameters) {
-    std::set<std::string> off;
-    for (int i = 0; i < kFlagParams; ++i) {
-        const auto param = static_cast<FlagParam>(i);
-        if (!config.readFlag(param)) {
-            off.insert(paramName(param));
-        }
-    }
-    EXPECT_EQ(off, (std::set<std::string>{"AUTO_UPDATE", "SPONSORS", "WEB_ANALYTICS",
-                                          "LAUNCHEDFROMQVK", "NOSTARTMENU"}));
-}
-
-TEST_F(EveryKey, StringsAreReadByTheirParameters) {
-    const std::pair<StringParam, const char*> rows[] = {
-        {StringParam::InstallDir, "C:\\x"},
-        {StringParam::InstallCfg, "C:\\cfg\\install.cfg"},
-        {StringParam::InstallDirPubQvr, "C:\\y"},
-        {StringParam::CountryOverride, "country"},
-        {StringParam::InstallUrl, "url"},
-        {StringParam::InstallMethod, "method"},
-        {StringParam::SponsorPref, "sponsor"},
-        {StringParam::AddLocal, "feature"},
-        {StringParam::Reboot, "r"},
-        {StringParam::ProductCode, "code"},
-        {StringParam::BaseImageChecksumSha256, "sum"},
-    };
-    for (const auto& [param, value] : rows) {
-        EXPECT_STREQ(config.getStringParam(param), value) << paramName(param);
-    }
-}
-
 TEST_F(EveryKey, SomeArePassedToTheInstaller) {
     EXPECT_STREQ(config.getStringParam(StringParam::MsiCmdLine),
                  "REMOVEOLDERQVRS=1 ADDLOCAL=feature REBOOT=r /qn");
@@ -237,6 +206,7 @@ TEST(InstallConfigMessages, EachStatusHasItsOwn) {
         const simulated::MessageBox box = show(machine, message.status, Locale::english);
         const std::string text = tstrings::toUtf8(box.text);
         EXPECT_TRUE(text.starts_with("Unable to install Norv\n\n" + message.english)) << text;
+        EXPECT_EQ(box.caption, u"Norv Installation Not Completed");
         EXPECT_EQ(box.type,
                   static_cast<UINT>(MB_ICONERROR | MB_TASKMODAL | MB_SETFOREGROUND | MB_TOPMOST));
         EXPECT_EQ(logMessages(machine, "INFO").back(), text);
@@ -271,11 +241,6 @@ TEST(InstallConfigMessages, EachStatusIsTranslated) {
             EXPECT_TRUE(texts.insert(text).second) << "the same text for two statuses";
         }
     }
-}
-
-TEST(InstallConfigMessages, EnglishHasItsCaption) {
-    Configured machine;
-    EXPECT_EQ(show(machine, 200, Locale::english).caption, u"Norv Installation Not Completed");
 }
 
 }  // namespace

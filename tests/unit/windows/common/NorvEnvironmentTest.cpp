@@ -1,217 +1,292 @@
 // Whole detections on machines with products, whatever is wrong with them.
+#include "windows/common/NorvEnvironment.h"
+
 #include "builders/Product.h"
 #include "common/share/tstrings.h"
 #include "support/OnMachine.h"
 #include "support/Thrown.h"
-#include "windows/common/NorvEnvironment.h"
 
 namespace {
 
 using namespace family;
 using namespace NorvEnvironment;
 using simulated::View;
-using tstrings::fromUtf8;
 using tstrings::toUtf8;
 using Lines = std::vector<std::string>;
-
-template <class Product>
-std::string kindOf(const Product& product) {
-    const char* const types[] = {"QVR", "QVK", "GFX"};
-    return types[product.type] + std::to_string(product.bits) + " ";
-}
 
 constexpr std::uint32_t kDetectAll =
     kDetectQvr | kDetectQvk | kDetectNorvGfx | kDetect32Bit | kDetect64Bit;
 
-class Detection : public OnMachine {
+class NorvEnvironmentTest : public OnMachine {
 protected:
-    /// "QVR64 1.8.0_45-b13/8|" for each product, with the precision, or what is thrown.
-    std::string list(std::uint32_t mask = kDetectAll) {
-        std::string result;
-        const std::string thrown = thrownText([&] {
-            for (const InstalledNorv& product : NorvEnvironment::detect(mask)) {
-                result += kindOf(product) + toUtf8(sourceText(product.version)) + "/" +
-                          std::to_string(product.version.precision()) + "|";
-            }
-        });
+    void install(const std::vector<Product>& products) {
+        for (const Product& product : products) {
+            family::install(machine, product);
+        }
+    }
+
+    /// Returns "QVR64 1.8.0_45-b13" for each product that is detected.
+    Lines found(std::uint32_t mask = kDetectAll) const {
+        const char* const types[] = {"QVR", "QVK", "GFX"};
+        Lines result;
+        for (const InstalledNorv& product : NorvEnvironment::detect(mask)) {
+            result.push_back(types[product.type] + std::to_string(product.bits) + " " +
+                             toUtf8(sourceText(product.version)));
+        }
         EXPECT_TRUE(machine.installer.openHandles().empty());
-        return thrown == "nothing" ? result : thrown;
+        return result;
+    }
+
+    static std::string failure() {
+        return thrownText([] { NorvEnvironment::detect(kDetectAll); });
     }
 };
 
 /// A product of each type, found by its code or by its upgrade code.
-class DetectionOfMany : public Detection {
+class NorvEnvironmentOfMany : public NorvEnvironmentTest {
 protected:
-    DetectionOfMany() {
+    NorvEnvironmentOfMany() {
         Product tooNew = qvr("18");
         tooNew.upgradeCode = u"{57BDA5C6-443C-4D65-B233-282396420100}";
-        for (const Product& product : {qvr("99"), qvr("9"), qvk("17", 32), graphics("2.2.0"),
-                                       qvr("1.8.0_45-b13"), qvk("1.7.0_80-b15", 32), tooNew}) {
-            family::install(machine, product);
-        }
+        install({qvr("99"), qvr("9"), qvk("17", 32), graphics("2.2.0"), qvr("1.8.0_45-b13"),
+                 qvk("1.7.0_80-b15", 32), tooNew});
     }
 };
 
-TEST_F(DetectionOfMany, FindsProductsByTheirCodesThenByUpgradeCodes) {
-    EXPECT_EQ(list(kDetectQvr | kDetect32Bit | kDetect64Bit),
-              "QVR64 1.8.0_45-b13/8|QVR64 9/8|QVR64 99/8|");
-    EXPECT_EQ(list(kDetectQvk | kDetect32Bit), "QVK32 1.7.0_80-b15/8|QVK32 17/8|");
+TEST_F(NorvEnvironmentOfMany, FindsProductsByTheirCodesThenByUpgradeCodes) {
+    EXPECT_EQ(found(kDetectQvr | kDetect32Bit | kDetect64Bit),
+              (Lines{"QVR64 1.8.0_45-b13", "QVR64 9", "QVR64 99"}));
+    EXPECT_EQ(found(kDetectQvk | kDetect32Bit), (Lines{"QVK32 1.7.0_80-b15", "QVK32 17"}));
 }
 
-TEST_F(DetectionOfMany, FindsNothingOfATypeOrArchitectureThatIsNotSelected) {
-    EXPECT_EQ(list(kDetectNorvGfx | kDetect32Bit), "") << "the graphics product has 64 bits";
-    EXPECT_EQ(list(kDetectQvr | kDetectQvk | kDetectNorvGfx), "") << "no architecture";
-    EXPECT_EQ(list(kDetect32Bit | kDetect64Bit), "") << "no type";
+TEST_F(NorvEnvironmentOfMany, FindsNothingOfATypeOrArchitectureThatIsNotSelected) {
+    EXPECT_EQ(found(kDetectNorvGfx | kDetect32Bit), Lines()) << "the graphics product has 64 bits";
+    EXPECT_EQ(found(kDetectQvr | kDetectQvk | kDetectNorvGfx), Lines()) << "no architecture";
+    EXPECT_EQ(found(kDetect32Bit | kDetect64Bit), Lines()) << "no type";
 }
 
-TEST_F(DetectionOfMany, LeavesOutAProductWhoseCodeCannotBeRead) {
+TEST_F(NorvEnvironmentOfMany, LeavesOutAProductWhoseCodeCannotBeRead) {
     machine.calls.failCall("IIDFromString", 1);
-    EXPECT_EQ(list(kDetectQvr | kDetect32Bit | kDetect64Bit), "QVR64 9/8|QVR64 99/8|");
+    EXPECT_EQ(found(kDetectQvr | kDetect32Bit | kDetect64Bit), (Lines{"QVR64 9", "QVR64 99"}));
 }
 
-TEST_F(DetectionOfMany, SearchesNo64BitUpgradeCodesOnA32BitWindows) {
+TEST_F(NorvEnvironmentOfMany, SearchesNo64BitUpgradeCodesOnA32BitWindows) {
     machine.facts.is64BitSystem = false;
-    EXPECT_EQ(list(), "GFX64 2.2.0/8|QVR64 1.8.0_45-b13/8|QVK32 1.7.0_80-b15/8|QVK32 17/8|");
+    EXPECT_EQ(found(),
+              (Lines{"GFX64 2.2.0", "QVR64 1.8.0_45-b13", "QVK32 1.7.0_80-b15", "QVK32 17"}));
 }
 
-TEST_F(Detection, LogsAProductThatIsTrackedTwiceAndListsItOnce) {
-    family::install(machine, qvr("23"));
+TEST_F(NorvEnvironmentTest, LogsAProductThatIsTrackedTwiceAndListsItOnce) {
     Product twice = qvr("1.8.0_451-b10");
     twice.upgradeCode = qvr("23").upgradeCode;
-    family::install(machine, twice);
-    EXPECT_EQ(list(), "QVR64 1.8.0_451-b10/8|QVR64 23/8|");
+    install({qvr("23"), twice});
+    EXPECT_EQ(found(), (Lines{"QVR64 1.8.0_451-b10", "QVR64 23"}));
     EXPECT_TRUE(logMentions(machine, "-2F64180451F0}] is tracked multiple times"));
 }
 
-TEST_F(Detection, EndsWhenTheInstallerRefusesEachIndexAfterADamagedEntry) {
-    family::install(machine, qvr("1.8.0_451-b10"));
+TEST_F(NorvEnvironmentTest, EndsWhenTheInstallerRefusesEachIndexAfterADamagedEntry) {
+    install({qvr("1.8.0_451-b10")});
     machine.calls.failCall("MsiEnumProductsW", 1, 1610);
-    EXPECT_EQ(list(), "MsiEnumProducts(255) failed with error=[87]");
+    EXPECT_EQ(failure(), "MsiEnumProducts(255) failed with error=[87]");
     EXPECT_TRUE(logHas(machine, "MsiEnumProducts(0) failed with error=[1610] \nIgnored."));
     EXPECT_TRUE(logHas(machine, "MsiEnumProducts(1) failed with error=[87] \nIgnored."));
     EXPECT_TRUE(logHas(machine, "MsiEnumProducts(255) failed with error=[87] \nIgnored."));
 }
 
-TEST_F(Detection, EndsWhenTheListOfAnUpgradeCodeCannotBeRead) {
+TEST_F(NorvEnvironmentTest, EndsWhenTheListOfAnUpgradeCodeCannotBeRead) {
     machine.calls.failCall("MsiEnumRelatedProductsW", 3, 1610);
-    EXPECT_EQ(list(),
+    EXPECT_EQ(failure(),
               "MsiEnumRelatedProducts({57BDA5C6-443C-4D65-B233-282393220011}, 1) failed with "
               "error=[1610]");
 }
 
-TEST_F(Detection, EndsAtACodeWhoseDigitsAreNoVersionOfItsType) {
+TEST_F(NorvEnvironmentTest, EndsAtACodeWhoseDigitsAreNoVersionOfItsType) {
     machine.installer.addProduct({u"{26A24AE4-039D-4CA4-87B4-2F64222000F0}", {}, {}, {}});
-    EXPECT_EQ(list(), "2.2.2 is not recognized as a legacy Norv version string");
+    EXPECT_EQ(failure(), "2.2.2 is not recognized as a legacy Norv version string");
 }
 
-TEST_F(Detection, TellsAllOfAProduct) {
+TEST_F(NorvEnvironmentTest, LogsEachStepAndTheProduct) {
     Product runtime = qvr("1.8.0_45-b13");
     runtime.packageProperties[u"Enterprise"] = u"YES";
     runtime.versionKeyValues[u"MSI\\MODE"] = u"s";
-    family::install(machine, runtime);
+    install({runtime});
     EXPECT_NE(NorvEnvironment::detect(kDetectAll).at(0).uninstaller, nullptr);
-    const std::string code = toUtf8(runtime.code);
     Lines trace = logMessages(machine, "TRACE");
     trace.pop_back();
-    EXPECT_EQ(
-        trace,
-        (Lines{
-            "Entering NorvEnvironment::detect",
-            "Installed Norv detected: version=1.8.0_045; arch=64; productCode=" + code + "; type=0",
-            "Find home dir of " + code + " Norv installation",
-            "Detect full version of " + code + " Norv installation",
-            "detectFullVersionFromMsi(" + code + ")",
-            "Detect mode of " + code + " Norv installation",
-            "InstalledNorv(1.8.0_45-b13|1.8.0_45-b13|QVR|64bit|" + toUtf8(runtime.homeDir) + "|" +
-                code + "|20|8bbecd4ed503b09a088275b45e323bdb1fab34031e8c5c3b2b26e5e6e96c7636)",
-        }));
+    EXPECT_EQ(trace,
+              (Lines{
+                  "Entering NorvEnvironment::detect",
+                  "Installed Norv detected: version=1.8.0_045; arch=64; "
+                  "productCode={26A24AE4-039D-4CA4-87B4-2F64180045F0}; type=0",
+                  "Find home dir of {26A24AE4-039D-4CA4-87B4-2F64180045F0} Norv installation",
+                  "Detect full version of {26A24AE4-039D-4CA4-87B4-2F64180045F0} Norv installation",
+                  "detectFullVersionFromMsi({26A24AE4-039D-4CA4-87B4-2F64180045F0})",
+                  "Detect mode of {26A24AE4-039D-4CA4-87B4-2F64180045F0} Norv installation",
+                  "InstalledNorv(1.8.0_45-b13|1.8.0_45-b13|QVR|64bit|C:\\Program Files\\Norv\\"
+                  "QVR-1.8.0_45|{26A24AE4-039D-4CA4-87B4-2F64180045F0}|20|"
+                  "8bbecd4ed503b09a088275b45e323bdb1fab34031e8c5c3b2b26e5e6e96c7636)",
+              }));
 }
 
-TEST_F(Detection, CompletesVersionsByFallBacks) {
+const std::string kChecksum(64, 'a');
+
+TEST_F(NorvEnvironmentTest, ReadsModeAndChecksum) {
+    Product runtime = qvr("1.8.0_45-b13");
+    runtime.packageProperties[u"BaseimageChecksumSHA256"] = tstrings::fromUtf8(kChecksum);
+    runtime.versionKeyValues[u"MSI\\MODE"] = u"static";
+    install({runtime});
+    const InstalledNorv product = NorvEnvironment::detect(kDetectAll).at(0);
+    EXPECT_EQ(product.mode, InstalledNorv::kModeStandard) << "only S means static";
+    EXPECT_EQ(toUtf8(product.baseimageChecksum), kChecksum);
+}
+
+TEST_F(NorvEnvironmentTest, LogsAChecksumThatIsNone) {
+    Product runtime = qvr("1.8.0_45-b13");
+    runtime.packageProperties[u"BaseimageChecksumSHA256"] = u"0";
+    install({runtime});
+    EXPECT_EQ(found(), Lines{"QVR64 1.8.0_45-b13"});
+    EXPECT_TRUE(logMentions(machine, "Unexpected length of "));
+}
+
+/// Returns the product with another value of a property of its package.
+Product with(Product product, const tstring& property, const tstring& value) {
+    product.packageProperties[property] = value;
+    return product;
+}
+
+/// Returns the product with another version in the manifest of its archive.
+Product named(Product product, const char16_t* manifest) {
+    product.manifestVersion = manifest;
+    return product;
+}
+
+Product withoutFiles(Product product) {
+    product.files.clear();
+    return product;
+}
+
+struct VersionSource {
+    const char* name;
+    Product product;
+    const char* found;
+    const char* logged = "";  ///< a part of the log
+};
+
+TEST_F(NorvEnvironmentTest, CompletesVersions) {
     const Product legacy = qvr("1.8.0_45-b13");
-    const auto with = [](Product product, const tstring& property, const tstring& value) {
-        product.packageProperties[property] = value;
-        return product;
+    const Product unnamed = with(legacy, u"FullVersion", u"");
+    const VersionSource rows[] = {
+        {.name = "the version of the launcher, if the package has none",
+         .product = unnamed,
+         .found = "QVR64 1.8.0_45-b13",
+         .logged = "detectFullVersionFromHomeDir("},
+        {.name = "nothing is left without a launcher",
+         .product = withoutFiles(unnamed),
+         .found = "QVR64 1.8.0_045",
+         .logged = "InstalledNorv(1.8.0_45|Full version unknown|QVR|64bit|"},
+        {.name = "a property that is no version",
+         .product = with(legacy, u"FullVersion", u"1.8"),
+         .found = "QVR64 1.8.0_45-b13",
+         .logged = "The string is too short' caught"},
+        {.name = "a property of another family",
+         .product = with(legacy, u"FullVersion", u"1.7.0_80-b15"),
+         .found = "QVR64 1.7.0_80-b15",
+         .logged = "{26A24AE4-039D-4CA4-87B4-2F64180045F0}: Given version is [1.8.0_045]; Value of "
+                   "\"FullVersion\" MSI property is [1.7.0_80-b15]. Should have the same family."},
+        {.name = "the older property",
+         .product = with(unnamed, u"QVK_VERSION", u"1.8.0_45-b14"),
+         .found = "QVR64 1.8.0_45-b14"},
+        {.name = "another version in the manifest",
+         .product = named(legacy, u"1.8.0_301-b09"),
+         .found = "QVR64 1.8.0_301-b09",
+         .logged = " Detected version mapping from 1.8.0_045 to 1.8.0_301-b09 in "
+                   "{26A24AE4-039D-4CA4-87B4-2F64180045F0} Norv installation."},
+        {.name = "another build in the manifest",
+         .product = named(legacy, u"1.8.0_45-b99"),
+         .found = "QVR64 1.8.0_45-b13"},
+        {.name = "a kit has no manifest",
+         .product = named(qvk("1.8.0-b13"), u"1.9.0-b1"),
+         .found = "QVK64 1.8.0-b13",
+         .logged = "|QVK|64bit|"},
+        {.name = "the manifest of a version of the other scheme",
+         .product = named(qvr("11.0.2+9"), u"17"),
+         .found = "QVR64 11.0.2+9",
+         .logged = "unknown version tag"},
+        {.name = "graphics products",
+         .product = with(graphics("2.2.0"), u"FullVersion", u""),
+         .found = "GFX64 2.2.0",
+         .logged = "InstalledNorv(2.2.0|2.2.0|NORV_GFX|64bit|"},
     };
-    const auto named = [](Product product, const char16_t* manifest) {
-        product.manifestVersion = manifest;
-        return product;
-    };
-    const tstring full = u"FullVersion";
-    const Product unnamed = with(legacy, full, u"");
-    Product bare = unnamed;
-    bare.files.clear();
-    Product sealed = with(legacy, u"BaseimageChecksumSHA256", tstring(64, u'a'));
-    sealed.versionKeyValues[u"MSI\\MODE"] = u"static";
-    const struct {
-        Product product;
-        std::string found;   ///< after "QVR64 "
-        std::string record;  ///< a part of the log
-    } cases[] = {
-        {sealed, "1.8.0_45-b13/8|", "|10|" + std::string(64, 'a') + ")"},
-        {with(legacy, u"BaseimageChecksumSHA256", u"0"), "1.8.0_45-b13/8|",
-         "Unexpected length of "},
-        {unnamed, "1.8.0_45-b13/8|", "detectFullVersionFromHomeDir("},
-        {with(legacy, full, u"1.8"), "1.8.0_45-b13/8|", "The string is too short' caught"},
-        {with(legacy, full, u"1.7.0_80-b15"), "1.7.0_80-b15/8|",
-         "{26A24AE4-039D-4CA4-87B4-2F64180045F0}: Given version is [1.8.0_045]; Value of "
-         "\"FullVersion\" MSI property is [1.7.0_80-b15]. Should have the same family."},
-        {with(unnamed, u"QVK_VERSION", u"1.8.0_45-b14"), "1.8.0_45-b14/8|", ""},
-        {bare, "1.8.0_045/4|", "InstalledNorv(1.8.0_45|Full version unknown|QVR|64bit|"},
-        {named(legacy, u"1.8.0_301-b09"), "1.8.0_301-b09/8|",
-         " Detected version mapping from 1.8.0_045 to 1.8.0_301-b09 in "
-         "{26A24AE4-039D-4CA4-87B4-2F64180045F0} Norv installation."},
-        {named(legacy, u"1.8.0_45-b99"), "1.8.0_45-b13/8|", ""},
-        {named(qvk("1.8.0-b13"), u"1.9.0-b1"), "1.8.0-b13/8|", "|QVK|64bit|"},
-        {named(qvr("11.0.2+9"), u"17"), "11.0.2+9/8|", "unknown version tag"},
-        {with(qvr("11.0.2+9"), full, u""), "", "unknown version tag"},
-        {with(graphics("2.2.0"), full, u""), "2.2.0/8|",
-         "InstalledNorv(2.2.0|2.2.0|NORV_GFX|64bit|"},
-    };
-    for (const auto& [product, found, record] : cases) {
-        SCOPED_TRACE(record);
-        family::install(machine, product);
-        EXPECT_EQ(list().erase(0, 6), found);
-        EXPECT_TRUE(logMentions(machine, record)) << record;
-        family::uninstall(machine, product);
+    for (const VersionSource& row : rows) {
+        SCOPED_TRACE(row.name);
+        family::install(machine, row.product);
+        EXPECT_EQ(found(), Lines{row.found});
+        EXPECT_TRUE(logMentions(machine, row.logged)) << row.logged;
+        family::uninstall(machine, row.product);
         clearLog(machine);
     }
-    family::install(machine, legacy);
+}
+
+TEST_F(NorvEnvironmentTest, LeavesOutAProductOfTheNewSchemeWithoutAFullVersion) {
+    install({with(qvr("11.0.2+9"), u"FullVersion", u"")});
+    EXPECT_EQ(found(), Lines());
+    EXPECT_TRUE(logMentions(machine, "unknown version tag"));
+}
+
+TEST_F(NorvEnvironmentTest, LogsSourcesOfAVersionThatCannotBeRead) {
+    const Product legacy = qvr("1.8.0_45-b13");
+    install({legacy});
     machine.installer.product(legacy.code)->package.unreadable(1627);
     machine.volumes.addFile(legacy.homeDir + u"\\lib\\rt.vkr", "no archive");
     machine.volumes.setVersion(legacy.homeDir + u"\\bin\\norv.exe", 8, 1, 450, 13);
-    EXPECT_EQ(list(), "QVR64 1.8.0_045/4|");
+    EXPECT_EQ(found(), Lines{"QVR64 1.8.0_045"});
     EXPECT_TRUE(logMentions(machine, "ZIP_Open("));
     EXPECT_TRUE(logMentions(
         machine, "\\bin\\norv.exe is [8.1.450.13]. Unexpected components in file version."));
 }
 
-TEST_F(Detection, SearchesTheHomeDirectory) {
-    // HOME stands for the product's own directory, C:\\kit.
-    machine.volumes.setCurrentDirectory(u"C:\\");
-    const struct {
-        const char* name;
-        tstring installLocation = {}, productIcon = {}, displayIcon = {}, readme = {};
-        tstring norvHome = {};
-        tstring found;
-    } cases[] = {
+/// A kit in C:\kit whose sources of a home directory are what a test says.
+class NorvEnvironmentHome : public NorvEnvironmentTest {
+protected:
+    NorvEnvironmentHome() {
+        kit.setHome(u"C:\\kit");
+        kit.info.clear();
+        kit.versionKeyValues[u"NorvHome"] = u"";
+        machine.volumes.setCurrentDirectory(u"C:\\");
+    }
+
+    void installKit() { family::install(machine, kit); }
+    void setUninstallValue(const tstring& name, const tstring& value, View view = View::Bits64) {
+        machine.registry.setString(view, key, name, value);
+    }
+    static tstring home() { return NorvEnvironment::detect(kDetectAll).at(0).homeDir; }
+
+    Product kit = qvk("1.8.0-b13");
+    const tstring key =
+        u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\" + kit.code;
+};
+
+struct HomeSources {
+    const char* name;
+    tstring installLocation = {}, productIcon = {};  ///< of the installer
+    tstring displayIcon = {}, readme = {};           ///< of the Uninstall key
+    tstring norvHome = {};                           ///< of the version key
+    tstring found = u"C:\\kit";
+};
+
+TEST_F(NorvEnvironmentHome, IsFoundByTheFirstSourceThatLeadsToOne) {
+    const HomeSources rows[] = {
         {.name = "the install location, whether or not it exists",
          .installLocation = u"X:\\gone\\\\/",
          .found = u"X:\\gone"},
-        {.name = "the directory of the package's icon",
-         .productIcon = u"HOME/lib/icons/a.ico//",
-         .found = u"HOME"},
-        {.name = "the directory of the Uninstall key's icon",
-         .displayIcon = u"HOME\\bin\\norv.exe,0",
-         .found = u"HOME"},
+        {.name = "the package's icon", .productIcon = u"C:\\kit/lib/icons/a.ico//"},
+        {.name = "the Uninstall key's icon", .displayIcon = u"C:\\kit\\bin\\norv.exe,0"},
         {.name = "the package's icon hides that of the key, right or wrong",
          .productIcon = u"C:\\Windows\\x.ico",
-         .displayIcon = u"HOME\\bin\\norv.exe",
+         .displayIcon = u"C:\\kit\\bin\\norv.exe",
          .norvHome = u"D:\\k",
          .found = u"D:\\k"},
-        {.name = "the directory of the Uninstall key's readme",
-         .readme = u"HOME\\readme.txt",
-         .found = u"HOME"},
+        {.name = "the Uninstall key's readme", .readme = u"C:\\kit\\readme.txt"},
         {.name = "a path without a drive", .displayIcon = u"\\kit\\bin", .found = u"\\kit"},
         {.name = "relative paths are none",
          .displayIcon = u"kit\\bin",
@@ -219,41 +294,101 @@ TEST_F(Detection, SearchesTheHomeDirectory) {
          .norvHome = u"D:\\k\\",
          .found = u"D:\\k"},
     };
-    Product kit = qvk("1.8.0-b13");
-    kit.homeDir = u"C:\\kit";
-    const tstring key =
-        u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\" + kit.code;
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        const auto text = [&](const tstring& pattern) {
-            return tstrings::replace(pattern, u"HOME", kit.homeDir);
-        };
-        kit.info = {{u"InstallLocation", text(c.installLocation)},
-                    {u"ProductIcon", text(c.productIcon)}};
-        kit.versionKeyValues[u"NorvHome"] = text(c.norvHome);
-        family::install(machine, kit);
-        machine.registry.setString(View::Bits64, key, u"DisplayIcon", text(c.displayIcon));
-        machine.registry.setString(View::Bits64, key, u"Readme", text(c.readme));
-        EXPECT_EQ(toUtf8(NorvEnvironment::detect(kDetectAll).at(0).homeDir), toUtf8(text(c.found)));
+    for (const HomeSources& row : rows) {
+        SCOPED_TRACE(row.name);
+        kit.info = {{u"InstallLocation", row.installLocation}, {u"ProductIcon", row.productIcon}};
+        kit.versionKeyValues[u"NorvHome"] = row.norvHome;
+        installKit();
+        setUninstallValue(u"DisplayIcon", row.displayIcon);
+        setUninstallValue(u"Readme", row.readme);
+        EXPECT_EQ(toUtf8(home()), toUtf8(row.found));
         family::uninstall(machine, kit);
     }
-    // A kit has a compiler, and the 64-bit view of the Uninstall key wins.
-    kit.info = {{u"ProductIcon", kit.homeDir + u"\\bin\\norv.exe"}};
-    family::install(machine, kit);
-    machine.volumes.remove(kit.homeDir + u"\\bin\\norvc.exe");
-    machine.volumes.addDirectory(kit.homeDir + u"\\bin\\norvc.exe");
-    machine.registry.setString(View::Bits32, key, u"Readme", u"C:\\x");
-    EXPECT_EQ(NorvEnvironment::detect(kDetectAll).at(0).homeDir, u"D:\\k");
+}
+
+TEST_F(NorvEnvironmentHome, OfAKitHasACompiler) {
+    kit.versionKeyValues[u"NorvHome"] = u"D:\\k";
+    installKit();
+    setUninstallValue(u"DisplayIcon", u"C:\\kit\\bin\\norv.exe");
+    machine.volumes.remove(u"C:\\kit\\bin\\norvc.exe");
+    machine.volumes.addDirectory(u"C:\\kit\\bin\\norvc.exe");
+    EXPECT_EQ(home(), u"D:\\k");
+}
+
+TEST_F(NorvEnvironmentHome, IsFoundByTheUninstallKeyOfThe64BitView) {
+    installKit();
+    setUninstallValue(u"DisplayIcon", u"C:\\kit\\bin");
+    setUninstallValue(u"DisplayIcon", u"C:\\other", View::Bits32);
+    EXPECT_EQ(home(), u"C:\\kit");
     EXPECT_TRUE(logMentions(
         machine, "] exists in both 32bit and 64bit HKLM registry hives. Use from 64bit hive."));
-    machine.registry.deleteKey(View::Bits32, key);
+}
+
+TEST_F(NorvEnvironmentHome, NeedsAnUninstallKey) {
+    installKit();
     machine.registry.deleteKey(View::Bits64, key);
-    EXPECT_EQ(list(), "");
+    EXPECT_EQ(found(), Lines());
     EXPECT_TRUE(logMentions(machine, "' not found in none of HKLM hives' caught"));
+}
+
+TEST_F(NorvEnvironmentHome, IsSearchedWithARecordForEachSource) {
+    installKit();
+    home();
     for (const std::string source : {"ProductIcon] product property", "DisplayIcon] registry value",
                                      "Readme] registry value", "NorvHome] registry value"}) {
         EXPECT_TRUE(logMentions(machine, "Try home directory from [" + source + " of {"));
     }
+}
+
+/// Three products, and the check of their list.
+class NorvEnvironmentVerifier : public NorvEnvironmentTest {
+protected:
+    NorvEnvironmentVerifier() {
+        install({qvr("9", 32), qvk("11.0.2+9"), graphics("2.2.0")});
+        products = NorvEnvironment::detect(kDetectAll);
+    }
+    std::string complaint() const {
+        return thrownText([&] { verifier(products); });
+    }
+
+    std::vector<InstalledNorv> products;
+    InstalledNorvsVerifier verifier;
+};
+
+TEST_F(NorvEnvironmentVerifier, RefusesEmptyAndEqualProductCodes) {
+    products[1].productCode = products[2].productCode;
+    EXPECT_EQ(complaint(), "duplicated product codes");
+    products[1].productCode = Guid();
+    EXPECT_EQ(complaint(), "empty product code");
+    verifier.checkProductCodes = false;
+    EXPECT_EQ(complaint(), "nothing");
+    products[2].productCode = Guid();
+    EXPECT_EQ(complaint(), "duplicated product codes");
+    verifier.checkDuplicates = false;
+    EXPECT_EQ(complaint(), "nothing");
+}
+
+TEST_F(NorvEnvironmentVerifier, RefusesAnEmptyHome) {
+    products[0].homeDir.clear();
+    EXPECT_EQ(complaint(), "empty home dir");
+    verifier.checkHomeDirs = false;
+    EXPECT_EQ(complaint(), "nothing");
+}
+
+TEST_F(NorvEnvironmentVerifier, RefusesOtherTypesAndArchitectures) {
+    verifier.allowedTypes = {Bundle::kQvr, Bundle::kQvk};
+    EXPECT_EQ(complaint(), "unexpected types");
+    verifier.allowedTypes.push_back(Bundle::kNorvGfx);
+    EXPECT_EQ(complaint(), "nothing");
+    verifier.allowedBits = {64};
+    EXPECT_EQ(complaint(), "unexpected archs");
+}
+
+TEST_F(NorvEnvironmentVerifier, NamesTheCodeOfNoProduct) {
+    EXPECT_EQ(
+        thrownText([&] { getByProductCode(products, Guid(u"26A24AE4039D4CA487B42F64180451F0")); }),
+        "No matching Norv found for {26A24AE4-039D-4CA4-87B4-2F64180451F0} Product Code in "
+        "the given products range");
 }
 
 }  // namespace

@@ -15,9 +15,9 @@ constexpr const char* kName = "PmtOperationSequenceSharedMemory";
 const Bytes kStarted = {6, 0, 0, 0, 1, 0, 0, 0};
 const Bytes kFinished = {6, 0, 0, 0, 2, 0, 0, 0};
 
-class Progress : public OnMachine {
+class ClientOperationTest : public OnMachine {
 protected:
-    Progress() {
+    ClientOperationTest() {
         machine.sharedMemory.observeFlushes(
             [this](const std::string&, const Bytes& bytes) { seen.push_back(bytes); });
     }
@@ -25,13 +25,13 @@ protected:
     std::vector<Bytes> seen;
 };
 
-TEST_F(Progress, StartAndEndArePosted) {
+TEST_F(ClientOperationTest, StartAndEndArePosted) {
     { const ClientOperation operation(6, kName); }
     EXPECT_EQ(seen, (std::vector<Bytes>{kStarted, kFinished}));
     EXPECT_EQ(machine.sharedMemory.content(kName), std::nullopt) << "the block is closed";
 }
 
-TEST_F(Progress, AnExistingBlockIsUsed) {
+TEST_F(ClientOperationTest, AnExistingBlockIsUsed) {
     machine.sharedMemory.holdByOther(kName);
     machine.sharedMemory.write(kName, Bytes(8, 9));
     { const ClientOperation operation(6, kName); }
@@ -46,7 +46,7 @@ struct FailingCall {
     const char* logged = nullptr;  ///< the function in the ERROR record
 };
 
-TEST_F(Progress, FailuresAtTheStartAreThrown) {
+TEST_F(ClientOperationTest, FailuresAtTheStartAreThrown) {
     for (const FailingCall& call : {FailingCall{"CreateFileMappingA", 1},
                                     {"OpenFileMappingA", 2},
                                     {"MapViewOfFile", 1},
@@ -60,7 +60,7 @@ TEST_F(Progress, FailuresAtTheStartAreThrown) {
     }
 }
 
-TEST_F(Progress, LaterFailuresAreLogged) {
+TEST_F(ClientOperationTest, LaterFailuresAreLogged) {
     const char* const end = "progress::ClientOperation::~ClientOperation";
     const char* const snapshot = "ipc::SharedMemoryUnsafe::Snapshot::~Snapshot";
     for (const FailingCall& call : {FailingCall{"MapViewOfFile", 2, end},

@@ -1,4 +1,6 @@
-// The running Windows, its directories, identifiers and shortcuts.
+// The version of Windows, its directories, and who runs the process.
+#include "windows/common/SysInfo.h"
+
 #include <shlobj.h>
 
 #include "common/windows/WinErrorHandling.h"
@@ -6,23 +8,18 @@
 #include "support/OnMachine.h"
 #include "support/Thrown.h"
 #include "windows/common/Dll.h"
-#include "windows/common/Guid.h"
 #include "windows/common/Security.h"
-#include "windows/common/Shortcut.h"
-#include "windows/common/SysInfo.h"
 
 namespace {
 
-using Lines = std::vector<std::string>;
-using System = OnMachine;
+using SysInfoTest = OnMachine;
 
-TEST(OsVersions, AreClassified) {
+TEST(SysInfo, ClassifiesVersionsOfWindows) {
     using SysInfo::OsVersion;
     const struct {
         DWORD major, minor;
         OsVersion expected;
     } cases[] = {
-        {.major = 0, .minor = 0, .expected = OsVersion::Unknown},
         {.major = 0, .minor = 4, .expected = OsVersion::Unknown},
         {.major = 5, .minor = 0, .expected = OsVersion::Unknown},
         {.major = 5, .minor = 1, .expected = OsVersion::WindowsXp},
@@ -42,33 +39,40 @@ TEST(OsVersions, AreClassified) {
     }
 }
 
-/// The version is asked while the library is loaded, which nothing may stop.
-TEST(OsVersions, LoadingSurvivesWhatIsNotThere) {
-    const char* const rows[][3] = {
-        {"RtlGetVersion", "GetVersionExW",
-         "RtlGetVersion is not available; "
-         "GetVersionExW() failed with system error 5 (Access is denied); "},
-        {"GetVersionExW", "RtlGetVersion",
-         "RtlGetVersion() failed: 5; GetVersionExW is not available; "},
-        {"", "GetSystemDirectoryW",
-         "Exception with message 'SysInfo.cpp at SysInfo::getSystemDirImpl(): GetSystemDirectory "
-         "failed. System error [5](system error 5 (Access is denied))' caught; "},
-    };
-    for (const auto& [lacking, failing, messages] : rows) {
-        simulated::Machine machine;
-        machine.modules.hideFunction(u"ntdll", lacking);
-        machine.modules.hideFunction(u"kernel32", lacking);
-        machine.calls.failCall(failing, 1, ERROR_ACCESS_DENIED);
-        const LibraryProcess process(machine);
-        std::string found;
-        for (const std::string& message : logMessages(machine, "ERROR")) {
-            found += withoutLines(message) + "; ";
-        }
-        EXPECT_EQ(found, messages);
+/// Returns the errors that are logged as the library is loaded.
+std::vector<std::string> errorsOfLoading(simulated::Machine& machine) {
+    const LibraryProcess process(machine);
+    std::vector<std::string> errors;
+    for (const std::string& message : logMessages(machine, "ERROR")) {
+        errors.push_back(withoutLines(message));
     }
+    return errors;
 }
 
-TEST(OsVersions, BeforeVistaEveryAdministratorIsElevated) {
+TEST(SysInfo, LoadingSurvivesAFailedQueryOfTheVersion) {
+    using Lines = std::vector<std::string>;
+    simulated::Machine withoutRtl;
+    withoutRtl.modules.hideFunction(u"ntdll", "RtlGetVersion");
+    withoutRtl.calls.failCall("GetVersionExW", 1, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(errorsOfLoading(withoutRtl),
+              (Lines{"RtlGetVersion is not available",
+                     "GetVersionExW() failed with system error 5 (Access is denied)"}));
+
+    simulated::Machine withoutOther;
+    withoutOther.modules.hideFunction(u"kernel32", "GetVersionExW");
+    withoutOther.calls.failCall("RtlGetVersion", 1, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(errorsOfLoading(withoutOther),
+              (Lines{"RtlGetVersion() failed: 5", "GetVersionExW is not available"}));
+
+    simulated::Machine withoutDirectory;
+    withoutDirectory.calls.failCall("GetSystemDirectoryW", 1, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(errorsOfLoading(withoutDirectory),
+              Lines{"Exception with message 'SysInfo.cpp at SysInfo::getSystemDirImpl(): "
+                    "GetSystemDirectory failed. System error [5](system error 5 (Access is "
+                    "denied))' caught"});
+}
+
+TEST(SysInfo, BeforeVistaEveryAdministratorIsElevated) {
     for (const DWORD major : {5u, 6u, 10u}) {
         for (const char* failing : {"", "RtlGetVersion", "GetSystemDirectoryW"}) {
             simulated::Machine machine;
@@ -84,88 +88,72 @@ TEST(OsVersions, BeforeVistaEveryAdministratorIsElevated) {
     }
 }
 
-TEST_F(System, ProcessSeesItsDirectories) {
+TEST_F(SysInfoTest, TheProgramDirectoryIsThatOfTheRegistry) {
     machine.registry.setString(simulated::View::Bits64,
                                u"HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion",
                                u"ProgramFilesDir", u"D:\\Programs\\/");
-    const auto facts = [] {
-        tstring system64;
-        const std::string thrown = thrownText([&] { system64 = SysInfo::getSystem64Dir(); });
-        const Text text = Text() << SysInfo::runningBits() << u" " << SysInfo::getProgramFilesDir()
-                                 << u" " << system64 << u" ";
-        return text.utf8() + thrown;
-    };
-    EXPECT_EQ(facts(), "64 D:\\Programs C:\\Windows\\System32 nothing");
+    EXPECT_EQ(SysInfo::getProgramFilesDir(), u"D:\\Programs");
     machine.facts.is64BitProcess = false;
-    EXPECT_EQ(facts(), "32 D:\\Programs C:\\Windows\\Sysnative nothing");
+    EXPECT_EQ(SysInfo::getProgramFilesDir(), u"D:\\Programs");
+    machine.become32Bit();
+    EXPECT_EQ(SysInfo::getProgramFilesDir(), u"C:\\Program Files");
+}
+
+TEST_F(SysInfoTest, The64BitSystemDirectoryDependsOnTheProcess) {
+    EXPECT_EQ(SysInfo::runningBits(), 64u);
+    EXPECT_EQ(SysInfo::getSystem64Dir(), u"C:\\Windows\\System32");
+    machine.facts.is64BitProcess = false;
+    EXPECT_EQ(SysInfo::runningBits(), 32u);
+    EXPECT_EQ(SysInfo::getSystem64Dir(), u"C:\\Windows\\Sysnative");
+    machine.become32Bit();
+    EXPECT_EQ(thrownText([] { SysInfo::getSystem64Dir(); }), "OS is not 64bit");
+}
+
+TEST_F(SysInfoTest, AWindowsWithoutTheQueryRunsNo32BitProcessOn64Bits) {
+    machine.facts.is64BitProcess = false;
     machine.modules.hideFunction(u"kernel32", "IsWow64Process");
     EXPECT_FALSE(SysInfo::isWow64());
+}
+
+TEST_F(SysInfoTest, AShellFolderExistsUnlessItsDefaultIsRequested) {
     machine.shell.setFolder(CSIDL_COMMON_PROGRAMS, u"C:\\Menu\\");
     EXPECT_THROW(SysInfo::SHGetFolderPathAdapter(CSIDL_COMMON_PROGRAMS), ComError);
     EXPECT_EQ(SysInfo::SHGetFolderPathAdapter(CSIDL_COMMON_PROGRAMS, 1), u"C:\\Menu");
-    machine.become32Bit();
-    EXPECT_EQ(facts(), "32 C:\\Program Files  OS is not 64bit");
+}
+
+TEST_F(SysInfoTest, AMissingFunctionIsNamedWithItsModule) {
     const DllFunction<FARPROC> none(Dll(u"kernel32"), "None");
     EXPECT_EQ(thrownText([&] { static_cast<FARPROC>(none); }),
               "None() function is not available in C:\\Windows\\System32\\kernel32");
 }
 
-TEST_F(System, TextsOfAnyLengthAreRead) {
+TEST_F(SysInfoTest, PathsOfAnyLengthAreRead) {
     for (const std::size_t length : {259u, 260u, 261u}) {
         machine.facts.windowsDirectory = u"C:\\" + tstring(length - 3, u'x') + u"\\";
         EXPECT_EQ(SysInfo::getWindowsDir() + u"\\", machine.facts.windowsDirectory);
         machine.facts.modulePath = tstring(length, u'm');
         EXPECT_EQ(SysInfo::getModulePath(SysInfo::getCurrentModuleHandle()).size(), length);
     }
+}
+
+TEST_F(SysInfoTest, EnvironmentVariablesOfAnyLengthAreRead) {
     for (const std::size_t length : {0u, 9u, 10u, 11u, 32000u}) {
         const tstring value(length, u'v');
         machine.facts.environment[u"NORV"] = value;
         SetLastError(ERROR_ENVVAR_NOT_FOUND);  // of an earlier call
         EXPECT_EQ(SysInfo::getEnvVariable(u"norv", u"none"), value) << length;
     }
-    EXPECT_EQ(SysInfo::getEnvVariable(u"NOTHING", u"none"), u"none");
     machine.calls.failCall("GetEnvironmentVariableW", 2, ERROR_NOT_ENOUGH_MEMORY);
     EXPECT_EQ(SysInfo::getEnvVariable(u"NORV", u"none"), u"none");
+    EXPECT_EQ(SysInfo::getEnvVariable(u"NOTHING", u"none"), u"none");
 }
 
-TEST_F(System, AdministratorsAreOfTheirGroup) {
+TEST_F(SysInfoTest, AdministratorsAreMembersOfTheirGroup) {
     auto& groups = machine.security.groups;
     groups.erase(groups.begin());  // theirs is the first one now
     EXPECT_TRUE(security::isUserAdmin());
     groups.clear();
     EXPECT_FALSE(security::isUserAdmin());
-}
-
-TEST_F(System, GuidsAreReadInEachForm) {
-    const tstring form = u"{26A24AE4-039D-4CA4-87B4-2F64180451F0}";
-    for (const tstring text :
-         {u"26A24AE4-039D-4CA4-87B4-2F64180451F0", u"{26A24AE4039D4CA487B42F64180451F0}",
-          u"26a24ae4039d4ca487b42f64180451f0"}) {
-        EXPECT_EQ(Guid(text).toString(), form);
-    }
-    for (const tstring text :
-         {u"", u"26A24AE4039D4CA487B42F64180451F", u"26A24AE4-039D-4CA4-87B4-2F64180451F0}"}) {
-        EXPECT_EQ(thrownText([&] { Guid{text}; }),
-                  (Text() << "IIDFromString(" << text << ") failed").utf8());
-    }
-    EXPECT_TRUE(Guid().isEmpty());
-    EXPECT_NE(Guid::generate().toString(), Guid::generate().toString());
-}
-
-TEST_F(System, ShortcutsWantComAndTheirTexts) {
-    machine.calls.failCall("CoInitialize", 2, ERROR_ACCESS_DENIED);
-    const ComInitializer com;
-    { const ComInitializer failing; }
-    EXPECT_EQ(log(), Lines{"WARNING ComUtils.cpp ComInitializer::ComInitializer: "
-                           "CoInitialize failed with COM error 0x80070005 (Access is denied)"});
-    for (tstring Shortcut::*member :
-         {&Shortcut::target, &Shortcut::folder, &Shortcut::description, &Shortcut::name}) {
-        Shortcut shortcut = {u"N", u"What", u"C:\\", u"C:\\x", u"", Shortcut::kAlwaysUrl, u""};
-        EXPECT_EQ(shortcut.create(), u"C:\\N.url");
-        (shortcut.*member).clear();
-        EXPECT_EQ(thrownText([&] { shortcut.create(); }), "Shortcut not configured properly");
-    }
-    EXPECT_EQ(machine.calls.count("IShellLinkW::SetArguments"), 0u);
 }
 
 }  // namespace

@@ -192,47 +192,73 @@ const Operation kOperations[] = {
 const std::set<std::string> kClosers = {"CloseHandle", "RegCloseKey", "FindClose",
                                         "FreeLibrary", "LocalFree",   "_close"};
 
-/// What the operation throws, or else logs, when its n-th call, whose name it gives, fails. With no
-/// such call: "nothing", and the log.
-std::string toldAt(const Operation& operation, std::uint64_t n, std::string& failed, Texts& log) {
-    simulated::Machine machine;
-    machine.volumes.addFile(u"C:\\full\\file");
-    machine.volumes.setVersion(u"C:\\full\\file", 1, 2, 3, 4);
-    machine.volumes.addJunction(u"C:\\link", u"C:\\full");
-    machine.registry.setString(simulated::View::Bits64, u"HKLM\\Software\\X", u"v", u"text");
-    const simulated::Running running(machine);
-    machine.calls.failCall(n, ERROR_ACCESS_DENIED);
-    std::string text = thrownText(operation.run);
-    failed = machine.calls.faultedFunction();
-    const bool isClosing = kClosers.contains(failed);
-    if (!isClosing) {
-        EXPECT_EQ(machine.handles.open(), Texts()) << failed;
+struct OperatedMachine : simulated::Machine {
+    OperatedMachine() {
+        volumes.addFile(u"C:\\full\\file");
+        volumes.setVersion(u"C:\\full\\file", 1, 2, 3, 4);
+        volumes.addJunction(u"C:\\link", u"C:\\full");
+        registry.setString(simulated::View::Bits64, u"HKLM\\Software\\X", u"v", u"text");
     }
-    EXPECT_EQ(machine.shell.openObjects(), Texts()) << failed;
-    machine.handles.closeAll();
+    simulated::Running running{*this};
+};
+
+/// Returns what the operation throws or else logs, without its place and status.
+std::string failureOf(const Operation& operation, const simulated::Machine& machine) {
+    std::string text = thrownText(operation.run);
     for (const LogRecord& record : logRecords(machine)) {
-        if (failed.empty()) {
-            log.push_back(record.function + ": " + record.message);
-        } else if (text == "nothing" && record.level != "TRACE" && !isClosing) {
+        if (text == "nothing" && record.level != "TRACE") {
             text = thrownText([&] { throw std::runtime_error(record.message); });
         }
     }
     return text.substr(0, std::min(text.find(". System error [5]"), text.find(": COM error 0x80")));
 }
 
-TEST(Operations, NameTheCallThatFailsAndLeaveNothingOpen) {
-    for (const Operation& operation : kOperations) {
-        SCOPED_TRACE(operation.name);
-        Texts told, logged;
-        std::string failed = "one";
-        for (std::uint64_t n = 1; !failed.empty(); ++n) {
-            const std::string text = toldAt(operation, n, failed, logged);
-            if (text != "nothing" && std::ranges::find(told, text) == told.end()) {
-                told.push_back(text);
-            }
+/// Returns the failures of the operation with each of its calls failing in turn.
+Texts failuresOf(const Operation& operation) {
+    Texts failures;
+    for (std::uint64_t n = 1;; ++n) {
+        OperatedMachine machine;
+        machine.calls.failCall(n, ERROR_ACCESS_DENIED);
+        const std::string failure = failureOf(operation, machine);
+        const std::string failed = machine.calls.faultedFunction();
+        if (failed.empty()) {
+            return failures;
         }
-        EXPECT_EQ(told, operation.failures);
-        EXPECT_EQ(logged, operation.logged);
+        EXPECT_EQ(machine.shell.openObjects(), Texts()) << failed;
+        if (!kClosers.contains(failed)) {
+            EXPECT_EQ(machine.handles.open(), Texts()) << failed;
+            failures.push_back(failure);
+        }
+        machine.handles.closeAll();
+    }
+}
+
+/// Returns each text once, except "nothing".
+Texts withoutRepetitions(const Texts& texts) {
+    Texts result;
+    for (const std::string& text : texts) {
+        if (text != "nothing" && std::ranges::find(result, text) == result.end()) {
+            result.push_back(text);
+        }
+    }
+    return result;
+}
+
+TEST(FailedCalls, AreNamedAndLeaveNothingOpen) {
+    for (const Operation& operation : kOperations) {
+        EXPECT_EQ(withoutRepetitions(failuresOf(operation)), operation.failures) << operation.name;
+    }
+}
+
+TEST(FailedCalls, WithoutOneAnOperationLogsWhatItHasDone) {
+    for (const Operation& operation : kOperations) {
+        const OperatedMachine machine;
+        operation.run();
+        Texts logged;
+        for (const LogRecord& record : logRecords(machine)) {
+            logged.push_back(record.function + ": " + record.message);
+        }
+        EXPECT_EQ(logged, operation.logged) << operation.name;
     }
 }
 
