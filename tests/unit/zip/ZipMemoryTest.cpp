@@ -127,8 +127,8 @@ TEST(ZipInflateFully, TakesAWholeStreamAndNoMore) {
     const InflateCase cases[] = {
         {.name = "the whole stream", .in = packed},
         {.name = "a stream without data", .in = zlib::compressed(""), .outLength = 0},
-        {.name = "too small", .in = packed, .outLength = 99999, .failure = kInternalError},
-        {.name = "too large", .in = packed, .outLength = 100001, .failure = kUnexpectedEnd},
+        {.name = "a small buffer", .in = packed, .outLength = 99999, .failure = kInternalError},
+        {.name = "a large buffer", .in = packed, .outLength = 100001, .failure = kUnexpectedEnd},
         {.name = "a negative length", .in = packed, .outLength = -1, .failure = kInternalError},
         {.name = "no input", .in = "", .failure = kInternalError},
         {.name = "a cut stream", .in = packed.substr(0, 50), .failure = kUnexpectedEnd},

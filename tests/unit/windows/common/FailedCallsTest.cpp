@@ -75,7 +75,7 @@ const Operation kOperations[] = {
              moveFile(u"C:\\full\\file", u"C:\\b", false);
              moveFile(u"C:\\full", u"C:\\c", true);
          },
-     .failures = {"MoveFileEx(C:\\full\\file, C:\\b, 3) failed", "CreateDirectory(C:\\) failed",
+     .failures = {"CreateDirectory(C:\\) failed", "MoveFileEx(C:\\full\\file, C:\\b, 3) failed",
                   "MoveFileEx(C:\\full, C:\\c, 2) failed"},
      .logged =
          {"FileUtils::`anonymous-namespace'::createNewFile: Created [C:\\b] file",

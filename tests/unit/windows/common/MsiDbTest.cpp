@@ -21,10 +21,6 @@ protected:
     static void fillRecord() { msi::DatabaseRecord(1).setString(1, u"x"); }
 };
 
-TEST_F(MsiDb, ReadsPropertiesOfAPackage) {
-    EXPECT_EQ(readPackage(), u"1");
-}
-
 TEST_F(MsiDb, NamesTheCallThatFails) {
     const std::pair<const char*, const char*> rows[] = {
         {"MsiRecordGetStringW", "MsiRecordGetString(3, 1) failed. MSI error [1610]"},

@@ -176,11 +176,11 @@ TEST_F(NorvEnvironmentTest, CompletesVersions) {
     const Product legacy = qvr("1.8.0_45-b13");
     const Product unnamed = with(legacy, u"FullVersion", u"");
     const VersionSource rows[] = {
-        {.name = "the version of the launcher, if the package has none",
+        {.name = "the launcher's, if the package has none",
          .product = unnamed,
          .found = "QVR64 1.8.0_45-b13",
          .logged = "detectFullVersionFromHomeDir("},
-        {.name = "nothing is left without a launcher",
+        {.name = "no launcher either",
          .product = withoutFiles(unnamed),
          .found = "QVR64 1.8.0_045",
          .logged = "InstalledNorv(1.8.0_45|Full version unknown|QVR|64bit|"},
@@ -204,15 +204,15 @@ TEST_F(NorvEnvironmentTest, CompletesVersions) {
         {.name = "another build in the manifest",
          .product = named(legacy, u"1.8.0_45-b99"),
          .found = "QVR64 1.8.0_45-b13"},
-        {.name = "a kit has no manifest",
+        {.name = "the manifest of a kit",
          .product = named(qvk("1.8.0-b13"), u"1.9.0-b1"),
          .found = "QVK64 1.8.0-b13",
          .logged = "|QVK|64bit|"},
-        {.name = "the manifest of a version of the other scheme",
+        {.name = "a manifest of the other scheme",
          .product = named(qvr("11.0.2+9"), u"17"),
          .found = "QVR64 11.0.2+9",
          .logged = "unknown version tag"},
-        {.name = "graphics products",
+        {.name = "a graphics product without the property",
          .product = with(graphics("2.2.0"), u"FullVersion", u""),
          .found = "GFX64 2.2.0",
          .logged = "InstalledNorv(2.2.0|2.2.0|NORV_GFX|64bit|"},
@@ -382,13 +382,6 @@ TEST_F(NorvEnvironmentVerifier, RefusesOtherTypesAndArchitectures) {
     EXPECT_EQ(complaint(), "nothing");
     verifier.allowedBits = {64};
     EXPECT_EQ(complaint(), "unexpected archs");
-}
-
-TEST_F(NorvEnvironmentVerifier, NamesTheCodeOfNoProduct) {
-    EXPECT_EQ(
-        thrownText([&] { getByProductCode(products, Guid(u"26A24AE4039D4CA487B42F64180451F0")); }),
-        "No matching Norv found for {26A24AE4-039D-4CA4-87B4-2F64180451F0} Product Code in "
-        "the given products range");
 }
 
 }  // namespace

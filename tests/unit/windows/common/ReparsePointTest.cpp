@@ -56,16 +56,16 @@ constexpr std::uint16_t kMaxPathBuffer = 16384 - 16;
 struct ReparseBuffer {
     const char* name;
     std::string pathBuffer;
-    std::uint16_t substituteNameLength;
-    std::uint16_t substituteNameOffset = 0;
+    std::uint16_t length;      ///< of the substitute name
+    std::uint16_t offset = 0;  ///< of the substitute name
     std::uint32_t tag = kMountPoint;
     tstring target = u"C:\\t";
 
     std::string bytes() const {
         std::string buffer = std::string(16, '\0') + pathBuffer;
         std::memcpy(buffer.data(), &tag, sizeof(tag));
-        std::memcpy(buffer.data() + 8, &substituteNameOffset, sizeof(substituteNameOffset));
-        std::memcpy(buffer.data() + 10, &substituteNameLength, sizeof(substituteNameLength));
+        std::memcpy(buffer.data() + 8, &offset, sizeof(offset));
+        std::memcpy(buffer.data() + 10, &length, sizeof(length));
         return buffer;
     }
 };
@@ -83,26 +83,26 @@ TEST_F(ReparsePointBuffers, AreReadAsTheirFieldsSay) {
     const ReparseBuffer rows[] = {
         {.name = "a target on a share",
          .pathBuffer = bytesOf(u"\\??\\UNC\\server\\share"),
-         .substituteNameLength = 40,
+         .length = 40,
          .target = u"server\\share"},
         {.name = "the target after another name",
          .pathBuffer = bytesOf(u"C:\\") + target,
-         .substituteNameLength = 16,
-         .substituteNameOffset = 6},
+         .length = 16,
+         .offset = 6},
         {.name = "a symbolic link, whose flags come first",
          .pathBuffer = std::string(4, '\1') + target,
-         .substituteNameLength = 16,
+         .length = 16,
          .tag = kSymlink},
         {.name = "a target with a NUL",
          .pathBuffer = bytesOf(std::u16string(u"\\??\\C:\0\\tx", 10)),
-         .substituteNameLength = 20,
+         .length = 20,
          .target = u"C:"},
-        {.name = "an odd length", .pathBuffer = target + "x", .substituteNameLength = 17},
-        {.name = "an empty target", .pathBuffer = "", .substituteNameLength = 0, .target = u""},
+        {.name = "an odd length", .pathBuffer = target + "x", .length = 17},
+        {.name = "an empty target", .pathBuffer = "", .length = 0, .target = u""},
         {.name = "a target at the end of the largest buffer",
          .pathBuffer = std::string(kMaxPathBuffer, 'x'),
-         .substituteNameLength = 2,
-         .substituteNameOffset = kMaxPathBuffer - 2,
+         .length = 2,
+         .offset = kMaxPathBuffer - 2,
          .target = u"\u7878"},
     };
     for (const ReparseBuffer& row : rows) {
@@ -112,18 +112,11 @@ TEST_F(ReparsePointBuffers, AreReadAsTheirFieldsSay) {
     }
 }
 
-TEST_F(ReparsePointBuffers, ThatReachPastTheLargestBufferAreRefused) {
+TEST_F(ReparsePointBuffers, WhoseTargetExceedsTheLargestBufferAreRefused) {
     const std::string full(kMaxPathBuffer, 'x');
     const ReparseBuffer rows[] = {
-        {.name = "a target that begins after the buffer",
-         .pathBuffer = full,
-         .substituteNameLength = 2,
-         .substituteNameOffset = kMaxPathBuffer},
-        {.name = "the highest offset and length",
-         .pathBuffer = full,
-         .substituteNameLength = 0xFFFF,
-         .substituteNameOffset = 0xFFFF,
-         .tag = kSymlink},
+        {.name = "offset", .pathBuffer = full, .length = 2, .offset = kMaxPathBuffer},
+        {.name = "both", .pathBuffer = full, .length = 0xFFFF, .offset = 0xFFFF, .tag = kSymlink},
     };
     for (const ReparseBuffer& row : rows) {
         SCOPED_TRACE(row.name);
@@ -134,7 +127,7 @@ TEST_F(ReparsePointBuffers, ThatReachPastTheLargestBufferAreRefused) {
 }
 
 TEST_F(ReparsePointBuffers, OfAnotherKindAreRefused) {
-    write({.name = "", .pathBuffer = target, .substituteNameLength = 16, .tag = 0x80000017});
+    write({.name = "", .pathBuffer = target, .length = 16, .tag = 0x80000017});
     EXPECT_EQ(thrownText([] { getLinkTarget(u"C:\\link"); }),
               "C:\\link: unknown reparse tag 2147483671");
 }

@@ -1,13 +1,14 @@
-// ZipFile, which the library itself uses to read entries as strings.
+#include "windows/common/unzip/unzip.h"
+
 #include <sys/resource.h>
 
+#include "builders/ZipArchive.h"
+#include "support/OnMachine.h"
 #include "support/Thrown.h"
-#include "unit/zip/ZipTest.h"
-#include "windows/common/unzip/unzip.h"
 
 namespace {
 
-class ZipFiles : public ZipTest {
+class Unzip : public OnMachine {
 protected:
     void SetUp() override {
         const std::string zip64 = zip_archive::zip64Block({0x100000000});
@@ -29,20 +30,19 @@ protected:
     static std::string extracted(const tstring& entry) {
         const ZipFile file(_T("C:\\a.zip"));
         std::string result;
-        std::string thrown;
-        written(
-            [&] { thrown = thrownText([&] { result = file.extractEntryAsUtf8String(entry); }); });
+        const std::string thrown =
+            thrownText([&] { result = file.extractEntryAsUtf8String(entry); });
         return thrown == "nothing" ? result : thrown;
     }
 };
 
-TEST_F(ZipFiles, FindEntriesByUtf8NamesWithOrWithoutASlashAtTheEnd) {
+TEST_F(Unzip, FindsEntriesByUtf8NamesWithOrWithoutASlashAtTheEnd) {
     EXPECT_EQ(extracted(_T("\u00e9")), "accent");
     EXPECT_EQ(extracted(_T("file")), "data");
     EXPECT_EQ(extracted(_T("none")), "ZIP_FindEntry(C:\\a.zip, none) failed");
 }
 
-TEST_F(ZipFiles, RefuseDirectories) {
+TEST_F(Unzip, RefusesDirectories) {
     EXPECT_EQ(extracted(_T("META-INF")),
               "Zip entry META-INF from C:\\a.zip archive is a directory and can't be extracted "
               "into memory");
@@ -51,23 +51,23 @@ TEST_F(ZipFiles, RefuseDirectories) {
               "into memory");
 }
 
-TEST_F(ZipFiles, RefuseEmptyNames) {
+TEST_F(Unzip, RefusesEmptyNames) {
     EXPECT_EQ(extracted(_T("")), "Unexpected empty name of zip entry  from C:\\a.zip");
 }
 
-TEST_F(ZipFiles, RefuseEntriesOfFourGigabytes) {
+TEST_F(Unzip, RefusesEntriesOfFourGigabytes) {
     EXPECT_EQ(extracted(_T("huge")),
               "Zip entry huge from C:\\a.zip archive is too large to be extracted into memory");
 }
 
-TEST_F(ZipFiles, AllocateNoMoreThanTheStreamContains) {
+TEST_F(Unzip, AllocatesNoMoreThanTheStreamContains) {
     EXPECT_EQ(extracted(_T("claims")), "ZIP_ReadEntry(C:\\a.zip, claims) failed");
     rusage usage = {};
     getrusage(RUSAGE_SELF, &usage);
     EXPECT_LT(usage.ru_maxrss, 1 << 20) << "kilobytes: memory for all that the entry claims";
 }
 
-TEST_F(ZipFiles, ReportArchivesThatCannotBeOpened) {
+TEST_F(Unzip, ReportsArchivesThatCannotBeOpened) {
     machine.volumes.addFile(u"C:\\text.zip", "no archive");
     EXPECT_EQ(thrownText([] { ZipFile(_T("C:\\text.zip")); }),
               "ZIP_Open(C:\\text.zip) failed. Error: unknown");
