@@ -20,6 +20,20 @@ NO_HELPERS = "mscoree,mshtml,winemenubuilder.exe="
 NOT_STARTED = "Application could not be started"
 
 
+# In seconds. The slowest program, msiexec, takes two; beside many busy processes some ten.
+LIMIT = 60
+
+
+class Hung(Exception):
+    """A program that did not end within LIMIT, and the Windows processes that ran then."""
+
+    def __init__(self, *command):
+        listed = subprocess.run(["ps", "-eo", "pid,ppid,etime,time,wchan:20,args"], text=True, check=False,
+                                capture_output=True).stdout.splitlines()
+        super().__init__("\n".join([f"{command} did not end in {LIMIT} s", listed[0],
+                                    *[line for line in listed if "wine" in line or ".exe" in line]]))
+
+
 class Finished:
     """How a program in the prefix ended, and what it wrote to its output and its errors."""
 
@@ -88,13 +102,19 @@ class Prefix:
         # Into files: Windows' services and the server keep a pipe open for seconds after the program's
         # end, and its reader would wait for them.
         with tempfile.TemporaryFile() as output, tempfile.TemporaryFile() as errors:
-            finished = subprocess.run([WINE, str(program), *arguments], env=self._environment(), check=False,
-                                      stdin=subprocess.DEVNULL, stdout=output, stderr=errors, timeout=120)
+            with subprocess.Popen([WINE, str(program), *arguments], env=self._environment(),
+                                  stdin=subprocess.DEVNULL, stdout=output, stderr=errors) as process:
+                try:
+                    code = process.wait(LIMIT)
+                except subprocess.TimeoutExpired:
+                    hung = Hung(program, *arguments)
+                    process.kill()
+                    raise hung from None
             texts = []
             for stream in (output, errors):
                 stream.seek(0)
                 texts.append(stream.read().decode("utf-8", "replace"))
-            return Finished(finished.returncode, *texts)
+            return Finished(code, *texts)
 
     @contextlib.contextmanager
     def running(self, program, *arguments):
