@@ -23,7 +23,8 @@ constexpr std::size_t kHead = alignof(std::max_align_t);
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined: GCC takes one without the other for a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size) {
     void* block = std::malloc(size + kHead);
     if (!block) {
         throw std::bad_alloc();
@@ -34,7 +35,7 @@ void* operator new(std::size_t size) {
     return static_cast<char*>(block) + kHead;
 }
 
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
     if (memory) {
         void* block = static_cast<char*>(memory) - kHead;
         heldBytes -= *static_cast<std::size_t*>(block);

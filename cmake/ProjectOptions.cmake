@@ -10,8 +10,9 @@ target_compile_options(project_options INTERFACE
     # Logs and exceptions name source files below the project, never a path of the build machine.
     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # GCC 12 reports overlaps in optimised string concatenation that don't exist (its bug 105651).
-    target_compile_options(project_options INTERFACE $<$<CONFIG:Release>:-Wno-restrict>)
+    # GCC 12 reports overlaps and overruns in optimised string operations that don't exist (its bug 105651).
+    set(NORV_FALSE_WARNINGS -Wno-restrict -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread)
+    target_compile_options(project_options INTERFACE "$<$<CONFIG:Release>:${NORV_FALSE_WARNINGS}>")
     # With sanitizers it reports uninitialised variables that are initialised, as its manual says.
     if(NORV_SANITIZERS)
         target_compile_options(project_options INTERFACE -Wno-maybe-uninitialized)
