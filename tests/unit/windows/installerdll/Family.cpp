@@ -1,64 +1,35 @@
 #include "unit/windows/installerdll/Family.h"
 
-#include <set>
-#include <sstream>
-
-#include "builders/Product.h"
 #include "common/share/LogException.h"
 
 namespace family {
 
-namespace {
-
-Product package(const std::string& text, unsigned bitsOfWindows = 64) {
-    const std::string version = text.substr(4);
-    const unsigned bits = text[1] == '3' ? 32 : 64;
-    Product result = text[0] == 'r'   ? qvr(version, bits, bitsOfWindows)
-                     : text[0] == 'k' ? qvk(version, bits, bitsOfWindows)
-                                      : graphics(version);
-    result.setHome(fromUtf8("C:\\" + text.substr(0, 3) + "-" + text.substr(4)));
-    result.files.push_back(u"bin\\wmq.exe");
-    return result;
+Product withZepmark(Product product) {
+    product.files.push_back(u"bin\\wmq.exe");
+    return product;
 }
-
-void append(std::string& list, const char* separator, const std::string& item) {
-    list += (list.empty() ? "" : separator) + item;
-}
-
-}  // namespace
 
 Product without(Product product, const tstring& file) {
     EXPECT_EQ(std::erase(product.files, file), 1u) << toUtf8(file);
     return product;
 }
 
-Family::Family(const std::vector<Product>& installed) : Family("") {
-    for (const Product& one : installed) {
-        install(machine, one);
-    }
-    listed = NorvEnvironment::detect(0x37);
-}
-
-Family::Family(const std::string& installed, bool is64BitSystem) {
+Family::Family(const std::vector<Product>& installed, bool is64BitSystem) {
     if (!is64BitSystem) {
         machine.become32Bit();
     }
     machine.volumes.addDirectory(kMenu);
     machine.registry.setExpandString(View::Bits64, kEnvironment, u"Path", u"C:\\Windows");
-    std::istringstream words(installed);
-    for (std::string word; words >> word;) {
-        install(machine, package(word, is64BitSystem ? 64 : 32));
+    for (const Product& product : installed) {
+        install(machine, product);
     }
-    listed = NorvEnvironment::detect(0x37);
+    using namespace NorvEnvironment;
+    listed = detect(kDetectQvr | kDetectQvk | kDetectNorvGfx | kDetect32Bit | kDetect64Bit);
 }
 
-InstalledNorv Family::product(const std::string& text) const {
-    return NorvEnvironment::getByProductCode(listed, Guid(package(text).code));
-}
-
-bool Family::update(UpdateAction action, const std::string& text) {
+bool Family::update(UpdateAction action, const Product& changed) {
     NorvSetupManager manager;
-    manager.product = action == UpdateAction::None ? InstalledNorv() : product(text);
+    manager.product = NorvEnvironment::getByProductCode(listed, Guid(changed.code));
     manager.action = action;
     return manager.update(config, listed);
 }
@@ -68,46 +39,44 @@ void Family::handle(NorvSetupManager::Callback&& manager) {
     runLogged("handle", [&] { manager.handle(plan.context(), config, nullptr); });
 }
 
-std::string Family::tree(const tstring& key, View view) const {
-    static const std::set<tstring> ofInstallers = {u"NorvHome", u"RuntimeLib", u"MicroVersion"};
+Strings Family::subkeys(const tstring& key, View view) const {
     if (!machine.registry.hasKey(view, key)) {
-        return "gone";
+        return {kNone};
     }
-    std::string values;
-    for (const tstring& name : machine.registry.valueNames(view, key)) {
-        const auto type = machine.registry.getValue(view, key, name)->type;
-        const auto text = machine.registry.getString(view, key, name);
-        if (!ofInstallers.contains(name)) {
-            append(values, "|",
-                   toUtf8(name + (type == REG_EXPAND_SZ ? u"%=" : u"=") + text.value_or(u"")));
+    Strings paths;
+    for (const tstring& subkey : machine.registry.subkeys(view, key)) {
+        paths.push_back(toUtf8(subkey));
+        for (const std::string& path : subkeys(key + u"\\" + subkey, view)) {
+            paths.push_back(toUtf8(subkey) + "\\" + path);
         }
     }
-    std::string subkeys;
-    for (const tstring& subkey : machine.registry.subkeys(view, key)) {
-        append(subkeys, " ", toUtf8(subkey) + tree(key + u"\\" + subkey, view));
-    }
-    return (values.empty() ? "" : "[" + values + "]") +
-           (subkeys.empty() ? "" : "{" + subkeys + "}");
+    return paths;
 }
 
-std::string Family::value(const tstring& key, const tstring& name) const {
-    return toUtf8(machine.registry.getString(View::Bits64, key, name).value_or(u"none"));
+std::string Family::value(const tstring& key, const tstring& name, View view) const {
+    return toUtf8(machine.registry.getString(view, key, name).value_or(fromUtf8(kNone)));
 }
 
-std::string Family::files(const tstring& directory) const {
-    std::string result;
+Strings Family::files(const tstring& directory) const {
+    Strings paths;
     for (const tstring& path : machine.volumes.files(directory)) {
-        append(result, "|", toUtf8(path.substr(directory.size() + 1)));
+        paths.push_back(toUtf8(path.substr(directory.size() + 1)));
     }
-    return result;
+    return paths;
 }
 
-std::string Family::catchPoints() const {
-    std::string result;
+std::string Family::content(const tstring& path) const {
+    return machine.volumes.content(path).value_or(kNone);
+}
+
+Strings Family::failedFunctions() const {
+    Strings functions;
     for (const LogRecord& record : logRecords(machine)) {
-        result += record.level == "ERROR" ? record.function + " " : "";
+        if (record.level == "ERROR") {
+            functions.push_back(record.function);
+        }
     }
-    return result;
+    return functions;
 }
 
 }  // namespace family

@@ -1,6 +1,9 @@
-// A machine with products of the family, as their installers leave them, and the setup manager run
-// on it. Products are written as "r64:1.8.0_45": QVR (r), QVK (k) or graphics (g), bits, version.
-// The same text is the same product, in "C:\r64-1.8.0_45".
+// A machine with products of the family, as their installers leave them, and the managers of shared
+// state run on it.
+//
+//     Family pc({qvr("17"), qvk("1.8.0_60", 32)});
+//     pc.handle(RegistryManager());
+//     EXPECT_EQ(pc.value(kVendor + u"\\QVR", u"CurrentVersion"), "17");
 #pragma once
 
 #include <gtest/gtest.h>
@@ -28,31 +31,34 @@ inline const tstring kEnvironment =
 inline const tstring kAts =
     u"HKLM\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Accessibility\\ATs";
 inline const tstring kMenu = u"C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs";
+inline const char* const kNone = "none";
 
-/// The product without one of its files.
+/// The product with Zepmark, or without one of its files.
+Product withZepmark(Product product);
 Product without(Product product, const tstring& file);
 
 struct Family {
-    explicit Family(const std::string& installed, bool is64BitSystem = true);
-    explicit Family(const std::vector<Product>& installed);
+    explicit Family(const std::vector<Product>& installed, bool is64BitSystem = true);
 
-    /// One of those that are listed.
-    InstalledNorv product(const std::string& text) const;
-    bool update(UpdateAction action = UpdateAction::None, const std::string& text = "");
-    /// What one manager does of an update that changes nothing; a failure is logged.
+    /// Runs all managers for a change of one of the listed products.
+    bool update(UpdateAction action, const Product& changed);
+    /// Runs one manager for an update that changes nothing; a failure is logged.
     void handle(NorvSetupManager::Callback&& manager);
 
-    /// What is below a key: "[name=text|...]{subkey[...]{...} subkey}", with "%=" for a text that
-    /// expands, without what installers write into version keys. "gone" without the key.
-    std::string tree(const tstring& key, View view = View::Bits64) const;
-    std::string value(const tstring& key, const tstring& name) const;
-    std::string files(const tstring& directory) const;  ///< also those below, between "|"
-    std::string catchPoints() const;  ///< what has logged an error, each followed by a blank
+    /// Returns the paths of all subkeys; kNone if there is no such key.
+    Strings subkeys(const tstring& key, View view = View::Bits64) const;
+    std::string value(const tstring& key, const tstring& name, View view = View::Bits64) const;
+    /// Returns the paths of all files in a directory.
+    Strings files(const tstring& directory) const;
+    /// Returns the content of a file; kNone if there is none.
+    std::string content(const tstring& path) const;
+    /// Returns the functions that logged an error.
+    Strings failedFunctions() const;
 
     simulated::Machine machine;
     simulated::Running running{machine};
     InstallConfigData config;
-    std::vector<InstalledNorv> listed;  ///< as detection finds them
+    std::vector<InstalledNorv> listed;  ///< as detection returns them
 };
 
 }  // namespace family

@@ -1,6 +1,5 @@
 #include "windows/installerdll/FileAssociation.h"
 
-#include "builders/Product.h"
 #include "unit/windows/installerdll/Family.h"
 #include "windows/installerdll/RegistryUtils.h"
 
@@ -11,17 +10,12 @@ namespace {
 const tstring kVkrCommand = kClasses + u"\\vkrfile\\shell\\open\\command";
 const tstring kZpmCommand = kClasses + u"\\zpmfile\\shell\\open\\command";
 
-Product withZepmark(Product kit) {
-    kit.files.push_back(u"bin\\wmq.exe");
-    return kit;
-}
-
 TEST(FileAssociation, OpensFilesWithTheLatestProduct) {
     const struct {
         const char* name;
         std::vector<Product> installed;
-        std::string vkrCommand = "none";
-        std::string zpmCommand = "none";
+        std::string vkrCommand = kNone;
+        std::string zpmCommand = kNone;
     } cases[] = {
         {.name = "a runtime alone",
          .installed = {qvr("1.7.0_05")},
@@ -42,11 +36,6 @@ TEST(FileAssociation, OpensFilesWithTheLatestProduct) {
          .installed = {qvr("17", 32), withZepmark(qvk("17"))},
          .vkrCommand = R"("C:\Program Files (x86)\Norv\QVR-17\bin\norvw.exe" -vkr "%1" %*)",
          .zpmCommand = R"("C:\Program Files\Norv\QVK-17\bin\wmq.exe" -open "%1" %*)"},
-        {.name = "of equal versions and types the 64-bit one",
-         .installed = {qvr("17"), qvr("17", 32), withZepmark(qvk("17")),
-                       withZepmark(qvk("17", 32))},
-         .vkrCommand = R"("C:\Program Files\Norv\QVR-17\bin\norvw.exe" -vkr "%1" %*)",
-         .zpmCommand = R"("C:\Program Files\Norv\QVK-17\bin\wmq.exe" -open "%1" %*)"},
         {.name = "no product", .installed = {}},
     };
     for (const auto& c : cases) {
@@ -58,25 +47,24 @@ TEST(FileAssociation, OpensFilesWithTheLatestProduct) {
     }
 }
 
-TEST(FileAssociation, KeepsWhatOthersWroteAndIsRemovedWithTheLastProduct) {
+TEST(FileAssociation, KeepsWhatOthersWroteUntilTheLastProductIsRemoved) {
     Family pc({qvr("17"), withZepmark(qvk("17"))});
-    for (const TCHAR* key :
-         {u"\\.vkr", u"\\vkrfile", u"\\zpmfile\\shell\\edit", u"\\Applications\\norv.exe"}) {
-        pc.machine.registry.setString(View::Bits64, kClasses + key, u"own", u"x");
-    }
+    pc.machine.registry.setString(View::Bits64, kClasses + u"\\vkrfile\\shell\\edit", u"", u"x");
+    pc.machine.registry.setString(View::Bits64, kClasses + u"\\.vkr", u"own", u"x");
     pc.handle(RegistryManager());
-    EXPECT_EQ(pc.tree(kClasses + u"\\.vkr"), "[own=x|=vkrfile]");
-    EXPECT_EQ(pc.tree(kClasses + u"\\.zpm"), "[=zpmfile]");
-    EXPECT_EQ(pc.tree(kClasses + u"\\Applications"),
-              "{norv.exe[own=x|IsHostApp=] norvw.exe[IsHostApp=]}");
+    EXPECT_EQ(pc.value(kClasses + u"\\.vkr", u""), "vkrfile");
+    EXPECT_EQ(pc.value(kClasses + u"\\.vkr", u"own"), "x");
     EXPECT_EQ(pc.value(kClasses + u"\\vkrfile", u""), "Executable Vkr File");
-    EXPECT_EQ(pc.value(kClasses + u"\\vkrfile", u"own"), "x");
+    EXPECT_EQ(pc.value(kClasses + u"\\vkrfile\\shell\\edit", u""), "x");
+    EXPECT_EQ(pc.value(kClasses + u"\\.zpm", u""), "zpmfile");
     EXPECT_EQ(pc.value(kClasses + u"\\zpmfile", u""), "Norv Zepmark File");
-    EXPECT_EQ(pc.value(kClasses + u"\\zpmfile\\shell\\edit", u"own"), "x");
 
     pc.listed.clear();
-    EXPECT_TRUE(pc.update());
-    EXPECT_EQ(pc.tree(kClasses), "{Applications CLSID Wow6432Node{CLSID}}");
+    pc.handle(RegistryManager());
+    EXPECT_EQ(pc.subkeys(kClasses + u"\\.vkr"), Strings{kNone});
+    EXPECT_EQ(pc.subkeys(kClasses + u"\\vkrfile"), Strings{kNone});
+    EXPECT_EQ(pc.subkeys(kClasses + u"\\.zpm"), Strings{kNone});
+    EXPECT_EQ(pc.subkeys(kClasses + u"\\zpmfile"), Strings{kNone});
 }
 
 }  // namespace

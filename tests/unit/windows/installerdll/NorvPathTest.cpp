@@ -1,20 +1,33 @@
 #include "windows/installerdll/NorvPath.h"
 
-#include "builders/Product.h"
+#include <map>
+
 #include "unit/windows/installerdll/Family.h"
 
 using namespace family;
 
 namespace {
 
-const tstring kJunction = u"C:\\Program Files\\Common Files\\Dovrin\\Norv\\norvpath";
-const tstring kStaging = u"C:\\Program Files\\Common Files\\Dovrin\\Norv\\norvtmp";
+const tstring kCommonDirectory = u"C:\\Program Files\\Common Files\\Dovrin\\Norv\\";
+const tstring kJunction = kCommonDirectory + u"norvpath";
+const tstring kStaging = kCommonDirectory + u"norvtmp";
 const tstring kOldTarget = kJunction + u"_target_7";
-const char* const kPackage = "k64:21.0.12.1+1";
 
-/// A machine with shims of an older product in place, and new ones staged.
+using Contents = std::map<std::string, std::string>;
+const Contents kNewShims = {
+    {"norv.exe", "new"}, {"norvc.exe", "new"}, {"norvw.exe", "new"}, {"zemble.exe", "new"}};
+const Contents kOldShims = {{"norv.exe", "old"}, {"norvc.exe", "changed"}, {"norvw.exe", "old"}};
+const Contents kCopiesOfOldShims = {
+    {"norv.exe", "old"}, {"norvc.exe", "old"}, {"norvw.exe", "old"}, {"zemble.exe", "old"}};
+
+/// The kit of this build's own version.
+Product packagesKit() {
+    return qvk("21.0.12.1+1");
+}
+
+/// A machine with shims of an older product in use, and new ones staged.
 struct Shims : Family {
-    explicit Shims(const std::string& installed, const std::string& path = "C:\\Windows")
+    explicit Shims(const std::vector<Product>& installed, const tstring& path = u"C:\\Windows")
         : Family(installed) {
         for (const TCHAR* name : {u"\\norv.exe", u"\\norvw.exe"}) {
             machine.volumes.addFile(kStaging + name, "new");
@@ -22,154 +35,177 @@ struct Shims : Family {
         }
         machine.volumes.addFile(kOldTarget + u"\\norvc.exe", "changed");
         machine.volumes.addJunction(kJunction, kOldTarget);
-        machine.registry.setExpandString(View::Bits64, kEnvironment, u"Path", fromUtf8(path));
+        machine.registry.setExpandString(View::Bits64, kEnvironment, u"Path", path);
     }
 
     void run() { handle(NorvPathManager()); }
 
-    /// What a shell finds through `Path`, with the content of each.
-    std::string shims() const {
-        const auto target = machine.volumes.junctionTarget(kJunction);
-        std::string result = target ? "" : "none";
-        for (const tstring& file : machine.volumes.files(target.value_or(u"C:\\none"))) {
-            result += toUtf8(file.substr(target->size())) + "=" + *machine.volumes.content(file);
+    std::string path() const { return value(kEnvironment, u"Path"); }
+
+    /// What a shell finds through `Path`.
+    Contents shims() const {
+        const tstring target = machine.volumes.junctionTarget(kJunction).value_or(u"C:\\none");
+        Contents result;
+        for (const std::string& file : files(target)) {
+            result[file] = content(target + u"\\" + fromUtf8(file));
         }
         return result;
     }
 };
 
-const char* const kNew = "\\norv.exe=new\\norvc.exe=new\\norvw.exe=new\\zemble.exe=new";
-const char* const kOldAsItWas = "\\norv.exe=old\\norvc.exe=changed\\norvw.exe=old";
-const char* const kOldAnew = "\\norv.exe=old\\norvc.exe=old\\norvw.exe=old\\zemble.exe=old";
-
-TEST(NorvPath, DecidesByTheVersionsThatAreInstalled) {
-    const std::string ours = toUtf8(kJunction);
-    const std::string shouted = "C:\\Windows;" + toUtf8(simulated::upperCase(kJunction));
-    const std::string alike = "a;" + ours + "2;" + ours + "\\";
+TEST(NorvPath, HasTheShimsOfTheKitsThatAreInstalled) {
+    const char* const copyOld = "Norvpath: Uninstalling and there is a SHIM-AWAREQVK remaining.";
     const struct {
         const char* name;
-        const char* listed;
-        std::string shims, pathBefore, pathAfter;
+        std::vector<Product> installed;
+        Contents shims = {};
+        const char* record = "Norvpath: No SHIM-AWARE QVKs remain, delete all shims.";
     } cases[] = {
-        {.name = "a kit before 11.0.8",
-         .listed = "k64:11.0.7",
-         .shims = "none",
-         .pathBefore = shouted,
-         .pathAfter = "C:\\Windows"},
-        {.name = "kits from 12 to 14",
-         .listed = "k64:12.0.1 k64:14.0.2",
-         .shims = "none",
-         .pathBefore = ";;a;",
-         .pathAfter = "a;"},
+        {.name = "a kit before 11.0.8", .installed = {qvk("11.0.7")}},
+        {.name = "kits from 12 to 14", .installed = {qvk("12.0.1"), qvk("14.0.2")}},
         {.name = "a 32-bit kit and a runtime",
-         .listed = "k32:21.0.12.1+1 r64:21.0.12.1+1",
-         .shims = "none",
-         .pathBefore = ours + ";a;" + ours,
-         .pathAfter = "a"},
-        {.name = "no product, and directories of similar names",
-         .listed = "",
-         .shims = "none",
-         .pathBefore = alike,
-         .pathAfter = alike},
+         .installed = {qvk("21.0.12.1+1", 32), qvr("21.0.12.1+1")}},
         {.name = "the first kit with shims, another than the package's",
-         .listed = "k64:11.0.8",
-         .shims = kOldAnew,
-         .pathBefore = "",
-         .pathAfter = ours + ";"},
-        {.name = "a kit of 15, in Path already",
-         .listed = "k64:15",
-         .shims = kOldAnew,
-         .pathBefore = shouted,
-         .pathAfter = shouted},
+         .installed = {qvk("11.0.8")},
+         .shims = kCopiesOfOldShims,
+         .record = copyOld},
+        {.name = "a kit of 15",
+         .installed = {qvk("15")},
+         .shims = kCopiesOfOldShims,
+         .record = copyOld},
         {.name = "the package's kit is the latest",
-         .listed = "k64:17 k64:21.0.12.1+1 k64:14.0.2 k64:11.0.8",
-         .shims = kNew,
-         .pathBefore = alike,
-         .pathAfter = ours + ";" + alike},
+         .installed = {qvk("17"), packagesKit(), qvk("14.0.2"), qvk("11.0.8")},
+         .shims = kNewShims,
+         .record = "Norvpath: Installing and we are the latest SHIM-AWAREQVK, setup shims."},
         {.name = "a later build than the package's",
-         .listed = "k64:21.0.12.1+1 k64:21.0.12.1+2",
-         .shims = kOldAsItWas,
-         .pathBefore = "a",
-         .pathAfter = "a"},
+         .installed = {packagesKit(), qvk("21.0.12.1+2")},
+         .shims = kOldShims,
+         .record = "Norvpath: Installing and we are NOT the latest, don't do anything."},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        Shims pc(c.listed, c.pathBefore);
+        Shims pc(c.installed);
         pc.run();
         EXPECT_EQ(pc.shims(), c.shims);
-        EXPECT_EQ(pc.machine.volumes.exists(kStaging), c.shims != kNew);
-        EXPECT_EQ(pc.machine.volumes.exists(kOldTarget), c.shims == kOldAsItWas);
-        EXPECT_EQ(pc.tree(kEnvironment), "[Path%=" + c.pathAfter + "]");
-        // A removal is told to others whether or not there was anything to remove.
-        const auto& broadcasts = pc.machine.desktop.broadcasts;
-        EXPECT_EQ(broadcasts.size(), c.shims == "none" || c.pathAfter != c.pathBefore ? 1u : 0u);
-        for (const simulated::Broadcast& sent : broadcasts) {
-            EXPECT_EQ(std::tuple(sent.message, toUtf8(sent.text), sent.flags, sent.timeout),
-                      std::tuple(26u, "Environment", 2u, 5000u));
-        }
-        EXPECT_TRUE(logHas(
-            pc.machine,
-            "Norvpath: " +
-                std::string(c.shims == "none" ? "No SHIM-AWARE QVKs remain, delete all shims."
-                            : c.shims == kNew
-                                ? "Installing and we are the latest SHIM-AWAREQVK, setup shims."
-                            : c.shims == kOldAnew
-                                ? "Uninstalling and there is a SHIM-AWAREQVK remaining."
-                                : "Installing and we are NOT the latest, don't do anything.")));
-        EXPECT_EQ(pc.catchPoints(), "");
+        EXPECT_TRUE(logHas(pc.machine, c.record));
+        EXPECT_EQ(pc.failedFunctions(), Strings());
     }
 }
 
-TEST(NorvPath, MeetsWhatStandsInItsWay) {
-    for (const char* listed : {kPackage, ""}) {
-        Shims occupied(listed, toUtf8(kJunction));
-        occupied.machine.volumes.remove(kJunction);
-        occupied.machine.volumes.addFile(kJunction + u"\\mine.txt");
-        occupied.run();
-        EXPECT_TRUE(logMentions(occupied.machine, "norvpath: not a link"));
-        EXPECT_EQ(occupied.files(kJunction), "mine.txt");
-        EXPECT_EQ(occupied.value(kEnvironment, u"Path").empty(), listed != kPackage);
-    }
-
-    Shims busy(kPackage);
-    busy.machine.volumes.lockAsProgram(kOldTarget + u"\\norv.exe");
-    busy.machine.volumes.remove(kStaging + u"\\norvw.exe");
-    busy.machine.desktop.hangs = true;
-    busy.run();
-    EXPECT_EQ(busy.shims(), "\\norv.exe=new\\norvc.exe=new\\zemble.exe=new");
-    EXPECT_EQ(busy.files(kOldTarget), "norv.exe");
-    EXPECT_TRUE(logMentions(busy.machine, "SendMessageTimeout failed with system error 1460"));
-
-    busy.run();  // with nothing staged
-    EXPECT_EQ(busy.shims(), "\\norv.exe=new\\norvc.exe=new\\zemble.exe=new");
-    EXPECT_TRUE(logHas(busy.machine, "no where to copy shims from, exiting"));
-}
-
-TEST(NorvPath, ServesAProductFromItsInstallToItsEnd) {
-    Shims pc("k64:17 k64:21.0.12.1+1");
-    auto& volumes = pc.machine.volumes;
-    volumes.remove(kOldTarget);
-    volumes.remove(kJunction);
-    volumes.addDirectory(kJunction + u"_target_4294967295");
-    // What an attempt needs is still there for the next one.
-    pc.machine.calls.failCall("DeviceIoControl", 1);
-    for (const char* shims : {"none", kNew}) {
-        pc.machine.facts.clock.setTicks(0x1FFFFFFFFull);
+TEST(NorvPath, IsInPathOnlyWhileAKitHasShims) {
+    const tstring upperCase = simulated::upperCase(kJunction);
+    const tstring similar = u"a;" + kJunction + u"2;" + kJunction + u"\\";
+    const struct {
+        const char* name;
+        std::vector<Product> installed;
+        tstring before, after;
+        std::size_t broadcasts = 1;
+    } cases[] = {
+        {.name = "added to an empty one",
+         .installed = {packagesKit()},
+         .before = u"",
+         .after = kJunction + u";"},
+        {.name = "added before directories of similar names",
+         .installed = {packagesKit()},
+         .before = similar,
+         .after = kJunction + u";" + similar},
+        {.name = "there already",
+         .installed = {packagesKit()},
+         .before = u"C:\\Windows;" + upperCase,
+         .after = u"C:\\Windows;" + upperCase,
+         .broadcasts = 0},
+        {.name = "removed in either case",
+         .installed = {},
+         .before = kJunction + u";a;" + upperCase,
+         .after = u"a"},
+        {.name = "removed after empty entries", .installed = {}, .before = u";;a;", .after = u"a;"},
+        {.name = "nothing to remove", .installed = {}, .before = similar, .after = similar},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Shims pc(c.installed, c.before);
         pc.run();
-        EXPECT_EQ(pc.shims(), shims);
+        EXPECT_EQ(pc.path(), toUtf8(c.after));
+        EXPECT_EQ(pc.machine.registry.getValue(View::Bits64, kEnvironment, u"Path")->type,
+                  DWORD{REG_EXPAND_SZ});
+        EXPECT_EQ(pc.machine.desktop.broadcasts.size(), c.broadcasts);
     }
-    const tstring target = kJunction + u"_target_1";
-    EXPECT_EQ(volumes.junctionTarget(kJunction), target) << "others are taken";
-    EXPECT_EQ(volumes.security(target), "D:(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;WD)");
-    uninstall(pc.machine, qvk("21.0.12.1+1"));
+}
+
+TEST(NorvPath, NotifiesProgramsOfTheNewPath) {
+    Shims pc({packagesKit()});
+    pc.machine.desktop.hangs = true;
     pc.run();
-    EXPECT_EQ(pc.shims(), kNew) << "copied from target to target";
-    EXPECT_FALSE(volumes.exists(target));
-    for (const char* line :
+    const simulated::Broadcast sent = pc.machine.desktop.broadcasts.at(0);
+    EXPECT_EQ(sent.message, UINT{WM_SETTINGCHANGE});
+    EXPECT_EQ(sent.text, u"Environment");
+    EXPECT_EQ(sent.flags, UINT{SMTO_ABORTIFHUNG});
+    EXPECT_EQ(sent.timeout, 5000u);
+    EXPECT_TRUE(logMentions(pc.machine, "SendMessageTimeout failed with system error 1460"));
+}
+
+TEST(NorvPath, DoesNotReplaceADirectoryThatIsNoJunction) {
+    for (const auto& installed : {std::vector{packagesKit()}, {}}) {
+        Shims pc(installed, kJunction);
+        pc.machine.volumes.remove(kJunction);
+        pc.machine.volumes.addFile(kJunction + u"\\mine.txt");
+        pc.run();
+        EXPECT_TRUE(logMentions(pc.machine, "norvpath: not a link"));
+        EXPECT_EQ(pc.files(kJunction), Strings{"mine.txt"});
+        EXPECT_EQ(pc.path(), installed.empty() ? "" : toUtf8(kJunction));
+    }
+}
+
+TEST(NorvPath, HasTheShimsThatCouldBeCopied) {
+    Shims pc({packagesKit()});
+    pc.machine.volumes.remove(kStaging + u"\\norvw.exe");
+    pc.run();
+    EXPECT_EQ(pc.shims(),
+              (Contents{{"norv.exe", "new"}, {"norvc.exe", "new"}, {"zemble.exe", "new"}}));
+}
+
+TEST(NorvPath, DeletesWhatTheShimsWereCopiedFromAndTheOldOnesThatAreNotInUse) {
+    Shims pc({packagesKit()});
+    pc.machine.volumes.lockAsProgram(kOldTarget + u"\\norv.exe");
+    pc.run();
+    EXPECT_FALSE(pc.machine.volumes.exists(kStaging));
+    EXPECT_EQ(pc.files(kOldTarget), Strings{"norv.exe"});
+    pc.run();
+    EXPECT_TRUE(logHas(pc.machine, "no where to copy shims from, exiting"));
+    EXPECT_EQ(pc.shims(), kNewShims);
+}
+
+TEST(NorvPath, LeadsToANewDirectoryOfAnUnusedName) {
+    Shims pc({packagesKit()});
+    pc.machine.volumes.addDirectory(kJunction + u"_target_4294967295");
+    pc.machine.volumes.addDirectory(kJunction + u"_target_0");
+    pc.machine.facts.clock.setTicks(0x1FFFFFFFFull);
+    pc.run();
+    const tstring target = kJunction + u"_target_1";
+    EXPECT_EQ(pc.machine.volumes.junctionTarget(kJunction), target);
+    EXPECT_EQ(pc.machine.volumes.security(target),
+              "D:(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;WD)");
+}
+
+TEST(NorvPath, KeepsItsShimsWhenThePackagesKitIsRemoved) {
+    Shims pc({qvk("17"), packagesKit()});
+    pc.run();
+    const auto target = pc.machine.volumes.junctionTarget(kJunction);
+    uninstall(pc.machine, packagesKit());
+    pc.run();
+    EXPECT_EQ(pc.shims(), kNewShims);
+    EXPECT_NE(pc.machine.volumes.junctionTarget(kJunction), target);
+    EXPECT_FALSE(pc.machine.volumes.exists(*target));
+}
+
+TEST(NorvPath, LogsTheVersionsThatItDecidesBy) {
+    Shims pc({qvk("17"), packagesKit()});
+    pc.run();
+    for (const char* record :
          {"Norvpath: The latest QVK version installed is: 21.0.12.1",
           "Norvpath: This version of the QVK is: 21.0.12.1",
           "Shim: A QVK 11.0.8 and < 12, or 15+ exists", "Norvpath: A SHIM-AWARE QVK exists."}) {
-        EXPECT_TRUE(logHas(pc.machine, line)) << line;
+        EXPECT_TRUE(logHas(pc.machine, record)) << record;
     }
 }
 

@@ -1,6 +1,5 @@
 #include "windows/installerdll/NorvShortcuts.h"
 
-#include "builders/Product.h"
 #include "unit/windows/installerdll/Family.h"
 
 using namespace family;
@@ -10,19 +9,14 @@ namespace {
 const tstring kQvrFolder = kMenu + u"\\Norv";
 const tstring kQvkFolder = kMenu + u"\\Norv Development Kit";
 
-const char* const kLinkMenu =
-    "About Norv.lnk|Check For Updates.lnk|Configure Norv.lnk|Get Help.lnk|Visit norv.example.lnk";
-const char* const kUrlMenu =
-    "About Norv.lnk|Check For Updates.lnk|Configure Norv.lnk|Get Help.url|Visit norv.example.url";
-const std::string kDocumentation = "Reference Documentation";
-const std::string kDisabled =
+const Strings kLinkMenu = {"About Norv.lnk", "Check For Updates.lnk", "Configure Norv.lnk",
+                           "Get Help.lnk", "Visit norv.example.lnk"};
+const Strings kUrlMenu = {"About Norv.lnk", "Check For Updates.lnk", "Configure Norv.lnk",
+                          "Get Help.url", "Visit norv.example.url"};
+const Strings kDocumentation = {"Reference Documentation.url"};
+const Strings kDisabled = {
     "Norv version=17 doesn't support Start Menu shortcuts. They are disabled with install "
-    "configuration.";
-
-Product withZepmark(Product kit) {
-    kit.files.push_back(u"bin\\wmq.exe");
-    return kit;
-}
+    "configuration."};
 
 Product withNoStartMenu(Product kit, const TCHAR* value) {
     kit.versionKeyValues[u"MSI\\NOSTARTMENU"] = value;
@@ -36,57 +30,47 @@ simulated::ShellLink linkAt(const Family& pc, const tstring& path) {
 struct Choice {
     const char* name;
     std::vector<Product> installed;
-    std::string runtimeFolder, kitFolder;
-    Strings warnings = {};
     tstring configuration = {};
+    Strings runtimeFolder = {}, kitFolder = {}, warnings = {};
 };
 
 const Choice kChoices[] = {
     {.name = "before 1.7.0_40 there are no shortcuts",
      .installed = {qvr("1.7.0_39")},
-     .runtimeFolder = "",
-     .kitFolder = "",
      .warnings = {"Norv version=1.7.0_39 doesn't support Start Menu shortcuts. The minimal "
                   "supported version is 1.7.0_40"}},
     {.name = "the first version with shortcuts, to files alone",
      .installed = {qvr("1.7.0_40"), withZepmark(qvk("1.7.0_40"))},
      .runtimeFolder = kLinkMenu,
-     .kitFolder = "Reference Documentation.lnk"},
+     .kitFolder = {"Reference Documentation.lnk"}},
     {.name = "the last version with shortcuts to files alone",
      .installed = {qvr("1.8.0_59")},
-     .runtimeFolder = kLinkMenu,
-     .kitFolder = ""},
+     .runtimeFolder = kLinkMenu},
     {.name = "from 1.8.0_60 on web shortcuts",
      .installed = {qvr("1.8.0_60"), qvr("1.8.0_51", 32), qvk("11"), qvk("1.8.0-b1", 32)},
      .runtimeFolder = kUrlMenu,
-     .kitFolder = "Reference Documentation.url"},
-    {.name = "a kit gives the runtime's folder nothing",
+     .kitFolder = kDocumentation},
+    {.name = "a kit before 11 with commercial features",
      .installed = {withZepmark(qvk("9")), qvk("1.8.0-b1", 32)},
-     .runtimeFolder = "",
-     .kitFolder = "Reference Documentation.url"},
+     .kitFolder = kDocumentation},
     {.name = "a kit before 11 without commercial features has no shortcuts",
      .installed = {qvk("10")},
-     .runtimeFolder = "",
-     .kitFolder = "",
      .warnings = {"Norv version=10 doesn't support Start Menu shortcuts. C:\\Program "
                   "Files\\Norv\\QVK-10\\bin\\wmq.exe not found. Probably this release doesn't "
                   "include commercial features."}},
-    {.name = "the version key of the kit with NOSTARTMENU=1 keeps the kit out",
+    {.name = "NOSTARTMENU=1 in the version key of the kit keeps the kit out",
      .installed = {qvr("17", 32), withNoStartMenu(qvk("17"), u"1")},
      .runtimeFolder = kUrlMenu,
-     .kitFolder = "",
-     .warnings = {kDisabled}},
-    {.name = "NOSTARTMENU of the configuration concerns the runtime; other values of the key "
-             "nothing",
+     .warnings = kDisabled},
+    {.name = "NOSTARTMENU of the configuration keeps the runtime out",
      .installed = {qvr("17"), qvr("17", 32), withNoStartMenu(qvk("17"), u"true"), qvk("17", 32)},
-     .runtimeFolder = "",
-     .kitFolder = "Reference Documentation.url",
-     .warnings = {kDisabled},
-     .configuration = u"NOSTARTMENU=1"},
+     .configuration = u"NOSTARTMENU=1",
+     .kitFolder = kDocumentation,
+     .warnings = kDisabled},
     {.name = "without a product the folders stay",
      .installed = {},
-     .runtimeFolder = "old",
-     .kitFolder = "old"},
+     .runtimeFolder = {"old"},
+     .kitFolder = {"old"}},
 };
 
 TEST(NorvShortcuts, AreThoseOfTheLatestRuntimeAndKit) {
@@ -105,83 +89,52 @@ TEST(NorvShortcuts, AreThoseOfTheLatestRuntimeAndKit) {
 
 TEST(NorvShortcuts, OpenTheDocumentationOfTheKitsVersion) {
     const struct {
-        const char* name;
-        const char* version;
-        const TCHAR* file;
-        const TCHAR* target;
+        std::string name;  ///< the version
+        tstring file = u"\\Reference Documentation.url";
+        tstring address;
     } cases[] = {
-        {.name = "7",
-         .version = "1.7.0_40",
+        {.name = "1.7.0_40",
          .file = u"\\Reference Documentation.lnk",
-         .target = u"http://docs.norv.example/norvse/7/docs"},
-        {.name = "8",
-         .version = "1.8.0_60",
-         .file = u"\\Reference Documentation.url",
-         .target = u"http://docs.norv.example/norvse/8/docs"},
-        {.name = "9",
-         .version = "9",
-         .file = u"\\Reference Documentation.url",
-         .target = u"http://docs.norv.example/norvse/9/index.html"},
-        {.name = "21",
-         .version = "21.0.3",
-         .file = u"\\Reference Documentation.url",
-         .target = u"http://docs.norv.example/norvse/21/index.html"},
+         .address = u"http://docs.norv.example/norvse/7/docs"},
+        {.name = "1.8.0_60", .address = u"http://docs.norv.example/norvse/8/docs"},
+        {.name = "9", .address = u"http://docs.norv.example/norvse/9/index.html"},
+        {.name = "21.0.3", .address = u"http://docs.norv.example/norvse/21/index.html"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        Family pc({withZepmark(qvk(c.version))});
+        Family pc({withZepmark(qvk(c.name))});
         pc.handle(NorvShortcutsManager());
-        EXPECT_EQ(linkAt(pc, kQvkFolder + c.file).target, c.target);
+        EXPECT_EQ(linkAt(pc, kQvkFolder + c.file).target, c.address);
     }
 }
 
 TEST(NorvShortcuts, HaveTargetsDescriptionsAndIcons) {
     const struct {
-        const char* name;
-        tstring path;
-        bool internet;
-        const TCHAR *target, *arguments, *description, *icon;
+        std::string name;  ///< the path in the menu
+        bool isInternet = false;
+        tstring target = u"C:\\Program Files\\Norv\\QVR-17\\bin\\norvcpl.exe";
+        tstring arguments = {};
+        tstring description;
+        tstring icon = u"C:\\Program Files\\Norv\\QVR-17\\bin\\norv.exe";
     } cases[] = {
-        {.name = "about",
-         .path = kQvrFolder + u"\\About Norv.lnk",
-         .internet = false,
-         .target = u"C:\\Program Files\\Norv\\QVR-17\\bin\\norvcpl.exe",
+        {.name = "Norv\\About Norv.lnk",
          .arguments = u"-tab about",
-         .description = u"View Norv version information.",
-         .icon = u"C:\\Program Files\\Norv\\QVR-17\\bin\\norv.exe"},
-        {.name = "updates",
-         .path = kQvrFolder + u"\\Check For Updates.lnk",
-         .internet = false,
-         .target = u"C:\\Program Files\\Norv\\QVR-17\\bin\\norvcpl.exe",
+         .description = u"View Norv version information."},
+        {.name = "Norv\\Check For Updates.lnk",
          .arguments = u"-tab update",
-         .description = u"See if new Norv updates are available.",
-         .icon = u"C:\\Program Files\\Norv\\QVR-17\\bin\\norv.exe"},
-        {.name = "configure",
-         .path = kQvrFolder + u"\\Configure Norv.lnk",
-         .internet = false,
-         .target = u"C:\\Program Files\\Norv\\QVR-17\\bin\\norvcpl.exe",
-         .arguments = u"",
-         .description = u"View or change Norv settings.",
-         .icon = u"C:\\Program Files\\Norv\\QVR-17\\bin\\norv.exe"},
-        {.name = "help",
-         .path = kQvrFolder + u"\\Get Help.url",
-         .internet = true,
+         .description = u"See if new Norv updates are available."},
+        {.name = "Norv\\Configure Norv.lnk", .description = u"View or change Norv settings."},
+        {.name = "Norv\\Get Help.url",
+         .isInternet = true,
          .target = u"http://www.norv.example/help",
-         .arguments = u"",
-         .description = u"Find solutions to issues related to installing and running Norv.",
-         .icon = u"C:\\Program Files\\Norv\\QVR-17\\bin\\norv.exe"},
-        {.name = "visit",
-         .path = kQvrFolder + u"\\Visit norv.example.url",
-         .internet = true,
+         .description = u"Find solutions to issues related to installing and running Norv."},
+        {.name = "Norv\\Visit norv.example.url",
+         .isInternet = true,
          .target = u"http://www.norv.example/",
-         .arguments = u"",
-         .description = u"Learn more about Norv.",
-         .icon = u"C:\\Program Files\\Norv\\QVR-17\\bin\\norv.exe"},
-        {.name = "documentation",
-         .path = kQvkFolder + u"\\Reference Documentation.url",
-         .internet = true,
+         .description = u"Learn more about Norv."},
+        {.name = "Norv Development Kit\\Reference Documentation.url",
+         .isInternet = true,
          .target = u"http://docs.norv.example/norvse/17/index.html",
-         .arguments = u"",
          .description = u"View developer resources including online API documentation.",
          .icon = u"C:\\Program Files\\Norv\\QVK-17\\bin\\norv.exe"},
     };
@@ -189,40 +142,51 @@ TEST(NorvShortcuts, HaveTargetsDescriptionsAndIcons) {
     pc.handle(NorvShortcutsManager());
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        const simulated::ShellLink link = linkAt(pc, c.path);
-        EXPECT_EQ(link.internet, c.internet);
-        EXPECT_EQ(toUtf8(link.target), toUtf8(c.target));
-        EXPECT_EQ(toUtf8(link.arguments), toUtf8(c.arguments));
-        EXPECT_EQ(toUtf8(link.description), toUtf8(c.description));
-        EXPECT_EQ(toUtf8(link.icon), toUtf8(c.icon));
+        const simulated::ShellLink link = linkAt(pc, kMenu + u"\\" + fromUtf8(c.name));
+        EXPECT_EQ(link.internet, c.isInternet);
+        EXPECT_EQ(link.target, c.target);
+        EXPECT_EQ(link.arguments, c.arguments);
+        EXPECT_EQ(link.description, c.description);
+        EXPECT_EQ(link.icon, c.icon);
     }
 }
 
-TEST(NorvShortcuts, KeepWhatIsInUseAndWhatOthersPutBelow) {
-    Family pc({qvr("17"), qvk("17")});
-    auto& volumes = pc.machine.volumes;
-    volumes.addFile(kQvrFolder + u"\\Old.url");
-    volumes.setReadOnly(kQvrFolder + u"\\Old.url");
-    volumes.addFile(kQvrFolder + u"\\Mine\\Kept.lnk");
-    volumes.addFile(kQvkFolder + u"\\Busy.lnk");
-    volumes.lock(kQvkFolder + u"\\Busy.lnk");
+TEST(NorvShortcuts, ReplaceTheFilesOfTheirFolderAlone) {
+    Family pc({qvr("17")});
+    pc.machine.volumes.addFile(kQvrFolder + u"\\Old.url");
+    pc.machine.volumes.setReadOnly(kQvrFolder + u"\\Old.url");
+    pc.machine.volumes.addFile(kQvrFolder + u"\\Mine\\Kept.lnk");
     pc.handle(NorvShortcutsManager());
-    EXPECT_FALSE(volumes.exists(kQvrFolder + u"\\Old.url"));
-    EXPECT_TRUE(volumes.exists(kQvrFolder + u"\\Mine\\Kept.lnk"));
-    pc.listed.clear();
-    EXPECT_TRUE(pc.update());
+    EXPECT_FALSE(pc.machine.volumes.exists(kQvrFolder + u"\\Old.url"));
+    EXPECT_TRUE(pc.machine.volumes.exists(kQvrFolder + u"\\Mine\\Kept.lnk"));
+}
+
+TEST(NorvShortcuts, AreRemovedWithTheLastProductOfTheirType) {
+    Family pc({qvr("17"), qvk("17")});
+    pc.handle(NorvShortcutsManager());
+    EXPECT_TRUE(pc.update(UpdateAction::Remove, qvr("17")));
+    EXPECT_EQ(pc.files(kMenu), Strings{"Norv Development Kit\\Reference Documentation.url"});
+    std::erase_if(pc.listed,
+                  [](const InstalledNorv& product) { return product.type == Bundle::kQvr; });
+    EXPECT_TRUE(pc.update(UpdateAction::Remove, qvk("17")));
+    EXPECT_EQ(pc.files(kMenu), Strings());
+}
+
+TEST(NorvShortcuts, InUseStayAlsoAtTheRestart) {
+    Family pc({qvk("17")});
+    pc.machine.volumes.addFile(kQvkFolder + u"\\Busy.lnk");
+    pc.machine.volumes.lock(kQvkFolder + u"\\Busy.lnk");
+    EXPECT_TRUE(pc.update(UpdateAction::Remove, qvk("17")));
     pc.machine.restart();
-    EXPECT_TRUE(volumes.exists(kQvkFolder + u"\\Busy.lnk")) << "not even at the restart";
-    volumes.unlock(kQvkFolder + u"\\Busy.lnk");
-    EXPECT_TRUE(pc.update());
-    EXPECT_EQ(pc.files(kMenu), "");
+    EXPECT_EQ(pc.files(kMenu), Strings{"Norv Development Kit\\Busy.lnk"});
 }
 
 TEST(NorvShortcuts, GoOnPastOneThatCannotBeSaved) {
     Family pc({qvr("17")});
     pc.machine.calls.failCall("IPersistFile::Save", 2);
     pc.handle(NorvShortcutsManager());
-    EXPECT_EQ(std::ranges::count(pc.files(kQvrFolder), '|'), 3) << "four of five";
+    EXPECT_EQ(pc.files(kQvrFolder), (Strings{"About Norv.lnk", "Check For Updates.lnk",
+                                             "Configure Norv.lnk", "Visit norv.example.url"}));
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "windows/installerdll/RegistryUtils.h"
 
-#include <set>
-
 #include "common/share/LogException.h"
 #include "unit/windows/installerdll/Family.h"
 
@@ -9,179 +7,180 @@ using namespace family;
 
 namespace {
 
-const tstring kLegacy = kVendor + u"\\Norv Runtime Environment";
+const tstring kLegacyQvr = kVendor + u"\\Norv Runtime Environment";
+const tstring kLegacyQvk = kVendor + u"\\Norv Development Kit";
 const tstring kUserKey = u"HKCU\\S-1-5-21-7\\Software\\Halvorex";
 
-/// A change, and the keys afterwards as `Family::tree` shows them.
-struct Change {
-    const char* name;
-    const char* listed;
-    UpdateAction action;
-    const char* changed;
-    std::string keys64, keys32, userKeys;
-    bool latestChanged = false;
-    bool hasPreferences = false;
-};
-
-const Change kChanges[] = {
-    {.name = "the older of a family joins the newer",
-     .listed = "r64:1.8.0_45 r64:1.8.0_60 g64:2.2.0",
-     .action = UpdateAction::Install,
-     .changed = "r64:1.8.0_60",
-     .keys64 =
-         R"([=x|/a=x|\b=x|App\c=x|plain=x]{Norv Runtime Environment[CurrentVersion=1.8]{1.6.0_20{MSI} 1.8 1.8.0_45 1.8.0_60} Tool{Deep}})",
-     .keys32 = R"([=x|/a=x|\b=x|App\c=x|plain=x]{Tool{Deep}})",
-     .userKeys =
-         "{Norv Runtime Environment{1.6.0_20{MSI} 1.8.0_45} Norv Update{Policy} Norv2D{1.8.0_45}}",
-     .latestChanged = true},
-    {.name = "the key of a removed runtime is deleted, that of a kit of its version stays",
-     .listed = "r64:1.7.0_80 r64:1.8.0_45 k64:1.8.0_45",
-     .action = UpdateAction::Remove,
-     .changed = "r64:1.8.0_45",
-     .keys64 =
-         R"([=x|/a=x|\b=x|App\c=x|plain=x]{Norv Development Kit[CurrentVersion=1.8]{1.8 1.8.0_45} Norv Runtime Environment[CurrentVersion=1.7]{1.6.0_20{MSI} 1.7 1.7.0_80} Tool{Deep}})",
-     .keys32 = R"([=x|/a=x|\b=x|App\c=x|plain=x]{Tool{Deep}})",
-     .userKeys = "{Norv Runtime Environment{1.6.0_20{MSI}} Norv Update{Policy} Norv2D{1.8.0_45}}",
-     .latestChanged = true},
-    {.name = "each scheme has a CurrentVersion of its own",
-     .listed = "r64:17 r64:1.8.0_45 r64:11",
-     .action = UpdateAction::Install,
-     .changed = "r64:1.8.0_45",
-     .keys64 =
-         R"([=x|/a=x|\b=x|App\c=x|plain=x]{Norv Runtime Environment[CurrentVersion=1.8]{1.6.0_20{MSI} 1.8 1.8.0_45} QVR[CurrentVersion=17]{11 17} Tool{Deep}})",
-     .keys32 = R"([=x|/a=x|\b=x|App\c=x|plain=x]{Tool{Deep}})",
-     .userKeys =
-         "{Norv Runtime Environment{1.6.0_20{MSI} 1.8.0_45} Norv Update{Policy} Norv2D{1.8.0_45}}"},
-    {.name = "the 64-bit product of a version keeps its key when the 32-bit one is removed",
-     .listed = "r64:17 r32:17",
-     .action = UpdateAction::Remove,
-     .changed = "r32:17",
-     .keys64 = R"([=x|/a=x|\b=x|App\c=x|plain=x]{QVR[CurrentVersion=17]{17} Tool{Deep}})",
-     .keys32 = R"([=x|/a=x|\b=x|App\c=x|plain=x]{Tool{Deep}})",
-     .userKeys = "{Norv Runtime Environment{1.6.0_20{MSI}} Norv Update{Policy} Norv2D}"},
-    {.name = "kits of both schemes and architectures",
-     .listed = "k64:11.0.2+9 k32:1.8.0_60 k32:1.7.0_80 k64:9",
-     .action = UpdateAction::Remove,
-     .changed = "k64:9",
-     .keys64 = R"([=x|/a=x|\b=x|App\c=x|plain=x]{QVK[CurrentVersion=11.0.2]{11.0.2} Tool{Deep}})",
-     .keys32 =
-         R"([=x|/a=x|\b=x|App\c=x|plain=x]{Norv Development Kit[CurrentVersion=1.8]{1.7 1.7.0_80 1.8 1.8.0_60} Tool{Deep}})",
-     .userKeys = "{Norv2D}"},
-    {.name = "preferences stay in the view without a product",
-     .listed = "r32:17",
-     .action = UpdateAction::Install,
-     .changed = "r32:17",
-     .keys64 = "{PREFS{App[c=x]}}",
-     .keys32 =
-         R"([=x|/a=x|\b=x|App\c=x|plain=x]{/PREFS[d=x] PREFS{App[c=x]} QVR[CurrentVersion=17]{17} Tool{Deep}})",
-     .userKeys = "{Norv Runtime Environment{1.6.0_20{MSI}} Norv Update{Policy} Norv2D}",
-     .latestChanged = true,
-     .hasPreferences = true},
-    {.name = "preferences stay when the last product goes",
-     .listed = "r32:1.8.0_45",
-     .action = UpdateAction::Remove,
-     .changed = "r32:1.8.0_45",
-     .keys64 = "{PREFS{App[c=x]}}",
-     .keys32 = "{PREFS{App[c=x]}}",
-     .userKeys = "gone",
-     .latestChanged = true,
-     .hasPreferences = true},
-    {.name = "nothing stays when the last product goes",
-     .listed = "r64:1.8.0_45",
-     .action = UpdateAction::Remove,
-     .changed = "r64:1.8.0_45",
-     .keys64 = "gone",
-     .keys32 = "gone",
-     .userKeys = "gone",
-     .latestChanged = true},
-};
-
-/// Adds keys of older products, of users and of others, and values whose names would lead elsewhere
-/// as paths.
-void addOtherKeys(Family& pc, bool hasPreferences) {
-    auto& registry = pc.machine.registry;
-    for (const tstring& key : {kLegacy, kUserKey + u"\\Norv Runtime Environment"}) {
-        registry.createKey(View::Bits64, key + u"\\1.6.0_10");
-        registry.createKey(View::Bits64, key + u"\\1.6.0_20\\MSI");
-    }
-    for (const TCHAR* key : {u"\\Norv Runtime Environment\\1.8.0_45", u"\\Norv2D\\1.8.0_45",
-                             u"\\Norv2D\\1.6.0_10", u"\\Norv Update\\Policy"}) {
-        registry.createKey(View::Bits64, kUserKey + key);
-    }
-    for (const View view : {View::Bits64, View::Bits32}) {
-        registry.createKey(view, kVendor + u"\\Tool\\Deep");
-        // Names that would lead elsewhere as paths, and what lies there.
-        for (const TCHAR* name : {u"", u"/a", u"\\b", u"App\\c", u"plain"}) {
-            registry.setString(view, kVendor, name, u"x");
-        }
-        registry.setString(view, u"HKLM\\Software", u"Halvorex", u"x");
-        if (hasPreferences) {
-            registry.setString(view, kVendor + u"\\PREFS\\App", u"c", u"x");
-            registry.setString(view, kVendor + u"\\/PREFS", u"d", u"x");
-        }
+void addKeys(Family& pc, const tstring& key, const std::vector<tstring>& subkeys) {
+    for (const tstring& subkey : subkeys) {
+        pc.machine.registry.createKey(View::Bits64, key + u"\\" + subkey);
     }
 }
 
-TEST(RegistryManager, KeepsKeysInLineWithProducts) {
-    for (const Change& c : kChanges) {
-        SCOPED_TRACE(c.name);
-        Family pc(c.listed);
-        addOtherKeys(pc, c.hasPreferences);
-        const UpdatePlan plan(pc.listed, pc.product(c.changed), c.action);
-        EXPECT_TRUE(pc.update(c.action, c.changed));
-        EXPECT_EQ(pc.tree(kVendor), c.keys64);
-        EXPECT_EQ(pc.tree(kVendor, View::Bits32), c.keys32);
-        EXPECT_EQ(pc.value(u"HKLM\\Software", u"Halvorex"), "x");
-        EXPECT_EQ(pc.tree(kUserKey), c.userKeys);
-        EXPECT_EQ(pc.files(kMenu).empty(), plan.context().all.empty())
-            << "shortcuts of what remains";
-        EXPECT_EQ(pc.catchPoints(), "");
-        EXPECT_EQ(plan.context().latestChanged, c.latestChanged);
-    }
+TEST(RegistryManager, DeletesVersionKeysOfProductsThatAreNotInstalled) {
+    Family pc({qvr("1.8.0_45"), qvr("1.7.0_80"), qvk("1.8.0_45")});
+    addKeys(pc, kLegacyQvr, {u"1.6.0_10", u"1.6.0_20\\MSI"});
+    EXPECT_TRUE(pc.update(UpdateAction::Remove, qvr("1.8.0_45")));
+    EXPECT_EQ(pc.subkeys(kLegacyQvr), (Strings{"1.6.0_20", "1.6.0_20\\MSI", "1.7", "1.7.0_80"}))
+        << "a key with subkeys stays";
+    EXPECT_EQ(pc.subkeys(kLegacyQvk), (Strings{"1.8", "1.8.0_45"}));
 }
 
-TEST(RegistryManager, FamilySubkeySpeaksForTheBestProduct) {
-    Family pc("r64:1.8.0_45 r64:1.7.0_80 r64:1.8.0_60");
+TEST(RegistryManager, DeletesTheKeyOfATypeAndSchemeWithoutProducts) {
+    Family pc({qvk("11.0.2+9"), qvk("1.8.0_60", 32), qvk("1.7.0_80", 32), qvk("9")});
+    addKeys(pc, kVendor, {u"QVR\\9", u"Norv Development Kit\\1.6.0"});
+    EXPECT_TRUE(pc.update(UpdateAction::Remove, qvk("9")));
+    EXPECT_EQ(pc.subkeys(kVendor), (Strings{"QVK", "QVK\\11.0.2"}));
+    EXPECT_EQ(pc.subkeys(kVendor, View::Bits32),
+              (Strings{"Norv Development Kit", "Norv Development Kit\\1.7",
+                       "Norv Development Kit\\1.7.0_80", "Norv Development Kit\\1.8",
+                       "Norv Development Kit\\1.8.0_60"}));
+}
+
+TEST(RegistryManager, KeepsTheKeyOfTheOtherArchitectureOfARemovedProduct) {
+    Family pc({qvr("17"), qvr("17", 32)});
+    EXPECT_TRUE(pc.update(UpdateAction::Remove, qvr("17", 32)));
+    EXPECT_EQ(pc.subkeys(kVendor), (Strings{"QVR", "QVR\\17"}));
+    EXPECT_EQ(pc.subkeys(kVendor, View::Bits32), Strings{});
+}
+
+TEST(RegistryManager, WritesTheCurrentVersionOfEachTypeSchemeAndArchitecture) {
+    Family pc({qvr("11"), qvr("17"), qvr("1.8.0_45"), qvr("1.7.0_80"), qvk("11.0.2+9"),
+               qvk("1.7.0_80", 32), qvk("1.8.0_60", 32)});
+    pc.handle(RegistryManager());
+    EXPECT_EQ(pc.value(kVendor + u"\\QVR", u"CurrentVersion"), "17");
+    EXPECT_EQ(pc.value(kLegacyQvr, u"CurrentVersion"), "1.8");
+    EXPECT_EQ(pc.value(kVendor + u"\\QVK", u"CurrentVersion"), "11.0.2");
+    EXPECT_EQ(pc.value(kLegacyQvk, u"CurrentVersion", View::Bits32), "1.8");
+}
+
+TEST(RegistryManager, CopiesValuesOfTheBestProductToTheFamilySubkey) {
+    Product best = qvr("1.8.0_60");
+    best.versionKeyValues[u"NorvHome"] = u"C:\\home\\\\";
+    Family pc({qvr("1.8.0_45"), best, qvr("1.8.0_51")});
     auto& registry = pc.machine.registry;
-    registry.setExpandString(View::Bits64, kLegacy + u"\\1.8.0_60", u"RuntimeLib", u"%X%");
-    registry.setNumber(View::Bits64, kLegacy + u"\\1.8.0_60", u"MicroVersion", 60);
-    registry.setString(View::Bits64, kLegacy + u"\\1.8.0_60", u"NorvHome", u"C:\\home\\\\");
-    // A product without a version key costs nothing but its own values.
-    registry.deleteKey(View::Bits64, kLegacy + u"\\1.7.0_80");
-    pc.listed[1].homeDir.clear();  // nor one whose home wasn't found
-    EXPECT_TRUE(pc.update(UpdateAction::Install, "r64:1.8.0_60"));
-    const tstring family = kLegacy + u"\\1.8";
-    EXPECT_EQ(registry.getValue(View::Bits64, family, u"RuntimeLib")->type, DWORD{REG_EXPAND_SZ});
+    registry.setExpandString(View::Bits64, best.versionKey, u"RuntimeLib", u"%X%");
+    registry.setNumber(View::Bits64, best.versionKey, u"MicroVersion", 60);
+    EXPECT_TRUE(pc.update(UpdateAction::Install, best));
+    const tstring family = kLegacyQvr + u"\\1.8";
     EXPECT_EQ(pc.value(family, u"NorvHome"), "C:\\home");
-    EXPECT_EQ(registry.valueNames(View::Bits64, family).size(), 2u) << "of texts alone";
-    EXPECT_EQ(pc.tree(kLegacy), "[CurrentVersion=1.8]{1.7 1.8 1.8.0_45 1.8.0_60}");
-    EXPECT_TRUE(pc.update(UpdateAction::Remove, "r64:1.7.0_80"));
-    EXPECT_EQ(pc.tree(kLegacy), "[CurrentVersion=1.8]{1.8 1.8.0_45 1.8.0_60}");
-    EXPECT_EQ(pc.catchPoints(), "`anonymous-namespace'::updateCurrentFamilyVersion ");
+    EXPECT_EQ(pc.value(family, u"RuntimeLib"), "%X%");
+    EXPECT_EQ(registry.getValue(View::Bits64, family, u"RuntimeLib")->type, DWORD{REG_EXPAND_SZ});
+    EXPECT_EQ(pc.value(family, u"MicroVersion"), kNone) << "a number";
 }
 
-TEST(RegistryManager, RefusesProductsOfAnotherKey) {
-    const Family others("r32:17 r64:17");
-    std::set<std::string> places;  // each refusal has its own line
-    for (const InstalledNorv& current : others.listed) {
-        Family pc("r32:11");
-        UpdateContext context;
-        context.qvr32 = pc.listed;
-        context.selection[0] = &current;
-        RegistryManager manager;
-        runLogged("test", [&] { manager.handle(context, pc.config, nullptr); });
-        const std::string record = logMessages(pc.machine, "ERROR").at(0);
-        EXPECT_NE(record.find(current.bits == 64 ? "Unexpected type of 'current' parameter"
-                                                 : "Unexpected value of 'current' parameter"),
-                  std::string::npos);
-        EXPECT_TRUE(places.insert(record.substr(0, record.find(')'))).second) << record;
-        EXPECT_EQ(pc.tree(kVendor, View::Bits32), "{QVR{11}}");
+TEST(RegistryManager, GoesOnPastAProductWithoutItsVersionKeyAndHome) {
+    Family pc({qvr("1.7.0_80"), qvr("1.8.0_60")});
+    pc.machine.registry.deleteKey(View::Bits64, qvr("1.7.0_80").versionKey);
+    for (InstalledNorv& product : pc.listed) {
+        product.homeDir.clear();
     }
-    Family pc("r32:11");
+    pc.handle(RegistryManager());
+    EXPECT_EQ(pc.failedFunctions(), Strings{"`anonymous-namespace'::updateCurrentFamilyVersion"});
+    EXPECT_EQ(pc.value(kLegacyQvr + u"\\1.8", u"MicroVersion"), "0");
+}
+
+TEST(RegistryManager, DeletesKeysOfUsersForProductsThatAreNotInstalled) {
+    const struct {
+        const char* name;
+        std::vector<Product> installed;
+        Strings expected;
+    } cases[] = {
+        {.name = "runtimes",
+         .installed = {qvr("1.8.0_45")},
+         .expected = {"Norv Runtime Environment", "Norv Runtime Environment\\1.6.0_20",
+                      "Norv Runtime Environment\\1.6.0_20\\MSI",
+                      "Norv Runtime Environment\\1.8.0_45", "Norv Update", "Norv Update\\Policy",
+                      "Norv2D", "Norv2D\\1.8.0_45"}},
+        {.name = "a kit alone",
+         .installed = {qvk("1.8.0_45")},
+         .expected = {"Norv2D", "Norv2D\\1.8.0_45"}},
+        {.name = "no product", .installed = {}, .expected = {kNone}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Family pc(c.installed);
+        addKeys(pc, kUserKey,
+                {u"Norv Runtime Environment\\1.8.0_45", u"Norv Runtime Environment\\1.6.0_10",
+                 u"Norv Runtime Environment\\1.6.0_20\\MSI", u"Norv2D\\1.8.0_45",
+                 u"Norv2D\\1.6.0_10", u"Norv Update\\Policy"});
+        pc.handle(RegistryManager());
+        EXPECT_EQ(pc.subkeys(kUserKey), c.expected);
+    }
+}
+
+TEST(RegistryManager, DeletesTheVendorsKeyOfArchitecturesWithoutProducts) {
+    const struct {
+        const char* name;
+        std::vector<Product> installed;
+        Strings keys64, keys32;
+    } cases[] = {
+        {.name = "no product", .installed = {}, .keys64 = {kNone}, .keys32 = {kNone}},
+        {.name = "a 32-bit kit",
+         .installed = {qvk("17", 32)},
+         .keys64 = {kNone},
+         .keys32 = {"QVK", "QVK\\17", "Tool"}},
+        {.name = "a 64-bit product, with which the 32-bit key stays too",
+         .installed = {qvr("17")},
+         .keys64 = {"QVR", "QVR\\17", "Tool"},
+         .keys32 = {"Tool"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Family pc(c.installed);
+        for (const View view : {View::Bits64, View::Bits32}) {
+            pc.machine.registry.createKey(view, kVendor + u"\\Tool");
+        }
+        pc.handle(RegistryManager());
+        EXPECT_EQ(pc.subkeys(kVendor), c.keys64);
+        EXPECT_EQ(pc.subkeys(kVendor, View::Bits32), c.keys32);
+        EXPECT_EQ(pc.failedFunctions(), Strings());
+    }
+}
+
+TEST(RegistryManager, KeepsPreferencesInTheVendorsKey) {
+    Family pc({});
+    auto& registry = pc.machine.registry;
+    addKeys(pc, kVendor, {u"PREFS\\App", u"Tool\\Deep"});
+    // Names that would lead elsewhere if they were taken for paths, and what is stored there.
+    for (const TCHAR* name : {u"", u"/a", u"\\b", u"PREFS\\App\\c"}) {
+        registry.setString(View::Bits64, kVendor, name, u"x");
+    }
+    registry.createKey(View::Bits64, kVendor + u"\\/PREFS");
+    registry.setString(View::Bits64, kVendor + u"\\PREFS\\App", u"c", u"kept");
+    registry.setString(View::Bits64, u"HKLM\\Software", u"Halvorex", u"kept");
+    pc.handle(RegistryManager());
+    EXPECT_EQ(pc.subkeys(kVendor), (Strings{"PREFS", "PREFS\\App"}));
+    EXPECT_EQ(registry.valueNames(View::Bits64, kVendor), std::vector<tstring>());
+    EXPECT_EQ(pc.value(kVendor + u"\\PREFS\\App", u"c"), "kept");
+    EXPECT_EQ(pc.value(u"HKLM\\Software", u"Halvorex"), "kept");
+}
+
+TEST(RegistryManager, RegistersTheLaunchersAsHostsUntilTheLastProductIsRemoved) {
+    Family pc({qvr("17")});
+    pc.handle(RegistryManager());
+    EXPECT_EQ(pc.value(kClasses + u"\\Applications\\norv.exe", u"IsHostApp"), "");
+    EXPECT_EQ(pc.value(kClasses + u"\\Applications\\norvw.exe", u"IsHostApp"), "");
+    EXPECT_TRUE(pc.update(UpdateAction::Remove, qvr("17")));
+    EXPECT_EQ(pc.subkeys(kClasses + u"\\Applications"), Strings());
+}
+
+/// Returns the error of a manager whose only 32-bit runtimes are the first of the listed ones.
+std::string errorOf(std::size_t runtimes, const Product& current) {
+    const Family pc({qvr("11", 32), qvr("17", 32), qvr("17")});
+    const InstalledNorv selected = NorvEnvironment::getByProductCode(pc.listed, Guid(current.code));
     UpdateContext context;
-    context.qvr32 = others.listed;
+    context.qvr32 = InstalledNorvRange(pc.listed).first(runtimes);
+    context.selection[0] = &selected;
     runLogged("test", [&] { RegistryManager().handle(context, pc.config, nullptr); });
-    EXPECT_TRUE(logMentions(pc.machine, "unexpected archs"));
+    const std::string error = logMessages(pc.machine, "ERROR").at(0);
+    return error.substr(error.find("(): ") + 4);
+}
+
+TEST(RegistryManager, RefusesProductsOfAnotherArchitecture) {
+    EXPECT_EQ(errorOf(1, qvr("17")), "Unexpected type of 'current' parameter' caught");
+    EXPECT_EQ(errorOf(1, qvr("17", 32)), "Unexpected value of 'current' parameter' caught");
+    EXPECT_EQ(errorOf(3, qvr("17", 32)), "unexpected archs' caught");
 }
 
 }  // namespace
