@@ -8,80 +8,110 @@
 namespace {
 
 using simulated::Machine;
-using tstrings::toUtf8;
+using Strings = std::vector<std::string>;
+
+struct Action {
+    const char* name;
+    const char* failing = "MsiGetPropertyW";  ///< a function without which it fails
+    UINT status = 1627;
+    bool writesInstallersLog = false;
+};
+
+const Action kActions[] = {
+    {.name = "MSIValidateInstallDir"},
+    {.name = "MSIIsLocalSystemSupported", .failing = "OpenProcessToken"},
+    {.name = "MSISetImpersonate", .status = 0},
+    {.name = "MSIRemoveFoldersOnReboot"},
+    {.name = "MSILoadMsiPropertiesFromConfig"},
+    {.name = "SetLatestQvr"},
+    {.name = "DisableVomlitExe", .failing = "SHGetFolderPathW"},
+    {.name = "RestoreVomlitExe"},
+    {.name = "DisableAUUninstall", .failing = "MsiGetActiveDatabase"},
+    {.name = "checkIfReservedLocationOccupied",
+     .failing = "MsiSetPropertyW",
+     .status = 1603,
+     .writesInstallersLog = true},
+    {.name = "checkIfInstallDirReserved", .status = 1603, .writesInstallersLog = true},
+};
 
 TEST(ActionFrame, TurnsFailuresIntoStatuses) {
-    const std::tuple<std::string, const char*, UINT> cases[] = {
-        {"MSIValidateInstallDir", "MsiGetPropertyW", 1627},
-        {"MSIIsLocalSystemSupported", "OpenProcessToken", 1627},
-        {"MSISetImpersonate", "MsiGetPropertyW", 0},
-        {"MSIRemoveFoldersOnReboot", "MsiGetPropertyW", 1627},
-        {"MSILoadMsiPropertiesFromConfig", "MsiGetPropertyW", 1627},
-        {"SetLatestQvr", "MsiGetPropertyW", 1627},
-        {"DisableVomlitExe", "SHGetFolderPathW", 1627},
-        {"RestoreVomlitExe", "MsiGetPropertyW", 1627},
-        {"DisableAUUninstall", "MsiGetActiveDatabase", 1627},
-        {"checkIfReservedLocationOccupied", "MsiSetPropertyW", 1603},
-        {"checkIfInstallDirReserved", "MsiGetPropertyW", 1603}};
-    for (const auto& [action, failing, status] : cases) {
-        SCOPED_TRACE(action);
+    for (const Action& action : kActions) {
+        SCOPED_TRACE(action.name);
         Machine machine;
         LibraryProcess process(machine);
-        machine.calls.failAll(failing);
-        EXPECT_EQ(process.call(action.c_str(), machine.installer.openSession()), status);
+        machine.calls.failAll(action.failing);
+        EXPECT_EQ(process.call(action.name, machine.installer.openSession()), action.status);
         const auto records = logRecords(machine);
         ASSERT_GE(records.size(), 3u);
-        const LogRecord& error = records.end()[-2];
-        EXPECT_EQ(error.level + " " + error.file + " " + error.function,
-                  "ERROR CustomActions.cpp " + action);
-        EXPECT_EQ(records.back().message, "Exiting " + action + " (entered at CustomActions.cpp:" +
-                                              std::to_string(records[0].line) + ")");
-        EXPECT_EQ(machine.installer.log().size(), status == 1603 ? records.size() : 0u);
+        const LogRecord& error = records[records.size() - 2];
+        EXPECT_EQ(error.level, "ERROR");
+        EXPECT_EQ(error.file, "CustomActions.cpp");
+        EXPECT_EQ(error.function, action.name);
+        EXPECT_EQ(records.back().message,
+                  "Exiting " + error.function +
+                      " (entered at CustomActions.cpp:" + std::to_string(records[0].line) + ")");
+        EXPECT_EQ(machine.installer.log().size(), action.writesInstallersLog ? records.size() : 0u);
     }
 }
 
-TEST(ActionFrame, TakesExceptionsOfAnyType) {
-    Machine machine;
-    const simulated::Running running(machine);
+class AnyFrame : public OnMachine {
+protected:
     const MSIHANDLE session = machine.installer.openSession();
+};
+
+TEST_F(AnyFrame, TakesExceptionsOfAnyType) {
     EXPECT_EQ(runInPlainFrame("plain", 7, []() -> UINT { throw 1; }), 7u);
     EXPECT_EQ(runInFullFrame("full", session, [](msi::CA&) { throw 1; }), 1603u);
-    EXPECT_EQ(logMessages(machine, "ERROR"),
-              std::vector<std::string>(2, "Unknown exception caught"));
-    // Nothing can be logged.
+    EXPECT_EQ(logMessages(machine, "ERROR"), Strings(2, "Unknown exception caught"));
+}
+
+TEST_F(AnyFrame, EndsTheActionWhenNothingCanBeLogged) {
     machine.calls.failAll("MsiCreateRecord");
     EXPECT_EQ(runInFullFrame("full", session, [](msi::CA&) {}), 1603u);
 }
 
-TEST(ActionFrame, PausesForADebugger) {
-    const auto box = [](const std::string& action) {
-        return "CustomActions.cpp at " + action +
-               "(): debug break. Reason: environment variable PMT_CA_DEBUG_BREAK is set.|";
+TEST(DebugBreak, PausesActionsWithTheFullWrapperThatTheVariableNames) {
+    const struct {
+        const char* name;
+        tstring variable;
+        Strings expected = {};
+    } cases[] = {
+        {.name = "empty", .variable = u""},
+        {.name = "all",
+         .variable = u"*",
+         .expected = {"checkIfReservedLocationOccupied", "checkIfInstallDirReserved"}},
+        {.name = "one of a list",
+         .variable = u"x;checkIfInstallDirReserved",
+         .expected = {"checkIfInstallDirReserved"}},
+        {.name = "in another case", .variable = u"checkifinstalldirreserved"},
     };
-    const std::string occupied = box("checkIfReservedLocationOccupied");
-    const std::string reserved = box("checkIfInstallDirReserved");
-    const std::pair<const char16_t*, std::string> cases[] = {
-        {u"", ""},
-        {u"*", occupied + reserved},
-        {u"checkIfInstallDirReserved", reserved},
-        {u"checkifinstalldirreserved", ""},
-        {u"x;checkIfInstallDirReserved,checkIfReservedLocationOccupied", occupied + reserved}};
-    for (const auto& [value, expected] : cases) {
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         Machine machine;
-        machine.facts.environment[u"PMT_CA_DEBUG_BREAK"] = value;
+        machine.facts.environment[u"PMT_CA_DEBUG_BREAK"] = c.variable;
         LibraryProcess process(machine);
+        Strings paused;
         for (const char* action : {"MSIIsLocalSystemSupported", "checkIfReservedLocationOccupied",
                                    "checkIfInstallDirReserved"}) {
+            machine.desktop.messageBoxes.clear();
             EXPECT_EQ(process.call(action, machine.installer.openSession()), 0u);
+            paused.insert(paused.end(), machine.desktop.messageBoxes.size(), action);
         }
-        std::string shown;
-        for (const auto& [text, caption, type] : machine.desktop.messageBoxes) {
-            shown += withoutLines(toUtf8(text)) + "|";
-            EXPECT_EQ(caption, u"Norv installer: norvca.dll");
-            EXPECT_EQ(type, 0x52040u);
-        }
-        EXPECT_EQ(shown, expected);
+        EXPECT_EQ(paused, c.expected);
     }
+}
+
+TEST(DebugBreak, ShowsABox) {
+    Machine machine;
+    machine.facts.environment[u"PMT_CA_DEBUG_BREAK"] = u"*";
+    LibraryProcess process(machine);
+    process.call("checkIfInstallDirReserved", machine.installer.openSession());
+    const simulated::MessageBox box = machine.desktop.messageBoxes.at(0);
+    EXPECT_EQ(withoutLines(tstrings::toUtf8(box.text)),
+              "CustomActions.cpp at checkIfInstallDirReserved(): debug break. Reason: environment "
+              "variable PMT_CA_DEBUG_BREAK is set.");
+    EXPECT_EQ(box.caption, u"Norv installer: norvca.dll");
+    EXPECT_EQ(box.type, UINT{MB_ICONINFORMATION | MB_TASKMODAL | MB_SETFOREGROUND | MB_TOPMOST});
 }
 
 }  // namespace

@@ -61,7 +61,6 @@ TEST_F(UpdaterActions, MoveTheToolAsideAndNoteItsProviders) {
     EXPECT_EQ(value.substr(0, providers.size()), providers);
     const tstring file = value.substr(value.rfind(u'*') + 1);
     EXPECT_TRUE(file.starts_with(kTemp)) << toUtf8(file);
-    EXPECT_TRUE(file.ends_with(u".tmp")) << toUtf8(file);
     EXPECT_EQ(volumes.content(file), "updater");
     EXPECT_EQ(tool(), "none");
     EXPECT_TRUE(logHas(machine, "DisableVomlitExe=[" + toUtf8(value) + "]"));
@@ -75,10 +74,12 @@ TEST_F(UpdaterActions, LeaveThePropertyWhenTheToolCannotBeMoved) {
     EXPECT_EQ(property(kMoved), u"x");
 }
 
-TEST_F(UpdaterActions, ReturnTheStatusOfTheRefusedProperty) {
+TEST_F(UpdaterActions, DoNotRestoreTheToolWhenTheInstallerRefusedTheProperty) {
     installProviders();
     machine.calls.failCall("MsiSetPropertyW", 1, 1608);
     EXPECT_EQ(disableVomlitExe(session), 1608u);
+    EXPECT_EQ(restoreVomlitExe(session), 0u);
+    EXPECT_EQ(tool(), "none") << "nothing says where it was moved to";
 }
 
 TEST_F(UpdaterActions, FailWhenTheRuntimesPackageCannotBeOpened) {
@@ -103,7 +104,7 @@ TEST_F(UpdaterActions, DoNotReplaceAToolThatIsThereAgain) {
     EXPECT_EQ(tool(), "new");
 }
 
-TEST_F(UpdaterActions, RestoreNothingForProductsThatAreGone) {
+TEST_F(UpdaterActions, RestoreNothingForProductsThatWereRemoved) {
     property(kMoved) = updater::kProductCode + u"*" + kTemp;
     EXPECT_EQ(restoreVomlitExe(session), 0u);
 }

@@ -175,7 +175,7 @@ TEST(NorvPath, DeletesWhatTheShimsWereCopiedFromAndTheOldOnesThatAreNotInUse) {
     EXPECT_EQ(pc.shims(), kNewShims);
 }
 
-TEST(NorvPath, LeadsToANewDirectoryOfAnUnusedName) {
+TEST(NorvPath, PointsToAnotherDirectoryOfAnUnusedName) {
     Shims pc({packagesKit()});
     pc.machine.volumes.addDirectory(kJunction + u"_target_4294967295");
     pc.machine.volumes.addDirectory(kJunction + u"_target_0");
