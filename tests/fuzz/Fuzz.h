@@ -1,7 +1,9 @@
 // What every fuzz target begins with: a target is `fuzz`, called with one input after the other.
 #pragma once
 
+#include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
@@ -16,16 +18,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
 }
 
-/// A rule of a target: the run ends where it is broken.
-inline void require(bool holds) {
+/// Ends the run where a rule of the target is broken, with a line that names both; libFuzzer then
+/// writes the input. Standard error is closed: the library under test writes to it.
+inline void require(bool holds, const char* rule) {
     if (!holds) {
+        std::printf("%s: broken rule: %s\n", program_invocation_short_name, rule);
+        std::fflush(stdout);
         std::abort();
     }
 }
 
-/// Whether the work ends without the exception by which input is refused.
+/// Returns whether the work ends without the exception by which input is refused.
 template <class Work>
-bool takes(Work work) {
+bool isAccepted(Work work) {
     try {
         work();
         return true;
@@ -34,8 +39,8 @@ bool takes(Work work) {
     }
 }
 
-/// The machine on which a target's inputs run, one after the other. Its log goes nowhere, where it
-/// would only take time.
+/// The machine on which a target's inputs run, one after the other. Its log is discarded,
+/// because writing it takes time.
 inline simulated::Machine& machine() {
     static simulated::Machine made;
     static const simulated::Running running(made);

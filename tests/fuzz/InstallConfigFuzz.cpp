@@ -12,7 +12,8 @@ void fuzz(const std::string& input) {
         try {
             read();
         } catch (const settings::Exception& e) {
-            require(e.code() == settings::kNoFittingValue);
+            require(e.code() == settings::kNoFittingValue,
+                    "a read fails only for a key without a value");
         }
     };
     // One after the other, separated by a byte that is not valid in UTF-8.
@@ -29,13 +30,15 @@ void fuzz(const std::string& input) {
     try {
         config.LoadConfigSettings(tstrings::fromUtf8(commandLine));
     } catch (const InstallConfigData::exception& e) {
-        require(e.status() != 0);
+        require(e.status() != 0, "a failed load has a status");
         fitsOrThrows([&] { config.handleError(e, "fuzz"); });
     }
     for (int i = 0; i < kFlagParams; ++i) {
         const auto param = static_cast<FlagParam>(i);
-        fitsOrThrows(
-            [&] { require(!config.isParamEnabled(param) || config.isParamSet(paramName(param))); });
+        fitsOrThrows([&] {
+            require(!config.isParamEnabled(param) || config.isParamSet(paramName(param)),
+                    "a parameter that is enabled is set");
+        });
     }
     fitsOrThrows([&] { config.getInstallDirectory(tstring()); });
 }

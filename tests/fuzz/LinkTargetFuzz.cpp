@@ -1,5 +1,5 @@
-// Any bytes as the reparse buffer of a directory: where the link leads is read, or refused, within
-// the buffer.
+// Any bytes as the reparse buffer of a directory: the link's target is read, or refused, within the
+// buffer.
 #include <cstring>
 #include <memory>
 
@@ -16,11 +16,16 @@ void fuzz(const std::string& input) {
     std::memcpy(buffer->bytes, input.data(), input.size());
     const std::optional<tstring> target =
         buffer->pathBuffer() == 0 ? std::nullopt : buffer->target();
-    require(!target ||
-            (target->size() <= 0xFFFF / sizeof(TCHAR) && target->find(_T('\0')) == tstring::npos));
+    if (target) {
+        require(target->size() <= 0xFFFF / sizeof(TCHAR), "a target has the length of a header");
+        require(target->find(_T('\0')) == tstring::npos, "a target has no NUL");
+    }
 
     machine().volumes.addDirectory(u"C:\\link");
     machine().volumes.setReparsePoint(u"C:\\link", input);
-    takes([&] { require(FileUtils::getLinkTarget(_T("C:\\link")) == target); });
-    require(machine().handles.open().empty());
+    isAccepted([&] {
+        require(FileUtils::getLinkTarget(_T("C:\\link")) == target,
+                "the target of a directory is that of its buffer");
+    });
+    require(machine().handles.open().empty(), "no handle stays open");
 }

@@ -12,27 +12,31 @@ using NorvVersionDetails::Base;
 
 void checkVersion(const tstring& text) {
     Base version;
-    if (!takes([&] { version.init(text); })) {
+    if (!isAccepted([&] { version.init(text); })) {
         return;
     }
-    require(version.sourceText() == text && version.precision() == Base::kComponents);
-    // What is printed is the same version.
+    require(version.sourceText() == text, "a version keeps its text");
+    require(version.precision() == Base::kComponents, "a version has all components");
     const Base again(toString(version));
-    require(again == version && toString(again) == toString(version));
+    require(again == version, "a printed version is the same one");
+    require(toString(again) == toString(version), "it is printed in the same way");
     if (version.tag() != NorvVersionDetails::kGraphicsTag) {
-        require(family(version) <= withoutBuild(version) && withoutBuild(version) < version);
+        require(family(version) <= withoutBuild(version), "a family is at most its versions");
+        require(withoutBuild(version) < version, "a version without its build is lower");
     }
 }
 
 void checkProductCode(const tstring& code) {
-    takes([&] {
+    isAccepted([&] {
         const Guid guid(code);
-        require(guid.toString().size() == 38 && Guid(guid.toString()) == guid);
+        require(guid.toString().size() == 38, "a printed code has 38 characters");
+        require(Guid(guid.toString()) == guid, "a printed code is the same one");
     });
     tstring version;
     if (KnownProductCodeInstalledNorvTracker::match(code, version) != nullptr) {
-        require(code.size() == 38);
-        takes([&] { require(Base(version).tag() != 0); });
+        require(code.size() == 38, "a known product code has 38 characters");
+        isAccepted(
+            [&] { require(Base(version).tag() != 0, "the version of a known code has a scheme"); });
     }
 }
 
@@ -44,7 +48,7 @@ void fuzz(const std::string& input) {
         checkVersion(front + text);
     }
     VersionDetails::Base<5, VersionDetails::Parser, 4> dotted;
-    takes([&] { dotted.init(text); });
+    isAccepted([&] { dotted.init(text); });
     tstring wide(input.size() / sizeof(TCHAR), _T('\0'));
     std::memcpy(wide.data(), input.data(), wide.size() * sizeof(TCHAR));
     checkProductCode(text);

@@ -1,5 +1,5 @@
 // Any bytes as a zlib stream for an output of any length, and as data for the gzip pair with any
-// level, comment and room. What that makes, zlib reads back.
+// level, comment and capacity. What that makes, zlib reads back.
 #include <vector>
 
 #include "fuzz/Fuzz.h"
@@ -16,7 +16,8 @@ void fuzz(const std::string& input) {
     std::vector<char> inflated(static_cast<std::size_t>(byte(0) | byte(1) << 8));
     char* failure = nullptr;
     require(ZIP_InflateFully(stream.data(), std::ssize(stream), inflated.data(),
-                             std::ssize(inflated), &failure) == (failure == nullptr ? 1 : 0));
+                             std::ssize(inflated), &failure) == (failure == nullptr ? 1 : 0),
+            "inflating fails with a message and succeeds without one");
 
     const std::int32_t level = byte(0) % 16 - 2;
     const std::size_t commentLength = byte(1) % 16;
@@ -26,7 +27,7 @@ void fuzz(const std::string& input) {
     std::size_t outLength = 0;
     std::size_t tmpLength = 0;
     if (ZIP_GZip_InitParams(in.size(), &outLength, &tmpLength, level) != nullptr) {
-        require(level < -1);
+        require(level < -1, "only levels below -1 are refused");
         return;
     }
     // The bound doesn't include the comment.
@@ -37,7 +38,12 @@ void fuzz(const std::string& input) {
     const std::size_t length =
         ZIP_GZip_Fully(in.data(), in.size(), out.data(), out.size(), tmp.data(), tmp.size(), level,
                        commentLength == 0 ? nullptr : comment.data(), &message);
-    require((length > 0) == (message == nullptr) && length <= out.size());
-    require(length > 0 ? tmpLack == 0 : tmpLack > 0 || byte(2) > 0);
-    require(length == 0 || zlib::gunzipped({out.data(), length}, in.size()) == in);
+    require((length > 0) == (message == nullptr), "packing fails with a message alone");
+    if (length == 0) {
+        require(tmpLack > 0 || byte(2) > 0, "packing fails only for a buffer that is too small");
+        return;
+    }
+    require(tmpLack == 0, "packing needs the whole buffer");
+    require(length <= out.size(), "packing stays in its output");
+    require(zlib::gunzipped({out.data(), length}, in.size()) == in, "zlib reads it back");
 }

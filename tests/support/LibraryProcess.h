@@ -1,6 +1,6 @@
 // Loads the library into a fresh process on a simulated machine and calls its exports by name, as
-// the installer does. Process-wide objects are made anew for each, so that each sees the Windows of
-// its machine.
+// the installer does. Process-wide objects are constructed again for each, so that each sees the
+// Windows of its machine.
 #pragma once
 
 #include <dlfcn.h>

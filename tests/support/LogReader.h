@@ -23,7 +23,7 @@ std::vector<LogRecord> logRecords(const simulated::Machine& machine);
 /// The messages of those records of one level, in order.
 std::vector<std::string> logMessages(const simulated::Machine& machine, const std::string& level);
 
-/// Whether a record has this message to the letter, or holds this piece of text.
+/// Returns whether a record has exactly this message, or contains this part of it.
 bool logHas(const simulated::Machine& machine, const std::string& message);
 bool logMentions(const simulated::Machine& machine, const std::string& piece);
 

@@ -37,13 +37,6 @@ TEST(RegistryManager, DeletesTheKeyOfATypeAndSchemeWithoutProducts) {
                        "Norv Development Kit\\1.8.0_60"}));
 }
 
-TEST(RegistryManager, KeepsTheKeyOfTheOtherArchitectureOfARemovedProduct) {
-    Family pc({qvr("17"), qvr("17", 32)});
-    EXPECT_TRUE(pc.update(UpdateAction::Remove, qvr("17", 32)));
-    EXPECT_EQ(pc.subkeys(kVendor), (Strings{"QVR", "QVR\\17"}));
-    EXPECT_EQ(pc.subkeys(kVendor, View::Bits32), Strings{});
-}
-
 TEST(RegistryManager, WritesTheCurrentVersionOfEachTypeSchemeAndArchitecture) {
     Family pc({qvr("11"), qvr("17"), qvr("1.8.0_45"), qvr("1.7.0_80"), qvk("11.0.2+9"),
                qvk("1.7.0_80", 32), qvk("1.8.0_60", 32)});
