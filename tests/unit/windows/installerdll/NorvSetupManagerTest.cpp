@@ -163,6 +163,8 @@ const Strings kKeysOf32BitProducts = {"Norv Runtime Environment", "Norv Runtime 
 TEST(NorvSetupManager, ReachesBothArchitecturesFromA32BitProcess) {
     Family pc({qvr("1.8.0_60", 32), qvk("11.0.2", 32), qvk("21.0.12.1+1")});
     pc.machine.facts.is64BitProcess = false;
+    const tstring stray = u"C:\\Windows\\System32\\WindowsAssistLink-32.dll";
+    pc.machine.volumes.addFile(stray);
     const tstring common = u"C:\\Program Files (x86)\\Common Files\\Dovrin\\Norv\\";
     pc.machine.volumes.addFile(common + u"norvtmp\\norv.exe", "shim");
     updateInProcess(pc);
@@ -170,6 +172,7 @@ TEST(NorvSetupManager, ReachesBothArchitecturesFromA32BitProcess) {
     EXPECT_EQ(pc.subkeys(kVendor, View::Bits32), kKeysOf32BitProducts);
     EXPECT_EQ(pc.content(u"C:\\Windows\\System32\\WindowsAssistLink-64.dll"), "of 21.0.12.1+1");
     EXPECT_EQ(pc.content(u"C:\\Windows\\SysWOW64\\WindowsAssistLink-32.dll"), "of 11.0.2");
+    EXPECT_EQ(pc.content(stray), kNone);
     EXPECT_EQ(pc.content(common + u"norvpath\\zemble.exe"), "shim");
     EXPECT_EQ(pc.value(kEnvironment, u"Path"), toUtf8(common) + "norvpath;C:\\Windows");
 }

@@ -151,7 +151,7 @@ TEST(RegistryManager, KeepsPreferencesInTheVendorsKey) {
 
 TEST(RegistryManager, RegistersTheLaunchersAsHostsUntilTheLastProductIsRemoved) {
     Family pc({qvr("17")});
-    pc.handle(RegistryManager());
+    EXPECT_TRUE(pc.update(UpdateAction::Install, qvr("17")));
     EXPECT_EQ(pc.value(kClasses + u"\\Applications\\norv.exe", u"IsHostApp"), "");
     EXPECT_EQ(pc.value(kClasses + u"\\Applications\\norvw.exe", u"IsHostApp"), "");
     EXPECT_TRUE(pc.update(UpdateAction::Remove, qvr("17")));
