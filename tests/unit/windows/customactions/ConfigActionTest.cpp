@@ -64,13 +64,6 @@ struct BadConfiguration {
 };
 
 const BadConfiguration kBadConfigurations[] = {
-    {.name = "unknown arguments",
-     .arguments = u"x bogus STATIC=1 /silent",
-     .failure = "Malformed params: error 3090, param1=\"\"bogus\";\"/silent\";\""},
-    {.name = "words that a switch refuses",
-     .arguments = u"STATIC=yes WEB_NORV=enable STATIC=disable",
-     .failure = "Malformed params: error 3090, "
-                "param1=\"\"STATIC=yes\";\"WEB_NORV=enable\";\"STATIC=disable\";\""},
     {.name = "words that are no number or level",
      .arguments = u"/lang=x web_norv_security_level=vh",
      .failure = "Malformed params: error 3090, "
