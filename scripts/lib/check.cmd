@@ -5,7 +5,7 @@ rem (passed, failed or skipped), then their output. Windows' own commands suffic
 rem
 rem   check.cmd          says what it touches and waits for a key, at the end too
 rem   check.cmd /ci      doesn't wait; also tests moves that wait for the restart, which can't be withdrawn
-rem   check.cmd /clean   only removes what a check that was interrupted has left
+rem   check.cmd /clean   only removes what a check that was interrupted has left; nothing on other machines
 rem
 rem Exit code 0 if no step failed, 1 if one failed, 2 if nothing was run.
 setlocal
@@ -13,6 +13,7 @@ cd /d "%~dp0"
 set option=%~1
 set failed=
 set wine=
+set begun=
 if exist "%SystemRoot%\System32\wineboot.exe" set wine=yes
 set windows64=yes
 if "%PROCESSOR_ARCHITECTURE%%PROCESSOR_ARCHITEW6432%"=="x86" set windows64=
@@ -44,14 +45,19 @@ echo report.txt, which it writes beside itself, contains names and paths of this
 pause
 
 :begin
-reg add HKLM\Software\NorvConformance /f >nul 2>&1
+reg add HKLM\Software\NorvCheck /f >nul 2>&1
 if errorlevel 1 goto not_elevated
-reg delete HKLM\Software\NorvConformance /f >nul 2>&1
+rem This value says that a check was begun, and that what is found is a check's own.
+reg query HKLM\Software\NorvCheck /v begun >nul 2>&1
+if not errorlevel 1 set begun=yes
+if not defined begun reg delete HKLM\Software\NorvCheck /f >nul 2>&1
 if "%option%"=="/clean" goto only_clean
+if defined begun goto interrupted
 set found=
 for %%k in (%keys%) do call :refuse_key %%k
 for %%f in (%folders% %logs%) do if exist %%f set found=%%~f
 if defined found goto not_empty
+reg add HKLM\Software\NorvCheck /v begun /f >nul 2>&1
 
 mkdir "%work%"
 set TEMP=%work%
@@ -63,6 +69,7 @@ type build-info.txt >>"%work%\steps.txt"
 if exist x64 call :architecture x64 64
 if exist x86 call :architecture x86 32
 call :clean
+reg delete HKLM\Software\NorvCheck /f >nul 2>&1
 type "%work%\steps.txt" >"%report%"
 type "%output%" >>"%report%"
 rmdir /s /q "%work%" 2>nul
@@ -79,15 +86,22 @@ exit /b 2
 :not_empty
 echo Nothing was run: this machine has %found%
 echo Products of the Norv platform are, or were, installed on it, and the check would change what they share.
-echo If that is what a check left that was interrupted, call check.cmd /clean first.
+if not "%option%"=="/ci" pause
+exit /b 2
+
+:interrupted
+echo Nothing was run: a check was interrupted on this machine. check.cmd /clean removes what it left.
 if not "%option%"=="/ci" pause
 exit /b 2
 
 :only_clean
+if not defined begun echo No check was interrupted on this machine: nothing was removed.
+if not defined begun exit /b 2
 mkdir "%work%" 2>nul
 call :remove x64
 call :remove x86
 call :clean
+reg delete HKLM\Software\NorvCheck /f >nul 2>&1
 rmdir /s /q "%work%" 2>nul
 exit /b 0
 

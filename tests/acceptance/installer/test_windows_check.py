@@ -65,3 +65,10 @@ def test_a_machine_with_the_platform_is_left_alone(machine, check, folder):
     assert finished.code == 2, finished
     assert "this machine has HKLM\\Software\\Halvorex" in finished.output
     assert not (folder / "report.txt").exists()
+
+
+def test_clean_without_an_interrupted_check_removes_nothing(machine, check):
+    machine.import_registry("[HKEY_LOCAL_MACHINE\\Software\\Wow6432Node\\Halvorex\\QVR]\r\n")
+    finished = check("/clean")
+    assert finished.code == 2, finished
+    assert machine.run("reg", "query", "HKLM\\Software\\Halvorex\\QVR", "/reg:32").code == 0
