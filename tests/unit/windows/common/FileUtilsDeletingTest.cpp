@@ -113,7 +113,9 @@ protected:
 };
 
 TEST_F(FileUtilsDeletingBatch, LeavesNothingToTheRestartUnlessRequested) {
-    Deleter().appendTree(u"C:\\t").appendFile(u"C:\\file");
+    disk.addFile(u"C:\\free");
+    Deleter().appendTree(u"C:\\t").appendFile(u"C:\\file").appendFile(u"C:\\free");
+    EXPECT_FALSE(disk.exists(u"C:\\free"));
     EXPECT_TRUE(disk.delayedMoves().empty());
 }
 

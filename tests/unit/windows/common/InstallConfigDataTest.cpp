@@ -140,7 +140,10 @@ TEST(InstallConfigLog, ShowsEachSourceAndTheResult) {
 
 TEST(InstallConfigLog, NamesEachRefusedArgument) {
     const Configured machine;
-    EXPECT_ANY_THROW(InstallConfigData().LoadConfigSettings(u"bogus bogus STATIC=x /S /l"));
+    InstallConfigData config;
+    EXPECT_EQ(thrownText([&] { config.LoadConfigSettings(u"bogus bogus STATIC=x /S /l"); }),
+              "Malformed params: error 3090, "
+              "param1=\"\"bogus\";\"STATIC=x\";\"/S\";\"/l\";\"");
     EXPECT_EQ(logMessages(machine, "ERROR"),
               (Messages{"arg bogus is not supported", "Loading arg STATIC=x failed with 313",
                         "Loading arg /S failed with 0", "arg /l is incorrect"}));

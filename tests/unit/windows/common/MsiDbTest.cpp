@@ -41,10 +41,10 @@ TEST_F(MsiDb, NamesTheCallThatFails) {
         {"MsiRecordGetFieldCount", "MsiRecordGetFieldCount() failed. MSI error [1627]"},
     };
     for (const auto& [function, failure] : rows) {
-        machine.installer.endProcess();
         machine.calls.failCall(function, 1, 1610);
         const std::string thrown = thrownText(readPackage);
         EXPECT_TRUE(thrown.starts_with(failure)) << thrown;
+        EXPECT_EQ(machine.installer.openHandles(), Lines()) << function;
     }
 }
 

@@ -16,13 +16,15 @@ protected:
             {{.name = "META-INF/", .stored = true},
              {.name = "", .data = "nameless", .stored = true},
              {.name = "huge", .data = "x", .extraField = zip64},
+             {.name = "largest", .data = "x", .extraField = zip_archive::zip64Block({0xffffffff})},
              // could deflate to 4 GB
              {.name = "claims", .data = std::string(0x3fb000, 'x'), .stored = true},
              {.name = "file/", .data = "data", .stored = true},
              {.name = "\xc3\xa9", .data = "accent"}});
         archive.entries[2].central.uncompressedSize = 0xffffffff;
-        archive.entries[3].central.compressionMethod = zip_archive::kDeflated;
-        archive.entries[3].central.uncompressedSize = 0xfffffffe;
+        archive.entries[3].central.uncompressedSize = 0xffffffff;
+        archive.entries[4].central.compressionMethod = zip_archive::kDeflated;
+        archive.entries[4].central.uncompressedSize = 0xfffffffe;
         machine.volumes.addFile(u"C:\\a.zip", archive.bytes());
     }
 
@@ -58,6 +60,7 @@ TEST_F(Unzip, RefusesEmptyNames) {
 TEST_F(Unzip, RefusesEntriesOfFourGigabytes) {
     EXPECT_EQ(extracted(_T("huge")),
               "Zip entry huge from C:\\a.zip archive is too large to be extracted into memory");
+    EXPECT_EQ(extracted(_T("largest")), "ZIP_ReadEntry(C:\\a.zip, largest) failed");
 }
 
 TEST_F(Unzip, AllocatesNoMoreThanTheStreamContains) {
