@@ -308,7 +308,7 @@ void Sweep::checkOutcome(const Outcome& outcome) {
         return;
     }
     if (action_.statuses.count(outcome.status) == 0) {
-        complain("status " + std::to_string(outcome.status));
+        complain("status " + std::to_string(outcome.status) + ", which is none of the action's");
     }
     if (kClosers.count(disturbedFunction_) == 0) {
         for (const std::string& open : outcome.leftOpen) {
