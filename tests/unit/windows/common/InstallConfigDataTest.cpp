@@ -31,20 +31,20 @@ std::string load(const tstring& arguments, const ConfigFiles& files = {}) {
     return workingConfig(machine);
 }
 
-TEST(InstallConfigSources, TheFirstArgumentMayBeAnything) {
+TEST(InstallConfigDataSources, TheFirstArgumentMayBeAnything) {
     EXPECT_EQ(load(u"setup.exe"), "");
 }
 
-TEST(InstallConfigSources, TheRuntimeFileOverridesDefaults) {
+TEST(InstallConfigDataSources, TheRuntimeFileOverridesDefaults) {
     EXPECT_EQ(load(u"", {.runtime = "NOSTARTMENU=1\nSPONSORS=0"}),
               "SPONSORS = 0\nNOSTARTMENU = 1\nCMDLINE = SPONSORS=\"0\" NOSTARTMENU=\"1\"\n");
 }
 
-TEST(InstallConfigSources, TheRuntimeFileNeverMakesARunSilent) {
+TEST(InstallConfigDataSources, TheRuntimeFileNeverMakesARunSilent) {
     EXPECT_EQ(load(u"", {.runtime = "INSTALL_SILENT=Enable"}), "");
 }
 
-TEST(InstallConfigSources, TheInstallFileOverridesTheRuntimeFile) {
+TEST(InstallConfigDataSources, TheInstallFileOverridesTheRuntimeFile) {
     EXPECT_EQ(load(u"setup INSTALLCFG=C:\\cfg\\install.cfg",
                    {.runtime = "COUNTRYOVERRIDE=runtime\nADDLOCAL=runtime",
                     .install = "\xEF\xBB\xBF"
@@ -54,39 +54,39 @@ TEST(InstallConfigSources, TheInstallFileOverridesTheRuntimeFile) {
               "CMDLINE = INSTALLDIR=\"C:\\日\" INSTALLCFG=\"C:\\cfg\\install.cfg\"\n");
 }
 
-TEST(InstallConfigSources, ArgumentsOverrideBothFiles) {
+TEST(InstallConfigDataSources, ArgumentsOverrideBothFiles) {
     EXPECT_EQ(load(u"setup INSTALLCFG=C:\\cfg\\install.cfg SponsorPref:x=y INSTALL_SILENT=1",
                    {.runtime = "SPONSORPREF=runtime", .install = "SPONSORPREF:install"}),
               "INSTALL_SILENT = 1\nINSTALLCFG = C:\\cfg\\install.cfg\nSPONSORPREF = x=y\n"
               "CMDLINE = INSTALL_SILENT=\"1\" INSTALLCFG=\"C:\\cfg\\install.cfg\"\n");
 }
 
-TEST(InstallConfigSources, ArgumentsAreSplitAsWindowsSplitsACommandLine) {
+TEST(InstallConfigDataSources, ArgumentsAreSplitAsWindowsSplitsACommandLine) {
     EXPECT_EQ(load(u"x \"INSTALLDIR=C:\\a b\\\\\" \"\" ADDLOCAL=\"p q\""),
               "INSTALLDIR = C:\\a b\\\nADDLOCAL = p q\nMSI_CMDLINE = ADDLOCAL=p q\n"
               "CMDLINE = INSTALLDIR=\"C:\\a b\\\"\n");
 }
 
-TEST(InstallConfigSources, ArgumentsOfTheInstallerArePassedOn) {
+TEST(InstallConfigDataSources, ArgumentsOfTheInstallerArePassedOn) {
     EXPECT_EQ(load(u"/qn REBOOT=Suppress /L*v C:\\l.txt REMOVEOLDERQVRS=0 /QB!"),
               "REMOVEOLDERQVRS = 0\nREBOOT = Suppress\n"
               "MSI_CMDLINE = /qn REBOOT=Suppress REMOVEOLDERQVRS=0 /QB!\n/q = 1\n");
 }
 
-TEST(InstallConfigSources, TheLastArgumentOfANameWins) {
+TEST(InstallConfigDataSources, TheLastArgumentOfANameWins) {
     EXPECT_EQ(load(u"x /lang /none /LANG=7"), "/lang = 7\n");
 }
 
-TEST(InstallConfigSources, CommandLinesInAFileAreKeptWithoutOthers) {
+TEST(InstallConfigDataSources, CommandLinesInAFileAreKeptWithoutOthers) {
     EXPECT_EQ(load(u"", {.runtime = "CMDLINE=x\nMSI_CMDLINE=y"}), "MSI_CMDLINE = y\nCMDLINE = x\n");
     EXPECT_EQ(load(u"x REBOOT=r", {.runtime = "CMDLINE=x\nMSI_CMDLINE=y\nWEB_NORV=1"}),
               "WEB_NORV = 1\nREBOOT = r\nMSI_CMDLINE = REBOOT=r\nCMDLINE = WEB_NORV=\"1\"\n");
 }
 
 /// A configuration with every key of the table.
-class EveryKey : public testing::Test {
+class InstallConfigDataEveryKey : public testing::Test {
 protected:
-    EveryKey() {
+    InstallConfigDataEveryKey() {
         config.LoadConfigSettings(
             u"x INSTALL_SILENT=1 STATIC=1 AUTO_UPDATE=0 SPONSORS=0 WEB_NORV=1 WEB_ANALYTICS=0 "
             u"OEMUPDATE=1 DYNAMICBASELINEOFF=1 NO_VERIFY=1 REPAIRMODE=1 LAUNCHEDFROMQVK=0 "
@@ -102,12 +102,12 @@ protected:
     InstallConfigData config;
 };
 
-TEST_F(EveryKey, SomeArePassedToTheInstaller) {
+TEST_F(InstallConfigDataEveryKey, SomeArePassedToTheInstaller) {
     EXPECT_STREQ(config.getStringParam(StringParam::MsiCmdLine),
                  "REMOVEOLDERQVRS=1 ADDLOCAL=feature REBOOT=r /qn");
 }
 
-TEST_F(EveryKey, SomeAreExported) {
+TEST_F(InstallConfigDataEveryKey, SomeAreExported) {
     EXPECT_STREQ(
         config.getStringParam(StringParam::CmdLine),
         "INSTALL_SILENT=\"1\" STATIC=\"1\" AUTO_UPDATE=\"0\" SPONSORS=\"0\" WEB_NORV=\"1\" "
@@ -116,7 +116,7 @@ TEST_F(EveryKey, SomeAreExported) {
         "ProductCode=\"code\" BASEIMAGECHECKSUMSHA256=\"sum\" WEB_NORV_SECURITY_LEVEL=\"VH\"");
 }
 
-TEST(InstallConfigLog, ShowsEachSourceAndTheResult) {
+TEST(InstallConfigDataLog, ShowsEachSourceAndTheResult) {
     const Configured machine({.runtime = "STATIC=1\nWEB_NORV=Enable"});
     InstallConfigData config;
     config.LoadConfigSettings(u"x /s /l C:\\log.txt REBOOT=r");
@@ -138,7 +138,7 @@ TEST(InstallConfigLog, ShowsEachSourceAndTheResult) {
                   "|-------------------------------------|\n"}));
 }
 
-TEST(InstallConfigLog, NamesEachRefusedArgument) {
+TEST(InstallConfigDataLog, NamesEachRefusedArgument) {
     const Configured machine;
     InstallConfigData config;
     EXPECT_EQ(thrownText([&] { config.LoadConfigSettings(u"bogus bogus STATIC=x /S /l"); }),
@@ -149,7 +149,7 @@ TEST(InstallConfigLog, NamesEachRefusedArgument) {
                         "Loading arg /S failed with 0", "arg /l is incorrect"}));
 }
 
-TEST(InstallConfigChecks, AKeyMayRequireAReadableFile) {
+TEST(InstallConfigDataChecks, AKeyMayRequireAReadableFile) {
     const Configured machine({.install = "x"});
     const InstallConfigData config;
     ParamDescriptor key = {};
@@ -162,7 +162,7 @@ TEST(InstallConfigChecks, AKeyMayRequireAReadableFile) {
     EXPECT_EQ(machine.handles.open(), Messages());
 }
 
-TEST(InstallConfigChecks, AKeyMayBeForEnterprisesOnly) {
+TEST(InstallConfigDataChecks, AKeyMayBeForEnterprisesOnly) {
     const Configured machine;
     const InstallConfigData config;
     ParamDescriptor key = {};
@@ -172,7 +172,7 @@ TEST(InstallConfigChecks, AKeyMayBeForEnterprisesOnly) {
               "The param is not supported: error 3090, param1=\"KEY\"");
 }
 
-TEST(InstallConfigChecks, AMissingProductCodeIsThrown) {
+TEST(InstallConfigDataChecks, AMissingProductCodeIsThrown) {
     const Configured machine;
     EXPECT_THROW(InstallConfigData().productCode(), settings::Exception);
 }
@@ -203,7 +203,7 @@ simulated::MessageBox show(Configured& machine, std::uint32_t status, Locale::La
     return machine.desktop.messageBoxes.back();
 }
 
-TEST(InstallConfigMessages, EachStatusHasItsOwn) {
+TEST(InstallConfigDataMessages, EachStatusHasItsOwn) {
     Configured machine;
     for (const MessageOfAStatus& message : kMessages) {
         const simulated::MessageBox box = show(machine, message.status, Locale::english);
@@ -221,7 +221,7 @@ struct MessageLanguage {
     std::string caption, firstLine;
 };
 
-TEST(InstallConfigMessages, EachStatusIsTranslated) {
+TEST(InstallConfigDataMessages, EachStatusIsTranslated) {
     const MessageLanguage languages[] = {
         {Locale::german, "Norv-Installation nicht abgeschlossen",
          "Norv kann nicht installiert werden\n\n"},
