@@ -72,7 +72,7 @@ call :clean
 reg delete HKLM\Software\NorvCheck /f >nul 2>&1
 type "%work%\steps.txt" >"%report%"
 type "%output%" >>"%report%"
-rmdir /s /q "%work%" 2>nul
+call :delete_work
 echo The report is %report%
 if not "%option%"=="/ci" pause
 if defined failed exit /b 1
@@ -102,7 +102,7 @@ call :remove x64
 call :remove x86
 call :clean
 reg delete HKLM\Software\NorvCheck /f >nul 2>&1
-rmdir /s /q "%work%" 2>nul
+call :delete_work
 exit /b 0
 
 rem The steps of one architecture: %1 is its directory, %2 its view of the registry.
@@ -120,8 +120,12 @@ call :note %ERRORLEVEL%
 set filter=--gtest_filter=-Files.MovesArePutOff
 if "%option%"=="/ci" set filter=--gtest_filter=*
 call :title %1: conformance suite, %filter%
+rem The suite leaves its files, and needs an empty directory.
+mkdir "%work%\%1"
+set TMP=%work%\%1
 %1\conformance.exe %filter% >>"%output%" 2>&1
 call :note %ERRORLEVEL%
+set TMP=%work%
 
 call :title %1: the library in a host process
 %1\callaction.exe %1\norvca.dll %1\example.msi "set=INSTALLDIR=%work%\new" call=MSIValidateInstallDir call=checkIfInstallDirReserved call=DisableAUUninstall memory=MSIValidateInstallDir close call=MSIValidateInstallDir >"%work%\host.txt" 2>&1
@@ -189,6 +193,12 @@ goto :eof
 for %%k in (%keys%) do call :delete_key %%k
 for %%f in (%folders%) do if not %%f=="%work%" rmdir /s /q %%f 2>nul
 for %%f in (%logs% "%work%\tolmark.log") do del %%f 2>nul
+goto :eof
+
+:delete_work
+rem Wine's rmdir stops at a read-only file.
+del /f /s /q "%work%" >nul 2>&1
+rmdir /s /q "%work%" 2>nul
 goto :eof
 
 :delete_key

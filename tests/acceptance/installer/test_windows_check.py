@@ -45,6 +45,7 @@ def test_every_step_passes_and_the_machine_is_as_it_was(machine, check, folder, 
     assert finished.code == 0, finished
     assert described(machine, describe_program) == before
     assert not machine.path("C:\\Program Files\\Norv").exists()
+    assert not machine.path(f"{machine.profile}\\Temp\\norv-check").exists()
 
 
 def test_a_failing_step_fails_the_check_which_still_removes_everything(machine, check, folder, describe_program):
