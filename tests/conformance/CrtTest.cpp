@@ -42,7 +42,7 @@ protected:
     const tstring file_ = temporaryPath(_T("NorvCrt"));
 };
 
-TEST_F(CrtTest, ALogIsAppendedToByOneWriter) {
+TEST_F(CrtTest, ALogIsAppendedByOneWriterAtATime) {
     int file = -1;
     int second = 7;
     ASSERT_EQ(0, openLog(file));
@@ -62,7 +62,7 @@ TEST_F(CrtTest, ALogIsAppendedToByOneWriter) {
     EXPECT_EQ("cd", content()) << "appending goes to the new end";
 }
 
-TEST_F(CrtTest, ADescriptorOwnsItsHandle) {
+TEST_F(CrtTest, ClosingADescriptorClosesItsHandle) {
     const HANDLE handle = CreateFileW(file_.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                       CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     const int file = _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), 0);
@@ -85,7 +85,7 @@ TEST_F(CrtTest, ADescriptorWhoseHandleWasClosedIsBad) {
     EXPECT_EQ(EBADF, errno);
 }
 
-TEST_F(CrtTest, StreamsWriteInTheirMode) {
+TEST_F(CrtTest, StreamsInTextModeWriteLineEnds) {
     EXPECT_EQ("none", content());
     EXPECT_EQ(ENOENT, errno);
     for (const std::string text : {"longer\n", "1\n"}) {
@@ -100,7 +100,7 @@ TEST_F(CrtTest, StreamsWriteInTheirMode) {
     EXPECT_EQ("1\r\n", content());
 }
 
-TEST_F(CrtTest, DirectoriesAndErrors) {
+TEST_F(CrtTest, MissingAndExistingDirectoriesSetErrno) {
     struct _stat64 facts = {};
     TCHAR current[MAX_PATH] = {};
     ASSERT_EQ(current, _wgetcwd(current, MAX_PATH));
@@ -126,12 +126,12 @@ std::pair<int, tstring> formatInto(std::size_t size, const TCHAR* format, ...) {
     return {result, buffer};
 }
 
-TEST(TextTest, FormatsTakeWideTextsAndNumbers) {
+TEST(TextTest, FormatsWriteWideStringsAndNumbers) {
     EXPECT_EQ(tstring(_T("a\x20AC|-1| -12|4294967295|007|0000ABCD|%")),
               formatInto(40, _T("%s|%d|%4d|%u|%03u|%08X|%%"), _T("a\x20AC"), -1, -12, 0xFFFFFFFFu,
                          7u, 0xABCDu)
                   .second.c_str());
-    // The room, and what stands in it and behind it.
+    // The size of the buffer, and the buffer with what follows it.
     const std::pair<std::size_t, const TCHAR*> kCases[] = {
         {0, _T("######")}, {3, _T("123###")}, {4, _T("1234##")}, {5, _T("1234\0#")}};
     for (const auto& [size, expected] : kCases) {
@@ -152,9 +152,12 @@ tstring wideOf(UINT codePage, const std::string& text) {
                                    static_cast<int>(text.size()), wide, size);
     };
     const int size = convert(0);
-    EXPECT_TRUE(size != 0 || GetLastError() == ERROR_NO_UNICODE_TRANSLATION);
     EXPECT_EQ(size, convert(20));
-    return size == 0 ? _T("?") : tstring(wide, static_cast<std::size_t>(size));
+    if (size == 0) {
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_UNICODE_TRANSLATION});
+        return _T("?");
+    }
+    return tstring(wide, static_cast<std::size_t>(size));
 }
 
 /// The UTF-8 of a wide text.
@@ -169,7 +172,7 @@ std::string narrowOf(const tstring& text) {
     return std::string(narrow, static_cast<std::size_t>(size));
 }
 
-TEST(TextTest, WideAndUtf8BecomeEachOther) {
+TEST(TextTest, WideStringsAndUtf8AreConvertedIntoEachOther) {
     const std::pair<std::string, tstring> kCases[] = {
         {std::string("\0x", 2), tstring({0, 'x'})},
         {"\xC3\xA4\xE2\x82\xAC\xEF\xBF\xBD", {0xE4, 0x20AC, 0xFFFD}},

@@ -54,7 +54,7 @@ std::vector<tstring> rows(MSIHANDLE database, const TCHAR* query, MSIHANDLE para
 
 }  // namespace
 
-TEST(MsiHandle, WrongOnesAreRefused) {
+TEST(MsiHandle, MissingAndOtherKindsOfHandlesAreRefused) {
     const MSIHANDLE record = MsiCreateRecord(1);
     TCHAR buffer[8] = {};
     DWORD count = 8;
@@ -70,7 +70,7 @@ TEST(MsiHandle, WrongOnesAreRefused) {
     EXPECT_EQ(0xFFFFFFFFu, MsiRecordGetFieldCount(record));
 }
 
-TEST(Query, GivesTheRowsThatFit) {
+TEST(Query, ReturnsTheRowsThatMatch) {
     using Rows = std::vector<tstring>;
     MSIHANDLE database = 0;
     EXPECT_NE(kOk, MsiOpenDatabaseW(_T("C:\\none\\x.msi"), MSIDBOPEN_READONLY, &database));
@@ -121,7 +121,7 @@ TEST(Query, AFetchAfterTheLastRowStartsAgain) {
     EXPECT_EQ(kOk, MsiCloseHandle(database));
 }
 
-TEST(Session, PropertiesMessagesModesAndDatabase) {
+TEST(Session, HasPropertiesMessagesModesAndADatabase) {
     const MSIHANDLE session = openPackageSession();
     for (const TCHAR* const value : {_T("1"), _T(""), _T("x y")}) {
         EXPECT_EQ(kOk, MsiSetPropertyW(session, _T("A"), value));
@@ -238,7 +238,7 @@ TEST_F(InstalledProduct, EnumerationWithoutABufferIsRefusedAndDoesNotAdvance) {
     EXPECT_EQ(kNoMore, enumerate(1));
 }
 
-TEST(InstallerSettings, EachGivesThePreviousOne) {
+TEST(InstallerSettings, EachReturnsThePreviousOne) {
     MsiSetInternalUI(INSTALLUILEVEL_BASIC, nullptr);
     EXPECT_EQ(INSTALLUILEVEL_BASIC, MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr));
     EXPECT_EQ(nullptr, MsiSetExternalUIW(ignoreMessage, 0xFFFFFFFF, nullptr));

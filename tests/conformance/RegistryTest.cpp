@@ -133,7 +133,7 @@ TEST_F(RegistryTest, NamesKeepTheirCaseAndIgnoreIt) {
     EXPECT_EQ(RegDeleteValueW(key, _T("VALUE")), ERROR_FILE_NOT_FOUND);
 }
 
-TEST_F(RegistryTest, EnumerationGoesByNameAndEnds) {
+TEST_F(RegistryTest, SubkeysAreEnumeratedInTheOrderOfTheirNames) {
     for (const TCHAR* const made : {_T("b"), _T("C"), _T("a_x"), _T("a1"), _T("A")}) {
         Key(key, made);
     }
@@ -141,7 +141,7 @@ TEST_F(RegistryTest, EnumerationGoesByNameAndEnds) {
     EXPECT_EQ(nameStatus(RegEnumKeyExW, key, 5, name), ERROR_NO_MORE_ITEMS);
 }
 
-TEST_F(RegistryTest, AHandleServesWhatItWasOpenedFor) {
+TEST_F(RegistryTest, AHandleRefusesWhatItWasNotOpenedFor) {
     const Key reading(key, _T(""), KEY_READ);
     EXPECT_EQ(setText(reading, _T("x"), _T("y")), ERROR_ACCESS_DENIED);
     EXPECT_EQ(RegDeleteValueW(reading, _T("x")), ERROR_ACCESS_DENIED);
@@ -155,7 +155,7 @@ TEST_F(RegistryTest, AHandleServesWhatItWasOpenedFor) {
     EXPECT_EQ(RegDeleteKeyW(reading, _T("made")), ERROR_SUCCESS);
 }
 
-TEST_F(RegistryTest, PathsAreTakenInTheirForms) {
+TEST_F(RegistryTest, PathsMayRepeatAndEndInSeparators) {
     const Key below(key, _T("a\\b"));
     const std::pair<tstring, LSTATUS> kCases[] = {{_T("a\\b\\"), ERROR_SUCCESS},
                                                   {_T("a\\\\b"), ERROR_SUCCESS},
@@ -173,7 +173,7 @@ TEST_F(RegistryTest, PathsAreTakenInTheirForms) {
     }
 }
 
-TEST_F(RegistryTest, AKeyWithSubkeysStays) {
+TEST_F(RegistryTest, AKeyWithSubkeysIsNotDeleted) {
     Key(key, _T("a\\b"));
     EXPECT_EQ(RegDeleteKeyW(key, _T("a")), ERROR_ACCESS_DENIED);
     EXPECT_EQ(RegDeleteKeyExW(key, _T("a"), 0, 0), ERROR_ACCESS_DENIED);
@@ -202,7 +202,7 @@ TEST_F(RegistryTest, TreesAreEmptied) {
     EXPECT_EQ(RegDeleteTreeW(lacking, nullptr), isWine() ? ERROR_SUCCESS : ERROR_ACCESS_DENIED);
 }
 
-TEST_F(RegistryTest, AnOpenKeyOutlivesItsDeletionAsAShell) {
+TEST_F(RegistryTest, EveryCallOnADeletedKeyFails) {
     const Key gone(key, _T("gone"));
     ASSERT_EQ(RegDeleteKeyW(key, _T("gone")), ERROR_SUCCESS);
     Key(key, _T("gone"));  // another key
@@ -287,7 +287,7 @@ TEST_F(RegistryTest, DeletingRefusesAPathThatStartsWithASeparator) {
     EXPECT_TRUE(exists(key, _T("a")));
 }
 
-TEST_F(RegistryTest, EnumerationFollowsWhatIsAddedAndDeletedMeanwhile) {
+TEST_F(RegistryTest, EnumerationReflectsSubkeysAddedAndDeletedMeanwhile) {
     for (const TCHAR* const made : {_T("b"), _T("d"), _T("f")}) {
         Key(key, made);
     }
@@ -313,7 +313,7 @@ bool in32(const tstring& path) {
     return exists(HKEY_LOCAL_MACHINE, path, KEY_WOW64_32KEY);
 }
 
-TEST(RegistryViewTest, TheMachinesSoftwareIsTwofoldOnA64BitWindows) {
+TEST(RegistryViewTest, TheMachinesSoftwareHasTwoViewsOnA64BitWindows) {
     const bool two = isWindows64Bit();
     Key(HKEY_LOCAL_MACHINE, kRoot, KEY_READ | KEY_WOW64_32KEY);
     EXPECT_TRUE(in32(kRoot));
@@ -329,7 +329,7 @@ TEST(RegistryViewTest, TheMachinesSoftwareIsTwofoldOnA64BitWindows) {
     EXPECT_FALSE(in32(kRoot));
 }
 
-TEST(RegistryViewTest, AKeyOfAViewLeadsOnInIt) {
+TEST(RegistryViewTest, PathsBelowAKeyOfAViewStayInThatView) {
     Key(HKEY_LOCAL_MACHINE, _T("Software\\Norv\\sub"), KEY_READ | KEY_WOW64_32KEY);
     const Key in32Bit(HKEY_LOCAL_MACHINE, _T("Software\\Norv"), KEY_READ | KEY_WOW64_32KEY);
     EXPECT_TRUE(exists(in32Bit, _T("sub")));
@@ -349,7 +349,7 @@ TEST(RegistryViewTest, TheThirtyTwoBitViewHasNoWow6432NodeOfItsOwn) {
     EXPECT_FALSE(exists(software, _T("Wow6432Node\\Norv"), KEY_WOW64_64KEY));
 }
 
-TEST(RegistryViewTest, ClassesAreSharedButForThoseOfObjects) {
+TEST(RegistryViewTest, ClassesAreSharedExceptThoseOfComObjects) {
     Key(HKEY_LOCAL_MACHINE, _T("Software\\Classes\\Norv"), KEY_READ | KEY_WOW64_32KEY);
     if (!isWine()) {  // which redirects them all, as Windows did before version 7
         EXPECT_TRUE(in64(_T("Software\\Classes\\Norv")));
@@ -360,14 +360,15 @@ TEST(RegistryViewTest, ClassesAreSharedButForThoseOfObjects) {
     EXPECT_EQ(in64(_T("Software\\Classes\\Wow6432Node\\CLSID\\Norv")), isWindows64Bit());
 }
 
-TEST(RegistryViewTest, WhatIsNoSoftwareOfTheMachineIsShared) {
+TEST(RegistryViewTest, KeysOutsideTheMachinesSoftwareAreShared) {
     Key(HKEY_CURRENT_USER, kRoot, KEY_READ | KEY_WOW64_32KEY);
     EXPECT_TRUE(exists(HKEY_CURRENT_USER, kRoot, KEY_WOW64_64KEY));
     EXPECT_FALSE(exists(HKEY_CURRENT_USER, _T("Software\\Wow6432Node\\NorvConformance")));
     EXPECT_EQ(RegDeleteKeyW(HKEY_CURRENT_USER, kRoot), ERROR_SUCCESS);
     const tstring environment =
         _T("System\\CurrentControlSet\\Control\\Session Manager\\Environment");
-    EXPECT_TRUE(in32(environment) && in64(environment));
+    EXPECT_TRUE(in32(environment));
+    EXPECT_TRUE(in64(environment));
 }
 
 }  // namespace

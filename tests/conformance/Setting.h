@@ -13,7 +13,7 @@
 
 using tstring = std::basic_string<TCHAR>;
 
-// The form of Windows that a run has, as it was started: what Windows' functions tell of it is
+// The kind of Windows that a run was started for; what Windows' functions return about it is
 // compared with this.
 bool isWindows64Bit();
 bool isProgram64Bit();

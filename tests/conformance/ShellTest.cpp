@@ -67,7 +67,7 @@ TEST(PathIsURL, KnowsSchemesAndDrives) {
     }
 }
 
-TEST(Guids, TextsReadAndWritten) {
+TEST(Guids, StringsAreReadAndWritten) {
     TCHAR text[39] = {};
     EXPECT_EQ(0, StringFromGUID2(kGuid, text, 38));
     EXPECT_EQ(39, StringFromGUID2(kGuid, text, 39));
@@ -101,7 +101,7 @@ TEST(Com, StartsAreCounted) {
     EXPECT_EQ(CO_E_NOTINITIALIZED, create(CLSID_ShellLink, IID_IShellLinkW));
 }
 
-TEST(Com, AnErrorsTextIsTakenOnce) {
+TEST(Com, AnErrorObjectIsReturnedOnce) {
     leaveErrorInfo(_T("abc"));
     IErrorInfo* info = nullptr;
     BSTR text = nullptr;
@@ -114,7 +114,7 @@ TEST(Com, AnErrorsTextIsTakenOnce) {
     EXPECT_EQ(S_FALSE, GetErrorInfo(0, &info));
 }
 
-TEST(Shortcuts, AreMadeAndSaved) {
+TEST(Shortcuts, AreCreatedAndSaved) {
     const tstring path = temporaryPath(_T("conformance.lnk"));
     void* object = nullptr;
     ASSERT_EQ(S_OK, CoInitialize(nullptr));
@@ -141,7 +141,7 @@ TEST(Shortcuts, AreMadeAndSaved) {
     CoUninitialize();
 }
 
-TEST(Shortcuts, TakeTargetsInQuotesAndNoTexts) {
+TEST(Shortcuts, AcceptTargetsInQuotesAndNullStrings) {
     void* object = nullptr;
     ASSERT_EQ(S_OK, CoInitialize(nullptr));
     ASSERT_EQ(S_OK,
@@ -159,7 +159,7 @@ TEST(Shortcuts, TakeTargetsInQuotesAndNoTexts) {
     CoUninitialize();
 }
 
-TEST(ShellFolders, ExistAndAreMade) {
+TEST(ShellFolders, ExistOrAreCreated) {
     for (const int folder :
          {CSIDL_COMMON_PROGRAMS | CSIDL_FLAG_CREATE, CSIDL_COMMON_PROGRAMS, CSIDL_PROGRAM_FILESX86,
           CSIDL_PROGRAM_FILES_COMMON, CSIDL_PROGRAM_FILES_COMMONX86}) {

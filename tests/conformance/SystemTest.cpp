@@ -25,7 +25,7 @@ tstring systemDirectory() {
     return tstring(buffer, GetSystemDirectoryW(buffer, MAX_PATH));
 }
 
-TEST(SystemTest, VariablesAreReadInTheirLength) {
+TEST(SystemTest, AVariableIsReadIntoABufferOfItsLength) {
     TCHAR buffer[8] = {};
     const auto read = [&](DWORD size) {
         SetLastError(4711);
@@ -42,7 +42,7 @@ TEST(SystemTest, VariablesAreReadInTheirLength) {
     EXPECT_EQ(lastErrorOf(read(8) == 0), DWORD{ERROR_ENVVAR_NOT_FOUND});
 }
 
-TEST(SystemTest, DirectoriesTellTheRoomThatTheyNeed) {
+TEST(SystemTest, DirectoriesReturnTheSizeThatTheyNeed) {
     const std::function<UINT(LPWSTR, UINT)> kCalls[] = {
         GetSystemDirectoryW, GetWindowsDirectoryW,
         [](LPWSTR buffer, UINT size) { return UINT{GetTempPathW(size, buffer)}; },
@@ -62,7 +62,7 @@ TEST(SystemTest, DirectoriesTellTheRoomThatTheyNeed) {
     }
     const tstring native = systemDirectory().substr(0, 11) + _T("Sysnative");
     EXPECT_EQ(GetFileAttributesW(native.c_str()) != INVALID_FILE_ATTRIBUTES,
-              isWindows64Bit() && !isProgram64Bit());
+              isWindows64Bit() != isProgram64Bit());
     const tstring old = temporaryPath(_T(""));
     for (const TCHAR* const value : {_T("C:\\windows"), _T("C:/windows/temp/..\\")}) {
         setVariable(_T("TMP"), value);
@@ -87,7 +87,7 @@ HMODULE moduleNamed(const tstring& name) {
     return module;
 }
 
-TEST(SystemTest, ModulesAreKnownByNameAndByAddress) {
+TEST(SystemTest, ModulesAreFoundByNameAndByAddress) {
     const auto at = [&](auto address) {
         const DWORD flags =
             GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
@@ -105,7 +105,8 @@ TEST(SystemTest, ModulesAreKnownByNameAndByAddress) {
     EXPECT_EQ(GetModuleFileNameW(module, buffer, length), length) << "cut to the buffer";
     EXPECT_EQ(tstring(buffer, length - 1), tstring(path, length - 1));
     const HMODULE own = at(&lastErrorOf);
-    EXPECT_TRUE(own != nullptr && own != module);
+    EXPECT_NE(own, nullptr);
+    EXPECT_NE(own, module);
     int local = 0;
     EXPECT_EQ(lastErrorOf(at(&local) == nullptr), DWORD{ERROR_MOD_NOT_FOUND});
 
@@ -128,10 +129,10 @@ TEST(SystemTest, ModuleHandlesRefuseUnknownFlags) {
               DWORD{ERROR_INVALID_PARAMETER});
 }
 
-TEST(SystemTest, TheSystemTellsItsBitsAndVersion) {
+TEST(SystemTest, TheSystemReturnsItsBitnessAndVersion) {
     BOOL wow64 = 7;
     EXPECT_TRUE(IsWow64Process(GetCurrentProcess(), &wow64));
-    EXPECT_EQ(wow64 != FALSE, isWindows64Bit() && !isProgram64Bit());
+    EXPECT_EQ(wow64 != FALSE, isWindows64Bit() != isProgram64Bit());
     SYSTEM_INFO info = {};
     GetNativeSystemInfo(&info);
     EXPECT_EQ(info.wProcessorArchitecture,
@@ -149,7 +150,7 @@ TEST(SystemTest, TheSystemTellsItsBitsAndVersion) {
     EXPECT_EQ(record.dwPlatformId, other.dwPlatformId);
 }
 
-TEST(SystemTest, TheInstallersTextsAreReadAsData) {
+TEST(SystemTest, TheInstallersStringsAreReadAsData) {
     const HMODULE module = LoadLibraryExW((systemDirectory() + _T("\\msimsg.dll")).c_str(), nullptr,
                                           LOAD_LIBRARY_AS_DATAFILE);
     ASSERT_NE(module, nullptr);
@@ -218,7 +219,7 @@ TEST(SystemTest, MessagesEndInALineBreak) {
     EXPECT_EQ(text, nullptr);
 }
 
-TEST(SystemTest, LanguagesAreAList) {
+TEST(SystemTest, PreferredLanguagesAreAListOfStrings) {
     const DWORD flags = MUI_LANGUAGE_ID | MUI_MERGE_SYSTEM_FALLBACK | MUI_MERGE_USER_FALLBACK;
     ULONG count = 0;
     ULONG size = 0;
@@ -233,12 +234,14 @@ TEST(SystemTest, LanguagesAreAList) {
     EXPECT_EQ(GetSystemDefaultUILanguage(), 0x0409);
 }
 
-TEST(SystemTest, TheProcessHasItsClockNumbersLocksAndNoDisplay) {
+TEST(SystemTest, ClockIdsAndLocksOfTheProcessWork) {
     GetTickCount();
     Sleep(1);
     SYSTEMTIME time = {};
     GetLocalTime(&time);
-    EXPECT_TRUE(time.wYear >= 2020 && time.wMonth <= 12 && time.wDayOfWeek <= 6);
+    EXPECT_GE(time.wYear, 2020);
+    EXPECT_LE(time.wMonth, 12);
+    EXPECT_LE(time.wDayOfWeek, 6);
     EXPECT_NE(GetCurrentProcessId(), 0u);
     EXPECT_EQ(GetCurrentThreadId(), GetCurrentThreadId());
     CRITICAL_SECTION section = {};
@@ -246,7 +249,9 @@ TEST(SystemTest, TheProcessHasItsClockNumbersLocksAndNoDisplay) {
     EnterCriticalSection(&section);
     LeaveCriticalSection(&section);
     DeleteCriticalSection(&section);
-    // Without a display a box is closed, and a message reaches nobody.
+}
+
+TEST(SystemTest, WithoutADisplayABoxFailsAndABroadcastSucceeds) {
     // A failure is 0 by Microsoft's "MessageBoxW function", and -1 of Wine.
     EXPECT_EQ(MessageBoxW(nullptr, _T("text"), _T("caption"), MB_OK | MB_TASKMODAL),
               isWine() ? -1 : 0);
@@ -266,7 +271,7 @@ tstring textOf(PSID sid) {
     return result;
 }
 
-TEST(SystemTest, IdentifiersGoToTextAndBack) {
+TEST(SystemTest, IdentifiersAreCopiedAndCompared) {
     for (const TCHAR* const given : {_T("BA"), _T("S-1-5-32-544")}) {
         PSID sid = nullptr;
         ASSERT_TRUE(ConvertStringSidToSidW(given, &sid));
@@ -282,48 +287,44 @@ TEST(SystemTest, IdentifiersGoToTextAndBack) {
 }
 
 TEST(SystemTest, IdentifiersAreReadInEveryNotation) {
-    struct {
-        const TCHAR* text;
-        const TCHAR* identifier;
-    } const kCases[] = {
-        {.text = _T("wD"), .identifier = _T("S-1-1-0")},
-        {.text = _T("CO"), .identifier = _T("S-1-3-0")},
-        {.text = _T("CG"), .identifier = _T("S-1-3-1")},
-        {.text = _T("OW"), .identifier = _T("S-1-3-4")},
-        {.text = _T("NU"), .identifier = _T("S-1-5-2")},
-        {.text = _T("IU"), .identifier = _T("S-1-5-4")},
-        {.text = _T("SU"), .identifier = _T("S-1-5-6")},
-        {.text = _T("AN"), .identifier = _T("S-1-5-7")},
-        {.text = _T("ED"), .identifier = _T("S-1-5-9")},
-        {.text = _T("PS"), .identifier = _T("S-1-5-10")},
-        {.text = _T("RC"), .identifier = _T("S-1-5-12")},
-        {.text = _T("LS"), .identifier = _T("S-1-5-19")},
-        {.text = _T("NS"), .identifier = _T("S-1-5-20")},
-        {.text = _T("BG"), .identifier = _T("S-1-5-32-546")},
-        {.text = _T("PU"), .identifier = _T("S-1-5-32-547")},
-        {.text = _T("AO"), .identifier = _T("S-1-5-32-548")},
-        {.text = _T("SO"), .identifier = _T("S-1-5-32-549")},
-        {.text = _T("PO"), .identifier = _T("S-1-5-32-550")},
-        {.text = _T("BO"), .identifier = _T("S-1-5-32-551")},
-        {.text = _T("RE"), .identifier = _T("S-1-5-32-552")},
-        {.text = _T("RU"), .identifier = _T("S-1-5-32-554")},
-        {.text = _T("RD"), .identifier = _T("S-1-5-32-555")},
-        {.text = _T("NO"), .identifier = _T("S-1-5-32-556")},
-        {.text = _T("s-1-12-1"), .identifier = _T("S-1-12-1")},
-        {.text = _T("S-1-258-1"), .identifier = _T("S-1-258-1")},
-        {.text = _T("S-1-860116326-1"), .identifier = _T("S-1-860116326-1")},
-        {.text = _T("S-0x1-0XC-0x1a"), .identifier = _T("S-1-12-26")},
-    };
-    for (const auto& test : kCases) {
-        SCOPED_TRACE(testing::PrintToString(tstring(test.text)));
+    const std::pair<const TCHAR*, const TCHAR*> kCases[] = {
+        {_T("wD"), _T("S-1-1-0")},
+        {_T("CO"), _T("S-1-3-0")},
+        {_T("CG"), _T("S-1-3-1")},
+        {_T("OW"), _T("S-1-3-4")},
+        {_T("NU"), _T("S-1-5-2")},
+        {_T("IU"), _T("S-1-5-4")},
+        {_T("SU"), _T("S-1-5-6")},
+        {_T("AN"), _T("S-1-5-7")},
+        {_T("ED"), _T("S-1-5-9")},
+        {_T("PS"), _T("S-1-5-10")},
+        {_T("RC"), _T("S-1-5-12")},
+        {_T("LS"), _T("S-1-5-19")},
+        {_T("NS"), _T("S-1-5-20")},
+        {_T("BG"), _T("S-1-5-32-546")},
+        {_T("PU"), _T("S-1-5-32-547")},
+        {_T("AO"), _T("S-1-5-32-548")},
+        {_T("SO"), _T("S-1-5-32-549")},
+        {_T("PO"), _T("S-1-5-32-550")},
+        {_T("BO"), _T("S-1-5-32-551")},
+        {_T("RE"), _T("S-1-5-32-552")},
+        {_T("RU"), _T("S-1-5-32-554")},
+        {_T("RD"), _T("S-1-5-32-555")},
+        {_T("NO"), _T("S-1-5-32-556")},
+        {_T("s-1-12-1"), _T("S-1-12-1")},
+        {_T("S-1-258-1"), _T("S-1-258-1")},
+        {_T("S-1-860116326-1"), _T("S-1-860116326-1")},
+        {_T("S-0x1-0XC-0x1a"), _T("S-1-12-26")}};
+    for (const auto& [text, identifier] : kCases) {
+        SCOPED_TRACE(testing::PrintToString(tstring(text)));
         PSID sid = nullptr;
-        ASSERT_TRUE(ConvertStringSidToSidW(test.text, &sid));
-        EXPECT_EQ(textOf(sid), test.identifier);
+        ASSERT_TRUE(ConvertStringSidToSidW(text, &sid));
+        EXPECT_EQ(textOf(sid), identifier);
         EXPECT_EQ(LocalFree(sid), nullptr);
     }
 }
 
-TEST(SystemTest, WhatIsNoIdentifierIsRefused) {
+TEST(SystemTest, MalformedIdentifiersAreRefused) {
     for (const TCHAR* const text : {_T("ZZ"), _T("WD)"), _T("WDandmore"), _T("S-1-5"), _T("S-1-5-"),
                                     _T("S-2-5-1"), _T("S-1-5-x"), _T("")}) {
         PSID sid = nullptr;
@@ -332,7 +333,7 @@ TEST(SystemTest, WhatIsNoIdentifierIsRefused) {
     }
 }
 
-TEST(SystemTest, ATokenTellsItsUserAndGroups) {
+TEST(SystemTest, ATokenReturnsItsUserAndGroups) {
     HANDLE token = nullptr;
     ASSERT_TRUE(OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token));
     DWORD size = 0;
@@ -365,7 +366,7 @@ BYTE* view(HANDLE block) {
     return static_cast<BYTE*>(MapViewOfFile(block, FILE_MAP_ALL_ACCESS, 0, 0, 8));
 }
 
-TEST(SharedMemoryTest, ABlockIsOneForAllWhoHoldIt) {
+TEST(SharedMemoryTest, ABlockExistsUntilItsLastHandleAndViewAreClosed) {
     EXPECT_EQ(lastErrorOf(openBlock() == nullptr), DWORD{ERROR_FILE_NOT_FOUND});
     const HANDLE created = createBlock();
     EXPECT_EQ(GetLastError(), DWORD{ERROR_SUCCESS});
