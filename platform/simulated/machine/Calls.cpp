@@ -113,9 +113,4 @@ std::int32_t asResult(std::uint32_t status) {
     return HRESULT_FROM_WIN32(status);
 }
 
-int failWith(std::uint32_t status) {
-    SetLastError(status);
-    return FALSE;
-}
-
 }  // namespace simulated

@@ -142,47 +142,8 @@ void setLastError(std::uint32_t status);
 /// What a call fails with when the machine itself can't allocate, ERROR_NOT_ENOUGH_MEMORY.
 constexpr std::uint32_t kNoMemory = 8;
 
-/// A call that returns BOOL, or a value one of which means failure:
-///
-///     return call("SetEndOfFile", ERROR_DISK_FULL, [&] {
-///         OpenFile& file = openFile(handle);
-///         demand(file.mayWrite(), ERROR_ACCESS_DENIED);
-///         file.resize(file.position());
-///     });
-///
-/// A refusal becomes the thread's last error. Success spoils it: it is 0 from the start of the work
-/// on, so that a caller who reads it too late notices. `usual` is the status of a planned
-/// failure. Work that gives nothing makes a BOOL, anything else is handed out; `failed` is what the
-/// function gives when it fails.
-template <class Result, class Work>
-Result call(const char* function, std::uint32_t usual, Result failed, Work work) {
-    try {
-        const Call entered(function);
-        entered.pass(usual);
-        setLastError(0);
-        return work();
-    } catch (const Refusal& refusal) {
-        setLastError(refusal.status);
-    } catch (const std::bad_alloc&) {
-        setLastError(kNoMemory);
-    }
-    return failed;
-}
-template <class Work>
-auto call(const char* function, std::uint32_t usual, Work work) {
-    using Result = decltype(work());
-    if constexpr (std::is_void_v<Result>) {
-        return call(function, usual, 0, [&] {
-            work();
-            return 1;
-        });
-    } else {
-        return call(function, usual, Result(), work);
-    }
-}
-
-/// A call that gives its status and leaves the last error alone: LSTATUS, the UINT of the
-/// installer.
+/// A call that returns its status and leaves the last error unchanged: LSTATUS, the UINT of the
+/// installer. `usual` is the status of a planned failure.
 template <class Work>
 std::uint32_t statusCall(const char* function, std::uint32_t usual, Work work) {
     try {
@@ -197,25 +158,56 @@ std::uint32_t statusCall(const char* function, std::uint32_t usual, Work work) {
     }
 }
 
-/// A call that gives an HRESULT, which refusals name; a planned status of Windows becomes one. Work
-/// that gives nothing makes S_OK.
+/// A call that returns BOOL, or a value one of which means failure:
+///
+///     return call("SetEndOfFile", ERROR_DISK_FULL, [&] {
+///         OpenFile& file = openFile(handle);
+///         demand(file.mayWrite(), ERROR_ACCESS_DENIED);
+///         file.resize(file.position());
+///     });
+///
+/// A refusal becomes the thread's last error. Success resets it: it is 0 from the start of the work
+/// on, so that a caller who reads it too late notices. Work that returns nothing makes a BOOL; any
+/// other result is returned. `failed` is what the function returns when it fails.
+template <class Result, class Work>
+Result call(const char* function, std::uint32_t usual, Result failed, Work work) {
+    Result result = failed;
+    const std::uint32_t status = statusCall(function, usual, [&] {
+        setLastError(0);
+        result = work();
+    });
+    if (status != 0) {
+        setLastError(status);
+    }
+    return result;
+}
+template <class Work>
+auto call(const char* function, std::uint32_t usual, Work work) {
+    using Result = decltype(work());
+    if constexpr (std::is_void_v<Result>) {
+        return call(function, usual, 0, [&] {
+            work();
+            return 1;
+        });
+    } else {
+        return call(function, usual, Result(), work);
+    }
+}
+
+/// A call that returns an HRESULT, which refusals name; a planned status of Windows becomes one.
+/// Work that returns nothing makes S_OK.
 std::int32_t asResult(std::uint32_t status);
 template <class Work>
 std::int32_t resultCall(const char* function, std::int32_t usual, Work work) {
-    try {
-        const Call entered(function);
-        entered.pass(static_cast<std::uint32_t>(usual));
+    std::int32_t result = 0;
+    const std::uint32_t status = statusCall(function, static_cast<std::uint32_t>(usual), [&] {
         if constexpr (std::is_void_v<decltype(work())>) {
             work();
-            return 0;
         } else {
-            return work();
+            result = work();
         }
-    } catch (const Refusal& refusal) {
-        return asResult(refusal.status);
-    } catch (const std::bad_alloc&) {
-        return asResult(kNoMemory);
-    }
+    });
+    return status == 0 ? result : asResult(status);
 }
 
 /// A call that can't fail on Windows: it is counted, goes on, and leaves the last error alone.
@@ -224,8 +216,5 @@ auto sureCall(const char* function, Work work) {
     const Call entered(function);
     return work();
 }
-
-/// Sets the thread's last error and gives FALSE.
-int failWith(std::uint32_t status);
 
 }  // namespace simulated

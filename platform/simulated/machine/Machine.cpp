@@ -10,9 +10,6 @@ Machine* running = nullptr;
 
 }  // namespace
 
-Machine::Machine() = default;
-Machine::~Machine() = default;
-
 void Machine::endProcess() {
     handles.closeAll();
     crt.endProcess();

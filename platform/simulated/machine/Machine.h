@@ -28,8 +28,7 @@ class Machine {
 public:
     /// A 64-bit Windows 10 in English with an empty drive C:, Windows' own folders on it, no
     /// products, and a 64-bit process of an elevated administrator.
-    Machine();
-    ~Machine();
+    Machine() = default;
     Machine(const Machine&) = delete;
     Machine& operator=(const Machine&) = delete;
 
@@ -64,9 +63,6 @@ public:
     /// The machine that the calls of this program run on: the innermost `Running`, else a machine
     /// made at first use, so that a library's own start-up code always finds one.
     static Machine& current();
-
-private:
-    friend class Running;
 };
 
 /// Puts a machine in the place of the running one for as long as it lives. Not for two threads.

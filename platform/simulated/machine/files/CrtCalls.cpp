@@ -26,23 +26,14 @@ CrtFiles& crt() {
     return Machine::current().crt;
 }
 
-/// A call that returns a value one of which means failure; then `errno` has the reason. As on
-/// Windows the functions below set the last error too.
+/// A call that also stores the reason of a failure in `errno`.
 template <class Result, class Work>
 Result crtCall(const char* function, DWORD usual, Result failed, Work work) {
-    DWORD status = ERROR_NOT_ENOUGH_MEMORY;
-    try {
-        const Call entered(function);
-        entered.pass(usual);
-        SetLastError(ERROR_SUCCESS);
-        return work();
-    } catch (const Refusal& refusal) {
-        status = refusal.status;
-    } catch (const std::bad_alloc&) {
+    const Result result = call(function, usual, failed, work);
+    if (result == failed) {
+        errno = errnoOf(GetLastError());
     }
-    SetLastError(status);
-    errno = errnoOf(status);
-    return failed;
+    return result;
 }
 
 OpenFile& openFile(int number) {

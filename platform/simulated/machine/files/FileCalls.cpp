@@ -100,10 +100,11 @@ BOOL copyingCall(const char* function, std::uint32_t usual, Work work) {
         check(work(false));
         return TRUE;
     } catch (const Refusal& refusal) {
-        return failWith(refusal.status);
+        SetLastError(refusal.status);
     } catch (const std::bad_alloc&) {
-        return failWith(ERROR_NOT_ENOUGH_MEMORY);
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     }
+    return FALSE;
 }
 
 }  // namespace

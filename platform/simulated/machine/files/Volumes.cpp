@@ -149,8 +149,6 @@ Volumes::Volumes(FileSystem& fileSystem) : fileSystem_(fileSystem) {
     existing(u"C:\\Windows\\Temp").forAdministrators = false;
 }
 
-Volumes::~Volumes() = default;
-
 void Volumes::addDrive(char16_t letter, DWORD type) {
     fileSystem_.mount(std::u16string{letter, u':'}, type);
 }

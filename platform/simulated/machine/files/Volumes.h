@@ -20,7 +20,6 @@ public:
     /// A fixed drive C: with Windows' own folders. An ordinary user may not write to Windows'
     /// folder but for its Temp, nor to those of programs.
     explicit Volumes(FileSystem& fileSystem);
-    ~Volumes();
     Volumes(const Volumes&) = delete;
     Volumes& operator=(const Volumes&) = delete;
 
@@ -63,14 +62,13 @@ public:
     void lockAsProgram(std::u16string_view path);
     void unlock(std::u16string_view path);
 
-    /// The process may not read the file or list the directory: 5.
     /// Lets nobody but administrators write to a directory and what is in it, as Windows does for
     /// its own directories.
     void restrictToAdministrators(std::u16string_view path);
+    /// The process may not read the file or list the directory: 5.
     void denyRead(std::u16string_view path);
     /// The process may not change, delete or rename the file or directory, nor make entries in the
-    /// directory: 5. The access rights of entries
-    /// inside the directory do not change.
+    /// directory: 5. The access rights of entries inside the directory do not change.
     void denyWrite(std::u16string_view path);
 
     void setCurrentDirectory(std::u16string_view path) { fileSystem_.setCurrentDirectory(path); }

@@ -64,8 +64,6 @@ Modules::Modules() {
     product_.alwaysLoaded = true;
 }
 
-Modules::~Modules() = default;
-
 void Modules::hideModule(std::u16string_view library) {
     find(library)->hidden = true;
 }

@@ -36,7 +36,6 @@ struct Module {
 class Modules {
 public:
     Modules();
-    ~Modules();
 
     /// Hides a library, as if Windows were too old for it: loading it fails with 126.
     void hideModule(std::u16string_view library);

@@ -50,7 +50,7 @@ public:
         bool is64BitView = false;
         if (const char16_t* const name = predefinedName(handle)) {
             path_ = name;
-            key_ = registry_.find(View::Bits64, path_, {});
+            key_ = registry_.find(View::Bits64, path_);
         } else {
             const auto open = machine.handles.find<OpenKey>(handle);
             demand(open != nullptr, ERROR_INVALID_HANDLE);
@@ -77,7 +77,7 @@ public:
     RegistryKey& key() const { return *key_; }
     /// Returns the key below this one, or this one for an empty path; null if there is none.
     std::shared_ptr<RegistryKey> find(std::u16string_view subkey) const {
-        return subkey.empty() ? key_ : registry_.find(view_, path_, subkey);
+        return subkey.empty() ? key_ : registry_.find(view_, below(subkey));
     }
     std::shared_ptr<RegistryKey> existing(std::u16string_view subkey) const {
         std::shared_ptr<RegistryKey> found = find(subkey);
@@ -85,13 +85,17 @@ public:
         return found;
     }
     std::shared_ptr<RegistryKey> findDeepest(std::u16string_view subkey) const {
-        return registry_.findDeepest(view_, path_, subkey);
+        return registry_.findDeepest(view_, below(subkey));
     }
     std::shared_ptr<RegistryKey> make(std::u16string_view subkey) const {
-        return subkey.empty() ? key_ : registry_.make(view_, path_, subkey);
+        return subkey.empty() ? key_ : registry_.make(view_, below(subkey));
     }
 
 private:
+    std::u16string below(std::u16string_view subkey) const {
+        return path_ + u'\\' + std::u16string(subkey);
+    }
+
     RegistryStore& registry_;
     std::shared_ptr<RegistryKey> key_;
     std::u16string path_;

@@ -80,21 +80,6 @@ void describeKey(const RegistryKey& key, const std::string& path, std::vector<st
     }
 }
 
-std::shared_ptr<RegistryKey> walk(std::shared_ptr<RegistryKey> key, const KeyPath& path) {
-    for (auto name = path.begin() + 1; key != nullptr && name != path.end(); ++name) {
-        const auto found = key->subkeys.find(*name);
-        key = found == key->subkeys.end() ? nullptr : found->second;
-    }
-    return key;
-}
-
-KeyPath join(KeyPath path, std::u16string_view tail) {
-    for (std::u16string& name : components(tail)) {
-        path.push_back(std::move(name));
-    }
-    return path;
-}
-
 }  // namespace
 
 std::u16string RegistryKey::path() const {
@@ -208,71 +193,62 @@ RegistryStore::RegistryStore(const bool& is64BitSystem) : is64BitSystem_(is64Bit
     createKey(View::Bits64, u"HKU\\.DEFAULT");
 }
 
-RegistryStore::~RegistryStore() = default;
-
 std::shared_ptr<RegistryKey> RegistryStore::root(std::u16string_view name) const {
-    const auto found = roots_.find(std::u16string(name));
+    const auto found = roots_.find(name);
     return found == roots_.end() ? nullptr : found->second;
 }
 
-KeyPath RegistryStore::resolve(View view, KeyPath path) const {
-    if (is64BitSystem_ && (view == View::Bits32 || leadsInto32BitView(path))) {
-        return pathIn32BitView(path);
-    }
-    return path;
+KeyPath RegistryStore::resolve(View view, std::u16string_view path) const {
+    const KeyPath names = components(path);
+    const bool isIn32BitView = view == View::Bits32 || leadsInto32BitView(names);
+    return is64BitSystem_ && isIn32BitView ? pathIn32BitView(names) : names;
 }
 
-std::shared_ptr<RegistryKey> RegistryStore::findFull(View view, std::u16string_view path) const {
-    const KeyPath resolved = resolve(view, components(path));
-    return resolved.empty() ? nullptr : walk(root(upperCase(resolved[0])), resolved);
+std::vector<std::shared_ptr<RegistryKey>> RegistryStore::keysOn(const KeyPath& names) const {
+    std::vector<std::shared_ptr<RegistryKey>> keys;
+    for (const std::u16string& name : names) {
+        const auto& siblings = keys.empty() ? roots_ : keys.back()->subkeys;
+        const auto found = siblings.find(name);
+        if (found == siblings.end()) {
+            break;
+        }
+        keys.push_back(found->second);
+    }
+    return keys;
 }
 
-std::shared_ptr<RegistryKey> RegistryStore::makeFull(View view, std::u16string_view path) {
-    const KeyPath resolved = resolve(view, components(path));
-    std::shared_ptr<RegistryKey> key = resolved.empty() ? nullptr : root(upperCase(resolved[0]));
-    for (auto name = resolved.begin() + 1; key != nullptr && name != resolved.end(); ++name) {
-        key = key->subkey(*name);
-    }
+std::shared_ptr<RegistryKey> RegistryStore::find(View view, std::u16string_view path) const {
+    const KeyPath names = resolve(view, path);
+    const auto keys = keysOn(names);
+    return keys.empty() || keys.size() < names.size() ? nullptr : keys.back();
+}
+
+std::shared_ptr<RegistryKey> RegistryStore::findDeepest(View view, std::u16string_view path) const {
+    return keysOn(resolve(view, path)).back();
+}
+
+std::shared_ptr<RegistryKey> RegistryStore::make(View view, std::u16string_view path) {
+    const KeyPath names = resolve(view, path);
+    std::shared_ptr<RegistryKey> key = names.empty() ? nullptr : root(names[0]);
     if (key == nullptr) {
         throw std::invalid_argument("no root of the registry: " + toUtf8(path));
     }
-    return key;
-}
-
-std::shared_ptr<RegistryKey> RegistryStore::find(View view, std::u16string_view from,
-                                                 std::u16string_view path) const {
-    return findFull(view, std::u16string(from) + u'\\' + std::u16string(path));
-}
-
-std::shared_ptr<RegistryKey> RegistryStore::findDeepest(View view, std::u16string_view from,
-                                                        std::u16string_view path) const {
-    const KeyPath resolved = resolve(view, join(components(from), path));
-    std::shared_ptr<RegistryKey> key = root(upperCase(resolved[0]));
-    for (auto name = resolved.begin() + 1; name != resolved.end(); ++name) {
-        const auto found = key->subkeys.find(*name);
-        if (found == key->subkeys.end()) {
-            break;
-        }
-        key = found->second;
+    for (std::size_t i = 1; i < names.size(); ++i) {
+        key = key->subkey(names[i]);
     }
     return key;
 }
 
-std::shared_ptr<RegistryKey> RegistryStore::make(View view, std::u16string_view from,
-                                                 std::u16string_view path) {
-    return makeFull(view, std::u16string(from) + u'\\' + std::u16string(path));
-}
-
 void RegistryStore::createKey(View view, std::u16string_view key) {
-    makeFull(view, key);
+    make(view, key);
 }
 
 bool RegistryStore::hasKey(View view, std::u16string_view key) const {
-    return findFull(view, key) != nullptr;
+    return find(view, key) != nullptr;
 }
 
 bool RegistryStore::deleteKey(View view, std::u16string_view key) {
-    const auto found = findFull(view, key);
+    const auto found = find(view, key);
     if (found == nullptr || found->parent == nullptr) {
         return false;
     }
@@ -282,7 +258,7 @@ bool RegistryStore::deleteKey(View view, std::u16string_view key) {
 
 std::vector<std::u16string> RegistryStore::subkeys(View view, std::u16string_view key) const {
     std::vector<std::u16string> names;
-    if (const auto found = findFull(view, key)) {
+    if (const auto found = find(view, key)) {
         for (const auto& [name, subkey] : found->subkeys) {
             names.push_back(name);
         }
@@ -292,7 +268,7 @@ std::vector<std::u16string> RegistryStore::subkeys(View view, std::u16string_vie
 
 std::vector<std::u16string> RegistryStore::valueNames(View view, std::u16string_view key) const {
     std::vector<std::u16string> names;
-    if (const auto found = findFull(view, key)) {
+    if (const auto found = find(view, key)) {
         for (const RegistryValue& value : found->values()) {
             names.push_back(value.name);
         }
@@ -319,7 +295,7 @@ void RegistryStore::setNumber(View view, std::u16string_view key, std::u16string
 
 void RegistryStore::setValue(View view, std::u16string_view key, std::u16string_view name,
                              std::uint32_t type, std::vector<std::uint8_t> data) {
-    makeFull(view, key)->setValue(name, type, std::move(data));
+    make(view, key)->setValue(name, type, std::move(data));
 }
 
 std::optional<std::u16string> RegistryStore::getString(View view, std::u16string_view key,
@@ -337,37 +313,33 @@ std::optional<std::u16string> RegistryStore::getString(View view, std::u16string
 
 std::optional<RegistryValue> RegistryStore::getValue(View view, std::u16string_view key,
                                                      std::u16string_view name) const {
-    const auto found = findFull(view, key);
+    const auto found = find(view, key);
     const RegistryValue* const value = found == nullptr ? nullptr : found->findValue(name);
     return value == nullptr ? std::nullopt : std::optional(*value);
 }
 
 bool RegistryStore::deleteValue(View view, std::u16string_view key, std::u16string_view name) {
-    const auto found = findFull(view, key);
+    const auto found = find(view, key);
     return found != nullptr && found->deleteValue(name);
 }
 
 void RegistryStore::denyWrite(View view, std::u16string_view key, bool deny) {
-    makeFull(view, key)->writeDenied = deny;
+    make(view, key)->writeDenied = deny;
 }
 
 void RegistryStore::denyRead(View view, std::u16string_view key, bool deny) {
-    makeFull(view, key)->readDenied = deny;
+    make(view, key)->readDenied = deny;
 }
 
 void RegistryStore::dropWow64Keys() {
     for (const std::u16string_view path :
          {u"HKLM\\Software\\Wow6432Node", u"HKLM\\Software\\Classes\\Wow6432Node",
           u"HKCU\\Software\\Classes\\Wow6432Node"}) {
-        if (const auto key = walk(root(path.substr(0, 4)), components(path))) {
-            key->remove();
-        }
+        deleteKey(View::Bits64, path);
     }
     const std::u16string_view current = u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion";
-    if (const auto key = walk(root(u"HKLM"), components(current))) {
-        key->deleteValue(u"ProgramFilesDir (x86)");
-        key->deleteValue(u"CommonFilesDir (x86)");
-    }
+    deleteValue(View::Bits64, current, u"ProgramFilesDir (x86)");
+    deleteValue(View::Bits64, current, u"CommonFilesDir (x86)");
 }
 
 void RegistryStore::describe(std::vector<std::string>& facts) const {

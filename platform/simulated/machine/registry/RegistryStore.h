@@ -7,7 +7,6 @@
 
 #include <cstdint>
 #include <list>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -105,7 +104,6 @@ public:
     /// Creates a registry with the keys that every Windows has. The store keeps the reference to
     /// the machine's fact.
     explicit RegistryStore(const bool& is64BitSystem);
-    ~RegistryStore();
 
     /// Creates a key and the missing keys above it.
     void createKey(View view, std::u16string_view key);
@@ -149,25 +147,22 @@ public:
 
     /// Returns a root by its name, or null.
     std::shared_ptr<RegistryKey> root(std::u16string_view name) const;
-    /// Returns the key with a path below the key `from` in a view, or null; `from` is a result of
-    /// `RegistryKey::path`.
-    std::shared_ptr<RegistryKey> find(View view, std::u16string_view from,
-                                      std::u16string_view path) const;
-    /// Returns the last key on that path which exists.
-    std::shared_ptr<RegistryKey> findDeepest(View view, std::u16string_view from,
-                                             std::u16string_view path) const;
+    /// Returns the key with this path in a view, or null.
+    std::shared_ptr<RegistryKey> find(View view, std::u16string_view path) const;
+    /// Returns the last key that exists on a path whose root does.
+    std::shared_ptr<RegistryKey> findDeepest(View view, std::u16string_view path) const;
     /// As `find`, but creates the keys that are missing.
-    std::shared_ptr<RegistryKey> make(View view, std::u16string_view from,
-                                      std::u16string_view path);
+    std::shared_ptr<RegistryKey> make(View view, std::u16string_view path);
 
 private:
-    /// Returns the path in the trees of a key that has this path in a view.
-    std::vector<std::u16string> resolve(View view, std::vector<std::u16string> path) const;
-    std::shared_ptr<RegistryKey> findFull(View view, std::u16string_view path) const;
-    std::shared_ptr<RegistryKey> makeFull(View view, std::u16string_view path);
+    /// Returns the names of a path in a view as they are stored.
+    std::vector<std::u16string> resolve(View view, std::u16string_view path) const;
+    /// Returns the keys on a stored path, from the root to the last one that exists.
+    std::vector<std::shared_ptr<RegistryKey>> keysOn(
+        const std::vector<std::u16string>& names) const;
 
     const bool& is64BitSystem_;
-    std::map<std::u16string, std::shared_ptr<RegistryKey>> roots_;
+    NameMap<std::shared_ptr<RegistryKey>> roots_;
 };
 
 }  // namespace simulated
