@@ -142,13 +142,10 @@ void setLastError(std::uint32_t status);
 /// What a call fails with when the machine itself can't allocate, ERROR_NOT_ENOUGH_MEMORY.
 constexpr std::uint32_t kNoMemory = 8;
 
-/// A call that returns its status and leaves the last error unchanged: LSTATUS, the UINT of the
-/// installer. `usual` is the status of a planned failure.
+/// Runs work; returns the status that it was refused with, or 0.
 template <class Work>
-std::uint32_t statusCall(const char* function, std::uint32_t usual, Work work) {
+std::uint32_t statusOf(Work work) {
     try {
-        const Call entered(function);
-        entered.pass(usual);
         work();
         return 0;
     } catch (const Refusal& refusal) {
@@ -156,6 +153,17 @@ std::uint32_t statusCall(const char* function, std::uint32_t usual, Work work) {
     } catch (const std::bad_alloc&) {
         return kNoMemory;
     }
+}
+
+/// A call that returns its status and leaves the last error unchanged: LSTATUS, the UINT of the
+/// installer. `usual` is the status of a planned failure.
+template <class Work>
+std::uint32_t statusCall(const char* function, std::uint32_t usual, Work work) {
+    return statusOf([&] {
+        const Call entered(function);
+        entered.pass(usual);
+        work();
+    });
 }
 
 /// A call that returns BOOL, or a value one of which means failure:

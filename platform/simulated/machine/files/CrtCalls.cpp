@@ -49,7 +49,6 @@ int openNumbered(const char16_t* path, const FileSystem::OpenRequest& request, b
                  bool appends) {
     Machine& machine = Machine::current();
     const FileSystem::Opened opened = machine.fileSystem.open(processPath(path), request);
-    check(opened.status);
     const bool makes = request.disposition == OPEN_ALWAYS || request.disposition == CREATE_ALWAYS;
     SetLastError(makes && opened.existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
     return machine.crt.add({machine.handles.add(opened.file), text, appends});
@@ -213,7 +212,7 @@ int _wstat64(const char16_t* path, _stat64* facts) {
 
 int _wmkdir(const char16_t* path) {
     return crtCall("_wmkdir", ERROR_ACCESS_DENIED, -1, [&] {
-        check(Machine::current().fileSystem.createDirectory(processPath(path)));
+        Machine::current().fileSystem.createDirectory(processPath(path));
         return 0;
     });
 }

@@ -78,8 +78,7 @@ std::u16string longPath(std::u16string_view given) {
                                      given.begin());
         const std::u16string_view name = given.substr(at, end - at);
         const FileSystem::Place place =
-            fileSystem().find(processPath(std::u16string(given.substr(0, end)).c_str()), false);
-        check(place.status);
+            fileSystem().existing(processPath(std::u16string(given.substr(0, end)).c_str()), false);
         result += name == u"." || name == u".." ? name : std::u16string_view(place.node->name);
         at = end;
     }
@@ -89,22 +88,17 @@ std::u16string longPath(std::u16string_view given) {
 /// A call that copies content. A planned fault may interrupt the copy, see `nextFaultHalvesCopy`.
 template <class Work>
 BOOL copyingCall(const char* function, std::uint32_t usual, Work work) {
-    try {
+    const DWORD status = statusOf([&] {
         const Call entered(function);
         if (entered.fails() &&
             std::exchange(Machine::current().volumes.nextFaultHalvesCopy, false)) {
-            work(true);
+            statusOf([&] { work(true); });
         }
         entered.pass(usual);
-        setLastError(ERROR_SUCCESS);
-        check(work(false));
-        return TRUE;
-    } catch (const Refusal& refusal) {
-        SetLastError(refusal.status);
-    } catch (const std::bad_alloc&) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-    }
-    return FALSE;
+        work(false);
+    });
+    SetLastError(status);
+    return status == ERROR_SUCCESS ? TRUE : FALSE;
 }
 
 }  // namespace
@@ -118,7 +112,6 @@ HANDLE WINAPI CreateFileW(LPCWSTR path, DWORD access, DWORD share, LPSECURITY_AT
         const FileSystem::Opened opened = fileSystem().open(
             processPath(path),
             {access, share, disposition, flagsAndAttributes, descriptorOf(security)});
-        check(opened.status);
         return Machine::current().handles.add(opened.file);
     });
 }
@@ -159,15 +152,13 @@ DWORD WINAPI GetFileAttributesW(LPCWSTR path) {
         if (parsed.isDevice) {
             return DWORD{FILE_ATTRIBUTE_ARCHIVE};
         }
-        const FileSystem::Place place = fileSystem().find(parsed, false);
-        check(place.status);
-        return place.node->allAttributes();
+        return fileSystem().existing(parsed, false).node->allAttributes();
     });
 }
 
 BOOL WINAPI SetFileAttributesW(LPCWSTR path, DWORD attributes) {
     return call("SetFileAttributesW", ERROR_ACCESS_DENIED,
-                [&] { check(fileSystem().changeAttributes(processPath(path), attributes)); });
+                [&] { fileSystem().changeAttributes(processPath(path), attributes); });
 }
 
 BOOL WINAPI CreateDirectoryW(LPCWSTR path, LPSECURITY_ATTRIBUTES security) {
@@ -175,29 +166,29 @@ BOOL WINAPI CreateDirectoryW(LPCWSTR path, LPSECURITY_ATTRIBUTES security) {
         if (security != nullptr) {
             notSupported("CreateDirectoryW", "a descriptor");
         }
-        check(fileSystem().createDirectory(processPath(path)));
+        fileSystem().createDirectory(processPath(path));
     });
 }
 
 BOOL WINAPI RemoveDirectoryW(LPCWSTR path) {
     return call("RemoveDirectoryW", ERROR_ACCESS_DENIED,
-                [&] { check(fileSystem().removeDirectory(processPath(path))); });
+                [&] { fileSystem().removeDirectory(processPath(path)); });
 }
 
 BOOL WINAPI DeleteFileW(LPCWSTR path) {
     return call("DeleteFileW", ERROR_ACCESS_DENIED,
-                [&] { check(fileSystem().deleteFile(processPath(path))); });
+                [&] { fileSystem().deleteFile(processPath(path)); });
 }
 
 BOOL WINAPI CopyFileW(LPCWSTR existing, LPCWSTR created, BOOL failIfExists) {
     return copyingCall("CopyFileW", ERROR_DISK_FULL, [&](bool part) {
-        return fileSystem().copyFile(processPath(existing), processPath(created),
-                                     failIfExists != FALSE, part);
+        fileSystem().copyFile(processPath(existing), processPath(created), failIfExists != FALSE,
+                              part);
     });
 }
 
 BOOL WINAPI MoveFileExW(LPCWSTR existing, LPCWSTR moved, DWORD flags) {
-    return copyingCall("MoveFileExW", ERROR_ACCESS_DENIED, [&](bool part) -> DWORD {
+    return copyingCall("MoveFileExW", ERROR_ACCESS_DENIED, [&](bool part) {
         const bool isDelayed = (flags & MOVEFILE_DELAY_UNTIL_REBOOT) != 0;
         if (moved == nullptr && !isDelayed) {
             notSupported("MoveFileExW", "a deletion at once");
@@ -205,10 +196,11 @@ BOOL WINAPI MoveFileExW(LPCWSTR existing, LPCWSTR moved, DWORD flags) {
         const FilePath from = processPath(existing);
         const FilePath to = moved == nullptr ? FilePath() : processPath(moved);
         if (!isDelayed) {
-            return fileSystem().moveFile(from, to, flags, part);
+            fileSystem().moveFile(from, to, flags, part);
+            return;
         }
         demand((flags & MOVEFILE_COPY_ALLOWED) == 0, ERROR_INVALID_PARAMETER);
-        check(fileSystem().find(from, false).status);
+        fileSystem().existing(from, false);
         check(to.status);
         // The list of delayed moves is stored in the machine's registry.
         demand(Machine::current().security.administers(), ERROR_ACCESS_DENIED);
@@ -216,7 +208,6 @@ BOOL WINAPI MoveFileExW(LPCWSTR existing, LPCWSTR moved, DWORD flags) {
             fileSystem().delayMove(
                 {from.text(), to.text(), (flags & MOVEFILE_REPLACE_EXISTING) != 0});
         }
-        return ERROR_SUCCESS;
     });
 }
 
@@ -254,8 +245,7 @@ BOOL WINAPI SetFileSecurityW(LPCWSTR path, SECURITY_INFORMATION given,
         if (given != DACL_SECURITY_INFORMATION) {
             notSupported("SetFileSecurityW", "other parts than the DACL");
         }
-        const FileSystem::Place place = fileSystem().find(processPath(path), true);
-        check(place.status);
+        const FileSystem::Place place = fileSystem().existing(processPath(path), true);
         demand(!fileSystem().isWriteDenied(*place.node), ERROR_ACCESS_DENIED);
         place.node->security = descriptorBytes(static_cast<const char*>(descriptor));
     });

@@ -131,43 +131,37 @@ bool FileSystem::isWriteDenied(const FileNode& node) const {
                                                  !Machine::current().security.administers()));
 }
 
-DWORD FileSystem::mayAdd(const Place& place) const {
-    if (!place.writable) {
-        return ERROR_WRITE_PROTECT;
-    }
-    return isWriteDenied(*place.parent) || place.parent->deletePending ? ERROR_ACCESS_DENIED
-                                                                       : ERROR_SUCCESS;
+FileSystem::Place FileSystem::existing(const FilePath& path, bool follow) const {
+    Place place = find(path, follow);
+    check(place.status);
+    return place;
 }
 
-DWORD FileSystem::mayDelete(const Place& place) const {
+void FileSystem::demandAddable(const Place& place) const {
+    demand(place.writable, ERROR_WRITE_PROTECT);
+    demand(!isWriteDenied(*place.parent) && !place.parent->deletePending, ERROR_ACCESS_DENIED);
+}
+
+void FileSystem::demandDeletable(const Place& place) const {
     const FileNode& node = *place.node;
-    if (!place.writable) {
-        return ERROR_WRITE_PROTECT;
-    }
-    if (node.parent == nullptr || isWriteDenied(node)) {
-        return ERROR_ACCESS_DENIED;
-    }
-    return node.isUsedAgainst(FILE_SHARE_DELETE, kShareAll) ? ERROR_SHARING_VIOLATION
-                                                            : ERROR_SUCCESS;
+    demand(place.writable, ERROR_WRITE_PROTECT);
+    demand(node.parent != nullptr && !isWriteDenied(node), ERROR_ACCESS_DENIED);
+    demand(!node.isUsedAgainst(FILE_SHARE_DELETE, kShareAll), ERROR_SHARING_VIOLATION);
 }
 
 FileSystem::Opened FileSystem::open(const FilePath& path, const OpenRequest& request) {
     Place place = find(path, (request.flags & FILE_FLAG_OPEN_REPARSE_POINT) == 0);
     const bool creates =
         place.status == ERROR_FILE_NOT_FOUND && request.disposition != OPEN_EXISTING;
-    DWORD refused = place.status;
     if (creates) {
-        refused = path.endsInSeparator ? ERROR_INVALID_NAME : mayAdd(place);
-    } else if (refused == ERROR_SUCCESS) {
-        refused = mayOpen(*place.node, path, request, place.writable);
-    }
-    if (refused != ERROR_SUCCESS) {
-        return {refused, nullptr, false};
-    }
-    if (creates) {
+        demand(!path.endsInSeparator, ERROR_INVALID_NAME);
+        demandAddable(place);
         place.node = std::make_shared<FileNode>();
         place.node->security = request.security;
         place.parent->add(place.node, place.name);
+    } else {
+        check(place.status);
+        demandOpenable(place, path, request);
     }
     auto file = std::make_shared<OpenFile>(place.node, request.access, request.share);
     if (creates || request.disposition == CREATE_ALWAYS) {
@@ -175,220 +169,143 @@ FileSystem::Opened FileSystem::open(const FilePath& path, const OpenRequest& req
         place.node->attributes |=
             (request.flags & FILE_ATTRIBUTE_READONLY) | FILE_ATTRIBUTE_ARCHIVE;
     }
-    return {ERROR_SUCCESS, std::move(file), !creates};
+    return {std::move(file), !creates};
 }
 
-DWORD FileSystem::mayOpen(const FileNode& node, const FilePath& path, const OpenRequest& request,
-                          bool writable) const {
+void FileSystem::demandOpenable(const Place& place, const FilePath& path,
+                                const OpenRequest& request) const {
+    const FileNode& node = *place.node;
     const bool truncates = request.disposition == CREATE_ALWAYS;
+    const bool reads = (request.access & GENERIC_READ) != 0;
     const bool writes = (request.access & GENERIC_WRITE) != 0;
     if (node.isDirectory && (truncates || (request.flags & FILE_FLAG_BACKUP_SEMANTICS) == 0)) {
-        return path.endsInSeparator ? ERROR_PATH_NOT_FOUND : ERROR_ACCESS_DENIED;
+        refuse(path.endsInSeparator ? ERROR_PATH_NOT_FOUND : ERROR_ACCESS_DENIED);
     }
-    if (request.disposition == CREATE_NEW) {
-        return ERROR_FILE_EXISTS;
-    }
-    if (!writable && writes) {
-        return ERROR_WRITE_PROTECT;
-    }
+    demand(request.disposition != CREATE_NEW, ERROR_FILE_EXISTS);
+    demand(place.writable || !writes, ERROR_WRITE_PROTECT);
+    demand(!reads || !isReadDenied(node), ERROR_ACCESS_DENIED);
     // A hidden file or one of the system isn't replaced by one that is neither.
     const DWORD keepsContent = (node.isDirectory ? 0 : FILE_ATTRIBUTE_READONLY) |
                                (truncates ? FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM : 0);
-    if ((isReadDenied(node) && (request.access & GENERIC_READ) != 0) ||
-        (writes && (isWriteDenied(node) || (node.attributes & keepsContent) != 0))) {
-        return ERROR_ACCESS_DENIED;
-    }
-    return node.isUsedAgainst(sharedAccess(request.access), request.share) ? ERROR_SHARING_VIOLATION
-                                                                           : ERROR_SUCCESS;
+    demand(!writes || (!isWriteDenied(node) && (node.attributes & keepsContent) == 0),
+           ERROR_ACCESS_DENIED);
+    demand(!node.isUsedAgainst(sharedAccess(request.access), request.share),
+           ERROR_SHARING_VIOLATION);
 }
 
-DWORD FileSystem::createDirectory(const FilePath& path) {
-    if (path.isDevice) {
-        return ERROR_DIRECTORY;
-    }
-    if (!path.isLiteral && path.length >= kMaxDirectoryUnits) {
-        return ERROR_FILENAME_EXCED_RANGE;
-    }
+void FileSystem::createDirectory(const FilePath& path) {
+    demand(!path.isDevice, ERROR_DIRECTORY);
+    demand(path.isLiteral || path.length < kMaxDirectoryUnits, ERROR_FILENAME_EXCED_RANGE);
     FilePath entry = path;
     entry.endsInSeparator = false;
     const Place place = find(entry, false);
     if (place.status == ERROR_SUCCESS) {
-        return place.node->parent == nullptr ? ERROR_ACCESS_DENIED : ERROR_ALREADY_EXISTS;
+        refuse(place.node->parent == nullptr ? ERROR_ACCESS_DENIED : ERROR_ALREADY_EXISTS);
     }
-    if (place.status != ERROR_FILE_NOT_FOUND) {
-        return place.status;
-    }
-    const DWORD refused = mayAdd(place);
-    if (refused == ERROR_SUCCESS) {
-        auto node = std::make_shared<FileNode>();
-        node->isDirectory = true;
-        place.parent->add(std::move(node), place.name);
-    }
-    return refused;
+    demand(place.status == ERROR_FILE_NOT_FOUND, place.status);
+    demandAddable(place);
+    auto node = std::make_shared<FileNode>();
+    node->isDirectory = true;
+    place.parent->add(std::move(node), place.name);
 }
 
-DWORD FileSystem::removeDirectory(const FilePath& path) {
-    const Place place = find(path, false);
-    if (place.status != ERROR_SUCCESS) {
-        return place.status;
-    }
+void FileSystem::removeDirectory(const FilePath& path) {
+    const Place place = existing(path, false);
     FileNode& node = *place.node;
-    if (!node.isDirectory) {
-        return ERROR_DIRECTORY;
-    }
-    const DWORD refused = mayDelete(place);
-    if (refused != ERROR_SUCCESS) {
-        return refused;
-    }
-    if (sameText(node.path(), currentDirectory_)) {
-        return ERROR_SHARING_VIOLATION;
-    }
-    if ((node.attributes & FILE_ATTRIBUTE_READONLY) != 0) {
-        return ERROR_ACCESS_DENIED;
-    }
-    if (!node.entries.empty()) {
-        return ERROR_DIR_NOT_EMPTY;
-    }
+    demand(node.isDirectory, ERROR_DIRECTORY);
+    demandDeletable(place);
+    demand(!sameText(node.path(), currentDirectory_), ERROR_SHARING_VIOLATION);
+    demand((node.attributes & FILE_ATTRIBUTE_READONLY) == 0, ERROR_ACCESS_DENIED);
+    demand(node.entries.empty(), ERROR_DIR_NOT_EMPTY);
     takeOrMark(node);
-    return ERROR_SUCCESS;
 }
 
-DWORD FileSystem::deleteFile(const FilePath& path) {
-    const Place place = find(path, false);
-    if (place.status != ERROR_SUCCESS) {
-        return place.status;
-    }
+void FileSystem::deleteFile(const FilePath& path) {
+    const Place place = existing(path, false);
     FileNode& node = *place.node;
-    if (node.isDirectory) {
-        return ERROR_ACCESS_DENIED;
-    }
-    const DWORD refused = mayDelete(place);
-    if (refused != ERROR_SUCCESS) {
-        return refused;
-    }
-    if ((node.attributes & FILE_ATTRIBUTE_READONLY) != 0 || node.isProgram()) {
-        return ERROR_ACCESS_DENIED;
-    }
+    demand(!node.isDirectory, ERROR_ACCESS_DENIED);
+    demandDeletable(place);
+    demand((node.attributes & FILE_ATTRIBUTE_READONLY) == 0 && !node.isProgram(),
+           ERROR_ACCESS_DENIED);
     takeOrMark(node);
-    return ERROR_SUCCESS;
 }
 
-DWORD FileSystem::changeAttributes(const FilePath& path, DWORD attributes) {
-    const Place place = find(path, false);
-    if (place.status != ERROR_SUCCESS) {
-        return place.status;
-    }
-    if (!place.writable) {
-        return ERROR_WRITE_PROTECT;
-    }
-    if (isWriteDenied(*place.node)) {
-        return ERROR_ACCESS_DENIED;
-    }
+void FileSystem::changeAttributes(const FilePath& path, DWORD attributes) {
+    const Place place = existing(path, false);
+    demand(place.writable, ERROR_WRITE_PROTECT);
+    demand(!isWriteDenied(*place.node), ERROR_ACCESS_DENIED);
     place.node->attributes = attributes & kKeptAttributes;
-    return ERROR_SUCCESS;
 }
 
-DWORD FileSystem::copyFile(const FilePath& from, const FilePath& to, bool failIfExists, bool part) {
-    const Place source = find(from, true);
-    if (source.status != ERROR_SUCCESS) {
-        return source.status;
-    }
-    if (source.node->isDirectory || isReadDenied(*source.node)) {
-        return ERROR_ACCESS_DENIED;
-    }
-    if (source.node->isUsedAgainst(FILE_SHARE_READ, kShareAll)) {
-        return ERROR_SHARING_VIOLATION;
-    }
+void FileSystem::copyFile(const FilePath& from, const FilePath& to, bool failIfExists, bool part) {
+    const Place source = existing(from, true);
+    demand(!source.node->isDirectory && !isReadDenied(*source.node), ERROR_ACCESS_DENIED);
+    demand(!source.node->isUsedAgainst(FILE_SHARE_READ, kShareAll), ERROR_SHARING_VIOLATION);
     Place target = find(to, true);
-    const bool creates = target.status == ERROR_FILE_NOT_FOUND && !to.endsInSeparator;
-    DWORD refused = target.status;
-    if (creates) {
-        refused = mayAdd(target);
-    } else if (refused == ERROR_SUCCESS) {
-        refused = failIfExists                 ? ERROR_FILE_EXISTS
-                  : target.node == source.node ? ERROR_SHARING_VIOLATION
-                                               : mayOverwrite(target);
-    }
-    if (refused != ERROR_SUCCESS) {
-        return refused;
-    }
-    if (creates) {
+    if (target.status == ERROR_FILE_NOT_FOUND && !to.endsInSeparator) {
+        demandAddable(target);
         target.node = std::make_shared<FileNode>();
         target.parent->add(target.node, target.name);
+    } else {
+        check(target.status);
+        demand(!failIfExists, ERROR_FILE_EXISTS);
+        demand(target.node != source.node, ERROR_SHARING_VIOLATION);
+        demandOverwritable(target);
     }
     const std::string& content = source.node->content;
     target.node->content = content.substr(0, part ? content.size() / 2 : content.size());
     target.node->version = part ? std::string() : source.node->version;
     target.node->attributes = source.node->attributes | FILE_ATTRIBUTE_ARCHIVE;
-    return ERROR_SUCCESS;
 }
 
-DWORD FileSystem::mayOverwrite(const Place& place) const {
+void FileSystem::demandOverwritable(const Place& place) const {
     constexpr DWORD kKept = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN;
     const FileNode& node = *place.node;
-    if (!place.writable) {
-        return ERROR_WRITE_PROTECT;
-    }
-    if (node.isDirectory || isWriteDenied(node) || (node.attributes & kKept) != 0) {
-        return ERROR_ACCESS_DENIED;
-    }
-    return node.isUsedAgainst(FILE_SHARE_WRITE, kShareAll) ? ERROR_SHARING_VIOLATION
-                                                           : ERROR_SUCCESS;
+    demand(place.writable, ERROR_WRITE_PROTECT);
+    demand(!node.isDirectory && !isWriteDenied(node) && (node.attributes & kKept) == 0,
+           ERROR_ACCESS_DENIED);
+    demand(!node.isUsedAgainst(FILE_SHARE_WRITE, kShareAll), ERROR_SHARING_VIOLATION);
 }
 
-DWORD FileSystem::moveFile(const FilePath& from, const FilePath& to, DWORD flags, bool part) {
-    const Place source = find(from, false);
-    if (source.status != ERROR_SUCCESS) {
-        return source.status;
-    }
+void FileSystem::moveFile(const FilePath& from, const FilePath& to, DWORD flags, bool part) {
+    const Place source = existing(from, false);
     const Place target = find(to, false);
-    if (target.status != ERROR_SUCCESS && target.status != ERROR_FILE_NOT_FOUND) {
-        return target.status;
-    }
+    demand(target.status == ERROR_SUCCESS || target.status == ERROR_FILE_NOT_FOUND, target.status);
     const FileNode& targetParent = target.parent == nullptr ? *target.node : *target.parent;
     if (&rootOf(targetParent) == &rootOf(*source.node)) {
-        return moveWithin(source, target, targetParent, flags, part);
+        moveWithin(source, target, targetParent, flags, part);
+        return;
     }
-    if ((flags & MOVEFILE_COPY_ALLOWED) == 0) {
-        return ERROR_NOT_SAME_DEVICE;
+    demand((flags & MOVEFILE_COPY_ALLOWED) != 0, ERROR_NOT_SAME_DEVICE);
+    const DWORD status =
+        statusOf([&] { copyFile(from, to, (flags & MOVEFILE_REPLACE_EXISTING) == 0, part); });
+    check(status == ERROR_FILE_EXISTS ? ERROR_ALREADY_EXISTS : status);
+    if (!part) {
+        // Where that fails the source stays, and the move has succeeded.
+        statusOf([&] { deleteFile(from); });
     }
-    const DWORD status = copyFile(from, to, (flags & MOVEFILE_REPLACE_EXISTING) == 0, part);
-    if (status == ERROR_SUCCESS && !part) {
-        deleteFile(from);  // where that fails the source stays, and the move has succeeded
-    }
-    return status == ERROR_FILE_EXISTS ? ERROR_ALREADY_EXISTS : status;
 }
 
-DWORD FileSystem::moveWithin(const Place& source, const Place& target, const FileNode& targetParent,
-                             DWORD flags, bool part) {
+void FileSystem::moveWithin(const Place& source, const Place& target, const FileNode& targetParent,
+                            DWORD flags, bool part) {
     FileNode& node = *source.node;
-    DWORD refused = mayDelete(source);
-    if (part || refused != ERROR_SUCCESS) {
-        return refused;
+    demandDeletable(source);
+    if (part) {
+        return;
     }
-    if (node.isDirectory && hasOpenEntries(node)) {
-        return ERROR_ACCESS_DENIED;
-    }
-    if (isWithin(targetParent, node)) {
-        return ERROR_SHARING_VIOLATION;
-    }
+    demand(!node.isDirectory || !hasOpenEntries(node), ERROR_ACCESS_DENIED);
+    demand(!isWithin(targetParent, node), ERROR_SHARING_VIOLATION);
     const bool replaces = target.node != nullptr && target.node != source.node;
-    if (replaces && (flags & MOVEFILE_REPLACE_EXISTING) == 0) {
-        return ERROR_ALREADY_EXISTS;
-    }
-    if (replaces && !mayReplace(*target.node)) {
-        return ERROR_ACCESS_DENIED;
-    }
-    refused = target.node == nullptr ? mayAdd(target) : ERROR_SUCCESS;
-    if (refused != ERROR_SUCCESS) {
-        return refused;
+    demand(!replaces || (flags & MOVEFILE_REPLACE_EXISTING) != 0, ERROR_ALREADY_EXISTS);
+    demand(!replaces || mayReplace(*target.node), ERROR_ACCESS_DENIED);
+    if (target.node == nullptr) {
+        demandAddable(target);
     }
     if (replaces) {
         target.node->parent->take(*target.node);
     }
     node.parent->take(node);
     target.parent->add(source.node, target.name);
-    return ERROR_SUCCESS;
 }
 
 bool FileSystem::mayReplace(const FileNode& node) const {
@@ -410,7 +327,7 @@ void FileSystem::setCurrentDirectory(std::u16string_view path) {
 void FileSystem::carryOutDelayedMoves() {
     isStarting_ = true;
     for (const DelayedMove& move : std::exchange(delayedMoves_, {})) {
-        carryOut(move);
+        statusOf([&] { carryOut(move); });
     }
     isStarting_ = false;
 }

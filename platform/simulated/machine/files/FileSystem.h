@@ -48,6 +48,10 @@ public:
     };
     /// `follow`: a link in the last place counts as what it leads to.
     Place find(const FilePath& path, bool follow) const;
+    /// As `find`, but refuses a path at which nothing is.
+    Place existing(const FilePath& path, bool follow) const;
+
+    // These refuse what Windows refuses, with its status.
 
     struct OpenRequest {
         DWORD access = 0;
@@ -57,20 +61,19 @@ public:
         std::string security = {};  ///< descriptor of a file that is made
     };
     struct Opened {
-        DWORD status = 0;
         std::shared_ptr<OpenFile> file;
-        bool existed = false;
+        bool existed;
     };
     Opened open(const FilePath& path, const OpenRequest& request);
 
-    DWORD createDirectory(const FilePath& path);
-    DWORD removeDirectory(const FilePath& path);
-    DWORD deleteFile(const FilePath& path);
-    DWORD changeAttributes(const FilePath& path, DWORD attributes);
+    void createDirectory(const FilePath& path);
+    void removeDirectory(const FilePath& path);
+    void deleteFile(const FilePath& path);
+    void changeAttributes(const FilePath& path, DWORD attributes);
     /// `part`: the copy ends in the middle.
-    DWORD copyFile(const FilePath& from, const FilePath& to, bool failIfExists, bool part = false);
+    void copyFile(const FilePath& from, const FilePath& to, bool failIfExists, bool part = false);
     /// `part`: a move to another drive ends in the middle of the copy, any other before it begins.
-    DWORD moveFile(const FilePath& from, const FilePath& to, DWORD flags, bool part = false);
+    void moveFile(const FilePath& from, const FilePath& to, DWORD flags, bool part = false);
     /// Whether the process may not write to a thing, delete or rename it, or make entries in it.
     bool isWriteDenied(const FileNode& node) const;
 
@@ -95,17 +98,16 @@ private:
         std::vector<std::u16string> remaining = {};  ///< the names after the link
     };
     Walk walkToLink(const FilePath& path, bool follow) const;
-    DWORD mayOpen(const FileNode& node, const FilePath& path, const OpenRequest& request,
-                  bool writable) const;
-    DWORD mayOverwrite(const Place& place) const;
+    void demandOpenable(const Place& place, const FilePath& path, const OpenRequest& request) const;
+    void demandOverwritable(const Place& place) const;
     bool mayReplace(const FileNode& node) const;
     /// Moves within one volume.
-    DWORD moveWithin(const Place& source, const Place& target, const FileNode& targetParent,
-                     DWORD flags, bool part);
+    void moveWithin(const Place& source, const Place& target, const FileNode& targetParent,
+                    DWORD flags, bool part);
     void carryOut(const DelayedMove& move);
-    /// Returns whether an entry may be created at a place that is missing.
-    DWORD mayAdd(const Place& place) const;
-    DWORD mayDelete(const Place& place) const;
+    /// Refuses to create an entry at a place that is missing.
+    void demandAddable(const Place& place) const;
+    void demandDeletable(const Place& place) const;
     bool isReadDenied(const FileNode& node) const { return node.readDenied && !isStarting_; }
 
     NameMap<Volume> volumes_;

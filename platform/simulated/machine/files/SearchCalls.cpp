@@ -84,8 +84,8 @@ BOOL WINAPI FindClose(HANDLE handle) {
 
 BOOL WINAPI PathIsDirectoryEmptyW(LPCWSTR path) {
     return call("PathIsDirectoryEmptyW", ERROR_ACCESS_DENIED, [&] {
-        const FileSystem::Place place = Machine::current().fileSystem.find(processPath(path), true);
-        check(place.status);
+        const FileSystem::Place place =
+            Machine::current().fileSystem.existing(processPath(path), true);
         demand(place.node->isDirectory && place.node->entries.empty() && !place.node->readDenied,
                ERROR_FILE_NOT_FOUND);
     });

@@ -20,7 +20,6 @@ std::string fileVersion(LPCWSTR path) {
     request.disposition = OPEN_EXISTING;
     const FileSystem::Opened opened =
         Machine::current().fileSystem.open(processPath(path), request);
-    check(opened.status);
     std::string block = opened.file->node().version;
     // A file without a version has no resources at all here.
     demand(block.size() >= kVersionHeadSize, ERROR_RESOURCE_DATA_NOT_FOUND);

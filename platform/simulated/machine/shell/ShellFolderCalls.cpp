@@ -11,17 +11,15 @@ namespace {
 constexpr int kFolderMask = 0xFF;
 
 /// Makes a directory with those above it.
-DWORD makeDirectories(FileSystem& fileSystem, const FilePath& path) {
+void makeDirectories(FileSystem& fileSystem, const FilePath& path) {
     FilePath piece = path;
     piece.names.clear();
     for (const std::u16string& name : path.names) {
         piece.names.push_back(name);
-        const DWORD status = fileSystem.createDirectory(piece);
-        if (status != ERROR_SUCCESS && status != ERROR_ALREADY_EXISTS) {
-            return status;
+        if (fileSystem.find(piece, false).status != ERROR_SUCCESS) {
+            fileSystem.createDirectory(piece);
         }
     }
-    return ERROR_SUCCESS;
 }
 
 }  // namespace
@@ -40,7 +38,7 @@ HRESULT WINAPI SHGetFolderPathW(HWND, int folder, HANDLE, DWORD flags, LPWSTR pa
             notSupported("SHGetFolderPathW", "the folder " + std::to_string(folder));
         }
         if ((folder & CSIDL_FLAG_CREATE) != 0) {
-            check(makeDirectories(machine.fileSystem, parsePath(*found, u"C:\\")));
+            makeDirectories(machine.fileSystem, parsePath(*found, u"C:\\"));
         } else {
             demand(machine.volumes.isDirectory(*found), static_cast<DWORD>(E_FAIL));
         }

@@ -88,7 +88,6 @@ public:
             request.access = GENERIC_WRITE;
             request.disposition = CREATE_ALWAYS;
             const FileSystem::Opened opened = fileSystem.open(processPath(fileName), request);
-            check(opened.status);
             const std::string text = shellLinkText(link_);
             opened.file->write(text.data(), text.size());
         });
