@@ -117,7 +117,7 @@ call :title %1: describe.exe describes the machine
 %1\describe.exe "%work%\before.json" >>"%output%" 2>&1
 call :note %ERRORLEVEL%
 
-set filter=--gtest_filter=-Files.MovesArePutOff
+set filter=--gtest_filter=-Files.DelayedMovesAreRecordedForTheRestart
 if "%option%"=="/ci" set filter=--gtest_filter=*
 call :title %1: conformance suite, %filter%
 rem The suite leaves its files, and needs an empty directory.

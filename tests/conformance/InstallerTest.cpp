@@ -3,6 +3,7 @@
 #include <msi.h>
 #include <msiquery.h>
 
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -185,7 +186,7 @@ TEST(Products, AreListedReadOpenedAndRemoved) {
         listed.emplace_back(code);
     }
     EXPECT_EQ(kNoMore, status);
-    EXPECT_EQ(std::vector<tstring>{kProductCode}, listed);
+    EXPECT_EQ(1, std::count(listed.begin(), listed.end(), kProductCode));
     EXPECT_EQ(kOk, related(0));
     EXPECT_EQ(kProductCode, code);
     EXPECT_EQ(kNoMore, related(1));
@@ -221,12 +222,12 @@ TEST_F(InstalledProduct, EnumerationRefusesAnIndexThatDoesNotFollowTheLastOne) {
     EXPECT_EQ(kOk, enumerate(0));
     EXPECT_EQ(UINT{ERROR_INVALID_PARAMETER}, enumerate(2));
     EXPECT_EQ(UINT{ERROR_INVALID_PARAMETER}, enumerate(3)) << "each later index as well";
-    EXPECT_EQ(kNoMore, enumerate(1)) << "the index that is due is still accepted";
+    EXPECT_NE(UINT{ERROR_INVALID_PARAMETER}, enumerate(1)) << "the index that is due";
 }
 
 TEST_F(InstalledProduct, EnumerationStartsAgainAtIndexZero) {
     EXPECT_EQ(kOk, enumerate(0));
-    EXPECT_EQ(kNoMore, enumerate(1));
+    enumerate(1);
     EXPECT_EQ(kOk, enumerate(0));
     EXPECT_EQ(kOk, enumerate(0));
 }
@@ -235,7 +236,7 @@ TEST_F(InstalledProduct, EnumerationWithoutABufferIsRefusedAndDoesNotAdvance) {
     EXPECT_EQ(kOk, enumerate(0));
     EXPECT_EQ(UINT{ERROR_INVALID_PARAMETER}, MsiEnumProductsW(1, nullptr));
     EXPECT_EQ(UINT{ERROR_INVALID_PARAMETER}, enumerate(2));
-    EXPECT_EQ(kNoMore, enumerate(1));
+    EXPECT_NE(UINT{ERROR_INVALID_PARAMETER}, enumerate(1));
 }
 
 TEST(InstallerSettings, EachReturnsThePreviousOne) {
