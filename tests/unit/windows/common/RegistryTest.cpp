@@ -54,6 +54,13 @@ TEST_F(RegistryTest, TextsAreReadAsTheyAreStored) {
               "query string value (HKLM64\\Software\\X\\v) error: wrong type");
 }
 
+TEST_F(RegistryTest, ValuesAreFoundByTheirPath) {
+    machine.registry.setString(View::Bits64, kKey, u"v", u"text");
+    EXPECT_TRUE(HKLM64.hasValue(u"Software\\X\\v"));
+    EXPECT_FALSE(HKLM64.hasValue(u"Software\\X\\w"));
+    EXPECT_FALSE(HKLM64.hasValue(u"Software\\Y\\v"));
+}
+
 TEST_F(RegistryTest, AValueThatGrowsBetweenItsSizeAndItsDataIsReadAgain) {
     const tstring huge(1 << 20, u'h');
     machine.registry.setString(View::Bits64, kKey, u"", huge);

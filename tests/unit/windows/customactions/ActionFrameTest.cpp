@@ -21,6 +21,7 @@ void expectFailure(Machine& machine, const std::string& action, UINT status) {
     EXPECT_EQ(error.level, "ERROR");
     EXPECT_EQ(error.file, "CustomActions.cpp");
     EXPECT_EQ(error.function, action);
+    EXPECT_EQ(records.back().line, 0);
     EXPECT_EQ(records.back().message, "Exiting " + action + " (entered at CustomActions.cpp:" +
                                           std::to_string(records[0].line) + ")");
 }
