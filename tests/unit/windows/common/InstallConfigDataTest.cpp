@@ -119,7 +119,7 @@ TEST_F(InstallConfigDataEveryKey, SomeAreExported) {
 TEST(InstallConfigDataLog, ShowsEachSourceAndTheResult) {
     const Configured machine({.runtime = "STATIC=1\nWEB_NORV=Enable"});
     InstallConfigData config;
-    config.LoadConfigSettings(u"x /s /l C:\\log.txt REBOOT=r");
+    config.LoadConfigSettings(u"x /s REBOOT=r /l C:\\log.txt");
     EXPECT_EQ(config.logFileArgument(), u"C:\\log.txt");
     const std::string path = "Runtime config file path is " + kRuntimeFile;
     const std::string adding = "...adding MSICMDLINE to settingsConfig";
