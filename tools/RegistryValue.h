@@ -1,4 +1,4 @@
-// The JSON of a registry value in a description, for both tools.
+// The JSON of a registry value and of bytes in a description, for both tools.
 #pragma once
 
 #include <windows.h>
@@ -8,6 +8,18 @@
 #include <vector>
 
 #include <nlohmann/json.hpp>
+
+/// Returns bytes in lower-case hexadecimal digits, two for each.
+template <class Bytes>
+std::string hexDigits(const Bytes& bytes) {
+    constexpr const char* kDigits = "0123456789abcdef";
+    std::string digits;
+    for (const auto one : bytes) {
+        const auto byte = static_cast<unsigned char>(one);
+        digits += {kDigits[byte >> 4], kDigits[byte & 15]};
+    }
+    return digits;
+}
 
 /// Returns a value of the registry as a description has it: in its type's notation, or in
 /// hexadecimal digits if its bytes don't have the encoding of the type or can't be converted to
@@ -32,10 +44,5 @@ nlohmann::json registryValueJson(DWORD type, const std::vector<BYTE>& data, cons
         std::memcpy(&number, data.data(), sizeof(number));
         return number;
     }
-    std::string digits;
-    for (const BYTE byte : data) {
-        constexpr const char* kDigits = "0123456789abcdef";
-        digits += {kDigits[byte >> 4], kDigits[byte & 15]};
-    }
-    return {{"type", type}, {"hex", digits}};
+    return {{"type", type}, {"hex", hexDigits(data)}};
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "RegistryValue.h"
 #include "common/share/tstrings.h"
 #include "windows/common/Paths.h"
 
@@ -92,12 +93,5 @@ Json bytesJson(const std::string& bytes) {
 }
 
 Json hexJson(const std::string& bytes) {
-    constexpr const char* kDigits = "0123456789abcdef";
-    std::string hex;
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        hex += kDigits[byte >> 4];
-        hex += kDigits[byte & 15];
-    }
-    return {{"hex", hex}};
+    return {{"hex", hexDigits(bytes)}};
 }

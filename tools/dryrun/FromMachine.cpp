@@ -83,16 +83,6 @@ Json shortcutJson(const simulated::ShellLink& link) {
     return json;
 }
 
-std::string hexDigits(std::string_view bytes) {
-    constexpr const char* kDigits = "0123456789abcdef";
-    std::string hex;
-    for (const char c : bytes) {
-        hex += kDigits[static_cast<unsigned char>(c) >> 4];
-        hex += kDigits[c & 15];
-    }
-    return hex;
-}
-
 /// A content as text if it is one.
 Json contentJson(const std::string& content) {
     const bool isText =

@@ -28,7 +28,7 @@ def hex_of(text):
 def packed(code):
     """A product code as the installer's keys are named."""
     a, b, c, d, e = code.strip("{}").split("-")
-    return a[::-1] + b[::-1] + c[::-1] + "".join(d[i + 1] + d[i] + "" for i in (0, 2)) + \
+    return a[::-1] + b[::-1] + c[::-1] + "".join(d[i + 1] + d[i] for i in (0, 2)) + \
         "".join(e[i + 1] + e[i] for i in range(0, 12, 2))
 
 
